@@ -1,0 +1,5 @@
+#include "Tavrik/CommandLine.h"
+
+int main(int argc, char** argv) {
+    return tavrik::runCommandLine(argc, argv);
+}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "TavrikCore/Models/Rect.h"
+
+#include <QString>
+
+namespace tavrik {
+
+// The accessibility description of the element acted on.
+struct AXTarget {
+    std::optional<QString> appBundleID;
+    std::optional<QString> appName;
+    std::optional<QString> windowTitle;
+    std::optional<QString> axRole;
+    std::optional<QString> axSubrole;
+    std::optional<QString> axTitle;
+    std::optional<QString> axValue;
+    std::optional<QString> axIdentifier;
+    std::optional<Rect> frameInWindow;
+    bool isSecure = false;
+    std::optional<QString> url;
+
+    // First present of title, value, role (presence, not emptiness), else "element"; then
+    // " in <app>" when the application's name is known.
+    QString humanLabel() const;
+
+    bool operator==(const AXTarget&) const = default;
+    QJsonObject toJson() const;
+    static std::optional<AXTarget> fromJson(const QJsonValue& value, QString* error = nullptr);
+};
+
+size_t qHash(const AXTarget& target, size_t seed = 0);
+
+} // namespace tavrik

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QJsonObject>
+#include <QString>
+
+#include <optional>
+
+namespace tavrik {
+
+// The application in front at one moment of a recording.
+struct AppContextSnapshot {
+    double timeOffset = 0;
+    std::optional<QString> bundleID;
+    std::optional<QString> appName;
+    std::optional<QString> windowTitle;
+
+    bool operator==(const AppContextSnapshot&) const = default;
+    QJsonObject toJson() const;
+    static std::optional<AppContextSnapshot> fromJson(const QJsonValue& value, QString* error = nullptr);
+};
+
+} // namespace tavrik

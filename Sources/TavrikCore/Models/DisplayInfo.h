@@ -1,0 +1,23 @@
+#pragma once
+
+#include "TavrikCore/Models/Rect.h"
+
+namespace tavrik {
+
+// One attached display; `frame` in global points.
+struct DisplayInfo {
+    quint32 id = 0;
+    Rect frame;
+    double scaleFactor = 1.0;
+    bool isMain = false;
+
+    bool operator==(const DisplayInfo&) const = default;
+    QJsonObject toJson() const;
+    static std::optional<DisplayInfo> fromJson(const QJsonValue& value, QString* error = nullptr);
+};
+
+inline size_t qHash(const DisplayInfo& d, size_t seed = 0) {
+    return qHashMulti(seed, d.id, d.frame, d.scaleFactor, d.isMain);
+}
+
+} // namespace tavrik

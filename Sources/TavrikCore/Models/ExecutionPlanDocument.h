@@ -1,0 +1,18 @@
+#pragma once
+
+#include "TavrikCore/Models/Skill.h"
+
+namespace tavrik {
+
+// The machine-readable half of a skill, kept as execution_plan.json beside SKILL.md.
+struct ExecutionPlanDocument {
+    QList<Parameter> parameters;
+    QList<PlanStep> plan;
+    std::optional<RuntimeSpec> runtime;
+
+    bool operator==(const ExecutionPlanDocument&) const = default;
+    QJsonObject toJson() const;
+    static std::optional<ExecutionPlanDocument> fromJson(const QJsonValue& value, QString* error = nullptr);
+};
+
+} // namespace tavrik

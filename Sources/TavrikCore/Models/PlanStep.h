@@ -1,0 +1,29 @@
+#pragma once
+
+#include "TavrikCore/Models/AXTarget.h"
+#include "TavrikCore/Models/ActionType.h"
+
+#include <QUuid>
+
+namespace tavrik {
+
+// One step of a skill's plan; `index` is zero-based, SKILL.md shows index + 1.
+struct PlanStep {
+    QUuid id = QUuid::createUuid();
+    qint64 index = 0;
+    QString intent;
+    ActionType action = ActionType::click;
+    std::optional<AXTarget> target;
+    std::optional<Point> location;
+    std::optional<QString> text;
+    std::optional<quint16> keyCode;
+    std::optional<quint64> modifierFlags;
+    std::optional<QString> precondition;
+    bool isDestructive = false;
+
+    bool operator==(const PlanStep&) const = default;
+    QJsonObject toJson() const;
+    static std::optional<PlanStep> fromJson(const QJsonValue& value, QString* error = nullptr);
+};
+
+} // namespace tavrik

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QHashFunctions>
+#include <QJsonObject>
+
+#include <optional>
+
+namespace tavrik {
+
+// A position in global screen points, origin at the main display's top-left, y down.
+struct Point {
+    double x = 0;
+    double y = 0;
+
+    bool operator==(const Point&) const = default;
+    QJsonObject toJson() const;
+    static std::optional<Point> fromJson(const QJsonValue& value, QString* error = nullptr);
+};
+
+inline size_t qHash(const Point& p, size_t seed = 0) { return qHashMulti(seed, p.x, p.y); }
+
+} // namespace tavrik

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "TavrikCore/Models/Point.h"
+#include "TavrikCore/Models/Size.h"
+
+namespace tavrik {
+
+struct Rect {
+    Point origin;
+    Size size;
+
+    Rect() = default;
+    Rect(Point origin, Size size) : origin(origin), size(size) {}
+    Rect(double x, double y, double width, double height) : origin{x, y}, size{width, height} {}
+
+    bool operator==(const Rect&) const = default;
+    QJsonObject toJson() const;
+    static std::optional<Rect> fromJson(const QJsonValue& value, QString* error = nullptr);
+};
+
+inline size_t qHash(const Rect& r, size_t seed = 0) { return qHashMulti(seed, r.origin, r.size); }
+
+} // namespace tavrik

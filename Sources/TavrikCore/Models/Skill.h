@@ -1,0 +1,36 @@
+#pragma once
+
+#include "TavrikCore/Models/ExecutionMode.h"
+#include "TavrikCore/Models/Parameter.h"
+#include "TavrikCore/Models/PlanStep.h"
+#include "TavrikCore/Models/RuntimeSpec.h"
+
+#include <QDateTime>
+
+namespace tavrik {
+
+// A saved, parameterised task. `id` also names the skill's folder in the library.
+struct Skill {
+    QUuid id = QUuid::createUuid();
+    QString name;
+    QString trigger;
+    QString summary;
+    ExecutionMode mode = ExecutionMode::skill;
+    QList<Parameter> parameters;
+    QList<PlanStep> plan;
+    QList<QString> appScope;
+    std::optional<QString> url;
+    std::optional<RuntimeSpec> runtime;
+    QDateTime createdAt;
+    std::optional<QUuid> sourceRecordingID;
+
+    // "/" + the lower-cased name, "&" spelled "and", alphanumeric pieces joined by "-";
+    // "/skill" when nothing is left.
+    QString slashCommand() const;
+
+    bool operator==(const Skill&) const = default;
+    QJsonObject toJson() const;
+    static std::optional<Skill> fromJson(const QJsonValue& value, QString* error = nullptr);
+};
+
+} // namespace tavrik
