@@ -1,0 +1,27 @@
+#pragma once
+
+#include "TavrikCore/Models/Skill.h"
+
+#include <QList>
+#include <QString>
+
+#include <algorithm>
+#include <functional>
+
+// Subsequence ranking of what the user typed against each item's texts; adjacent runs and a
+// match at the very start score higher. Characters are user-perceived characters.
+namespace tavrik::FuzzyMatch {
+
+// Score of a lower-cased query against one lower-cased text; nothing when it does not match.
+std::optional<int> score(const QString& query, const QString& text);
+
+// Matching items, best first; equal scores keep their input order. A blank query keeps all.
+template <typename Item, typename Fields>
+QList<Item> rank(const QList<Item>& items, const QString& query, Fields fields);
+
+// The texts a skill is matched on in the palette: slash command, name, trigger.
+QList<QString> skillFields(const Skill& skill);
+
+} // namespace tavrik::FuzzyMatch
+
+#include "TavrikCore/Storage/FuzzyMatchRank.h"

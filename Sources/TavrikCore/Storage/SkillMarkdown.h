@@ -1,0 +1,17 @@
+#pragma once
+
+#include "TavrikCore/Models/Skill.h"
+
+#include <optional>
+
+// The SKILL.md text form of a skill. Rendering writes the whole plan into the body; parsing is
+// lenient and reads only the front matter (plus the first body line as a summary fallback), so
+// the plan survives a round trip only through execution_plan.json.
+namespace tavrik::SkillMarkdown {
+
+QString render(const Skill& skill);
+
+// Every text yields a skill; the optional exists so callers keep an error path.
+std::optional<Skill> parse(const QString& text);
+
+} // namespace tavrik::SkillMarkdown
