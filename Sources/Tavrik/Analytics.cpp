@@ -97,7 +97,8 @@ bool capture(const QString& event, const QJsonObject& properties) {
     // Networking belongs to the application's thread; from there this runs at once.
     QMetaObject::invokeMethod(app, [body, url] {
         QNetworkRequest request(url);
-        request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
+        request.setHeader(QNetworkRequest::ContentTypeHeader,
+                          QByteArrayLiteral("application/json"));
         request.setTransferTimeout(kTimeoutMs);
         QNetworkReply* reply = session()->post(request, body);
         QObject::connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);

@@ -9,10 +9,9 @@
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QJsonObject>
-#include <QSettings>
 #include <QSet>
+#include <QSettings>
 #include <gtest/gtest.h>
-
 #include <thread>
 
 using namespace tavrik;
@@ -52,18 +51,20 @@ TEST_F(AnalyticsTest, CaptureSendsTheEventWithBaseProperties) {
     EXPECT_EQ(request.header("Content-Type"), "application/json");
 
     const QJsonObject body = request.json().object();
-    EXPECT_EQ(body.keys(), (QStringList{"api_key", "distinct_id", "event", "properties", "timestamp"}));
+    EXPECT_EQ(body.keys(),
+              (QStringList{"api_key", "distinct_id", "event", "properties", "timestamp"}));
     EXPECT_EQ(body["api_key"], "phc_C3J27XDCG2LmlZGEONYlgCtjfIZ4SOcMz9CPVNPkNa1H");
     EXPECT_EQ(body["event"], "skill_created");
     EXPECT_EQ(body["distinct_id"], Analytics::distinctID());
     EXPECT_EQ(body["properties"].toObject(), (QJsonObject{{"app_version", kVersion},
-                                                         {"source", "linux-app"},
-                                                         {"$os", "Linux"},
-                                                         {"mode", "skill"},
-                                                         {"steps", 3}}));
+                                                          {"source", "linux-app"},
+                                                          {"$os", "Linux"},
+                                                          {"mode", "skill"},
+                                                          {"steps", 3}}));
 
     const QString timestamp = body["timestamp"].toString();
-    EXPECT_TRUE(QRegularExpression(R"(^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ$)").match(timestamp).hasMatch())
+    EXPECT_TRUE(
+        QRegularExpression(R"(^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ$)").match(timestamp).hasMatch())
         << timestamp.toStdString();
     const std::optional<QDateTime> sent = json::parseDate(timestamp);
     ASSERT_TRUE(sent);
@@ -74,8 +75,9 @@ TEST_F(AnalyticsTest, CaptureSendsTheEventWithBaseProperties) {
 TEST_F(AnalyticsTest, EventPropertiesReplaceBaseProperties) {
     const QJsonObject body =
         Analytics::captureBody("app_launched", {{"source", "cli"}, {"$os", QJsonValue::Null}});
-    EXPECT_EQ(body["properties"].toObject(),
-              (QJsonObject{{"app_version", kVersion}, {"source", "cli"}, {"$os", QJsonValue::Null}}));
+    EXPECT_EQ(
+        body["properties"].toObject(),
+        (QJsonObject{{"app_version", kVersion}, {"source", "cli"}, {"$os", QJsonValue::Null}}));
     EXPECT_EQ(Analytics::baseProperties()["source"], "linux-app") << "the base is not changed";
     EXPECT_EQ(Analytics::captureBody("app_launched")["properties"], Analytics::baseProperties());
 }

@@ -11,7 +11,6 @@
 #include <QSettings>
 #include <QTimer>
 #include <gtest/gtest.h>
-
 #include <memory>
 
 using namespace tavrik;
@@ -110,7 +109,8 @@ TEST_F(UpdateCheckerTest, OffersANewerReleaseAtItsDownloadAddress) {
     EXPECT_EQ(offerFor(feed({{"1.5.0", "https://cdn.example/t.tar.gz"}}))->downloadURL,
               QUrl("https://cdn.example/t.tar.gz"))
         << "an absolute address is offered as it is";
-    EXPECT_EQ(offerFor(feed({{"1.5.1", "/files/t.tar.gz"}}))->downloadURL, server.url("/files/t.tar.gz"));
+    EXPECT_EQ(offerFor(feed({{"1.5.1", "/files/t.tar.gz"}}))->downloadURL,
+              server.url("/files/t.tar.gz"));
 }
 
 TEST_F(UpdateCheckerTest, WebHostWithAPathPrefixKeepsIt) {

@@ -50,10 +50,14 @@ bool sameName(const QJsonValue& entry, const QString& name) {
 
 QList<MCPServer> MCPRegistry::builtIns() {
     return {
-        {QStringLiteral("linear"), QStringLiteral("https://mcp.linear.app/mcp"),
-         {QStringLiteral("com.linear"), QStringLiteral("com.linear.linear")}, std::nullopt},
-        {QStringLiteral("notion"), QStringLiteral("https://mcp.notion.com/mcp"),
-         {QStringLiteral("notion.id")}, std::nullopt},
+        {QStringLiteral("linear"),
+         QStringLiteral("https://mcp.linear.app/mcp"),
+         {QStringLiteral("com.linear"), QStringLiteral("com.linear.linear")},
+         std::nullopt},
+        {QStringLiteral("notion"),
+         QStringLiteral("https://mcp.notion.com/mcp"),
+         {QStringLiteral("notion.id")},
+         std::nullopt},
     };
 }
 
@@ -67,8 +71,8 @@ MCPRegistry::MCPRegistry() : m_servers(builtIns()) {
         QString error;
         std::optional<MCPServer> server = MCPServer::fromJson(file.entries.at(i), &error);
         if (!server) {
-            qWarning("Tavrik: skipping entry %lld of %s: %s", qlonglong(i),
-                     qPrintable(filePath()), qPrintable(error));
+            qWarning("Tavrik: skipping entry %lld of %s: %s", qlonglong(i), qPrintable(filePath()),
+                     qPrintable(error));
             continue;
         }
         auto same = std::find_if(m_servers.begin(), m_servers.end(),
@@ -83,9 +87,9 @@ MCPRegistry::MCPRegistry() : m_servers(builtIns()) {
 QList<MCPServer> MCPRegistry::knownServers(const QList<QString>& bundleIDs) const {
     QList<MCPServer> result;
     for (const MCPServer& server : m_servers) {
-        const bool matches = std::any_of(bundleIDs.begin(), bundleIDs.end(), [&](const QString& id) {
-            return server.bundleIDs.contains(id);
-        });
+        const bool matches =
+            std::any_of(bundleIDs.begin(), bundleIDs.end(),
+                        [&](const QString& id) { return server.bundleIDs.contains(id); });
         if (matches)
             result.append(server);
     }

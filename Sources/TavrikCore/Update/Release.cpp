@@ -19,8 +19,9 @@ std::optional<QList<Release>> Release::feedFromJson(const QByteArray& body, QStr
     const QJsonDocument document = QJsonDocument::fromJson(body, &parseError);
     if (parseError.error != QJsonParseError::NoError || !document.isArray()) {
         if (error)
-            *error = parseError.error != QJsonParseError::NoError ? parseError.errorString()
-                                                                  : QStringLiteral("expected an array");
+            *error = parseError.error != QJsonParseError::NoError
+                         ? parseError.errorString()
+                         : QStringLiteral("expected an array");
         return std::nullopt;
     }
     QList<Release> releases;

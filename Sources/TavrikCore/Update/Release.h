@@ -2,7 +2,6 @@
 
 #include <QJsonValue>
 #include <QString>
-
 #include <optional>
 
 namespace tavrik {
@@ -15,7 +14,8 @@ struct Release {
     bool operator==(const Release&) const = default;
     static std::optional<Release> fromJson(const QJsonValue& value, QString* error = nullptr);
     // The whole feed: a JSON array of releases. Any entry that cannot be read fails it.
-    static std::optional<QList<Release>> feedFromJson(const QByteArray& body, QString* error = nullptr);
+    static std::optional<QList<Release>> feedFromJson(const QByteArray& body,
+                                                      QString* error = nullptr);
 };
 
 } // namespace tavrik
