@@ -17,7 +17,7 @@ build: configure
 	cmake --build $(BUILD) -j$(JOBS)
 
 run: build
-	$(BUILD)/Sources/Tavrik/tavrik
+	$(BUILD)/tavrik
 
 # The suite runs inside a private virtual desktop when the script for it exists.
 test: build
