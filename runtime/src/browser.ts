@@ -5,10 +5,9 @@ import * as path from 'node:path';
 import { chromium, type Browser, type BrowserContext, type Page } from 'playwright-core';
 import type { BrowserConfig } from './config.js';
 
-// The browser itself is missing or unusable: the run cannot go on.
-export class BrowserError extends Error {}
-// One page would not load: the agent may try something else.
-export class NavigationError extends Error {}
+import { BrowserError, NavigationError } from './errors.js';
+
+export { BrowserError, NavigationError };
 
 const candidates = ['/usr/bin/chromium', '/usr/bin/chromium-browser', '/usr/bin/google-chrome', '/usr/bin/google-chrome-stable'];
 

@@ -1,14 +1,14 @@
 #!/usr/bin/env node
 import * as path from 'node:path';
 import { format } from 'node:util';
-import { BrowserError, BrowserSession } from './browser.js';
+import type { BrowserSession } from './browser.js';
 import { ConfigError, loadConfig, writeTemplate } from './config.js';
 import { DirectError, directUrls, runDirect } from './direct.js';
 import { findCredentials } from './key.js';
 import { Log } from './log.js';
 import { Output, stdoutWriter } from './protocol.js';
 import { paths, supportDir } from './paths.js';
-import { SetupError } from './services.js';
+import { BrowserError, SetupError } from './errors.js';
 import { SkillError, isDirect, loadSkill } from './skill.js';
 import { ArgumentError, parseArguments, runValues } from './template.js';
 import { Toolbelt } from './tools.js';
@@ -65,6 +65,7 @@ async function main(argv: string[]): Promise<number> {
     const skill = loadSkill(folder, say);
     const values = runValues(skill.parameters, given);
     const connect = async () => {
+      const { BrowserSession } = await import('./browser.js');
       session = await BrowserSession.connect(config.browser, paths.browserProfile(support), say, () => out.progress('Starting the browser'));
       return session;
     };

@@ -4,8 +4,9 @@ import type { SheetsConfig, SmsConfig } from './config.js';
 import { csvAppend, csvSetCell, parseCell } from './csv.js';
 import { expandHome } from './paths.js';
 
-// A tool that cannot work until the user sets something up: the run ends and says what to set up.
-export class SetupError extends Error {}
+import { SetupError } from './errors.js';
+
+export { SetupError };
 
 export type Fetch = typeof fetch;
 

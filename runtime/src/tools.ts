@@ -1,9 +1,10 @@
 import type Anthropic from '@anthropic-ai/sdk';
 import type { RuntimeConfig } from './config.js';
-import { BrowserError, BrowserSession, NavigationError } from './browser.js';
+import type { BrowserSession } from './browser.js';
+import { BrowserError, NavigationError, SetupError } from './errors.js';
 import { extractRows, readPage } from './pageread.js';
 import { oneLine } from './protocol.js';
-import { CsvSheet, GoogleSheet, SetupError, normaliseRows, sendSms, spreadsheetIdFrom, type SheetTarget } from './services.js';
+import { CsvSheet, GoogleSheet, normaliseRows, sendSms, spreadsheetIdFrom, type SheetTarget } from './services.js';
 import type { Skill } from './skill.js';
 
 export interface ToolOutcome {
