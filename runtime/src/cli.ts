@@ -1,4 +1,5 @@
 #!/usr/bin/env node
+import * as fs from 'node:fs';
 import * as path from 'node:path';
 import { format } from 'node:util';
 import type { BrowserSession } from './browser.js';
@@ -8,7 +9,7 @@ import { findCredentials } from './key.js';
 import { Log } from './log.js';
 import { Output, stdoutWriter } from './protocol.js';
 import { paths, supportDir } from './paths.js';
-import { BrowserError, SetupError } from './errors.js';
+import { BrowserError, NavigationError, SetupError } from './errors.js';
 import { SkillError, isDirect, loadSkill } from './skill.js';
 import { ArgumentError, parseArguments, runValues } from './template.js';
 import { Toolbelt } from './tools.js';
@@ -30,14 +31,22 @@ async function main(argv: string[]): Promise<number> {
   process.stderr.write = toLog as typeof process.stderr.write;
   for (const k of ['log', 'info', 'warn', 'error', 'debug'] as const) console[k] = (...a: unknown[]) => say(format(...a));
 
-  const stop = (signal: NodeJS.Signals, code: number) => () => {
-    say(`stopping on ${signal}`);
+  const stop = (why: string, code: number) => () => {
+    say(`stopping: ${why}`);
     out.failure('Stopped.');
     process.exit(code);
   };
   process.on('SIGTERM', stop('SIGTERM', 143));
   process.on('SIGINT', stop('SIGINT', 130));
   process.on('SIGHUP', stop('SIGHUP', 129));
+  // Nobody is watching the run any more when the process that started us is gone: npm does not pass a
+  // terminate request on to us, so the end of our process group's leader (npx) counts as one too.
+  const parent = process.ppid;
+  const leader = processGroup();
+  setInterval(() => {
+    if (process.ppid !== parent) stop('the parent process is gone', 129)();
+    else if (leader && leader !== process.pid && !running(leader)) stop('the process group leader is gone', 143)();
+  }, 300).unref();
   process.on('uncaughtException', (e) => {
     say('uncaught:', e);
     out.failure(`Something went wrong: ${e.message}`);
@@ -85,7 +94,7 @@ async function main(argv: string[]): Promise<number> {
     const ok = await runAgent({ client: makeClient(creds, say), config, skill, values, tools, out, log: say });
     return ok ? 0 : 1;
   } catch (e) {
-    const known = [ArgumentError, ConfigError, SkillError, BrowserError, SetupError, DirectError].some((c) => e instanceof c);
+    const known = [ArgumentError, ConfigError, SkillError, BrowserError, NavigationError, SetupError, DirectError].some((c) => e instanceof c);
     say(known ? 'failed:' : 'unexpected failure:', e);
     const msg = e instanceof Error ? e.message : String(e);
     out.failure(known ? msg : `Something went wrong: ${msg.split('\n')[0]}`);
@@ -94,6 +103,25 @@ async function main(argv: string[]): Promise<number> {
     if (session) await (session as BrowserSession).disconnect();
     say(`done after ${Math.round(process.uptime() * 1000)} ms`);
   }
+}
+
+function statOf(pid: number | 'self'): string[] | null {
+  try {
+    const stat = fs.readFileSync(`/proc/${pid}/stat`, 'utf8');
+    return stat.slice(stat.lastIndexOf(')') + 2).split(' ');
+  } catch {
+    return null;
+  }
+}
+
+function processGroup(): number | null {
+  const f = statOf('self');
+  return f ? Number(f[2]) : null;
+}
+
+function running(pid: number): boolean {
+  const f = statOf(pid);
+  return !!f && f[0] !== 'Z' && f[0] !== 'X';
 }
 
 main(process.argv.slice(2)).then(

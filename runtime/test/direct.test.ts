@@ -95,6 +95,15 @@ test('SIGTERM and SIGINT stop a run at once; nothing of the run is left and the 
     assert.equal(r.lines.at(-1), '✗ Stopped.');
     assert.deepEqual(groupMembers(r.pid), []);
   }
+  // npm does not pass a terminate request on; the runtime still stops when npx is gone.
+  const viaNpx = startCli(['agent', dir], home.env, 'npx');
+  await viaNpx.waitForLine((l) => l.startsWith('→ open'));
+  process.kill(viaNpx.child.pid!, 'SIGTERM');
+  await viaNpx.done;
+  const deadline = Date.now() + 3000;
+  while (groupMembers(viaNpx.child.pid!).length && Date.now() < deadline) await new Promise((r) => setTimeout(r, 100));
+  assert.deepEqual(groupMembers(viaNpx.child.pid!), []);
+
   assert.ok(alive(browser.pid));
   assert.equal(readActivePort(path.join(home.support, 'browser')), browser.port);
 });

@@ -60,8 +60,10 @@ export interface Running {
 }
 
 // Started as its own process group, like the application starts it, so a test can see what it leaves behind.
-export function startCli(args: string[], env: NodeJS.ProcessEnv): Running {
-  const child = spawn(process.execPath, ['--import', 'tsx', cli, ...args], { cwd: runtimeDir, env, detached: true, stdio: ['ignore', 'pipe', 'pipe'] });
+// "npx" starts it the way the application starts a development runtime: npx tsx src/cli.ts.
+export function startCli(args: string[], env: NodeJS.ProcessEnv, via: 'node' | 'npx' = 'node'): Running {
+  const [exe, pre] = via === 'npx' ? ['npx', ['tsx', cli]] : [process.execPath, ['--import', 'tsx', cli]];
+  const child = spawn(exe, [...pre, ...args], { cwd: runtimeDir, env, detached: true, stdio: ['ignore', 'pipe', 'pipe'] });
   let stdout = '';
   let stderr = '';
   const lines: string[] = [];
