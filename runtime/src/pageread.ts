@@ -57,8 +57,7 @@ function extractScript(rows: string, fields: string[]): string {
   const signature = (el) => el.tagName + '.' + [...el.classList].sort().join('.');
   // The largest run of look-alike siblings is usually the list a person means.
   const repeating = () => {
-    let best = null;
-    let bestScore = 0;
+    const found = [];
     for (const parent of document.querySelectorAll('body *')) {
       if (parent.children.length < 2 || !visible(parent)) continue;
       const groups = new Map();
@@ -70,11 +69,10 @@ function extractScript(rows: string, fields: string[]): string {
       for (const g of groups.values()) {
         if (g.length < 2) continue;
         const chars = g.reduce((n, e) => n + Math.min(textOf(e).length, 300), 0);
-        const score = g.length * 10 + chars / 20;
-        if (score > bestScore) { bestScore = score; best = g; }
+        found.push({ items: g, score: g.length * 10 + chars / 20 });
       }
     }
-    return best || [];
+    return found.sort((a, b) => b.score - a.score).slice(0, 8).map((f) => f.items);
   };
   const cellsOf = (el) => {
     const kids = [...el.children].filter((c) => textOf(c));
@@ -96,45 +94,47 @@ function extractScript(rows: string, fields: string[]): string {
     return null;
   };
 
-  let source = 'page';
-  let header = [];
-  let items = [];
-  let selectorMatched = false;
-  try {
-    const m = rowsHint ? [...document.querySelectorAll(rowsHint)] : [];
-    if (m.length) { items = m.filter(visible); selectorMatched = true; source = 'selector'; }
-  } catch (e) { /* the hint is a description, not a selector */ }
-  if (!selectorMatched) {
-    const tables = [...document.querySelectorAll('table')].filter(visible).map(tableRows).filter((t) => t && t.items.length);
-    tables.sort((a, b) => b.items.length - a.items.length);
-    const hinted = tables.find((t) => fields.some((f) => t.header.map(norm).includes(norm(f))));
-    const table = hinted || tables[0];
-    if (table) {
-      source = 'table';
-      header = table.header;
-      items = table.items;
-    } else {
-      source = 'list';
-      items = repeating();
+  const rowsOf = (items, header) => {
+    const out = [];
+    for (const item of items.slice(0, 200)) {
+      const cells = Array.isArray(item) ? item : cellsOf(item);
+      const root = Array.isArray(item) ? null : item;
+      const row = {};
+      fields.forEach((field, i) => {
+        let v = null;
+        const col = header.map(norm).indexOf(norm(field));
+        if (col >= 0 && cells[col]) v = textOf(cells[col]);
+        if (v === null && root) v = fieldFrom(root, field);
+        if (v === null && cells.length === fields.length && cells[i]) v = textOf(cells[i]);
+        row[field] = v;
+      });
+      const text = cells.map(textOf).filter(Boolean).join(' | ');
+      if (!fields.length || Object.values(row).some((v) => v === null)) row.text = text.slice(0, 400);
+      if (text || Object.values(row).some((v) => v)) out.push(row);
     }
+    return out;
+  };
+  const filled = (rows) => rows.slice(0, 10).reduce((n, r) => n + fields.filter((f) => r[f]).length, 0);
+
+  let candidates = [];
+  try {
+    const m = rowsHint ? [...document.querySelectorAll(rowsHint)].filter(visible) : [];
+    if (m.length) candidates.push({ source: 'selector', header: [], items: m });
+  } catch (e) { /* the hint is a description, not a selector */ }
+  if (!candidates.length) {
+    for (const t of [...document.querySelectorAll('table')].filter(visible).map(tableRows)) {
+      if (t && t.items.length) candidates.push({ source: 'table', header: t.header, items: t.items });
+    }
+    for (const g of repeating()) candidates.push({ source: 'list', header: [], items: g });
   }
-  const out = [];
-  for (const item of items.slice(0, 200)) {
-    const cells = Array.isArray(item) ? item : cellsOf(item);
-    const root = Array.isArray(item) ? null : item;
-    const row = {};
-    fields.forEach((field, i) => {
-      let v = null;
-      const col = header.map(norm).indexOf(norm(field));
-      if (col >= 0 && cells[col]) v = textOf(cells[col]);
-      if (v === null && root) v = fieldFrom(root, field);
-      if (v === null && cells.length === fields.length && cells[i]) v = textOf(cells[i]);
-      row[field] = v;
-    });
-    const text = cells.map(textOf).filter(Boolean).join(' | ');
-    if (!fields.length || Object.values(row).some((v) => v === null)) row.text = text.slice(0, 400);
-    if (text || Object.values(row).some((v) => v)) out.push(row);
+  // The candidate that fills the most wanted fields wins; tables first, then larger lists, on a tie.
+  let best = { source: 'page', header: [], items: [], rows: [], fill: -1 };
+  for (const c of candidates) {
+    const rows = rowsOf(c.items, c.header);
+    const fill = filled(rows);
+    if (fill > best.fill || (fill === best.fill && c.source !== 'list' && best.source === 'list')) best = { ...c, rows, fill };
   }
+  const { source, header, items, rows: out } = best;
   return { source, count: items.length, header, rows: out };
 })(${JSON.stringify(rows)}, ${JSON.stringify(fields)})`;
 }
