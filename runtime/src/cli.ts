@@ -81,7 +81,10 @@ async function main(argv: string[]): Promise<number> {
 
     if (isDirect(skill)) {
       const urls = directUrls(skill, values);
-      await runDirect(skill, urls, await connect(), out);
+      const [{ browserEndpoint }, { openTab }] = await Promise.all([import('./chromium.js'), import('./cdp.js')]);
+      const endpoint = await browserEndpoint(config.browser, paths.browserProfile(support), say, () => out.progress('Starting the browser'));
+      const opts = { timeoutMs: config.browser.loadTimeoutMs, foreground: !config.browser.headless };
+      await runDirect(skill, urls, (url) => openTab(endpoint, url, opts), out);
       say(`direct run done at ${Math.round(process.uptime() * 1000)} ms`);
       return 0;
     }

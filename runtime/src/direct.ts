@@ -1,4 +1,4 @@
-import type { BrowserSession } from './browser.js';
+import type { OpenedTab } from './cdp.js';
 import type { Output } from './protocol.js';
 import { allURLTemplates, type Skill } from './skill.js';
 import { fill } from './template.js';
@@ -21,12 +21,11 @@ export function directUrls(skill: Skill, values: Record<string, string>): string
   });
 }
 
-export async function runDirect(skill: Skill, urls: string[], session: BrowserSession, out: Output): Promise<void> {
+export async function runDirect(skill: Skill, urls: string[], open: (url: string) => Promise<OpenedTab>, out: Output): Promise<void> {
   let title = '';
   for (const url of urls) {
     out.tool('open', url);
-    const page = await session.open(url, true);
-    title = await page.title().catch(() => '');
+    title = (await open(url)).title;
   }
   out.success(urls.length === 1 ? `Opened ${title || urls[0]}` : `Opened ${urls.length} pages for ${skill.name}`);
 }

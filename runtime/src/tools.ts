@@ -171,9 +171,9 @@ export class Toolbelt {
       }
       case 'read':
       case 'extract': {
-        const session = await this.page();
-        const page = session.current();
-        if (!page) return { content: 'No page is open yet: call open first.', isError: true };
+        const page = this.session?.current();
+        if (!this.session || !page) return { content: 'No page is open yet: call open first.', isError: true };
+        const session = this.session;
         await session.settle(page);
         if (name === 'read') return { content: JSON.stringify(await readPage(page)) };
         const fields = Array.isArray(input.fields) ? input.fields.map(s).filter(Boolean) : [];

@@ -9,6 +9,8 @@ import { launchBrowser } from '../src/browser.js';
 
 export const runtimeDir = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '..');
 const cli = path.join(runtimeDir, 'src', 'cli.ts');
+// `npm test` builds first; the built program is what the application runs from a package.
+const built = path.join(runtimeDir, 'dist', 'cli.js');
 
 export interface Home {
   root: string;
@@ -62,7 +64,7 @@ export interface Running {
 // Started as its own process group, like the application starts it, so a test can see what it leaves behind.
 // "npx" starts it the way the application starts a development runtime: npx tsx src/cli.ts.
 export function startCli(args: string[], env: NodeJS.ProcessEnv, via: 'node' | 'npx' = 'node'): Running {
-  const [exe, pre] = via === 'npx' ? ['npx', ['tsx', cli]] : [process.execPath, ['--import', 'tsx', cli]];
+  const [exe, pre] = via === 'npx' ? ['npx', ['tsx', cli]] : [process.execPath, fs.existsSync(built) ? [built] : ['--import', 'tsx', cli]];
   const child = spawn(exe, [...pre, ...args], { cwd: runtimeDir, env, detached: true, stdio: ['ignore', 'pipe', 'pipe'] });
   let stdout = '';
   let stderr = '';
