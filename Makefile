@@ -15,6 +15,7 @@ configure: deps
 
 build: configure
 	cmake --build $(BUILD) -j$(JOBS)
+	scripts/build-runtime
 
 run: build
 	$(BUILD)/tavrik
