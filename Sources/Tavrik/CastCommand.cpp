@@ -48,6 +48,11 @@ public:
         ::close(s_pair[1]);
     }
     QSocketNotifier* notifier() const { return m_notifier.get(); }
+    // Empties the socket so the notifier does not fire again for the same signal.
+    static void drain() {
+        char bytes[16];
+        [[maybe_unused]] auto got = ::read(s_pair[1], bytes, sizeof bytes);
+    }
 
 private:
     static inline int s_pair[2] = {-1, -1};
@@ -131,6 +136,9 @@ int castSkill(const QStringList& arguments, QTextStream& out, QTextStream& err) 
     InterruptWatcher interrupts;
     if (interrupts.notifier())
         QObject::connect(interrupts.notifier(), &QSocketNotifier::activated, [&] {
+            InterruptWatcher::drain();
+            if (!runner.isRunning())
+                return;
             runner.cancel();
             err << "Stopped.\n";
             AuditLog::append(CastRules::runRecord(startedAt, skill, runner.steps(), false));
