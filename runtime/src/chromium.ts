@@ -18,7 +18,7 @@ export function findExecutable(configured?: string): string {
   return found;
 }
 
-export function launchArgs(profile: string, headless: boolean, isRoot = process.getuid?.() === 0): string[] {
+export function launchArgs(profile: string, headless: boolean, sandbox = process.getuid?.() !== 0): string[] {
   const args = [
     `--user-data-dir=${profile}`,
     '--remote-debugging-port=0',
@@ -30,8 +30,8 @@ export function launchArgs(profile: string, headless: boolean, isRoot = process.
     '--disable-component-update',
     '--disable-sync',
   ];
-  // Chromium refuses to start as root with its sandbox on.
-  if (isRoot) args.push('--no-sandbox');
+  // Chromium refuses to start as root with its sandbox on; some containers cannot give it one either.
+  if (!sandbox) args.push('--no-sandbox');
   if (headless) args.push('--headless=new');
   args.push('about:blank');
   return args;
@@ -80,7 +80,7 @@ export async function launchBrowser(cfg: BrowserConfig, profile: string, log: (.
   const exe = findExecutable(cfg.executable);
   fs.mkdirSync(profile, { recursive: true, mode: 0o700 });
   fs.rmSync(path.join(profile, 'DevToolsActivePort'), { force: true });
-  const args = launchArgs(profile, cfg.headless);
+  const args = launchArgs(profile, cfg.headless, cfg.sandbox && process.getuid?.() !== 0);
   log('launching', exe, args.join(' '));
   const child = spawn(exe, args, { detached: true, stdio: 'ignore' });
   let exited: number | null = null;
