@@ -78,6 +78,8 @@ export interface Launched {
 // The browser is the user's: it is started on its own, outlives this run, and is reused by the next one.
 export async function launchBrowser(cfg: BrowserConfig, profile: string, log: (...a: unknown[]) => void): Promise<Launched> {
   const exe = findExecutable(cfg.executable);
+  if (!cfg.headless && !process.env.DISPLAY && !process.env.WAYLAND_DISPLAY)
+    throw new BrowserError('There is no display to show the browser on: run Tavrik in a desktop session, or set "headless" in the browser settings.');
   fs.mkdirSync(profile, { recursive: true, mode: 0o700 });
   fs.rmSync(path.join(profile, 'DevToolsActivePort'), { force: true });
   const args = launchArgs(profile, cfg.headless, cfg.sandbox && process.getuid?.() !== 0);
