@@ -5,7 +5,7 @@ import type { AddressInfo } from 'node:net';
 import * as os from 'node:os';
 import * as path from 'node:path';
 import { fileURLToPath } from 'node:url';
-import { launchBrowser } from '../src/browser.js';
+import { launchBrowser } from '../src/chromium.js';
 
 export const runtimeDir = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '..');
 const cli = path.join(runtimeDir, 'src', 'cli.ts');

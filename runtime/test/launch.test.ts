@@ -2,7 +2,7 @@ import assert from 'node:assert/strict';
 import * as fs from 'node:fs';
 import * as path from 'node:path';
 import { test } from 'node:test';
-import { readActivePort } from '../src/browser.js';
+import { readActivePort } from '../src/chromium.js';
 import { alive, html, runCli, serve, tempHome, writeSkill } from './helpers.js';
 
 // Listening sockets on 127.0.0.1 for a port, from the kernel's own table.

@@ -5,7 +5,7 @@ import { test } from 'node:test';
 import { ConfigError, loadConfig } from '../src/config.js';
 import { csvAppend, csvSetCell, parseCell, parseCsv } from '../src/csv.js';
 import { findCredentials } from '../src/key.js';
-import { launchArgs } from '../src/browser.js';
+import { launchArgs } from '../src/chromium.js';
 import { normaliseRows, spreadsheetIdFrom } from '../src/services.js';
 import { allURLTemplates, isDirect, loadSkill, parseSkillMarkdown } from '../src/skill.js';
 import { ArgumentError, fill, parseArguments, runValues } from '../src/template.js';
