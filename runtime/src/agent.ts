@@ -121,9 +121,9 @@ export async function runAgent(run: AgentRun): Promise<boolean> {
         messages.push({ role: 'user', content: 'Go on with the tools, and call finish when the task is done or blocked.' });
         continue;
       }
-      if (lastText) out.success(lastText.split('\n')[0]);
-      else out.failure('The agent stopped without finishing.');
-      return !!lastText;
+      // Only finish() says the task is done: an agent that just stops talking may well be stuck.
+      out.failure(lastText ? `The agent stopped without finishing: ${lastText.split('\n')[0]}` : 'The agent stopped without finishing.');
+      return false;
     }
     const results: Anthropic.ToolResultBlockParam[] = [];
     for (const call of calls) {

@@ -31,9 +31,9 @@ export class BrowserSession {
   }
 
   // A new tab per run keeps the user's own tabs untouched; later opens reuse it.
-  async open(url: string, newTab = false): Promise<Page> {
+  async open(url: string): Promise<Page> {
     let page = this.current();
-    if (!page || newTab) {
+    if (!page) {
       page = await this.context.newPage();
       this.page = page;
     }

@@ -3,7 +3,6 @@ import * as fs from 'node:fs';
 import * as http from 'node:http';
 import * as path from 'node:path';
 import type { BrowserConfig } from './config.js';
-
 import { BrowserError } from './errors.js';
 
 const candidates = ['/usr/bin/chromium', '/usr/bin/chromium-browser', '/usr/bin/google-chrome', '/usr/bin/google-chrome-stable'];
@@ -18,7 +17,7 @@ export function findExecutable(configured?: string): string {
   return found;
 }
 
-export function launchArgs(profile: string, headless: boolean, isRoot = process.getuid?.() === 0): string[] {
+export function launchArgs(profile: string, headless: boolean, sandbox = process.getuid?.() !== 0): string[] {
   const args = [
     `--user-data-dir=${profile}`,
     '--remote-debugging-port=0',
@@ -30,8 +29,8 @@ export function launchArgs(profile: string, headless: boolean, isRoot = process.
     '--disable-component-update',
     '--disable-sync',
   ];
-  // Chromium refuses to start as root with its sandbox on.
-  if (isRoot) args.push('--no-sandbox');
+  // Chromium refuses to start as root with its sandbox on; some containers cannot give it one either.
+  if (!sandbox) args.push('--no-sandbox');
   if (headless) args.push('--headless=new');
   args.push('about:blank');
   return args;
@@ -78,9 +77,11 @@ export interface Launched {
 // The browser is the user's: it is started on its own, outlives this run, and is reused by the next one.
 export async function launchBrowser(cfg: BrowserConfig, profile: string, log: (...a: unknown[]) => void): Promise<Launched> {
   const exe = findExecutable(cfg.executable);
+  if (!cfg.headless && !process.env.DISPLAY && !process.env.WAYLAND_DISPLAY)
+    throw new BrowserError('There is no display to show the browser on: run Tavrik in a desktop session, or set "headless" in the browser settings.');
   fs.mkdirSync(profile, { recursive: true, mode: 0o700 });
   fs.rmSync(path.join(profile, 'DevToolsActivePort'), { force: true });
-  const args = launchArgs(profile, cfg.headless);
+  const args = launchArgs(profile, cfg.headless, cfg.sandbox && process.getuid?.() !== 0);
   log('launching', exe, args.join(' '));
   const child = spawn(exe, args, { detached: true, stdio: 'ignore' });
   let exited: number | null = null;

@@ -21,6 +21,7 @@ export interface SmsConfig {
 export interface BrowserConfig {
   executable?: string;
   headless: boolean;
+  sandbox: boolean;
   cdpUrl?: string;
   loadTimeoutMs: number;
   startTimeoutMs: number;
@@ -112,6 +113,7 @@ export function loadConfig(support: string, env: NodeJS.ProcessEnv, log: (...a: 
   const browser: BrowserConfig = {
     executable: env.TAVRIK_BROWSER?.trim() || str(b, 'executable'),
     headless: headlessEnv !== undefined && headlessEnv !== '' ? headlessEnv !== '0' : b?.headless === true,
+    sandbox: env.TAVRIK_BROWSER_NO_SANDBOX === '1' ? false : b?.sandbox !== false,
     cdpUrl: env.TAVRIK_BROWSER_CDP_URL?.trim() || str(b, 'cdp_url'),
     loadTimeoutMs: num(b, 'load_timeout_ms', file) ?? 30000,
     startTimeoutMs: num(b, 'start_timeout_ms', file) ?? 20000,

@@ -115,7 +115,7 @@ export class Toolbelt {
     private readonly log: (...a: unknown[]) => void,
   ) {}
 
-  private async page() {
+  private async browserSession() {
     this.session ??= await this.browser();
     return this.session;
   }
@@ -160,7 +160,7 @@ export class Toolbelt {
           return { content: `"${url}" isn't a full web address.`, isError: true };
         }
         if (!['http:', 'https:', 'file:'].includes(parsed.protocol)) return { content: `Only web addresses can be opened, not ${parsed.protocol}`, isError: true };
-        const session = await this.page();
+        const session = await this.browserSession();
         try {
           const page = await session.open(parsed.href);
           return { content: JSON.stringify({ url: page.url(), title: await page.title() }) };

@@ -215,6 +215,16 @@ test('runs that wander, fail or lack set-up end with a ✗ line that says why', 
     await wantsSetup.close();
   }
 
+  const quiet = await fakeModel(() => message([{ type: 'text', text: 'I could not find the price.' }], 'end_turn'));
+  try {
+    const r = await runCli(['agent', dir], env(quiet.url));
+    assert.deepEqual(r.lines, ['· I could not find the price.', '· I could not find the price.', '✗ The agent stopped without finishing: I could not find the price.']);
+    assert.equal(r.code, 1);
+    assert.equal(quiet.requests.length, 2, 'reminded once to use finish');
+  } finally {
+    await quiet.close();
+  }
+
   const giveUp = await fakeModel(() => message([toolUse('finish', { summary: 'The site asks to sign in', success: false })]));
   try {
     const r = await runCli(['agent', dir], env(giveUp.url));

@@ -2,7 +2,7 @@ import assert from 'node:assert/strict';
 import * as fs from 'node:fs';
 import * as path from 'node:path';
 import { after, before, test } from 'node:test';
-import { readActivePort } from '../src/browser.js';
+import { readActivePort } from '../src/chromium.js';
 import { alive, groupMembers, html, runCli, serve, startBrowser, startCli, tempHome, writeSkill, type Server } from './helpers.js';
 
 let home: ReturnType<typeof tempHome>;

@@ -5,7 +5,7 @@ import type { AddressInfo } from 'node:net';
 import * as os from 'node:os';
 import * as path from 'node:path';
 import { fileURLToPath } from 'node:url';
-import { launchBrowser } from '../src/browser.js';
+import { launchBrowser } from '../src/chromium.js';
 
 export const runtimeDir = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '..');
 const cli = path.join(runtimeDir, 'src', 'cli.ts');
@@ -29,6 +29,7 @@ export function tempHome(extra: NodeJS.ProcessEnv = {}): Home {
     HOME: root,
     XDG_DATA_HOME: path.join(root, 'data'),
     TAVRIK_BROWSER_HEADLESS: '1',
+    TAVRIK_BROWSER_NO_SANDBOX: '1',
     ...extra,
   };
   return { root, support, env, cleanup: () => fs.rmSync(root, { recursive: true, force: true }) };
@@ -160,7 +161,7 @@ export function html(res: http.ServerResponse, body: string) {
 // One headless Chromium per test file, a child of the test process, found by the runtime as "already running".
 export async function startBrowser(support: string): Promise<{ pid: number; port: number; stop(): void }> {
   const launched = await launchBrowser(
-    { headless: true, loadTimeoutMs: 15000, startTimeoutMs: 20000 },
+    { headless: true, sandbox: false, loadTimeoutMs: 15000, startTimeoutMs: 20000 },
     path.join(support, 'browser'),
     () => {},
   );

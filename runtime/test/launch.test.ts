@@ -2,7 +2,7 @@ import assert from 'node:assert/strict';
 import * as fs from 'node:fs';
 import * as path from 'node:path';
 import { test } from 'node:test';
-import { readActivePort } from '../src/browser.js';
+import { readActivePort } from '../src/chromium.js';
 import { alive, html, runCli, serve, tempHome, writeSkill } from './helpers.js';
 
 // Listening sockets on 127.0.0.1 for a port, from the kernel's own table.
@@ -62,6 +62,8 @@ test('a browser that cannot start is reported, not waited for', async () => {
     const r = await runCli(['agent', dir], home.env);
     assert.equal(r.code, 1);
     assert.equal(r.lines.at(-1), '✗ The browser quit while starting (status 1).');
+    const noDisplay = await runCli(['agent', dir], { ...home.env, TAVRIK_BROWSER_HEADLESS: '0', DISPLAY: '', WAYLAND_DISPLAY: '' });
+    assert.match(noDisplay.lines.at(-1)!, /^✗ There is no display to show the browser on/);
   } finally {
     home.cleanup();
   }

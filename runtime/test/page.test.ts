@@ -29,7 +29,7 @@ before(async () => {
   pages = await serve((req, res) => html(res, cards));
   browser = await startBrowser(home.support);
   session = await BrowserSession.connect(
-    { headless: true, cdpUrl: `http://127.0.0.1:${browser.port}`, loadTimeoutMs: 10000, startTimeoutMs: 10000 },
+    { headless: true, sandbox: false, cdpUrl: `http://127.0.0.1:${browser.port}`, loadTimeoutMs: 10000, startTimeoutMs: 10000 },
     '',
     () => {},
     () => assert.fail('must not launch'),

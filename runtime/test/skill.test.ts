@@ -5,7 +5,7 @@ import { test } from 'node:test';
 import { ConfigError, loadConfig } from '../src/config.js';
 import { csvAppend, csvSetCell, parseCell, parseCsv } from '../src/csv.js';
 import { findCredentials } from '../src/key.js';
-import { launchArgs } from '../src/browser.js';
+import { launchArgs } from '../src/chromium.js';
 import { normaliseRows, spreadsheetIdFrom } from '../src/services.js';
 import { allURLTemplates, isDirect, loadSkill, parseSkillMarkdown } from '../src/skill.js';
 import { ArgumentError, fill, parseArguments, runValues } from '../src/template.js';
@@ -147,8 +147,8 @@ test('the key comes from the environment, then the key file, else the proxy', ()
 });
 
 test('browser flags fit this machine', () => {
-  const args = launchArgs('/p', true, true);
+  const args = launchArgs('/p', true, false);
   for (const f of ['--no-sandbox', '--disable-gpu', '--no-first-run', '--disable-background-networking', '--disable-component-update', '--disable-sync', '--user-data-dir=/p', '--headless=new'])
     assert.ok(args.includes(f), f);
-  assert.ok(!launchArgs('/p', false, false).some((a) => a === '--no-sandbox' || a.startsWith('--headless')));
+  assert.ok(!launchArgs('/p', false, true).some((a) => a === '--no-sandbox' || a.startsWith('--headless')));
 });
