@@ -19,5 +19,11 @@ export function findCredentials(support: string, env: NodeJS.ProcessEnv): Creden
   } catch {
     // a missing or unreadable file means no key
   }
-  return { kind: 'proxy', url: env.TAVRIK_PROXY_URL?.trim() || defaultProxyUrl };
+  return { kind: 'proxy', url: env.TAVRIK_PROXY_URL?.trim() || proxyFromWebHost(env.TAVRIK_WEB_HOST) };
+}
+
+// The application names the product's web host with TAVRIK_WEB_HOST; its proxy lives under it.
+function proxyFromWebHost(webHost: string | undefined): string {
+  const host = webHost?.trim().replace(/\/+$/, '');
+  return host && /^https?:\/\//.test(host) ? `${host}/api/anthropic` : defaultProxyUrl;
 }
