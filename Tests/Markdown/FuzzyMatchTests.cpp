@@ -1,5 +1,6 @@
 #include "TavrikCore/Storage/FuzzyMatch.h"
 
+#include <QTextBoundaryFinder>
 #include <gtest/gtest.h>
 
 using namespace tavrik;
@@ -55,6 +56,13 @@ TEST(FuzzyMatchScore, CharactersAreGraphemeClusters) {
     EXPECT_EQ(FuzzyMatch::score(kThumbsUp + "a", kThumbsUp + "a"), 24);
     EXPECT_EQ(FuzzyMatch::score("a" + kThumbsUp, "xa" + kThumbsUp), 4);
     EXPECT_EQ(FuzzyMatch::score(kFamily, "x" + kFamily), 1);
+    const QString toned = kThumbsUp + QString::fromUtf8("\xF0\x9F\x8F\xBD"); // medium skin tone
+    EXPECT_EQ(FuzzyMatch::score(kThumbsUp, "x" + kThumbsUp + toned), 1);
+    EXPECT_EQ(FuzzyMatch::score(kThumbsUp, toned), std::nullopt);
+    const QString flag =
+        QString::fromUtf8("\xF0\x9F\x87\xA9\xF0\x9F\x87\xAA"); // two regional letters
+    EXPECT_EQ(FuzzyMatch::score(flag, "x" + flag + "y"), 1);
+    EXPECT_EQ(FuzzyMatch::score(flag.left(2), flag), std::nullopt);
     const QString man = kFamily.left(2);
     EXPECT_EQ(FuzzyMatch::score(man, kFamily), std::nullopt);
     // "\r\n" is one character.
@@ -62,6 +70,34 @@ TEST(FuzzyMatchScore, CharactersAreGraphemeClusters) {
     EXPECT_EQ(FuzzyMatch::score("\n", "a\r\n"), std::nullopt);
     EXPECT_EQ(FuzzyMatch::score("a\r\n", "a\r\nb"), 24);
     EXPECT_EQ(FuzzyMatch::score("ab", "a\r\nb"), 2);
+}
+
+// The fast path takes every unit of this set as a whole character and lower-cases it on its
+// own; check that promise against Qt's own segmentation and folding for every such unit.
+TEST(FuzzyMatchScore, FastPathUnitsAreWholeCharacters) {
+    int checked = 0;
+    for (char32_t u = 0x80; u < 0x30000; ++u) {
+        if (!FuzzyMatch::detail::standsAlone(u))
+            continue;
+        ++checked;
+        const QString c = QString::fromUcs4(&u, 1);
+        const QString folded = c.toLower().normalized(QString::NormalizationForm_C);
+        const char32_t lower = u < 0x10000 ? QChar::toLower(u) : u;
+        ASSERT_EQ(folded, QString::fromUcs4(&lower, 1)) << std::hex << unsigned(u);
+        for (const QString& x : {c, folded}) {
+            const QString text = "a" + x + x + "\r" + x + "a";
+            QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
+            const qsizetype n = x.size();
+            for (qsizetype boundary :
+                 {qsizetype(1), 1 + n, 1 + 2 * n, 2 + 2 * n, 2 + 3 * n, 3 + 3 * n})
+                ASSERT_EQ(finder.toNextBoundary(), boundary) << std::hex << unsigned(u);
+        }
+    }
+    EXPECT_GT(checked, 75000);
+    // Scoring through the fast path.
+    EXPECT_EQ(rankTexts({"ÉTÉ été", "ete"}, kComposedE + "t"), QList<QString>{"ÉTÉ été"});
+    EXPECT_EQ(FuzzyMatch::score(kComposedE + "t", QString::fromUtf8("été été")), 24);
+    EXPECT_EQ(FuzzyMatch::score(QString::fromUtf8("дом"), QString::fromUtf8("мой дом")), 1 + 3 + 4);
 }
 
 TEST(FuzzyMatchRank, BlankQueryKeepsEverythingInOrder) {
@@ -105,5 +141,7 @@ TEST(FuzzyMatchRank, SkillsMatchOnSlashCommandNameAndTrigger) {
     EXPECT_EQ(names(FuzzyMatch::rank(skills, "say", FuzzyMatch::skillFields)),
               (QList<QString>{"Files"}));
     EXPECT_EQ(FuzzyMatch::skillFields(skill("Search Google", "look up")),
-              (QList<QString>{"/search-google", "Search Google", "look up"}));
+              (std::array<QString, 3>{"/search-google", "Search Google", "look up"}));
+    EXPECT_EQ(FuzzyMatch::skillFields(skill(kThumbsUp + " Launch & \U0001D400x"))[0],
+              "/launch-and-\U0001D400x");
 }

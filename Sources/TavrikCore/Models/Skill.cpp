@@ -1,6 +1,7 @@
 #include "TavrikCore/Models/ExecutionPlanDocument.h"
 #include "TavrikCore/Support/Json.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace tavrik {
@@ -140,22 +141,85 @@ size_t qHash(const RuntimeSpec& spec, size_t seed) {
     return seed;
 }
 
-QString Skill::slashCommand() const {
-    const QString lowered = name.toLower().replace(u'&', QStringLiteral("and"));
-    QStringList pieces;
-    QString piece;
-    // Walk code points so letters outside the BMP count as letters.
-    for (char32_t c : lowered.toUcs4()) {
-        if (QChar::isLetterOrNumber(c)) {
-            piece += QString::fromUcs4(&c, 1);
-        } else if (!piece.isEmpty()) {
-            pieces.append(piece);
-            piece.clear();
-        }
+namespace {
+
+// Joins the alphanumeric pieces of a slash command with dashes as they come.
+class SlashCommandBuilder {
+public:
+    explicit SlashCommandBuilder(qsizetype capacity) { m_text.reserve(capacity + 8); }
+    void letters(QStringView piece) {
+        if (m_separated && m_text.size() > 1)
+            m_text += u'-';
+        m_separated = false;
+        m_text += piece;
     }
-    if (!piece.isEmpty())
-        pieces.append(piece);
-    return pieces.isEmpty() ? QStringLiteral("/skill") : u'/' + pieces.join(u'-');
+    void separator() { m_separated = true; }
+    QString take() { return m_text.size() == 1 ? QStringLiteral("/skill") : std::move(m_text); }
+
+private:
+    QString m_text{u'/'};
+    bool m_separated = false;
+};
+
+} // namespace
+
+QString Skill::slashCommand() const {
+    // The palette computes this for every skill on every keystroke: one pass, no per-character
+    // allocation, and no Unicode tables for ASCII names.
+    const bool ascii =
+        std::all_of(name.cbegin(), name.cend(), [](QChar c) { return c.unicode() < 0x80; });
+    if (ascii) {
+        // Written straight into place: "&" grows to three letters, a dash precedes each piece.
+        QString text(1 + 4 * name.size(), Qt::Uninitialized);
+        QChar* out = text.data();
+        QChar* const start = out;
+        *out++ = u'/';
+        bool separated = false;
+        auto put = [&](char16_t c) {
+            if (separated && out - start > 1)
+                *out++ = u'-';
+            separated = false;
+            *out++ = c;
+        };
+        for (QChar ch : name) {
+            char16_t c = ch.unicode();
+            if (c >= u'A' && c <= u'Z')
+                c += 32;
+            if (c == u'&') {
+                put(u'a');
+                *out++ = u'n';
+                *out++ = u'd';
+            } else if ((c >= u'a' && c <= u'z') || (c >= u'0' && c <= u'9')) {
+                put(c);
+            } else {
+                separated = true;
+            }
+        }
+        if (out - start == 1)
+            return QStringLiteral("/skill");
+        text.truncate(out - start);
+        return text;
+    }
+    SlashCommandBuilder command(name.size());
+    const QString lowered = name.toLower();
+    const QStringView view(lowered);
+    // Walk code points so letters outside the BMP count as letters.
+    for (qsizetype i = 0; i < view.size();) {
+        char32_t c = view[i].unicode();
+        qsizetype length = 1;
+        if (QChar::isHighSurrogate(c) && i + 1 < view.size() && view[i + 1].isLowSurrogate()) {
+            c = QChar::surrogateToUcs4(view[i], view[i + 1]);
+            length = 2;
+        }
+        if (c == u'&')
+            command.letters(u"and");
+        else if (QChar::isLetterOrNumber(c))
+            command.letters(view.sliced(i, length));
+        else
+            command.separator();
+        i += length;
+    }
+    return command.take();
 }
 
 QJsonObject Skill::toJson() const {
