@@ -19,7 +19,7 @@ namespace detail {
 bool standsAlone(char32_t codePoint);
 
 // A query prepared once per ranking: folded and cut into characters, so scoring each text is a
-// single pass that allocates nothing when the text is ASCII.
+// single pass that allocates nothing unless the text holds combining marks or the like.
 class Needle {
 public:
     // What the user typed: trimmed of blanks and tabs (not line breaks) and folded.
