@@ -128,6 +128,42 @@ TEST(FuzzyMatchRank, FoldsCaseAndComposition) {
               QList<QString>{QString::fromUtf8("Ärger")});
 }
 
+// The slash command is built in one pass for speed; it must agree with the plain reading:
+// lower-case, "&" as "and", alphanumeric pieces joined by "-".
+TEST(FuzzyMatchRank, SlashCommandAgreesWithThePlainAlgorithmForEveryCodePoint) {
+    auto plain = [](const QString& name) {
+        const QString lowered = name.toLower().replace(u'&', QStringLiteral("and"));
+        QStringList pieces;
+        QString piece;
+        for (char32_t c : lowered.toUcs4()) {
+            if (QChar::isLetterOrNumber(c)) {
+                piece += QString::fromUcs4(&c, 1);
+            } else if (!piece.isEmpty()) {
+                pieces.append(piece);
+                piece.clear();
+            }
+        }
+        if (!piece.isEmpty())
+            pieces.append(piece);
+        return pieces.isEmpty() ? QStringLiteral("/skill") : u'/' + pieces.join(u'-');
+    };
+    QString name;
+    for (char32_t c = 0; c < 0x110000; ++c) {
+        if (c >= 0xD800 && c < 0xE000)
+            continue;
+        name += QString::fromUcs4(&c, 1);
+        if (c % 7 == 0)
+            name += c % 2 ? " & " : "&";
+        if (name.size() > 40) {
+            ASSERT_EQ(skill(name).slashCommand(), plain(name)) << std::hex << unsigned(c);
+            name.clear();
+        }
+    }
+    for (const QString& odd : {QString(QChar(0xD800)) + "a", "a" + QString(QChar(0xDC00)) + "b",
+                               QString("&&"), QString(" - "), QString()})
+        EXPECT_EQ(skill(odd).slashCommand(), plain(odd));
+}
+
 TEST(FuzzyMatchRank, SkillsMatchOnSlashCommandNameAndTrigger) {
     const QList<Skill> skills{skill("Research notes"), skill("Search Google"),
                               skill("Files", "when I say sea"), skill("Unrelated")};

@@ -1,7 +1,6 @@
 #include "TavrikCore/Models/ExecutionPlanDocument.h"
 #include "TavrikCore/Support/Json.h"
 
-#include <algorithm>
 #include <limits>
 
 namespace tavrik {
@@ -141,85 +140,71 @@ size_t qHash(const RuntimeSpec& spec, size_t seed) {
     return seed;
 }
 
-namespace {
-
-// Joins the alphanumeric pieces of a slash command with dashes as they come.
-class SlashCommandBuilder {
-public:
-    explicit SlashCommandBuilder(qsizetype capacity) { m_text.reserve(capacity + 8); }
-    void letters(QStringView piece) {
-        if (m_separated && m_text.size() > 1)
-            m_text += u'-';
-        m_separated = false;
-        m_text += piece;
-    }
-    void separator() { m_separated = true; }
-    QString take() { return m_text.size() == 1 ? QStringLiteral("/skill") : std::move(m_text); }
-
-private:
-    QString m_text{u'/'};
-    bool m_separated = false;
-};
-
-} // namespace
-
 QString Skill::slashCommand() const {
-    // The palette computes this for every skill on every keystroke: one pass, no per-character
-    // allocation, and no Unicode tables for ASCII names.
-    const bool ascii =
-        std::all_of(name.cbegin(), name.cend(), [](QChar c) { return c.unicode() < 0x80; });
-    if (ascii) {
-        // Written straight into place: "&" grows to three letters, a dash precedes each piece.
-        QString text(1 + 4 * name.size(), Qt::Uninitialized);
-        QChar* out = text.data();
-        QChar* const start = out;
-        *out++ = u'/';
-        bool separated = false;
-        auto put = [&](char16_t c) {
-            if (separated && out - start > 1)
-                *out++ = u'-';
-            separated = false;
-            *out++ = c;
-        };
-        for (QChar ch : name) {
-            char16_t c = ch.unicode();
+    // The palette computes this for every skill on every keystroke, so it is one pass into one
+    // buffer. Lower-casing goes code point by code point, as QString::toLower does; the one
+    // code point that lower-cases to two is "İ", to "i" and a combining dot, which separates.
+    // Each code unit of the name adds at most four units ("&" after a separator: "-and").
+    QString text(1 + 4 * name.size(), Qt::Uninitialized);
+    char16_t* const start = reinterpret_cast<char16_t*>(text.data());
+    char16_t* out = start;
+    *out++ = u'/';
+    bool separated = false;
+    auto beginPiece = [&] {
+        if (separated && out - start > 1)
+            *out++ = u'-';
+        separated = false;
+    };
+    const QStringView view(name);
+    for (qsizetype i = 0; i < view.size();) {
+        char32_t c = view[i].unicode();
+        if (c < 0x80) {
+            ++i;
             if (c >= u'A' && c <= u'Z')
                 c += 32;
             if (c == u'&') {
-                put(u'a');
+                beginPiece();
+                *out++ = u'a';
                 *out++ = u'n';
                 *out++ = u'd';
             } else if ((c >= u'a' && c <= u'z') || (c >= u'0' && c <= u'9')) {
-                put(c);
+                beginPiece();
+                *out++ = char16_t(c);
             } else {
                 separated = true;
             }
+            continue;
         }
-        if (out - start == 1)
-            return QStringLiteral("/skill");
-        text.truncate(out - start);
-        return text;
-    }
-    SlashCommandBuilder command(name.size());
-    const QString lowered = name.toLower();
-    const QStringView view(lowered);
-    // Walk code points so letters outside the BMP count as letters.
-    for (qsizetype i = 0; i < view.size();) {
-        char32_t c = view[i].unicode();
-        qsizetype length = 1;
+        // Whole code points, so letters outside the BMP count as letters.
         if (QChar::isHighSurrogate(c) && i + 1 < view.size() && view[i + 1].isLowSurrogate()) {
             c = QChar::surrogateToUcs4(view[i], view[i + 1]);
-            length = 2;
+            i += 2;
+        } else {
+            ++i;
         }
-        if (c == u'&')
-            command.letters(u"and");
-        else if (QChar::isLetterOrNumber(c))
-            command.letters(view.sliced(i, length));
-        else
-            command.separator();
-        i += length;
+        if (c == 0x0130) {
+            beginPiece();
+            *out++ = u'i';
+            separated = true;
+            continue;
+        }
+        c = QChar::toLower(c);
+        if (!QChar::isLetterOrNumber(c)) {
+            separated = true;
+            continue;
+        }
+        beginPiece();
+        if (QChar::requiresSurrogates(c)) {
+            *out++ = QChar::highSurrogate(c);
+            *out++ = QChar::lowSurrogate(c);
+        } else {
+            *out++ = char16_t(c);
+        }
     }
-    return command.take();
+    if (out - start == 1)
+        return QStringLiteral("/skill");
+    text.truncate(out - start);
+    return text;
 }
 
 QJsonObject Skill::toJson() const {
