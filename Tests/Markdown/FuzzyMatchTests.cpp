@@ -2,6 +2,7 @@
 
 #include <QTextBoundaryFinder>
 #include <gtest/gtest.h>
+#include <random>
 
 using namespace tavrik;
 
@@ -30,6 +31,41 @@ const QString kDecomposedE = QString("e") + QChar(0x0301);       // e + combinin
 const QString kThumbsUp = QString::fromUtf8("\xF0\x9F\x91\x8D"); // 👍, two UTF-16 units
 const QString kFamily =
     QString::fromUtf8("\xF0\x9F\x91\xA8\xE2\x80\x8D\xF0\x9F\x91\xA9"); // 👨‍👩
+
+QStringList clusters(const QString& text) {
+    QStringList out;
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
+    qsizetype start = 0;
+    for (qsizetype end = finder.toNextBoundary(); end > 0; end = finder.toNextBoundary()) {
+        out.append(text.mid(start, end - start));
+        start = end;
+    }
+    return out;
+}
+
+// The scoring rule read straight, without any fast path.
+std::optional<int> referenceScore(const QString& query, const QString& text) {
+    const QStringList q = clusters(query);
+    const QStringList t = clusters(text);
+    int total = 0;
+    int run = 0;
+    bool previous = false;
+    qsizetype k = 0;
+    for (const QString& c : t) {
+        if (k < q.size() && c == q[k]) {
+            run = previous ? run + 1 : 1;
+            total += previous ? run + 1 : 1;
+            previous = true;
+            ++k;
+        } else {
+            previous = false;
+        }
+    }
+    if (k < q.size())
+        return std::nullopt;
+    const bool prefix = t.size() >= q.size() && std::equal(q.begin(), q.end(), t.begin());
+    return total + (prefix ? 20 : 0);
+}
 
 } // namespace
 
@@ -98,6 +134,62 @@ TEST(FuzzyMatchScore, FastPathUnitsAreWholeCharacters) {
     EXPECT_EQ(rankTexts({"ÉTÉ été", "ete"}, kComposedE + "t"), QList<QString>{"ÉTÉ été"});
     EXPECT_EQ(FuzzyMatch::score(kComposedE + "t", QString::fromUtf8("été été")), 24);
     EXPECT_EQ(FuzzyMatch::score(QString::fromUtf8("дом"), QString::fromUtf8("мой дом")), 1 + 3 + 4);
+}
+
+TEST(FuzzyMatchScore, AgreesWithTheRuleOnMixedTexts) {
+    const QStringList pieces{"a",
+                             "b",
+                             "s",
+                             "e",
+                             "r",
+                             "A",
+                             "S",
+                             "E",
+                             "R",
+                             " ",
+                             "-",
+                             "\r",
+                             "\n",
+                             "\r\n",
+                             "\t",
+                             "x",
+                             "y",
+                             "z",
+                             "q",
+                             kComposedE,
+                             QString(QChar(0xC9)),
+                             kDecomposedE,
+                             kThumbsUp,
+                             kThumbsUp + QString::fromUtf8("\xF0\x9F\x8F\xBD"),
+                             QString::fromUtf8("ß"),
+                             QString::fromUtf8("İ"),
+                             QString::fromUtf8("я"),
+                             QString::fromUtf8("Я"),
+                             QString::fromUtf8("中"),
+                             kFamily};
+    const QStringList queries{"s",        "se",
+                              "sear",     "rsa",
+                              "ae",       "xyz",
+                              kComposedE, "e" + kComposedE,
+                              kThumbsUp,  QString::fromUtf8("я"),
+                              "r\n",      "\r\n",
+                              "i"};
+    std::mt19937 random(7);
+    for (int round = 0; round < 3000; ++round) {
+        QString text;
+        const int count = int(random() % 40);
+        for (int i = 0; i < count; ++i)
+            text += pieces[qsizetype(random() % pieces.size())];
+        const QString folded = text.toLower().normalized(QString::NormalizationForm_C);
+        for (const QString& query : queries) {
+            ASSERT_EQ(FuzzyMatch::score(query, folded), referenceScore(query, folded))
+                << text.toStdString() << " / " << query.toStdString();
+            // Ranking folds the raw text itself, mostly on the fast path.
+            ASSERT_EQ(FuzzyMatch::detail::Needle::fromQuery(query).score(text, true),
+                      referenceScore(query, folded))
+                << text.toStdString() << " / " << query.toStdString();
+        }
+    }
 }
 
 TEST(FuzzyMatchRank, BlankQueryKeepsEverythingInOrder) {

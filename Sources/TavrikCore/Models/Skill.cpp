@@ -1,6 +1,7 @@
 #include "TavrikCore/Models/ExecutionPlanDocument.h"
 #include "TavrikCore/Support/Json.h"
 
+#include <array>
 #include <limits>
 
 namespace tavrik {
@@ -140,6 +141,22 @@ size_t qHash(const RuntimeSpec& spec, size_t seed) {
     return seed;
 }
 
+namespace {
+
+// What each ASCII character becomes in a slash command: letters lower-cased, digits kept, "&"
+// marked for "and", everything else (0) separates.
+constexpr std::array<char16_t, 128> kAsciiSlash = [] {
+    std::array<char16_t, 128> table{};
+    for (char16_t c = u'0'; c <= u'9'; ++c)
+        table[c] = c;
+    for (char16_t c = u'a'; c <= u'z'; ++c)
+        table[c] = table[c - 32] = c;
+    table[u'&'] = u'&';
+    return table;
+}();
+
+} // namespace
+
 QString Skill::slashCommand() const {
     // The palette computes this for every skill on every keystroke, so it is one pass into one
     // buffer. Lower-casing goes code point by code point, as QString::toLower does; the one
@@ -160,18 +177,17 @@ QString Skill::slashCommand() const {
         char32_t c = view[i].unicode();
         if (c < 0x80) {
             ++i;
-            if (c >= u'A' && c <= u'Z')
-                c += 32;
-            if (c == u'&') {
+            const char16_t mapped = kAsciiSlash[c];
+            if (mapped == 0) {
+                separated = true;
+            } else if (mapped == u'&') {
                 beginPiece();
                 *out++ = u'a';
                 *out++ = u'n';
                 *out++ = u'd';
-            } else if ((c >= u'a' && c <= u'z') || (c >= u'0' && c <= u'9')) {
-                beginPiece();
-                *out++ = char16_t(c);
             } else {
-                separated = true;
+                beginPiece();
+                *out++ = mapped;
             }
             continue;
         }

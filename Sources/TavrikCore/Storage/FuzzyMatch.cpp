@@ -1,6 +1,10 @@
 #include "TavrikCore/Storage/FuzzyMatch.h"
 
 #include <QTextBoundaryFinder>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 #include <climits>
 
 namespace tavrik::FuzzyMatch {
@@ -133,6 +137,35 @@ qsizetype simpleCharacter(const char16_t* t, qsizetype i, qsizetype length) {
                    : 0;
     return standsAlone(unit) ? 1 : 0;
 }
+// The first unit from `i` on that is `want`, `other`, a carriage return or not ASCII; eight
+// units at a time where the processor allows.
+qsizetype skipPlain(const char16_t* t, qsizetype i, qsizetype length, char16_t want,
+                    char16_t other) {
+#if defined(__SSE2__)
+    const __m128i wantV = _mm_set1_epi16(short(want));
+    const __m128i otherV = _mm_set1_epi16(short(other));
+    const __m128i crV = _mm_set1_epi16(u'\r');
+    const __m128i highV = _mm_set1_epi16(short(0xFF80));
+    const __m128i zero = _mm_setzero_si128();
+    for (; i + 8 <= length; i += 8) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(t + i));
+        const __m128i stop =
+            _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(v, wantV), _mm_cmpeq_epi16(v, otherV)),
+                         _mm_cmpeq_epi16(v, crV));
+        const __m128i ascii = _mm_cmpeq_epi16(_mm_and_si128(v, highV), zero);
+        const int mask = _mm_movemask_epi8(stop) | (~_mm_movemask_epi8(ascii) & 0xFFFF);
+        if (mask != 0)
+            return i + (__builtin_ctz(unsigned(mask)) >> 1);
+    }
+#endif
+    for (; i < length; ++i) {
+        const char16_t u = t[i];
+        if (u == want || u == other || u >= 0x80 || u == u'\r')
+            break;
+    }
+    return i;
+}
+
 } // namespace
 
 // Most texts are made of characters that are one code unit each (two for "\r\n" and some
@@ -148,6 +181,17 @@ std::optional<int> Needle::scoreUnits(QStringView text, bool* done) const {
     Walk walk;
     qsizetype i = 0;
     while (i < length && walk.matched < needed) {
+        if (Simple) {
+            // Pass quickly over plain ASCII that cannot be the character wanted next.
+            const char16_t want = q[walk.matched];
+            const char16_t other = Fold && want >= u'a' && want <= u'z' ? want - 32 : want;
+            const qsizetype from = i;
+            i = skipPlain(t, i, length, want, other);
+            if (i > from)
+                walk.miss();
+            if (i == length)
+                break;
+        }
         char16_t unit = t[i];
         qsizetype size = 1;
         if (unit < 0x80) {
