@@ -8,6 +8,7 @@
 #include "TavrikCore/Storage/SkillStore.h"
 #include "TavrikCore/Synthesis/SynthesisPrompts.h"
 
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QTemporaryDir>
 
@@ -252,7 +253,7 @@ void checkRecordingStore(Report& report) {
 
 void checkSchema(Report& report) {
     report.heading(QStringLiteral("Synthesizer schema:"));
-    const QByteArray serialized = QJsonDocument(Synthesizer::schema()).toJson(QJsonDocument::Compact);
+    const QByteArray serialized = QJsonDocument(SynthesisPrompts::schema()).toJson(QJsonDocument::Compact);
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(serialized, &parseError);
     if (serialized.isEmpty() || parseError.error != QJsonParseError::NoError || !document.isObject()) {
@@ -294,7 +295,7 @@ int SelfTest::run(QTextStream& out, const Options& given) {
     checkRunContext(report);
     checkRecordingStore(report);
     checkSchema(report);
-    report.check(QStringLiteral("system prompt non-empty"), !QString(Synthesizer::systemPrompt).isEmpty());
+    report.check(QStringLiteral("system prompt non-empty"), !SynthesisPrompts::systemPrompt().isEmpty());
 
     if (hadPrevious)
         qputenv("XDG_DATA_HOME", previous);

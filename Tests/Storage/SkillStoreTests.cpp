@@ -59,7 +59,9 @@ TEST(SkillStore, SaveThenLoadKeepsEverythingButSubSeconds) {
     ASSERT_FALSE(store.save(skill));
 
     const QString folder = Paths::skill(skill.id);
-    EXPECT_EQ(QDir(folder).entryList(QDir::Files), (QStringList{"SKILL.md", "execution_plan.json", "recording.ref"}));
+    QStringList files = QDir(folder).entryList(QDir::Files);
+    files.sort();
+    EXPECT_EQ(files, (QStringList{"SKILL.md", "execution_plan.json", "recording.ref"}));
     EXPECT_EQ(read(folder + "/recording.ref"), json::uuidText(*skill.sourceRecordingID).toUtf8());
     const QByteArray plan = read(folder + "/execution_plan.json");
     EXPECT_TRUE(plan.startsWith("{\n    \"parameters\": [")) << plan.left(60).toStdString();
