@@ -11,9 +11,7 @@
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
 #include <QTcpServer>
-
 #include <gtest/gtest.h>
-
 #include <memory>
 
 using namespace tavrik;
@@ -33,8 +31,12 @@ protected:
     ScopedEnvironment modelHost{Hosts::modelApiVariable, server.baseUrl().toUtf8()};
     ScopedEnvironment webHost{Hosts::webVariable, server.baseUrl().toUtf8()};
 
-    AnthropicClient withKey() const { return AnthropicClient(QStringLiteral("sk-ant-test"), "claude-opus-4-8", &session_()); }
-    AnthropicClient viaProxy() const { return AnthropicClient(std::nullopt, "claude-opus-4-8", &session_()); }
+    AnthropicClient withKey() const {
+        return AnthropicClient(QStringLiteral("sk-ant-test"), "claude-opus-4-8", &session_());
+    }
+    AnthropicClient viaProxy() const {
+        return AnthropicClient(std::nullopt, "claude-opus-4-8", &session_());
+    }
     QNetworkAccessManager& session_() const { return const_cast<QNetworkAccessManager&>(session); }
 
     // Streams and collects every fragment the call announced.
@@ -45,14 +47,15 @@ protected:
     Streamed stream(const AnthropicClient& client) {
         Streamed result;
         result.call.reset(client.streamText("system text", kContent, 4000));
-        QObject::connect(result.call.get(), &TextStreamCall::delta,
-                         [&fragments = result.fragments](const QString& f) { fragments.append(f); });
+        QObject::connect(
+            result.call.get(), &TextStreamCall::delta,
+            [&fragments = result.fragments](const QString& f) { fragments.append(f); });
         result.call->waitForFinished();
         return result;
     }
     std::unique_ptr<StructuredCall> structured(const AnthropicClient& client) {
-        std::unique_ptr<StructuredCall> call(
-            client.structuredCompletion("structured system", kContent, QJsonObject{{"type", "object"}}, 16000));
+        std::unique_ptr<StructuredCall> call(client.structuredCompletion(
+            "structured system", kContent, QJsonObject{{"type", "object"}}, 16000));
         call->waitForFinished();
         return call;
     }
@@ -66,9 +69,11 @@ QStringList headerNames(const RecordedRequest& request) {
 }
 
 TEST_F(AnthropicClientTest, StreamsTextInPiecesAndSendsTheMessagesRequest) {
-    const QStringList fragments{"---\nname: ", QString::fromUtf8("Caf\u00e9 \u2014 order"), "\n---\n"};
-    server.route("POST", "/v1/messages",
-                 CannedResponse::eventStream(CannedResponse::split(messages::textStream(fragments), 13, 1)));
+    const QStringList fragments{"---\nname: ", QString::fromUtf8("Caf\u00e9 \u2014 order"),
+                                "\n---\n"};
+    server.route(
+        "POST", "/v1/messages",
+        CannedResponse::eventStream(CannedResponse::split(messages::textStream(fragments), 13, 1)));
     Streamed result = stream(withKey());
     ASSERT_FALSE(result.call->error()) << result.call->error()->description().toStdString();
     EXPECT_EQ(result.call->text(), fragments.join(QString()));
@@ -106,7 +111,8 @@ TEST_F(AnthropicClientTest, StreamsTextInPiecesAndSendsTheMessagesRequest) {
 }
 
 TEST_F(AnthropicClientTest, WithoutAKeyGoesThroughTheProxyWithTheClientToken) {
-    server.route("POST", "/api/anthropic", CannedResponse::json(200, messages::answer({messages::textBlock("{}")})));
+    server.route("POST", "/api/anthropic",
+                 CannedResponse::json(200, messages::answer({messages::textBlock("{}")})));
     auto call = structured(viaProxy());
     ASSERT_FALSE(call->error());
     const RecordedRequest request = server.requests().at(0);
@@ -120,9 +126,14 @@ TEST_F(AnthropicClientTest, WithoutAKeyGoesThroughTheProxyWithTheClientToken) {
 
 TEST_F(AnthropicClientTest, StreamEndsWellWithoutMessageStopEvenAfterAnErrorEvent) {
     QByteArray cut = messages::textStream({"partial ", "answer"}, false);
-    cut += "event: error\ndata: {\"type\":\"error\",\"error\":{\"type\":\"overloaded_error\",\"message\":\"Overloaded\"}}\n\n";
-    cut += "data: {\"type\":\"content_block_delta\",\"delta\":{\"type\":\"text_delta\",\"text\":\"lost";  // mid-line
-    server.route("POST", "/v1/messages", CannedResponse::eventStream(CannedResponse::split(cut, 40)));
+    cut += "event: error\ndata: "
+           "{\"type\":\"error\",\"error\":{\"type\":\"overloaded_error\",\"message\":"
+           "\"Overloaded\"}}\n\n";
+    cut +=
+        "data: "
+        "{\"type\":\"content_block_delta\",\"delta\":{\"type\":\"text_delta\",\"text\":\"lost"; // mid-line
+    server.route("POST", "/v1/messages",
+                 CannedResponse::eventStream(CannedResponse::split(cut, 40)));
     Streamed result = stream(withKey());
     EXPECT_FALSE(result.call->error());
     EXPECT_EQ(result.call->text(), "partial answer");
@@ -144,13 +155,15 @@ TEST_F(AnthropicClientTest, AServerThatDiesMidStreamKeepsWhatArrived) {
 
 TEST_F(AnthropicClientTest, StreamErrorStatusesCarryTheBodyLinesJoined) {
     server.route("POST", "/v1/messages",
-                 CannedResponse::json(529, "{\"type\":\"error\",\n\"error\":{\"type\":\"overloaded_error\",\r\n"
-                                           "\"message\":\"Overloaded\"}}\n"));
+                 CannedResponse::json(
+                     529, "{\"type\":\"error\",\n\"error\":{\"type\":\"overloaded_error\",\r\n"
+                          "\"message\":\"Overloaded\"}}\n"));
     Streamed result = stream(withKey());
     ASSERT_TRUE(result.call->error());
-    EXPECT_EQ(result.call->error()->description(),
-              "Anthropic API HTTP 529: {\"type\":\"error\",\"error\":{\"type\":\"overloaded_error\","
-              "\"message\":\"Overloaded\"}}");
+    EXPECT_EQ(
+        result.call->error()->description(),
+        "Anthropic API HTTP 529: {\"type\":\"error\",\"error\":{\"type\":\"overloaded_error\","
+        "\"message\":\"Overloaded\"}}");
     EXPECT_TRUE(result.fragments.isEmpty());
 
     // An error status with an event-stream body is still an error, not text.
@@ -164,9 +177,10 @@ TEST_F(AnthropicClientTest, StreamErrorStatusesCarryTheBodyLinesJoined) {
 
 TEST_F(AnthropicClientTest, CancellingFromADeltaStopsAtOnce) {
     server.route("POST", "/v1/messages",
-                 CannedResponse::eventStream({{messages::textDelta("one"), 0},
-                                              {messages::textDelta("two") + messages::textDelta("three"), 50},
-                                              {messages::textDelta("four"), 2000}}));
+                 CannedResponse::eventStream(
+                     {{messages::textDelta("one"), 0},
+                      {messages::textDelta("two") + messages::textDelta("three"), 50},
+                      {messages::textDelta("four"), 2000}}));
     std::unique_ptr<TextStreamCall> call(withKey().streamText("s", kContent, 10));
     QStringList seen;
     QObject::connect(call.get(), &TextStreamCall::delta, [&](const QString& fragment) {
@@ -216,7 +230,8 @@ TEST_F(AnthropicClientTest, UnreachableHostIsATransportError) {
     ASSERT_TRUE(closed.listen(QHostAddress::LocalHost));
     const quint16 port = closed.serverPort();
     closed.close();
-    ScopedEnvironment host(Hosts::modelApiVariable, QByteArray("http://127.0.0.1:") + QByteArray::number(port));
+    ScopedEnvironment host(Hosts::modelApiVariable,
+                           QByteArray("http://127.0.0.1:") + QByteArray::number(port));
     Streamed result = stream(withKey());
     ASSERT_TRUE(result.call->error());
     EXPECT_EQ(result.call->error()->kind(), ClientError::Kind::transport);
@@ -226,7 +241,8 @@ TEST_F(AnthropicClientTest, UnreachableHostIsATransportError) {
 TEST_F(AnthropicClientTest, StructuredCompletionSendsTheSchemaAndReturnsTheFirstText) {
     server.route("POST", "/v1/messages",
                  CannedResponse::json(200, messages::answer({messages::thinkingBlock("hmm"),
-                                                             messages::textBlock(QString::fromUtf8("{\"name\":\"Caf\u00e9\"}")),
+                                                             messages::textBlock(QString::fromUtf8(
+                                                                 "{\"name\":\"Caf\u00e9\"}")),
                                                              messages::textBlock("second")})));
     auto call = structured(withKey());
     ASSERT_FALSE(call->error());
@@ -249,19 +265,23 @@ TEST_F(AnthropicClientTest, StructuredAnswersThatAreNotUsableGiveTheirDescriptio
         QString description;
     };
     const QList<Case> cases{
-        {CannedResponse::json(401, messages::errorBody("authentication_error", "invalid x-api-key")),
-         "Anthropic API HTTP 401: " + messages::errorBody("authentication_error", "invalid x-api-key")},
+        {CannedResponse::json(401,
+                              messages::errorBody("authentication_error", "invalid x-api-key")),
+         "Anthropic API HTTP 401: " +
+             messages::errorBody("authentication_error", "invalid x-api-key")},
         {CannedResponse::text(429, "slow down"), "Anthropic API HTTP 429: slow down"},
         {CannedResponse::text(500, "bad \xff bytes"), "Anthropic API HTTP 500: "},
         {CannedResponse::json(200, messages::answer({}, "refusal")),
          "The model declined the request: no explanation"},
-        {CannedResponse::json(200, messages::answer({messages::textBlock("I can't help with that.")}, "refusal")),
+        {CannedResponse::json(
+             200, messages::answer({messages::textBlock("I can't help with that.")}, "refusal")),
          "The model declined the request: I can't help with that."},
         {CannedResponse::json(200, messages::answer({messages::textBlock("{\"na")}, "max_tokens")),
          "The response was cut off (hit max_tokens)."},
         {CannedResponse::json(200, messages::answer({messages::thinkingBlock("only thinking")})),
          "The response contained no text content."},
-        {CannedResponse::json(200, messages::answer({}, QString())), "The response contained no text content."},
+        {CannedResponse::json(200, messages::answer({}, QString())),
+         "The response contained no text content."},
     };
     for (const Case& c : cases) {
         server.route("POST", "/v1/messages", c.response);
@@ -270,34 +290,41 @@ TEST_F(AnthropicClientTest, StructuredAnswersThatAreNotUsableGiveTheirDescriptio
         EXPECT_EQ(call->error()->description(), c.description);
     }
 
-    server.route("POST", "/v1/messages", CannedResponse::text(200, "<html>Gateway says hi</html>", "text/html"));
+    server.route("POST", "/v1/messages",
+                 CannedResponse::text(200, "<html>Gateway says hi</html>", "text/html"));
     auto notJson = structured(withKey());
     ASSERT_TRUE(notJson->error());
     EXPECT_EQ(notJson->error()->kind(), ClientError::Kind::decoding);
-    EXPECT_TRUE(notJson->error()->description().startsWith("The response could not be read: not JSON"));
+    EXPECT_TRUE(
+        notJson->error()->description().startsWith("The response could not be read: not JSON"));
 
     server.route("POST", "/v1/messages", CannedResponse::json(200, R"({"content":"text"})"));
     auto wrongShape = structured(withKey());
     ASSERT_TRUE(wrongShape->error());
-    EXPECT_EQ(wrongShape->error()->description(), "The response could not be read: content: expected an array");
+    EXPECT_EQ(wrongShape->error()->description(),
+              "The response could not be read: content: expected an array");
 }
 
 TEST_F(AnthropicClientTest, MCPRunContinuesPausedTurnsAndReportsToolCalls) {
     const QJsonArray firstContent{messages::textBlock("Looking up issues. "),
                                   messages::toolUseBlock("linear", "list_issues"),
-                                  QJsonObject{{"type", "mcp_tool_result"}, {"tool_use_id", "mcptoolu_01"},
+                                  QJsonObject{{"type", "mcp_tool_result"},
+                                              {"tool_use_id", "mcptoolu_01"},
                                               {"content", QJsonArray()}}};
     const QJsonArray secondContent{QJsonObject{{"type", "mcp_tool_use"}, {"name", 5}},
                                    messages::textBlock("Found 3.")};
     server.routeSequence("POST", "/v1/messages",
                          {CannedResponse::json(200, messages::answer(firstContent, "pause_turn")),
                           CannedResponse::json(200, messages::answer(secondContent, "end_turn"))});
-    const QList<QJsonObject> connectors{
-        QJsonObject{{"type", "url"}, {"url", "https://mcp.linear.app/mcp"}, {"name", "linear"},
-                    {"authorization_token", "lin_tok"}}};
-    std::unique_ptr<MCPRunCall> call(withKey().runWithMCP("Summarise my issues", connectors, 2000, 5));
+    const QList<QJsonObject> connectors{QJsonObject{{"type", "url"},
+                                                    {"url", "https://mcp.linear.app/mcp"},
+                                                    {"name", "linear"},
+                                                    {"authorization_token", "lin_tok"}}};
+    std::unique_ptr<MCPRunCall> call(
+        withKey().runWithMCP("Summarise my issues", connectors, 2000, 5));
     QList<MCPToolCall> announced;
-    QObject::connect(call.get(), &MCPRunCall::toolCall, [&](const MCPToolCall& c) { announced.append(c); });
+    QObject::connect(call.get(), &MCPRunCall::toolCall,
+                     [&](const MCPToolCall& c) { announced.append(c); });
     ASSERT_TRUE(call->waitForFinished());
     const QList<MCPToolCall> expected{{"linear", "list_issues"}, {"tool", "tool"}};
     EXPECT_EQ(call->result().text, "Looking up issues. Found 3.");
@@ -316,12 +343,14 @@ TEST_F(AnthropicClientTest, MCPRunContinuesPausedTurnsAndReportsToolCalls) {
               QJsonArray({QJsonObject{{"role", "user"}, {"content", "Summarise my issues"}}}));
     const QJsonArray secondMessages = requests[1].json().object()["messages"].toArray();
     ASSERT_EQ(secondMessages.size(), 2);
-    EXPECT_EQ(secondMessages[1].toObject(), QJsonObject({{"role", "assistant"}, {"content", firstContent}}));
+    EXPECT_EQ(secondMessages[1].toObject(),
+              QJsonObject({{"role", "assistant"}, {"content", firstContent}}));
 }
 
 TEST_F(AnthropicClientTest, MCPRunLimitsAndFailures) {
     // No servers: no beta header and no server list.
-    server.route("POST", "/v1/messages", CannedResponse::json(200, messages::answer({messages::textBlock("hi")})));
+    server.route("POST", "/v1/messages",
+                 CannedResponse::json(200, messages::answer({messages::textBlock("hi")})));
     std::unique_ptr<MCPRunCall> plain(withKey().runWithMCP("hello", {}, 100, 3));
     ASSERT_TRUE(plain->waitForFinished());
     EXPECT_EQ(plain->result().text, "hi");
@@ -334,15 +363,17 @@ TEST_F(AnthropicClientTest, MCPRunLimitsAndFailures) {
     EXPECT_EQ(server.requestCount(), 1);
 
     // Turns used up after a pause keep what was gathered.
-    server.route("POST", "/v1/messages",
-                 CannedResponse::json(200, messages::answer({messages::textBlock("step ")}, "pause_turn")));
+    server.route(
+        "POST", "/v1/messages",
+        CannedResponse::json(200, messages::answer({messages::textBlock("step ")}, "pause_turn")));
     std::unique_ptr<MCPRunCall> paused(withKey().runWithMCP("go", {}, 100, 2));
     ASSERT_TRUE(paused->waitForFinished());
     EXPECT_EQ(paused->result().text, "step step ");
     EXPECT_EQ(server.requestCount(), 3);
 
-    server.route("POST", "/v1/messages",
-                 CannedResponse::json(200, messages::answer({messages::textBlock("Not that.")}, "refusal")));
+    server.route(
+        "POST", "/v1/messages",
+        CannedResponse::json(200, messages::answer({messages::textBlock("Not that.")}, "refusal")));
     std::unique_ptr<MCPRunCall> refused(withKey().runWithMCP("go", {}, 100, 2));
     EXPECT_FALSE(refused->waitForFinished());
     EXPECT_EQ(refused->error()->description(), "The model declined the request: Not that.");
@@ -352,7 +383,8 @@ TEST_F(AnthropicClientTest, MCPRunLimitsAndFailures) {
     EXPECT_FALSE(array->waitForFinished());
     EXPECT_EQ(array->error()->kind(), ClientError::Kind::noTextContent);
 
-    server.route("POST", "/v1/messages", CannedResponse::json(529, messages::errorBody("overloaded_error", "Overloaded")));
+    server.route("POST", "/v1/messages",
+                 CannedResponse::json(529, messages::errorBody("overloaded_error", "Overloaded")));
     std::unique_ptr<MCPRunCall> overloaded(withKey().runWithMCP("go", {}, 100, 2));
     EXPECT_FALSE(overloaded->waitForFinished());
     EXPECT_EQ(overloaded->error()->status(), 529);

@@ -30,8 +30,8 @@ Outcome readInPieces(const QByteArray& stream, const QList<qsizetype>& cuts) {
 }
 
 // Multi-byte characters and escapes, so cuts land inside UTF-8 sequences and JSON escapes.
-const QStringList kFragments{QString::fromUtf8("---\nname: Caf\u00e9 \u2014 "), QString::fromUtf8("\u26A0\uFE0F \"q\" "),
-                             "\\ done"};
+const QStringList kFragments{QString::fromUtf8("---\nname: Caf\u00e9 \u2014 "),
+                             QString::fromUtf8("\u26A0\uFE0F \"q\" "), "\\ done"};
 
 TEST(EventStreamReader, EveryCutOfARealisticStreamGivesTheSameText) {
     const QByteArray stream = messages::textStream(kFragments);
@@ -53,33 +53,36 @@ TEST(EventStreamReader, CarriageReturnLineEndsWorkAcrossReads) {
     stream.replace("\n", "\r\n");
     for (qsizetype cut = 0; cut <= stream.size(); ++cut)
         ASSERT_EQ(readInPieces(stream, {cut}).text, "ab") << "cut at " << cut;
-    EXPECT_EQ(readInPieces(QByteArray("data: {\"type\":\"content_block_delta\",\"delta\":{\"type\":\"text_delta\","
-                                      "\"text\":\"x\"}}\rdata: {\"type\":\"message_stop\"}\r"),
-                           {})
-                  .text,
-              "x");
+    EXPECT_EQ(
+        readInPieces(
+            QByteArray("data: {\"type\":\"content_block_delta\",\"delta\":{\"type\":\"text_delta\","
+                       "\"text\":\"x\"}}\rdata: {\"type\":\"message_stop\"}\r"),
+            {})
+            .text,
+        "x");
 }
 
 TEST(EventStreamReader, SkipsWhatIsNotATextDeltaAndStopsAtMessageStop) {
-    const QByteArray stream = ": keep-alive comment\n"
-                              "event: content_block_delta\n"
-                              "data:   \t \n"
-                              "data: [DONE]\n"
-                              "data: 42\n"
-                              "data: {\"type\":\"content_block_delta\",\"delta\":{\"type\":\"text_delta\"\n"
-                              "id: 7\n"
-                              "data:{\"type\":\"content_block_delta\",\"delta\":{\"type\":\"input_json_delta\","
-                              "\"partial_json\":\"{\"}}\n"
-                              "data: {\"type\":\"content_block_delta\",\"delta\":{\"type\":\"text_delta\",\"text\":7}}\n"
-                              "data:\t{\"type\":\"content_block_delta\",\"delta\":{\"type\":\"text_delta\","
-                              "\"text\":\"kept\"}}\t\n"
-                              "DATA: {\"type\":\"content_block_delta\",\"delta\":{\"type\":\"text_delta\","
-                              "\"text\":\"upper-case field\"}}\n"
-                              "event: error\n"
-                              "data: {\"type\":\"error\",\"error\":{\"type\":\"overloaded_error\",\"message\":"
-                              "\"Overloaded\"}}\n\n" +
-                              messages::textDelta(" too") + messages::event({{"type", "message_stop"}}) +
-                              messages::textDelta(" after the end");
+    const QByteArray stream =
+        ": keep-alive comment\n"
+        "event: content_block_delta\n"
+        "data:   \t \n"
+        "data: [DONE]\n"
+        "data: 42\n"
+        "data: {\"type\":\"content_block_delta\",\"delta\":{\"type\":\"text_delta\"\n"
+        "id: 7\n"
+        "data:{\"type\":\"content_block_delta\",\"delta\":{\"type\":\"input_json_delta\","
+        "\"partial_json\":\"{\"}}\n"
+        "data: {\"type\":\"content_block_delta\",\"delta\":{\"type\":\"text_delta\",\"text\":7}}\n"
+        "data:\t{\"type\":\"content_block_delta\",\"delta\":{\"type\":\"text_delta\","
+        "\"text\":\"kept\"}}\t\n"
+        "DATA: {\"type\":\"content_block_delta\",\"delta\":{\"type\":\"text_delta\","
+        "\"text\":\"upper-case field\"}}\n"
+        "event: error\n"
+        "data: {\"type\":\"error\",\"error\":{\"type\":\"overloaded_error\",\"message\":"
+        "\"Overloaded\"}}\n\n" +
+        messages::textDelta(" too") + messages::event({{"type", "message_stop"}}) +
+        messages::textDelta(" after the end");
     const Outcome outcome = readInPieces(stream, {});
     EXPECT_EQ(outcome.text, "kept too");
     EXPECT_EQ(outcome.fragments, QStringList({"kept", " too"}));
@@ -93,7 +96,7 @@ TEST(EventStreamReader, AStreamCutShortKeepsItsTextAndALastLineWithoutBreakCount
     EXPECT_FALSE(outcome.sawStop);
 
     QByteArray lastLine = messages::textDelta("tail");
-    lastLine.chop(2);  // no line break at all at the end
+    lastLine.chop(2); // no line break at all at the end
     EXPECT_EQ(readInPieces(lastLine, {}).text, "tail");
 
     QByteArray midLine = messages::textDelta("whole") + messages::textDelta("never finished");
@@ -103,10 +106,11 @@ TEST(EventStreamReader, AStreamCutShortKeepsItsTextAndALastLineWithoutBreakCount
 }
 
 TEST(EventStreamReader, InvalidUtf8InADeltaNeverBreaksTheRest) {
-    const QByteArray stream = messages::textDelta("before ") +
-                              "data: {\"type\":\"content_block_delta\",\"delta\":{\"type\":\"text_delta\","
-                              "\"text\":\"bad \xff\xfe bytes\"}}\n\n" +
-                              messages::textDelta("after");
+    const QByteArray stream =
+        messages::textDelta("before ") +
+        "data: {\"type\":\"content_block_delta\",\"delta\":{\"type\":\"text_delta\","
+        "\"text\":\"bad \xff\xfe bytes\"}}\n\n" +
+        messages::textDelta("after");
     const Outcome outcome = readInPieces(stream, {});
     EXPECT_EQ(outcome.text, QString::fromUtf8("before bad \uFFFD\uFFFD bytesafter"));
 }

@@ -26,7 +26,8 @@ TEST(Hosts, EndpointsKeepAPathPrefixAndDropQueries) {
               "https://api.anthropic.com/v1/messages");
     EXPECT_EQ(Hosts::endpoint(QUrl("http://127.0.0.1:9/proxy/"), "/api/anthropic").toString(),
               "http://127.0.0.1:9/proxy/api/anthropic");
-    EXPECT_EQ(Hosts::endpoint(QUrl("http://h/x?q=1#f"), "/capture/").toString(), "http://h/x/capture/");
+    EXPECT_EQ(Hosts::endpoint(QUrl("http://h/x?q=1#f"), "/capture/").toString(),
+              "http://h/x/capture/");
 }
 
 } // namespace

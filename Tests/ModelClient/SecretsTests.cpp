@@ -5,7 +5,6 @@
 
 #include <QDir>
 #include <QFile>
-
 #include <gtest/gtest.h>
 
 using namespace tavrik;
@@ -50,7 +49,7 @@ TEST(Secrets, EmptyOrUndecodableKeyFilesMeanNoKey) {
     writeKeyFile("sk-\xff\xfe");
     EXPECT_EQ(Secrets::anthropicAPIKey(), std::nullopt);
     QFile::remove(Secrets::anthropicKeyFilePath());
-    QDir().mkpath(Secrets::anthropicKeyFilePath());  // a folder where the file should be
+    QDir().mkpath(Secrets::anthropicKeyFilePath()); // a folder where the file should be
     EXPECT_EQ(Secrets::anthropicAPIKey(), std::nullopt);
 }
 

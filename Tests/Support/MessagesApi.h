@@ -18,7 +18,8 @@ QByteArray textStream(const QStringList& fragments, bool withStop = true);
 QByteArray textDelta(const QString& fragment);
 
 // A whole (non-streamed) answer with these content blocks.
-QByteArray answer(const QJsonArray& content, const QString& stopReason = QStringLiteral("end_turn"));
+QByteArray answer(const QJsonArray& content,
+                  const QString& stopReason = QStringLiteral("end_turn"));
 QJsonObject textBlock(const QString& text);
 QJsonObject thinkingBlock(const QString& thinking);
 QJsonObject toolUseBlock(const QString& server, const QString& tool);

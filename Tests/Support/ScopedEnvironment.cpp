@@ -7,7 +7,8 @@ namespace tavrik::test {
 ScopedEnvironment::ScopedEnvironment(const char* name)
     : m_name(name), m_previous(qgetenv(name)), m_hadPrevious(qEnvironmentVariableIsSet(name)) {}
 
-ScopedEnvironment::ScopedEnvironment(const char* name, const QByteArray& value) : ScopedEnvironment(name) {
+ScopedEnvironment::ScopedEnvironment(const char* name, const QByteArray& value)
+    : ScopedEnvironment(name) {
     qputenv(name, value);
 }
 

@@ -9,7 +9,8 @@ namespace tavrik {
 
 QNetworkAccessManager* sharedNetworkSession() {
     static QPointer<QNetworkAccessManager> session;
-    Q_ASSERT(!QCoreApplication::instance() || QThread::currentThread() == QCoreApplication::instance()->thread());
+    Q_ASSERT(!QCoreApplication::instance() ||
+             QThread::currentThread() == QCoreApplication::instance()->thread());
     if (!session)
         session = new QNetworkAccessManager(QCoreApplication::instance());
     return session;

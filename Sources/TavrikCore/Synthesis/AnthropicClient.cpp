@@ -7,7 +7,8 @@
 
 namespace tavrik {
 
-AnthropicClient::AnthropicClient(std::optional<QString> apiKey, QString model, QNetworkAccessManager* session)
+AnthropicClient::AnthropicClient(std::optional<QString> apiKey, QString model,
+                                 QNetworkAccessManager* session)
     : m_apiKey(std::move(apiKey)), m_model(std::move(model)), m_session(session) {}
 
 QUrl AnthropicClient::endpoint() const {
@@ -51,30 +52,34 @@ QJsonObject AnthropicClient::streamTextBody(const QString& model, const QString&
 }
 
 QJsonObject AnthropicClient::structuredBody(const QString& model, const QString& system,
-                                            const QList<ContentBlock>& content, const QJsonObject& schema,
-                                            int maxTokens) {
-    return QJsonObject{
-        {"model", model},
-        {"max_tokens", maxTokens},
-        {"system", system},
-        {"thinking", QJsonObject{{"type", "adaptive"}}},
-        {"output_config", QJsonObject{{"format", QJsonObject{{"type", "json_schema"}, {"schema", schema}}}}},
-        {"messages", userMessage(content)}};
+                                            const QList<ContentBlock>& content,
+                                            const QJsonObject& schema, int maxTokens) {
+    return QJsonObject{{"model", model},
+                       {"max_tokens", maxTokens},
+                       {"system", system},
+                       {"thinking", QJsonObject{{"type", "adaptive"}}},
+                       {"output_config", QJsonObject{{"format", QJsonObject{{"type", "json_schema"},
+                                                                            {"schema", schema}}}}},
+                       {"messages", userMessage(content)}};
 }
 
-TextStreamCall* AnthropicClient::streamText(const QString& system, const QList<ContentBlock>& content,
-                                            int maxTokens, QObject* parent) const {
+TextStreamCall* AnthropicClient::streamText(const QString& system,
+                                            const QList<ContentBlock>& content, int maxTokens,
+                                            QObject* parent) const {
     return new TextStreamCall(*this, streamTextBody(m_model, system, content, maxTokens), parent);
 }
 
-StructuredCall* AnthropicClient::structuredCompletion(const QString& system, const QList<ContentBlock>& content,
+StructuredCall* AnthropicClient::structuredCompletion(const QString& system,
+                                                      const QList<ContentBlock>& content,
                                                       const QJsonObject& schema, int maxTokens,
                                                       QObject* parent) const {
-    return new StructuredCall(*this, structuredBody(m_model, system, content, schema, maxTokens), parent);
+    return new StructuredCall(*this, structuredBody(m_model, system, content, schema, maxTokens),
+                              parent);
 }
 
-MCPRunCall* AnthropicClient::runWithMCP(const QString& instruction, const QList<QJsonObject>& mcpConnectors,
-                                        int maxTokens, int maxTurns, QObject* parent) const {
+MCPRunCall* AnthropicClient::runWithMCP(const QString& instruction,
+                                        const QList<QJsonObject>& mcpConnectors, int maxTokens,
+                                        int maxTurns, QObject* parent) const {
     return new MCPRunCall(*this, instruction, mcpConnectors, maxTokens, maxTurns, parent);
 }
 

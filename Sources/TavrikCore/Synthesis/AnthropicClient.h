@@ -7,7 +7,6 @@
 #include <QNetworkRequest>
 #include <QString>
 #include <QUrl>
-
 #include <chrono>
 #include <optional>
 
@@ -52,21 +51,22 @@ public:
     QNetworkRequest request(bool withMcpBeta = false) const;
 
     // Streams a completion; the call's `delta` signal carries each fragment, its text() the whole.
-    TextStreamCall* streamText(const QString& system, const QList<ContentBlock>& content, int maxTokens,
-                               QObject* parent = nullptr) const;
+    TextStreamCall* streamText(const QString& system, const QList<ContentBlock>& content,
+                               int maxTokens, QObject* parent = nullptr) const;
     // An answer constrained by `schema`; the call's answer() is the first text block's UTF-8 bytes.
     StructuredCall* structuredCompletion(const QString& system, const QList<ContentBlock>& content,
                                          const QJsonObject& schema, int maxTokens,
                                          QObject* parent = nullptr) const;
     // Up to `maxTurns` requests in which the model may use the given MCP servers, each given by
     // its connector JSON; `pause_turn` answers are continued.
-    MCPRunCall* runWithMCP(const QString& instruction, const QList<QJsonObject>& mcpConnectors, int maxTokens,
-                           int maxTurns, QObject* parent = nullptr) const;
+    MCPRunCall* runWithMCP(const QString& instruction, const QList<QJsonObject>& mcpConnectors,
+                           int maxTokens, int maxTurns, QObject* parent = nullptr) const;
 
-    static QJsonObject streamTextBody(const QString& model, const QString& system, const QList<ContentBlock>& content,
+    static QJsonObject streamTextBody(const QString& model, const QString& system,
+                                      const QList<ContentBlock>& content, int maxTokens);
+    static QJsonObject structuredBody(const QString& model, const QString& system,
+                                      const QList<ContentBlock>& content, const QJsonObject& schema,
                                       int maxTokens);
-    static QJsonObject structuredBody(const QString& model, const QString& system, const QList<ContentBlock>& content,
-                                      const QJsonObject& schema, int maxTokens);
 
 private:
     std::optional<QString> m_apiKey;

@@ -8,13 +8,13 @@ namespace tavrik {
 class ClientError {
 public:
     enum class Kind {
-        http,           // a status outside 2xx, or -1 when the answer was not HTTP at all
-        refusal,        // the model declined
-        noTextContent,  // the answer had no text block
-        truncated,      // the answer hit max_tokens
-        transport,      // the network failed or timed out before an answer
-        decoding,       // a 2xx answer that is not the expected JSON
-        cancelled,      // the caller cancelled
+        http,          // a status outside 2xx, or -1 when the answer was not HTTP at all
+        refusal,       // the model declined
+        noTextContent, // the answer had no text block
+        truncated,     // the answer hit max_tokens
+        transport,     // the network failed or timed out before an answer
+        decoding,      // a 2xx answer that is not the expected JSON
+        cancelled,     // the caller cancelled
     };
 
     static ClientError http(int status, const QString& body);
@@ -35,7 +35,8 @@ public:
     bool operator==(const ClientError&) const = default;
 
 private:
-    ClientError(Kind kind, int status, const QString& text) : m_kind(kind), m_status(status), m_text(text) {}
+    ClientError(Kind kind, int status, const QString& text)
+        : m_kind(kind), m_status(status), m_text(text) {}
 
     Kind m_kind;
     int m_status;

@@ -13,7 +13,7 @@ struct ContentBlock {
     Kind kind = Kind::text;
     QString text;
     QString mediaType;
-    QByteArray base64;  // ASCII; kept as bytes because frames make large blocks
+    QByteArray base64; // ASCII; kept as bytes because frames make large blocks
 
     static ContentBlock makeText(const QString& text);
     static ContentBlock makeImage(const QString& mediaType, const QByteArray& base64);

@@ -24,7 +24,8 @@ bool EventStreamReader::feed(QByteArrayView bytes) {
         if (c != '\n' && c != '\r')
             continue;
         // "\r\n" ends one line, even when the two arrive in different reads.
-        const bool secondHalfOfCrLf = c == '\n' && i == start && m_afterCarriageReturn && m_partial.isEmpty();
+        const bool secondHalfOfCrLf =
+            c == '\n' && i == start && m_afterCarriageReturn && m_partial.isEmpty();
         m_afterCarriageReturn = c == '\r';
         if (secondHalfOfCrLf) {
             start = i + 1;
@@ -74,7 +75,8 @@ void EventStreamReader::handleLine(QByteArrayView line) {
     if (type == QLatin1String("content_block_delta")) {
         const QJsonObject delta = event.value(QLatin1String("delta")).toObject();
         const QJsonValue text = delta.value(QLatin1String("text"));
-        if (delta.value(QLatin1String("type")).toString() == QLatin1String("text_delta") && text.isString()) {
+        if (delta.value(QLatin1String("type")).toString() == QLatin1String("text_delta") &&
+            text.isString()) {
             const QString fragment = text.toString();
             m_text += fragment;
             if (m_onText)

@@ -13,7 +13,7 @@ struct MCPToolCall {
 };
 
 struct MCPRunResult {
-    QString text;  // every answer text of every turn, concatenated
+    QString text; // every answer text of every turn, concatenated
     QList<MCPToolCall> toolCalls;
     bool operator==(const MCPRunResult&) const = default;
 };

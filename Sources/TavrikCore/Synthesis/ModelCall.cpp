@@ -17,7 +17,9 @@ QString utf8OrEmpty(const QByteArray& bytes) {
 
 namespace {
 
-bool isSuccess(int status) { return status >= 200 && status <= 299; }
+bool isSuccess(int status) {
+    return status >= 200 && status <= 299;
+}
 
 // Errors below 100 are the network layer's; higher ones only restate the HTTP status.
 bool isTransportError(QNetworkReply::NetworkError error) {
@@ -26,7 +28,8 @@ bool isTransportError(QNetworkReply::NetworkError error) {
 
 } // namespace
 
-ModelCall::ModelCall(const AnthropicClient& client, QObject* parent) : QObject(parent), m_client(client) {
+ModelCall::ModelCall(const AnthropicClient& client, QObject* parent)
+    : QObject(parent), m_client(client) {
     QTimer::singleShot(0, this, [this] {
         if (!m_finished)
             start();
@@ -70,14 +73,16 @@ void ModelCall::onFinished(QNetworkReply* reply) {
         if (error == QNetworkReply::NoError)
             finishWith(ClientError::noHttpResponse());
         else
-            finishWith(ClientError::transport(QStringLiteral("The network request failed: ") + reply->errorString()));
+            finishWith(ClientError::transport(QStringLiteral("The network request failed: ") +
+                                              reply->errorString()));
         return;
     }
     const int status = statusAttribute.toInt();
     // A server that closes the connection after a successful answer has simply ended it.
     const bool endedByServer = error == QNetworkReply::RemoteHostClosedError && isSuccess(status);
     if (isTransportError(error) && !endedByServer) {
-        finishWith(ClientError::transport(QStringLiteral("The network request failed: ") + reply->errorString()));
+        finishWith(ClientError::transport(QStringLiteral("The network request failed: ") +
+                                          reply->errorString()));
         return;
     }
     onReply(status, reply->readAll());
@@ -116,20 +121,23 @@ bool ModelCall::waitForFinished() {
 
 // --- streamed text
 
-TextStreamCall::TextStreamCall(const AnthropicClient& client, const QJsonObject& body, QObject* parent)
+TextStreamCall::TextStreamCall(const AnthropicClient& client, const QJsonObject& body,
+                               QObject* parent)
     : ModelCall(client, parent), m_body(body), m_reader([this](const QString& fragment) {
           emit delta(fragment);
           if (isFinished())
-              m_reader.stop();  // cancelled from a delta handler: not one more line
+              m_reader.stop(); // cancelled from a delta handler: not one more line
       }) {}
 
-void TextStreamCall::start() { send(m_body); }
+void TextStreamCall::start() {
+    send(m_body);
+}
 
 void TextStreamCall::onData(QNetworkReply* reply) {
     if (!m_statusKnown) {
         const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
         if (!status.isValid())
-            return;  // leave the bytes in the reply until the status is known
+            return; // leave the bytes in the reply until the status is known
         m_statusKnown = true;
         m_httpOk = isSuccess(status.toInt());
     }
@@ -161,10 +169,13 @@ void TextStreamCall::onReply(int status, const QByteArray& body) {
 
 // --- structured answer
 
-StructuredCall::StructuredCall(const AnthropicClient& client, const QJsonObject& body, QObject* parent)
+StructuredCall::StructuredCall(const AnthropicClient& client, const QJsonObject& body,
+                               QObject* parent)
     : ModelCall(client, parent), m_body(body) {}
 
-void StructuredCall::start() { send(m_body); }
+void StructuredCall::start() {
+    send(m_body);
+}
 
 namespace {
 
@@ -179,7 +190,9 @@ std::optional<DecodedAnswer> decodeAnswer(const QByteArray& body, QString* probl
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(body, &parseError);
     if (parseError.error != QJsonParseError::NoError) {
-        *problem = QStringLiteral("not JSON (%1 at offset %2)").arg(parseError.errorString()).arg(parseError.offset);
+        *problem = QStringLiteral("not JSON (%1 at offset %2)")
+                       .arg(parseError.errorString())
+                       .arg(parseError.offset);
         return std::nullopt;
     }
     if (!document.isObject()) {
@@ -236,7 +249,8 @@ void StructuredCall::onReply(int status, const QByteArray& body) {
         return;
     }
     if (answer->stopReason == QLatin1String("refusal")) {
-        finishWith(ClientError::refusal(answer->firstText.value_or(QStringLiteral("no explanation"))));
+        finishWith(
+            ClientError::refusal(answer->firstText.value_or(QStringLiteral("no explanation"))));
         return;
     }
     if (answer->stopReason == QLatin1String("max_tokens")) {
@@ -254,7 +268,8 @@ void StructuredCall::onReply(int status, const QByteArray& body) {
 // --- MCP run
 
 MCPRunCall::MCPRunCall(const AnthropicClient& client, const QString& instruction,
-                       const QList<QJsonObject>& connectors, int maxTokens, int maxTurns, QObject* parent)
+                       const QList<QJsonObject>& connectors, int maxTokens, int maxTurns,
+                       QObject* parent)
     : ModelCall(client, parent), m_maxTokens(maxTokens), m_maxTurns(maxTurns) {
     Q_ASSERT(maxTurns >= 0);
     m_messages.append(QJsonObject{{"role", "user"}, {"content", instruction}});
@@ -285,8 +300,9 @@ void MCPRunCall::onReply(int status, const QByteArray& body) {
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(body, &parseError);
     if (parseError.error != QJsonParseError::NoError) {
-        finishWith(ClientError::decoding(
-            QStringLiteral("not JSON (%1 at offset %2)").arg(parseError.errorString()).arg(parseError.offset)));
+        finishWith(ClientError::decoding(QStringLiteral("not JSON (%1 at offset %2)")
+                                             .arg(parseError.errorString())
+                                             .arg(parseError.offset)));
         return;
     }
     if (!document.isObject()) {
@@ -308,12 +324,13 @@ void MCPRunCall::onReply(int status, const QByteArray& body) {
             m_result.toolCalls.append(call);
             emit toolCall(call);
             if (isFinished())
-                return;  // cancelled from the handler
+                return; // cancelled from the handler
         }
     }
     const QString stopReason = answer.value(QLatin1String("stop_reason")).toString();
     if (stopReason == QLatin1String("refusal")) {
-        finishWith(ClientError::refusal(m_result.text.isEmpty() ? QStringLiteral("no explanation") : m_result.text));
+        finishWith(ClientError::refusal(m_result.text.isEmpty() ? QStringLiteral("no explanation")
+                                                                : m_result.text));
         return;
     }
     if (stopReason == QLatin1String("pause_turn")) {

@@ -8,7 +8,6 @@
 #include <QJsonArray>
 #include <QObject>
 #include <QPointer>
-
 #include <optional>
 
 class QNetworkReply;
@@ -101,8 +100,8 @@ private:
 class MCPRunCall : public ModelCall {
     Q_OBJECT
 public:
-    MCPRunCall(const AnthropicClient& client, const QString& instruction, const QList<QJsonObject>& connectors,
-               int maxTokens, int maxTurns, QObject* parent);
+    MCPRunCall(const AnthropicClient& client, const QString& instruction,
+               const QList<QJsonObject>& connectors, int maxTokens, int maxTurns, QObject* parent);
     const MCPRunResult& result() const { return m_result; }
     int turnsTaken() const { return m_turn; }
 

@@ -7,7 +7,9 @@
 
 namespace tavrik::Secrets {
 
-QString anthropicKeyFilePath() { return Paths::support() + QStringLiteral("/anthropic_key.txt"); }
+QString anthropicKeyFilePath() {
+    return Paths::support() + QStringLiteral("/anthropic_key.txt");
+}
 
 std::optional<QString> anthropicAPIKey() {
     const QString fromEnvironment = qEnvironmentVariable("ANTHROPIC_API_KEY").trimmed();
@@ -27,6 +29,8 @@ std::optional<QString> anthropicAPIKey() {
     return key;
 }
 
-bool hasAnthropicKey() { return anthropicAPIKey().has_value(); }
+bool hasAnthropicKey() {
+    return anthropicAPIKey().has_value();
+}
 
 } // namespace tavrik::Secrets

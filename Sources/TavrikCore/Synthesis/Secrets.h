@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QString>
-
 #include <optional>
 
 // The user's own Messages API key. Looked up afresh on every call, so a key added while the
