@@ -235,12 +235,15 @@ QList<ContentBlock> Synthesizer::frameBlocks(const Recording& recording) const {
         if (!encoded[i])
             continue;
         const FrameRef& frame = recording.frames[indices[i]];
-        blocks.append(ContentBlock::makeText(QStringLiteral("Frame at ") +
-                                             oneDecimal(frame.timeOffset) + QStringLiteral("s:")));
+        blocks.append(ContentBlock::makeText(frameLabel(frame)));
         blocks.append(
             ContentBlock::makeImage(QStringLiteral("image/jpeg"), encoded[i]->toBase64()));
     }
     return blocks;
+}
+
+QString Synthesizer::frameLabel(const FrameRef& frame) {
+    return QStringLiteral("Frame at ") + oneDecimal(frame.timeOffset) + QStringLiteral("s:");
 }
 
 // --- skills from answers

@@ -61,6 +61,8 @@ public:
     std::optional<QString> framePath(const Recording& recording, const FrameRef& frame) const;
     // JPEG bytes of the downscaled image; nothing when the file is missing or not an image.
     std::optional<QByteArray> downscaledJpeg(const QString& path, QSize* size = nullptr) const;
+    // The text sent just before a frame's image: "Frame at <t>s:".
+    static QString frameLabel(const FrameRef& frame);
     // "Frame at <t>s:" and the image, for each sampled frame that could be encoded, in order.
     // Frames are encoded in parallel.
     QList<ContentBlock> frameBlocks(const Recording& recording) const;
