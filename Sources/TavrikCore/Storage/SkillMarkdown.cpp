@@ -2,6 +2,8 @@
 
 #include "TavrikCore/Support/Json.h"
 
+#include <limits>
+
 namespace tavrik::SkillMarkdown {
 
 namespace {
@@ -64,6 +66,13 @@ void renderRuntime(QString& out, const RuntimeSpec& runtime) {
                 putLine(out, u"      url_template: ", *step.urlTemplate);
         }
     }
+}
+
+// The one-based number shown for a step; a hand-edited plan may hold any 64-bit index.
+QString stepNumber(qint64 index) {
+    if (index == std::numeric_limits<qint64>::max())
+        return QStringLiteral("9223372036854775808");
+    return QString::number(index + 1);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -416,7 +425,7 @@ QString render(const Skill& skill) {
     out += skill.summary;
     out += u"\n\n## Steps\n\n";
     for (const PlanStep& step : skill.plan) {
-        out += QString::number(step.index + 1);
+        out += stepNumber(step.index);
         out += u". ";
         out += step.intent;
         if (step.precondition) {
