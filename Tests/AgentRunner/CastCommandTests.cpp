@@ -1,4 +1,4 @@
-#include "Runtime/StandInRuntime.h"
+#include "AgentRunner/StandInRuntime.h"
 #include "Support/TempSupportFolder.h"
 #include "Tavrik/Runtime/ProcessGroup.h"
 #include "TavrikCore/Models/RunRecord.h"
