@@ -1,6 +1,7 @@
 #include "Tavrik/CommandLine.h"
 
 #include "Tavrik/SelfTest.h"
+#include "Tavrik/TraceCommand.h"
 #include "TavrikCore/Storage/Paths.h"
 #include "TavrikCore/Storage/SkillMarkdown.h"
 #include "TavrikCore/Storage/SkillStore.h"
@@ -28,6 +29,9 @@ Commands:
   show REF [--json | --markdown]
                               print one skill; REF is a skill id, its slash
                               command (/search-google) or a skill folder
+  trace RECORDING-ID [--narration TEXT]
+                              print what synthesis would send for a stored
+                              recording, and which frames it would attach
   --selftest                  run the built-in checks and exit
   --help, -h                  show this help
   --version                   print the version
@@ -165,6 +169,8 @@ int runCommand(const QStringList& arguments, QTextStream& out, QTextStream& err)
         return listSkills(rest, io);
     if (command == QStringLiteral("show"))
         return showSkill(rest, io);
+    if (command == QStringLiteral("trace"))
+        return runTraceCommand(rest, out, err);
     return io.fail(QStringLiteral("unknown command %1 (see tavrik --help)").arg(command), kUsage);
 }
 

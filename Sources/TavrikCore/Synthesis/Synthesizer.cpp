@@ -243,6 +243,30 @@ QList<ContentBlock> Synthesizer::frameBlocks(const Recording& recording) const {
     return blocks;
 }
 
+QList<Synthesizer::FramePlan> Synthesizer::framePlan(const Recording& recording) const {
+    const QList<qsizetype> indices = sampledFrameIndices(recording.frames.size());
+    QList<FramePlan> plans(indices.size());
+    QThreadPool pool;
+    pool.setMaxThreadCount(qMax(1, QThread::idealThreadCount()));
+    for (qsizetype i = 0; i < indices.size(); ++i) {
+        FramePlan* plan = &plans[i];
+        plan->index = indices[i];
+        plan->frame = recording.frames[indices[i]];
+        const std::optional<QString> path = framePath(recording, plan->frame);
+        if (!path)
+            continue;
+        pool.start([this, plan, file = *path] {
+            const QImage image = QImageReader(file).read();
+            if (image.isNull() || downscaledSize(image.size()).isEmpty())
+                return;
+            plan->originalSize = image.size();
+            plan->sentSize = downscaledSize(image.size());
+        });
+    }
+    pool.waitForDone();
+    return plans;
+}
+
 // --- skills from answers
 
 namespace {

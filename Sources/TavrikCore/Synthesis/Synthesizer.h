@@ -65,6 +65,17 @@ public:
     // Frames are encoded in parallel.
     QList<ContentBlock> frameBlocks(const Recording& recording) const;
 
+    // One sampled frame as it would be sent: its size before and after downscaling, or nothing
+    // when it would be skipped (missing, not an image, outside the recording's folder).
+    struct FramePlan {
+        qsizetype index = 0;
+        FrameRef frame;
+        std::optional<QSize> originalSize;
+        std::optional<QSize> sentSize;
+    };
+    // Decodes (in parallel) but does not encode: what frameBlocks() would attach.
+    QList<FramePlan> framePlan(const Recording& recording) const;
+
     QList<ContentBlock> markdownContent(const Recording& recording,
                                         const std::optional<QString>& narration) const;
     QList<ContentBlock> structuredContent(const Recording& recording) const;
