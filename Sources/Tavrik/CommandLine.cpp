@@ -1,8 +1,9 @@
 #include "Tavrik/CommandLine.h"
 
+#include "Tavrik/CastCommand.h"
 #include "Tavrik/SelfTest.h"
+#include "Tavrik/SkillReference.h"
 #include "Tavrik/TraceCommand.h"
-#include "TavrikCore/Storage/Paths.h"
 #include "TavrikCore/Storage/SkillMarkdown.h"
 #include "TavrikCore/Storage/SkillStore.h"
 #include "TavrikCore/Support/Json.h"
@@ -29,6 +30,10 @@ Commands:
   show REF [--json | --markdown]
                               print one skill; REF is a skill id, its slash
                               command (/search-google) or a skill folder
+  cast REF [NAME=VALUE ...] [--yes]
+                              run a skill without the interface; parameters
+                              left out take their example values; --yes skips
+                              the question before destructive steps; Ctrl-C stops
   trace RECORDING-ID [--narration TEXT]
                               print what synthesis would send for a stored
                               recording, and which frames it would attach
@@ -85,37 +90,6 @@ int listSkills(const QStringList& options, Streams io) {
     return kSuccess;
 }
 
-// A folder is taken as it is; otherwise REF is an id or a slash command (the leading "/" may be
-// left out) looked up in the library.
-std::optional<Skill> resolveSkill(const QString& ref, Streams io, int* status) {
-    SkillStore store;
-    QString error;
-    const QFileInfo asPath(ref);
-    const bool looksLikeSlashCommand = ref.startsWith(u'/') && ref.count(u'/') == 1;
-    if (asPath.isDir() && (!looksLikeSlashCommand || QFileInfo::exists(ref + QStringLiteral("/SKILL.md")))) {
-        std::optional<Skill> skill = store.load(asPath.absoluteFilePath(), &error);
-        if (!skill)
-            *status = io.fail(error);
-        return skill;
-    }
-    if (std::optional<QUuid> id = json::parseUuid(ref)) {
-        if (!QFileInfo(Paths::skill(*id)).isDir()) {
-            *status = io.fail(QStringLiteral("no skill with id %1 in %2").arg(json::uuidText(*id), Paths::skills()));
-            return std::nullopt;
-        }
-        std::optional<Skill> skill = store.load(Paths::skill(*id), &error);
-        if (!skill)
-            *status = io.fail(error);
-        return skill;
-    }
-    const QString command = ref.startsWith(u'/') ? ref : u'/' + ref;
-    for (const Skill& skill : store.loadAll())
-        if (skill.slashCommand() == command)
-            return skill;
-    *status = io.fail(QStringLiteral("no skill matches %1 (try tavrik skills)").arg(ref));
-    return std::nullopt;
-}
-
 int showSkill(const QStringList& arguments, Streams io) {
     std::optional<QString> ref;
     bool asJson = false;
@@ -133,14 +107,14 @@ int showSkill(const QStringList& arguments, Streams io) {
     }
     if (!ref)
         return io.fail(QStringLiteral("show needs a skill: an id, a slash command or a folder"), kUsage);
-    int status = kSuccess;
-    std::optional<Skill> skill = resolveSkill(*ref, io, &status);
-    if (!skill)
-        return status;
+    QString error;
+    std::optional<ResolvedSkill> resolved = resolveSkillReference(*ref, &error);
+    if (!resolved)
+        return io.fail(error);
     if (asJson)
-        io.out << QJsonDocument(skill->toJson()).toJson(QJsonDocument::Indented);
+        io.out << QJsonDocument(resolved->skill.toJson()).toJson(QJsonDocument::Indented);
     else
-        io.out << SkillMarkdown::render(*skill);
+        io.out << SkillMarkdown::render(resolved->skill);
     return kSuccess;
 }
 
@@ -169,6 +143,8 @@ int runCommand(const QStringList& arguments, QTextStream& out, QTextStream& err)
         return listSkills(rest, io);
     if (command == QStringLiteral("show"))
         return showSkill(rest, io);
+    if (command == QStringLiteral("cast"))
+        return castSkill(rest, out, err);
     if (command == QStringLiteral("trace"))
         return runTraceCommand(rest, out, err);
     return io.fail(QStringLiteral("unknown command %1 (see tavrik --help)").arg(command), kUsage);

@@ -96,7 +96,7 @@ TEST(SelfTest, RunsAsAProgramWithoutADisplay) {
     environment.remove("WAYLAND_DISPLAY");
     environment.insert("QT_QPA_PLATFORM", "offscreen-should-not-be-needed");
     tavrik.setProcessEnvironment(environment);
-    tavrik.start(TAVRIK_BINARY_DIR "/Sources/Tavrik/tavrik", {"--verbose-is-ignored", "--selftest"});
+    tavrik.start(TAVRIK_BINARY_DIR "/tavrik", {"--verbose-is-ignored", "--selftest"});
     ASSERT_TRUE(tavrik.waitForFinished(30000));
     EXPECT_EQ(tavrik.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(tavrik.exitCode(), 0) << tavrik.readAllStandardError().toStdString();

@@ -22,7 +22,7 @@ bool needsQuotes(const QString& value) {
     return false;
 }
 
-// Front-matter values are quoted only where a YAML reader would otherwise misread them. The
+// Values holding ":", "#", "," or "[" or starting with a blank are quoted; nothing else is. The
 // parser strips the quotes but keeps the backslashes, so quoting is not a perfect round trip.
 QString quoted(const QString& value) {
     if (!needsQuotes(value))
