@@ -6,7 +6,6 @@
 #include <QString>
 #include <QThread>
 #include <QTimer>
-
 #include <atomic>
 #include <functional>
 #include <memory>
@@ -21,12 +20,12 @@ class RecordStream : public QObject {
     Q_OBJECT
 public:
     struct Event {
-        int type = 0;         // KeyPress .. MotionNotify
-        unsigned detail = 0;  // key code or button
-        unsigned state = 0;   // modifier and button state before the event
+        int type = 0;        // KeyPress .. MotionNotify
+        unsigned detail = 0; // key code or button
+        unsigned state = 0;  // modifier and button state before the event
         int rootX = 0;
         int rootY = 0;
-        quint32 time = 0;     // server milliseconds
+        quint32 time = 0; // server milliseconds
     };
     using Handler = std::function<void(const Event&)>;
 
