@@ -30,9 +30,10 @@ void intercept(XPointer closure, XRecordInterceptData* data) {
 
 } // namespace
 
-RecordStream::RecordStream(int firstType, int lastType, Handler handler, QObject* parent)
+RecordStream::RecordStream(int firstType, int lastType, Handler handler, int maxDelayMs,
+                           QObject* parent)
     : QObject(parent), m_firstType(firstType), m_lastType(lastType), m_handler(std::move(handler)) {
-    m_flushTimer.setInterval(40);
+    m_flushTimer.setInterval(maxDelayMs);
     connect(&m_flushTimer, &QTimer::timeout, this, [this] {
         if (m_control && m_control->isOpen())
             XSync(m_control->display(), False);

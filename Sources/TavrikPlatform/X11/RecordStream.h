@@ -29,7 +29,9 @@ public:
     };
     using Handler = std::function<void(const Event&)>;
 
-    RecordStream(int firstType, int lastType, Handler handler, QObject* parent = nullptr);
+    // `maxDelayMs` bounds how long the server may hold recorded events back.
+    RecordStream(int firstType, int lastType, Handler handler, int maxDelayMs = 40,
+                 QObject* parent = nullptr);
     ~RecordStream() override;
 
     // Returns once the server records (or failed to).

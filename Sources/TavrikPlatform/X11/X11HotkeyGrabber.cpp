@@ -48,10 +48,10 @@ bool X11HotkeyGrabber::start() {
     Display* display = m_connection->display();
     m_keyMap = std::make_unique<KeyMap>(display);
     m_modifiers.clear();
-    m_record =
-        std::make_unique<RecordStream>(KeyPress, KeyRelease, [this](const RecordStream::Event& e) {
-            onRecorded(e.type, e.detail, e.state, e.time);
-        });
+    m_record = std::make_unique<RecordStream>(
+        KeyPress, KeyRelease,
+        [this](const RecordStream::Event& e) { onRecorded(e.type, e.detail, e.state, e.time); },
+        100); // keys reach a focused client, which flushes them sooner anyway
     if (!m_record->start()) {
         m_error = m_record->errorString();
         stop();
