@@ -1,3 +1,4 @@
+#include "Support/AuditLogReader.h"
 #include "Support/CoreApplication.h"
 #include "Support/LocalHttpServer.h"
 #include "Support/TempSupportFolder.h"
@@ -80,16 +81,6 @@ protected:
         return skill;
     }
 
-    QList<RunRecord> auditRecords() {
-        QList<RunRecord> records;
-        QFile file(AuditLog::filePath());
-        if (file.open(QIODevice::ReadOnly))
-            for (const QByteArray& line : file.readAll().split('\n'))
-                if (!line.isEmpty())
-                    records.append(*RunRecord::fromJson(QJsonDocument::fromJson(line).object()));
-        return records;
-    }
-
     QCoreApplication* app = test::ensureCoreApplication(); // before the server's thread starts
     test::TempSupportFolder support;
     test::LocalHttpServer server;
@@ -113,7 +104,7 @@ TEST_F(RealRuntime, CastOpensTheFilledAddressAndWritesTheAuditRecord) {
     for (const test::RecordedRequest& request : server.requests())
         sawSearch |= request.path == "/search?to=Lisbon%20%26%20Porto";
     EXPECT_TRUE(sawSearch);
-    const QList<RunRecord> records = auditRecords();
+    const QList<RunRecord> records = test::readAuditLog();
     ASSERT_EQ(records.size(), 1);
     EXPECT_EQ(records[0].skill, "Find Flights");
     EXPECT_FALSE(records[0].aborted);
@@ -138,6 +129,6 @@ TEST_F(RealRuntime, InterruptedCastLeavesNoRuntimeProcess) {
     while (ProcessGroup::livingMembers(group) > 0 && clock.elapsed() < 5000)
         QThread::msleep(50);
     EXPECT_EQ(ProcessGroup::livingMembers(group), 0);
-    ASSERT_EQ(auditRecords().size(), 1);
-    EXPECT_TRUE(auditRecords()[0].aborted);
+    ASSERT_EQ(test::readAuditLog().size(), 1);
+    EXPECT_TRUE(test::readAuditLog()[0].aborted);
 }
