@@ -116,6 +116,31 @@ TEST_F(AtSpiResolverTest, FallsBackToTheWindowClassWithoutAnApplicationID) {
     EXPECT_EQ(button->windowTitle, "Plain Form");
 }
 
+// Qt offers no Collection search: secure fields and focus come from the bounded walk.
+TEST_F(AtSpiResolverTest, WalksQtWindowsWithoutACollectionSearch) {
+    DesktopApp app({}, DesktopApp::Toolkit::qt);
+    ASSERT_TRUE(app.started());
+    auto button = waitForRole(app.centre("button"), "push button");
+    ASSERT_TRUE(button);
+    EXPECT_EQ(button->axTitle, "Submit");
+    EXPECT_EQ(button->windowTitle, "Tavrik Qt Form");
+    EXPECT_TRUE(button->appBundleID);
+
+    auto password = resolver->target(app.centre("password"));
+    ASSERT_TRUE(password);
+    EXPECT_TRUE(password->isSecure);
+    EXPECT_FALSE(password->axValue);
+
+    const QList<Rect> rects = resolver->secureFieldRects();
+    ASSERT_EQ(rects.size(), 1);
+    EXPECT_TRUE(near(rects.first(), app.rect("password")));
+
+    auto focused = resolver->focusedTarget();
+    ASSERT_TRUE(focused);
+    EXPECT_EQ(focused->axRole, "text");
+    EXPECT_EQ(focused->axValue, "hello");
+}
+
 TEST_F(AtSpiResolverTest, AStoppedApplicationCostsOneTimeoutThenNothing) {
     DesktopApp app;
     ASSERT_TRUE(app.started());

@@ -16,13 +16,22 @@ void ensureCoreApplication() {
     }
 }
 
-DesktopApp::DesktopApp(const QStringList& arguments) {
+DesktopApp::DesktopApp(const QStringList& arguments, Toolkit toolkit) {
     ensureCoreApplication();
     m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    // The system interpreter: the one first on PATH may lack the GObject bindings.
-    m_process.start("/usr/bin/python3",
-                    QStringList{QStringLiteral(TAVRIK_SOURCE_DIR "/Tests/AtSpi/form_app.py")} +
-                        arguments);
+    if (toolkit == Toolkit::qt) {
+        // Qt exports its tree only when accessibility was on before it started.
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("QT_LINUX_ACCESSIBILITY_ALWAYS_ON", "1");
+        env.insert("QT_QPA_PLATFORM", "xcb");
+        m_process.setProcessEnvironment(env);
+        m_process.start(QStringLiteral(TAVRIK_QT_FORM), arguments);
+    } else {
+        // The system interpreter: the one first on PATH may lack the GObject bindings.
+        m_process.start("/usr/bin/python3",
+                        QStringList{QStringLiteral(TAVRIK_SOURCE_DIR "/Tests/AtSpi/form_app.py")} +
+                            arguments);
+    }
     if (!m_process.waitForStarted(5000)) {
         return;
     }

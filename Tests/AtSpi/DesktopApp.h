@@ -17,7 +17,9 @@ namespace tavrik::test {
 // The GTK form of form_app.py running on the test display, with its widgets' screen rectangles.
 class DesktopApp {
 public:
-    explicit DesktopApp(const QStringList& arguments = {});
+    enum class Toolkit { gtk, qt };
+
+    explicit DesktopApp(const QStringList& arguments = {}, Toolkit toolkit = Toolkit::gtk);
     ~DesktopApp();
 
     bool started() const { return m_started; }
