@@ -245,9 +245,13 @@ struct AtSpiResolver::Private {
         return true;
     }
 
-    void finish(const Query& query, qint64 pid) {
+    // `found` says whether the application showed the window asked about; when it answered but
+    // did not, its cached entry may be a process that has gone, so it is looked up afresh next time.
+    void finish(const Query& query, qint64 pid, bool found) {
         if (query.hung()) {
             quiet.insert(pid, QDeadlineTimer(options.cooldownMs));
+        } else if (!found) {
+            applications.erase(pid);
         }
     }
 
@@ -478,8 +482,10 @@ std::optional<AXTarget> AtSpiResolver::target(Point at) {
     }
     Query query(d->options.timeoutMs);
     AXTarget result = d->windowOnlyTarget(*window);
+    bool found = false;
     if (AtspiAccessible* app = d->application(*window->pid, query)) {
         Accessible windowObject = d->windowAccessible(app, *window, query, at);
+        found = windowObject != nullptr;
         if (windowObject) {
             Accessible element = retain(windowObject.get());
             for (int i = 0; i < maxDescent && !query.hung(); ++i) {
@@ -500,7 +506,7 @@ std::optional<AXTarget> AtSpiResolver::target(Point at) {
             }
         }
     }
-    d->finish(query, *window->pid);
+    d->finish(query, *window->pid, found);
     // A half-read element is worse than none: after a timeout keep only what X told us.
     return query.hung() ? d->windowOnlyTarget(*window) : result;
 }
@@ -515,8 +521,10 @@ std::optional<AXTarget> AtSpiResolver::focusedTarget() {
     }
     Query query(d->options.timeoutMs);
     AXTarget result = d->windowOnlyTarget(*window);
+    bool found = false;
     if (AtspiAccessible* app = d->application(*window->pid, query)) {
         Accessible windowObject = d->windowAccessible(app, *window, query, std::nullopt);
+        found = windowObject != nullptr;
         if (windowObject) {
             Accessible focused;
             if (query.interfaces(windowObject.get()).contains("Collection")) {
@@ -534,7 +542,7 @@ std::optional<AXTarget> AtSpiResolver::focusedTarget() {
             }
         }
     }
-    d->finish(query, *window->pid);
+    d->finish(query, *window->pid, found);
     return query.hung() ? d->windowOnlyTarget(*window) : result;
 }
 
@@ -549,8 +557,10 @@ QList<Rect> AtSpiResolver::secureFieldRects() {
     Query query(d->options.timeoutMs);
     QList<Rect> rects;
     bool complete = false;
+    bool found = false;
     if (AtspiAccessible* app = d->application(*window->pid, query)) {
         Accessible windowObject = d->windowAccessible(app, *window, query, std::nullopt);
+        found = windowObject != nullptr;
         if (windowObject) {
             if (query.interfaces(windowObject.get()).contains("Collection")) {
                 auto found = query.matches(windowObject.get(), ATSPI_ROLE_PASSWORD_TEXT,
@@ -573,7 +583,7 @@ QList<Rect> AtSpiResolver::secureFieldRects() {
             complete = !query.hung();
         }
     }
-    d->finish(query, *window->pid);
+    d->finish(query, *window->pid, found);
     if (!complete) {
         // What was seen before is a better guess than nothing for a window that stopped answering.
         QList<Rect> known = d->lastSecureRects.value(window->id);

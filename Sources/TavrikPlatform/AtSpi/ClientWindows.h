@@ -46,6 +46,8 @@ public:
     QString appName(const ClientWindow& window);
 
 private:
+    // Position and decorations only: cheap enough to ask of every window in the stack.
+    std::optional<ClientWindow> geometry(unsigned long window);
     std::optional<ClientWindow> describe(unsigned long window);
 
     _XDisplay* m_display = nullptr;
