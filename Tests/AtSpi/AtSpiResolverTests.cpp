@@ -1,5 +1,4 @@
 #include "DesktopApp.h"
-
 #include "TavrikPlatform/AtSpi/AtSpiResolver.h"
 
 #include <QElapsedTimer>
@@ -8,7 +7,6 @@
 #include <QTemporaryDir>
 #include <QThread>
 #include <QUrl>
-
 #include <gtest/gtest.h>
 
 using namespace tavrik;

@@ -2,7 +2,6 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
-
 #include <csignal>
 
 namespace tavrik::test {

@@ -6,11 +6,12 @@
 #include <QJsonObject>
 #include <QProcess>
 #include <QStringList>
-
 #include <ostream>
 
 // Readable values in test failure messages.
-inline void PrintTo(const QString& text, std::ostream* os) { *os << '"' << text.toStdString() << '"'; }
+inline void PrintTo(const QString& text, std::ostream* os) {
+    *os << '"' << text.toStdString() << '"';
+}
 
 namespace tavrik::test {
 

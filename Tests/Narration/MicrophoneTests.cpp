@@ -9,10 +9,8 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QThread>
-
-#include <gtest/gtest.h>
-
 #include <atomic>
+#include <gtest/gtest.h>
 
 using namespace tavrik;
 
@@ -112,7 +110,8 @@ TEST(Microphone, HearsSpeechThroughTheSoundServer) {
     ASSERT_TRUE(samples);
     QFile grammar(dir.filePath("g.gram"));
     ASSERT_TRUE(grammar.open(QIODevice::WriteOnly));
-    grammar.write("#JSGF V1.0;\ngrammar g;\npublic <s> = (open | close) the (settings | window);\n");
+    grammar.write(
+        "#JSGF V1.0;\ngrammar g;\npublic <s> = (open | close) the (settings | window);\n");
     grammar.close();
 
     NarrationRecorder narration([] { return std::make_unique<audio::MicrophoneInput>(); },

@@ -8,17 +8,17 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QThread>
-
-#include <gtest/gtest.h>
-
 #include <atomic>
+#include <gtest/gtest.h>
 #include <mutex>
 
 using namespace tavrik;
 using tavrik::audio::PocketSphinxRecognizer;
 using Pace = WavFileAudioInput::Pace;
 
-inline void PrintTo(const QString& text, std::ostream* os) { *os << '"' << text.toStdString() << '"'; }
+inline void PrintTo(const QString& text, std::ostream* os) {
+    *os << '"' << text.toStdString() << '"';
+}
 
 namespace {
 
@@ -171,7 +171,8 @@ TEST_F(Speech, WithoutAudioStopAnswersAtOnceWithNothing) {
     timer.start();
     EXPECT_EQ(narration.stop().result(), "");
     EXPECT_LT(timer.elapsed(), 500);
-    EXPECT_TRUE(narration.errorString().contains("missing.wav")) << narration.errorString().toStdString();
+    EXPECT_TRUE(narration.errorString().contains("missing.wav"))
+        << narration.errorString().toStdString();
     EXPECT_FALSE(narration.isRunning());
 }
 

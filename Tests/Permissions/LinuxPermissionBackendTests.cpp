@@ -4,7 +4,6 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVariant>
-
 #include <gtest/gtest.h>
 
 using namespace tavrik;
@@ -13,8 +12,8 @@ using tavrik::linux_desktop::LinuxPermissionBackend;
 namespace {
 
 void setAccessibilityEnabled(bool on) {
-    QDBusMessage message = QDBusMessage::createMethodCall(
-        "org.a11y.Bus", "/org/a11y/bus", "org.freedesktop.DBus.Properties", "Set");
+    QDBusMessage message = QDBusMessage::createMethodCall("org.a11y.Bus", "/org/a11y/bus",
+                                                          "org.freedesktop.DBus.Properties", "Set");
     message.setArguments({QStringLiteral("org.a11y.Status"), QStringLiteral("IsEnabled"),
                           QVariant::fromValue(QDBusVariant(on))});
     QDBusConnection::sessionBus().call(message);

@@ -1,5 +1,7 @@
 // libatspi pulls in GLib, whose headers use `signals` as a field name: include it before Qt.
+// clang-format off
 #include <atspi/atspi.h>
+// clang-format on
 
 #include "TavrikPlatform/AtSpi/AtSpiResolver.h"
 
@@ -10,7 +12,6 @@
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QHash>
-
 #include <algorithm>
 #include <functional>
 #include <map>
@@ -137,9 +138,9 @@ public:
         std::vector<Accessible> result;
         auto count = call([&](GError** e) { return atspi_accessible_get_child_count(object, e); });
         for (gint i = 0; count && i < *count && !m_hung; ++i) {
-            Accessible child(
-                call([&](GError** e) { return atspi_accessible_get_child_at_index(object, i, e); })
-                    .value_or(nullptr));
+            Accessible child(call([&](GError** e) {
+                                 return atspi_accessible_get_child_at_index(object, i, e);
+                             }).value_or(nullptr));
             if (child) {
                 result.push_back(std::move(child));
             }
@@ -246,7 +247,8 @@ struct AtSpiResolver::Private {
     }
 
     // `found` says whether the application showed the window asked about; when it answered but
-    // did not, its cached entry may be a process that has gone, so it is looked up afresh next time.
+    // did not, its cached entry may be a process that has gone, so it is looked up afresh next
+    // time.
     void finish(const Query& query, qint64 pid, bool found) {
         if (query.hung()) {
             quiet.insert(pid, QDeadlineTimer(options.cooldownMs));
@@ -331,9 +333,9 @@ struct AtSpiResolver::Private {
             target.isSecure = *role == ATSPI_ROLE_PASSWORD_TEXT;
             target.axRole = takeString(atspi_role_get_name(*role));
         }
-        target.axTitle = nonEmpty(takeString(
-            query.call([&](GError** e) { return atspi_accessible_get_name(element, e); })
-                .value_or(nullptr)));
+        target.axTitle = nonEmpty(
+            takeString(query.call([&](GError** e) { return atspi_accessible_get_name(element, e); })
+                           .value_or(nullptr)));
         target.axIdentifier = nonEmpty(takeString(
             query.call([&](GError** e) { return atspi_accessible_get_accessible_id(element, e); })
                 .value_or(nullptr)));
@@ -346,9 +348,9 @@ struct AtSpiResolver::Private {
             std::optional<Rect> windowFrame =
                 windowObject ? query.extents(windowObject) : std::nullopt;
             const Rect origin = windowFrame.value_or(window.frame);
-            target.frameInWindow = Rect(frame->origin.x - origin.origin.x,
-                                        frame->origin.y - origin.origin.y, frame->size.width,
-                                        frame->size.height);
+            target.frameInWindow =
+                Rect(frame->origin.x - origin.origin.x, frame->origin.y - origin.origin.y,
+                     frame->size.width, frame->size.height);
         }
         if (target.appBundleID && BrowserIdentity::isBrowser(*target.appBundleID)) {
             target.url = pageAddress(element, windowObject, query);
@@ -359,24 +361,22 @@ struct AtSpiResolver::Private {
     std::optional<QString> readValue(AtspiAccessible* element, const QStringList& interfaces,
                                      Query& query) {
         if (interfaces.contains("Text")) {
-            auto count = query.call([&](GError** e) {
-                return atspi_text_get_character_count(ATSPI_TEXT(element), e);
-            });
+            auto count = query.call(
+                [&](GError** e) { return atspi_text_get_character_count(ATSPI_TEXT(element), e); });
             if (count && *count > 0) {
-                return nonEmpty(takeString(
-                    query
-                        .call([&](GError** e) {
-                            return atspi_text_get_text(ATSPI_TEXT(element), 0,
+                return nonEmpty(takeString(query
+                                               .call([&](GError** e) {
+                                                   return atspi_text_get_text(
+                                                       ATSPI_TEXT(element), 0,
                                                        std::min(*count, maxValueLength), e);
-                        })
-                        .value_or(nullptr)));
+                                               })
+                                               .value_or(nullptr)));
             }
             return std::nullopt;
         }
         if (interfaces.contains("Value")) {
-            auto value = query.call([&](GError** e) {
-                return atspi_value_get_current_value(ATSPI_VALUE(element), e);
-            });
+            auto value = query.call(
+                [&](GError** e) { return atspi_value_get_current_value(ATSPI_VALUE(element), e); });
             if (value) {
                 return QString::number(*value);
             }
@@ -397,8 +397,8 @@ struct AtSpiResolver::Private {
         }
         // Outside the page (the address bar, a tab): the page showing in the window.
         if (!document && windowObject) {
-            auto found = query.matches(windowObject, ATSPI_ROLE_DOCUMENT_WEB,
-                                       {ATSPI_STATE_SHOWING}, 1);
+            auto found =
+                query.matches(windowObject, ATSPI_ROLE_DOCUMENT_WEB, {ATSPI_STATE_SHOWING}, 1);
             if (found && !found->empty()) {
                 document = std::move(found->front());
             }
@@ -428,8 +428,8 @@ struct AtSpiResolver::Private {
     // Depth-first search for the focused element where the application offers no Collection.
     Accessible findFocused(AtspiAccessible* root, Query& query) {
         int visited = 0;
-        std::function<Accessible(AtspiAccessible*, int)> visit =
-            [&](AtspiAccessible* node, int depth) -> Accessible {
+        std::function<Accessible(AtspiAccessible*, int)> visit = [&](AtspiAccessible* node,
+                                                                     int depth) -> Accessible {
             if (visited >= maxSecureScanElements || depth > maxSecureScanDepth || query.hung()) {
                 return nullptr;
             }
@@ -470,7 +470,9 @@ AtSpiResolver::AtSpiResolver(Options options) : d(std::make_unique<Private>()) {
 
 AtSpiResolver::~AtSpiResolver() = default;
 
-bool AtSpiResolver::isAvailable() const { return d->windows.isOpen() && d->atspiReady; }
+bool AtSpiResolver::isAvailable() const {
+    return d->windows.isOpen() && d->atspiReady;
+}
 
 std::optional<AXTarget> AtSpiResolver::target(Point at) {
     std::optional<ClientWindow> window = d->windows.topmostAt(at);
@@ -528,8 +530,8 @@ std::optional<AXTarget> AtSpiResolver::focusedTarget() {
         if (windowObject) {
             Accessible focused;
             if (query.interfaces(windowObject.get()).contains("Collection")) {
-                auto found = query.matches(windowObject.get(), ATSPI_ROLE_INVALID,
-                                           {ATSPI_STATE_FOCUSED}, 1);
+                auto found =
+                    query.matches(windowObject.get(), ATSPI_ROLE_INVALID, {ATSPI_STATE_FOCUSED}, 1);
                 if (found && !found->empty()) {
                     focused = std::move(found->front());
                 }

@@ -2,7 +2,6 @@
 
 #include <QFile>
 #include <QStandardPaths>
-
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
@@ -52,8 +51,8 @@ QList<T> windowProperty(Display* display, Window window, const char* name, Atom 
     unsigned long count = 0;
     unsigned long remaining = 0;
     unsigned char* data = nullptr;
-    if (XGetWindowProperty(display, window, property, 0, 1 << 16, False, type, &actualType,
-                           &format, &count, &remaining, &data) != Success) {
+    if (XGetWindowProperty(display, window, property, 0, 1 << 16, False, type, &actualType, &format,
+                           &count, &remaining, &data) != Success) {
         return result;
     }
     if (data && actualType == type) {
@@ -194,9 +193,9 @@ std::optional<ClientWindow> ClientWindows::geometry(unsigned long id) {
     const QList<long> extents =
         windowProperty<long>(m_display, id, "_NET_FRAME_EXTENTS", XA_CARDINAL);
     if (extents.size() == 4) { // left, right, top, bottom
-        window.outerFrame = Rect(rootX - extents[0], rootY - extents[2],
-                                 attributes.width + extents[0] + extents[1],
-                                 attributes.height + extents[2] + extents[3]);
+        window.outerFrame =
+            Rect(rootX - extents[0], rootY - extents[2], attributes.width + extents[0] + extents[1],
+                 attributes.height + extents[2] + extents[3]);
     }
     return window;
 }
