@@ -55,12 +55,13 @@ bool contains(const Rect& r, Point p) {
            p.y < r.origin.y + r.size.height;
 }
 
-// One question put to one application. Every call is timed; once one has used most of the
-// timeout the application is taken as unresponsive and the remaining calls are skipped, so the
-// whole question costs about one timeout at worst.
+// One question put to one application, with one time budget for all its calls: each call may
+// take only what is left of it (libatspi's method-call timeout is set from the remainder before
+// every call). When the budget runs out the application is taken as unresponsive and the
+// remaining calls are skipped, so a question never takes much longer than the budget.
 class Query {
 public:
-    explicit Query(int timeoutMs) : m_timeoutMs(timeoutMs) {}
+    explicit Query(int budgetMs) : m_budgetMs(budgetMs) { m_clock.start(); }
 
     bool hung() const { return m_hung; }
 
@@ -68,11 +69,20 @@ public:
         if (m_hung) {
             return std::nullopt;
         }
-        QElapsedTimer timer;
-        timer.start();
+        const qint64 remaining = m_budgetMs - m_clock.elapsed();
+        if (remaining <= 0) {
+            m_hung = true;
+            return std::nullopt;
+        }
+        // libatspi can wait twice its timeout for an application that does not answer (its
+        // reentrant wait starts over once after dispatching other traffic): hence half. A call
+        // that used up its share ran out, whatever it returned.
+        const qint64 allowed = std::max<qint64>(1, remaining / 2);
+        atspi_set_timeout(int(allowed), 0);
+        const qint64 start = m_clock.elapsed();
         GError* error = nullptr;
         auto value = f(&error);
-        if (timer.elapsed() >= m_timeoutMs * 8 / 10) {
+        if (m_clock.elapsed() - start >= allowed || m_clock.elapsed() >= m_budgetMs) {
             m_hung = true;
         }
         if (error) {
@@ -188,7 +198,8 @@ public:
     }
 
 private:
-    int m_timeoutMs;
+    int m_budgetMs;
+    QElapsedTimer m_clock;
     bool m_hung = false;
 };
 
@@ -261,8 +272,8 @@ struct AtSpiResolver::Private {
         if (auto it = applications.find(pid); it != applications.end()) {
             return it->second.get();
         }
-        // The registry answers here, not the applications, so this does not wait on them.
-        Query registry(options.timeoutMs);
+        // The registry and the bus answer here, not the applications.
+        Query& registry = query;
         Accessible desktop(atspi_get_desktop(0));
         if (!desktop) {
             return nullptr;
