@@ -15,9 +15,10 @@ configure: deps
 
 build: configure
 	cmake --build $(BUILD) -j$(JOBS)
+	scripts/build-runtime
 
 run: build
-	$(BUILD)/Sources/Tavrik/tavrik
+	$(BUILD)/tavrik
 
 # The suite runs inside a private virtual desktop when the script for it exists.
 test: build

@@ -1,8 +1,14 @@
 #pragma once
 
+#include <QStringList>
+#include <QTextStream>
+
 namespace tavrik {
 
-// Handles the command line; starts the application when no command is given.
+// The command line for people and scripts. Every command here runs without a display.
 int runCommandLine(int argc, char** argv);
+
+// The same, on already-split arguments (without the program name), for tests.
+int runCommand(const QStringList& arguments, QTextStream& out, QTextStream& err);
 
 } // namespace tavrik

@@ -3,6 +3,8 @@
 #include "TavrikPlatform/Audio/MicrophoneInput.h"
 #include "TavrikPlatform/Audio/PocketSphinxRecognizer.h"
 
+#include "Support/CoreApplication.h"
+
 #include <QCoreApplication>
 #include <QFile>
 #include <QProcess>
@@ -91,12 +93,7 @@ private:
 };
 
 TEST(Microphone, HearsSpeechThroughTheSoundServer) {
-    if (!QCoreApplication::instance()) {
-        static int argc = 1;
-        static char name[] = "NarrationTests";
-        static char* argv[] = {name, nullptr};
-        new QCoreApplication(argc, argv);
-    }
+    tavrik::test::ensureCoreApplication();
     VirtualMicrophone mic;
     if (!mic.ready()) {
         GTEST_SKIP() << "no PulseAudio to make a virtual microphone with";

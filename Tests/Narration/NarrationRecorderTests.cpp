@@ -2,6 +2,8 @@
 #include "TavrikCore/Recorder/WavFileAudioInput.h"
 #include "TavrikPlatform/Audio/PocketSphinxRecognizer.h"
 
+#include "Support/CoreApplication.h"
+
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
@@ -16,22 +18,13 @@ using namespace tavrik;
 using tavrik::audio::PocketSphinxRecognizer;
 using Pace = WavFileAudioInput::Pace;
 
-inline void PrintTo(const QString& text, std::ostream* os) {
-    *os << '"' << text.toStdString() << '"';
-}
-
 namespace {
 
 // Real speech for the recogniser: espeak-ng's voice, resampled by sox to the narration format.
 class Speech : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        if (!QCoreApplication::instance()) {
-            static int argc = 1;
-            static char name[] = "NarrationTests";
-            static char* argv[] = {name, nullptr};
-            new QCoreApplication(argc, argv);
-        }
+        tavrik::test::ensureCoreApplication();
         dir = new QTemporaryDir;
         QFile grammar(dir->filePath("narration.gram"));
         ASSERT_TRUE(grammar.open(QIODevice::WriteOnly));

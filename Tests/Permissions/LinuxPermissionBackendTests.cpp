@@ -1,5 +1,7 @@
 #include "TavrikPlatform/Permissions/LinuxPermissionBackend.h"
 
+#include "Support/CoreApplication.h"
+
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -25,12 +27,7 @@ protected:
         if (qEnvironmentVariableIsEmpty("DISPLAY")) {
             GTEST_SKIP() << "needs an X display with a session bus";
         }
-        if (!QCoreApplication::instance()) {
-            static int argc = 1;
-            static char name[] = "PermissionsTests";
-            static char* argv[] = {name, nullptr};
-            new QCoreApplication(argc, argv);
-        }
+        tavrik::test::ensureCoreApplication();
     }
     LinuxPermissionBackend backend;
 };

@@ -1,6 +1,7 @@
 #include "TavrikCore/Models/ExecutionPlanDocument.h"
 #include "TavrikCore/Support/Json.h"
 
+#include <array>
 #include <limits>
 
 namespace tavrik {
@@ -36,13 +37,7 @@ std::optional<Parameter> Parameter::fromJson(const QJsonValue& value, QString* e
     Parameter p;
     p.id = r.uuid("id");
     p.name = r.string("name");
-    const QString type = r.string("type");
-    if (r.ok()) {
-        if (auto parsed = parameterTypeFromString(type))
-            p.type = *parsed;
-        else
-            r.fail("type: unknown parameter type " + type.left(40));
-    }
+    p.type = r.enumeration("type", parameterTypeFromString, "parameter type");
     p.prompt = r.string("prompt");
     p.exampleValue = r.string("exampleValue");
     p.usedInSteps = r.integers("usedInSteps");
@@ -74,13 +69,7 @@ std::optional<PlanStep> PlanStep::fromJson(const QJsonValue& value, QString* err
     s.id = r.uuid("id");
     s.index = r.integer("index", std::numeric_limits<qint64>::min(), std::numeric_limits<qint64>::max());
     s.intent = r.string("intent");
-    const QString action = r.string("action");
-    if (r.ok()) {
-        if (auto parsed = actionTypeFromString(action))
-            s.action = *parsed;
-        else
-            r.fail("action: unknown action type " + action.left(40));
-    }
+    s.action = r.enumeration("action", actionTypeFromString, "action type");
     s.target = r.optionalObject<AXTarget>("target");
     s.location = r.optionalObject<Point>("location");
     s.text = r.optionalString("text");
@@ -140,22 +129,86 @@ size_t qHash(const RuntimeSpec& spec, size_t seed) {
     return seed;
 }
 
+namespace {
+
+// What each ASCII character becomes in a slash command: letters lower-cased, digits kept, "&"
+// marked for "and", everything else (0) separates.
+constexpr std::array<char16_t, 128> kAsciiSlash = [] {
+    std::array<char16_t, 128> table{};
+    for (char16_t c = u'0'; c <= u'9'; ++c)
+        table[c] = c;
+    for (char16_t c = u'a'; c <= u'z'; ++c)
+        table[c] = table[c - 32] = c;
+    table[u'&'] = u'&';
+    return table;
+}();
+
+} // namespace
+
 QString Skill::slashCommand() const {
-    const QString lowered = name.toLower().replace(u'&', QStringLiteral("and"));
-    QStringList pieces;
-    QString piece;
-    // Walk code points so letters outside the BMP count as letters.
-    for (char32_t c : lowered.toUcs4()) {
-        if (QChar::isLetterOrNumber(c)) {
-            piece += QString::fromUcs4(&c, 1);
-        } else if (!piece.isEmpty()) {
-            pieces.append(piece);
-            piece.clear();
+    // The palette computes this for every skill on every keystroke, so it is one pass into one
+    // buffer. Lower-casing goes code point by code point, as QString::toLower does; the one
+    // code point that lower-cases to two is "İ", to "i" and a combining dot, which separates.
+    // Each code unit of the name adds at most four units ("&" after a separator: "-and").
+    QString text(1 + 4 * name.size(), Qt::Uninitialized);
+    char16_t* const start = reinterpret_cast<char16_t*>(text.data());
+    char16_t* out = start;
+    *out++ = u'/';
+    bool separated = false;
+    auto beginPiece = [&] {
+        if (separated && out - start > 1)
+            *out++ = u'-';
+        separated = false;
+    };
+    const QStringView view(name);
+    for (qsizetype i = 0; i < view.size();) {
+        char32_t c = view[i].unicode();
+        if (c < 0x80) {
+            ++i;
+            const char16_t mapped = kAsciiSlash[c];
+            if (mapped == 0) {
+                separated = true;
+            } else if (mapped == u'&') {
+                beginPiece();
+                *out++ = u'a';
+                *out++ = u'n';
+                *out++ = u'd';
+            } else {
+                beginPiece();
+                *out++ = mapped;
+            }
+            continue;
+        }
+        // Whole code points, so letters outside the BMP count as letters.
+        if (QChar::isHighSurrogate(c) && i + 1 < view.size() && view[i + 1].isLowSurrogate()) {
+            c = QChar::surrogateToUcs4(view[i], view[i + 1]);
+            i += 2;
+        } else {
+            ++i;
+        }
+        if (c == 0x0130) {
+            beginPiece();
+            *out++ = u'i';
+            separated = true;
+            continue;
+        }
+        c = QChar::toLower(c);
+        if (!QChar::isLetterOrNumber(c)) {
+            separated = true;
+            continue;
+        }
+        beginPiece();
+        if (QChar::requiresSurrogates(c)) {
+            *out++ = QChar::highSurrogate(c);
+            *out++ = QChar::lowSurrogate(c);
+        } else {
+            *out++ = char16_t(c);
         }
     }
-    if (!piece.isEmpty())
-        pieces.append(piece);
-    return pieces.isEmpty() ? QStringLiteral("/skill") : u'/' + pieces.join(u'-');
+    if (out - start == 1)
+        return QStringLiteral("/skill");
+    text.truncate(out - start);
+    return text;
 }
 
 QJsonObject Skill::toJson() const {
@@ -183,9 +236,7 @@ std::optional<Skill> Skill::fromJson(const QJsonValue& value, QString* error) {
     s.name = r.string("name");
     s.trigger = r.string("trigger");
     s.summary = r.string("summary");
-    const QString mode = r.string("mode");
-    if (r.ok() && !executionModeFromString(mode))
-        r.fail("mode: unknown execution mode " + mode.left(40));
+    s.mode = r.enumeration("mode", executionModeFromString, "execution mode");
     s.parameters = r.list<Parameter>("parameters");
     s.plan = r.list<PlanStep>("plan");
     s.appScope = r.strings("appScope");

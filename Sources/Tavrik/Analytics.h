@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QJsonObject>
+#include <QString>
+
+// Anonymous usage events sent to a PostHog-compatible capture endpoint ("/capture/" on the
+// analytics host). Nothing is sent when the user opted out, nothing is retried, no failure is
+// reported: a lost event is lost. Reads and writes the settings store (organisation and
+// application "Tavrik").
+namespace tavrik::Analytics {
+
+inline constexpr const char* distinctIDKey = "tavrik.analytics.id";
+inline constexpr const char* optOutKey = "tavrik.analytics.optOut";
+inline constexpr const char* apiKey = "phc_C3J27XDCG2LmlZGEONYlgCtjfIZ4SOcMz9CPVNPkNa1H";
+
+// The stored anonymous identifier, created (a random UUID) and stored on first use.
+QString distinctID();
+bool isOptedOut();
+void setOptedOut(bool optedOut);
+
+// Added to every event: "app_version", "source" and "$os".
+QJsonObject baseProperties();
+// The request body for one event: the event's properties are set over the base properties.
+QJsonObject captureBody(const QString& event, const QJsonObject& properties = {});
+
+// Sends the event without waiting. Any thread; the transfer runs on the application's thread
+// and needs a running QCoreApplication there. Returns false when nothing was sent (opted out,
+// no application).
+bool capture(const QString& event, const QJsonObject& properties = {});
+
+} // namespace tavrik::Analytics

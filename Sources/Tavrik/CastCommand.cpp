@@ -1,0 +1,164 @@
+#include "Tavrik/CastCommand.h"
+
+#include "Tavrik/Runtime/AgentRunner.h"
+#include "Tavrik/Runtime/CastRules.h"
+#include "Tavrik/Runtime/ProcessGroup.h"
+#include "Tavrik/SkillReference.h"
+#include "TavrikCore/Storage/AuditLog.h"
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QSocketNotifier>
+#include <QThread>
+#include <QTimer>
+
+#include <csignal>
+#include <cstdio>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace tavrik {
+
+namespace {
+
+constexpr int kInterruptedStatus = 130;
+
+// Ctrl-C and SIGTERM become a notifier event on the main thread (a signal handler may only
+// write to a socket).
+class InterruptWatcher {
+public:
+    InterruptWatcher() {
+        if (::socketpair(AF_UNIX, SOCK_STREAM, 0, s_pair) != 0)
+            return;
+        m_notifier = std::make_unique<QSocketNotifier>(s_pair[1], QSocketNotifier::Read);
+        struct sigaction action {};
+        action.sa_handler = [](int) {
+            const char byte = 1;
+            [[maybe_unused]] auto written = ::write(s_pair[0], &byte, 1);
+        };
+        ::sigemptyset(&action.sa_mask);
+        ::sigaction(SIGINT, &action, &m_previousInt);
+        ::sigaction(SIGTERM, &action, &m_previousTerm);
+    }
+    ~InterruptWatcher() {
+        ::sigaction(SIGINT, &m_previousInt, nullptr);
+        ::sigaction(SIGTERM, &m_previousTerm, nullptr);
+        m_notifier.reset();
+        ::close(s_pair[0]);
+        ::close(s_pair[1]);
+    }
+    QSocketNotifier* notifier() const { return m_notifier.get(); }
+    // Empties the socket so the notifier does not fire again for the same signal.
+    static void drain() {
+        char bytes[16];
+        [[maybe_unused]] auto got = ::read(s_pair[1], bytes, sizeof bytes);
+    }
+
+private:
+    static inline int s_pair[2] = {-1, -1};
+    std::unique_ptr<QSocketNotifier> m_notifier;
+    struct sigaction m_previousInt {};
+    struct sigaction m_previousTerm {};
+};
+
+bool askToProceed(const CastRules::DestructiveWarning& warning, QTextStream& out) {
+    out << warning.message << "\n\n" << warning.details << "\n\nRun it? [y/N] ";
+    out.flush();
+    char answer[64] = {};
+    if (!std::fgets(answer, sizeof answer, stdin))
+        return false;
+    const QString reply = QString::fromLocal8Bit(answer).trimmed().toLower();
+    return reply == QStringLiteral("y") || reply == QStringLiteral("yes");
+}
+
+} // namespace
+
+int castSkill(const QStringList& arguments, QTextStream& out, QTextStream& err) {
+    const auto fail = [&err](const QString& message, int status) {
+        err << "tavrik: " << message << '\n';
+        err.flush();
+        return status;
+    };
+    std::optional<QString> ref;
+    bool assumeYes = false;
+    QMap<QString, QString> given;
+    for (const QString& argument : arguments) {
+        if (argument == QStringLiteral("--yes") || argument == QStringLiteral("-y"))
+            assumeYes = true;
+        else if (argument.startsWith(QStringLiteral("--")))
+            return fail(QStringLiteral("unknown option for cast: %1 (see tavrik --help)").arg(argument), 2);
+        else if (!ref)
+            ref = argument;
+        else if (const qsizetype equals = argument.indexOf(u'='); equals > 0)
+            given.insert(argument.left(equals), argument.mid(equals + 1));
+        else
+            return fail(QStringLiteral("parameters are given as name=value, not %1").arg(argument), 2);
+    }
+    if (!ref)
+        return fail(QStringLiteral("cast needs a skill: an id, a slash command or a folder"), 2);
+    QString error;
+    std::optional<ResolvedSkill> resolved = resolveSkillReference(*ref, &error);
+    if (!resolved)
+        return fail(error, 1);
+    const Skill& skill = resolved->skill;
+    for (auto it = given.cbegin(); it != given.cend(); ++it) {
+        const bool known = std::any_of(skill.parameters.cbegin(), skill.parameters.cend(),
+                                       [&](const Parameter& p) { return p.name == it.key(); });
+        if (!known) {
+            QStringList names;
+            for (const Parameter& p : skill.parameters)
+                names.append(p.name);
+            return fail(QStringLiteral("“%1” has no parameter %2 (it has: %3)")
+                            .arg(skill.name, it.key(), names.isEmpty() ? QStringLiteral("none") : names.join(QStringLiteral(", "))),
+                        2);
+        }
+    }
+    if (std::optional<CastRules::DestructiveWarning> warning = CastRules::destructiveWarning(skill)) {
+        if (!assumeYes && !askToProceed(*warning, out))
+            return fail(QStringLiteral("not run"), 1);
+    }
+
+    const QDateTime startedAt = QDateTime::currentDateTimeUtc();
+    AgentRunner runner;
+    QEventLoop loop;
+    int status = 1;
+    QObject::connect(&runner, &AgentRunner::progress, [&out](const QString& phrase) {
+        out << phrase << '\n';
+        out.flush();
+    });
+    QObject::connect(&runner, &AgentRunner::finished, [&](bool success, const QString& summary) {
+        const QString outcome = CastRules::outcomeText(success, summary);
+        (success ? out : err) << (success ? "✓ " : "✗ ") << outcome << '\n';
+        AuditLog::append(CastRules::runRecord(startedAt, skill, runner.steps(), success));
+        status = success ? 0 : 1;
+        loop.quit();
+    });
+    InterruptWatcher interrupts;
+    if (interrupts.notifier())
+        QObject::connect(interrupts.notifier(), &QSocketNotifier::activated, [&] {
+            InterruptWatcher::drain();
+            if (!runner.isRunning())
+                return;
+            runner.cancel();
+            err << "Stopped.\n";
+            AuditLog::append(CastRules::runRecord(startedAt, skill, runner.steps(), false));
+            status = kInterruptedStatus;
+            loop.quit();
+        });
+    out << "Running " << skill.name << "…\n";
+    out.flush();
+    runner.run(skill, CastRules::completeParameters(skill, given), resolved->folder);
+    if (runner.isRunning())
+        loop.exec();
+    out.flush();
+    err.flush();
+    if (status == kInterruptedStatus) {
+        // Give the runtime its grace to end before the process (and its timers) goes away.
+        QEventLoop settle;
+        QTimer::singleShot(2000, &settle, &QEventLoop::quit);
+        settle.exec();
+    }
+    return status;
+}
+
+} // namespace tavrik

@@ -1,0 +1,132 @@
+#include "Support/TempSupportFolder.h"
+#include "Tavrik/CommandLine.h"
+#include "TavrikCore/Storage/Paths.h"
+#include "TavrikCore/Storage/SkillMarkdown.h"
+#include "TavrikCore/Storage/SkillStore.h"
+#include "TavrikCore/Support/Json.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <gtest/gtest.h>
+
+using namespace tavrik;
+
+namespace {
+struct Result {
+    int status;
+    QString out;
+    QString err;
+};
+
+Result run(const QStringList& arguments) {
+    Result result{};
+    QTextStream out(&result.out), err(&result.err);
+    result.status = runCommand(arguments, out, err);
+    out.flush();
+    err.flush();
+    return result;
+}
+
+Skill makeSkill(const QString& name, qint64 created) {
+    Skill skill;
+    skill.name = name;
+    skill.trigger = "when I say " + name.toLower();
+    skill.summary = "Does " + name + ".";
+    skill.createdAt = QDateTime::fromSecsSinceEpoch(created, Qt::UTC);
+    PlanStep step;
+    step.intent = "Open the page";
+    skill.plan = {step};
+    return skill;
+}
+
+class CommandLine : public ::testing::Test {
+protected:
+    test::TempSupportFolder support;
+    SkillStore store;
+    Skill older = makeSkill("Search Google", 1000);
+    Skill newer = makeSkill("Post a Comment & Like", 2000);
+
+    void SetUp() override {
+        ASSERT_FALSE(store.save(older));
+        ASSERT_FALSE(store.save(newer));
+    }
+};
+} // namespace
+
+TEST_F(CommandLine, SkillsListsNewestFirstAsTextAndJson) {
+    Result text = run({"skills"});
+    EXPECT_EQ(text.status, 0);
+    const QStringList lines = text.out.split('\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(lines.size(), 2);
+    EXPECT_TRUE(lines[0].startsWith("/post-a-comment-and-like  Post a Comment & Like  ")) << lines[0].toStdString();
+    EXPECT_TRUE(lines[0].endsWith(json::uuidText(newer.id)));
+    EXPECT_TRUE(lines[1].startsWith("/search-google            Search Google          ")) << lines[1].toStdString();
+
+    Result asJson = run({"skills", "--json"});
+    EXPECT_EQ(asJson.status, 0);
+    const QJsonArray rows = QJsonDocument::fromJson(asJson.out.toUtf8()).array();
+    ASSERT_EQ(rows.size(), 2);
+    EXPECT_EQ(rows[1].toObject(), (QJsonObject{{"slashCommand", "/search-google"}, {"name", "Search Google"},
+                                               {"trigger", "when I say search google"}, {"id", json::uuidText(older.id)}}));
+}
+
+TEST_F(CommandLine, ShowFindsASkillByIdSlashCommandOrFolder) {
+    const QString expectedMarkdown = SkillMarkdown::render(*store.load(Paths::skill(older.id)));
+    for (const QString& ref : {json::uuidText(older.id), json::uuidText(older.id).toLower(), QString("/search-google"),
+                               QString("search-google"), Paths::skill(older.id)}) {
+        Result shown = run({"show", ref, "--markdown"});
+        EXPECT_EQ(shown.status, 0) << ref.toStdString() << shown.err.toStdString();
+        EXPECT_EQ(shown.out, expectedMarkdown) << ref.toStdString();
+    }
+    Result asJson = run({"show", "--json", "/search-google"});
+    ASSERT_EQ(asJson.status, 0);
+    std::optional<Skill> decoded = Skill::fromJson(QJsonDocument::fromJson(asJson.out.toUtf8()).object());
+    ASSERT_TRUE(decoded);
+    EXPECT_EQ(decoded->id, older.id);
+    EXPECT_EQ(decoded->plan.size(), 1);
+    EXPECT_TRUE(asJson.out.indexOf("\"appScope\"") < asJson.out.indexOf("\"createdAt\""));
+}
+
+TEST_F(CommandLine, BadInputGetsOneClearLineAndANonZeroStatus) {
+    struct Case {
+        QStringList arguments;
+        int status;
+        const char* mentions;
+    };
+    const QString unreadable = support.path() + "/unreadable";
+    QDir().mkpath(unreadable);
+    QFile latin1(unreadable + "/SKILL.md");
+    ASSERT_TRUE(latin1.open(QIODevice::WriteOnly));
+    latin1.write("---\nname: Caf\xe9\n---\n");
+    latin1.close();
+    const QList<Case> cases{
+        {{"--frobnicate"}, 2, "unknown command --frobnicate"},
+        {{"skills", "--yaml"}, 2, "--yaml"},
+        {{"show"}, 2, "show needs a skill"},
+        {{"show", "a", "b"}, 2, "one skill"},
+        {{"show", "/nothing-like-this"}, 1, "no skill matches /nothing-like-this"},
+        {{"show", "5A3B9C1D-0000-4000-8000-000000000001"}, 1, "no skill with id"},
+        {{"show", support.path()}, 1, "SKILL.md"},
+        {{"show", unreadable}, 1, "not UTF-8"},
+    };
+    for (const Case& c : cases) {
+        Result result = run(c.arguments);
+        EXPECT_EQ(result.status, c.status) << c.arguments.join(' ').toStdString();
+        EXPECT_TRUE(result.out.isEmpty());
+        EXPECT_TRUE(result.err.startsWith("tavrik: ")) << result.err.toStdString();
+        EXPECT_EQ(result.err.count('\n'), 1) << result.err.toStdString();
+        EXPECT_TRUE(result.err.contains(c.mentions)) << result.err.toStdString();
+    }
+}
+
+TEST(CommandLineBasics, HelpVersionAndEmptyLibrary) {
+    test::TempSupportFolder support;
+    EXPECT_TRUE(run({"--help"}).out.contains("show REF [--json | --markdown]"));
+    EXPECT_TRUE(run({"--version"}).out.startsWith("tavrik "));
+    Result empty = run({"skills"});
+    EXPECT_EQ(empty.status, 0);
+    EXPECT_EQ(empty.out, "No skills yet. Double-tap Control to record one.\n");
+    EXPECT_EQ(run({"skills", "--json"}).out.trimmed(), "[\n]");
+}

@@ -1,0 +1,105 @@
+#include "Support/TempSupportFolder.h"
+#include "TavrikCore/Storage/Paths.h"
+#include "TavrikCore/Storage/RecordingStore.h"
+#include "TavrikCore/Support/Json.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+#include <gtest/gtest.h>
+
+using namespace tavrik;
+
+namespace {
+Recording sampleRecording(qint64 startSeconds) {
+    Recording recording;
+    recording.startedAt = QDateTime::fromSecsSinceEpoch(startSeconds, Qt::UTC);
+    recording.endedAt = recording.startedAt.addSecs(4);
+    recording.displays = {{1, Rect(0, 0, 1920, 1080), 1.0, true}};
+    ActionEvent click;
+    click.type = ActionType::click;
+    click.location = Point{100, 200};
+    click.frameIndex = 0;
+    recording.events = {click};
+    recording.frames = {{QUuid::createUuid(), 0.1, "frames/000001.png", 1, {1920, 1080}, {Rect(10, 20, 300, 40)}}};
+    return recording;
+}
+
+void writeText(const QString& path, const QByteArray& text) {
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(text);
+}
+} // namespace
+
+TEST(RecordingStore, SavesPrettySortedJsonAndLoadsItBack) {
+    test::TempSupportFolder support;
+    RecordingStore store;
+    const Recording recording = sampleRecording(1772356542);
+    ASSERT_FALSE(store.save(recording));
+
+    QFile file(Paths::recording(recording.id) + "/recording.json");
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QByteArray text = file.readAll();
+    EXPECT_TRUE(text.startsWith("{\n    \"appContexts\": [\n    ],\n    \"displays\": [")) << text.left(80).toStdString();
+    EXPECT_LT(text.indexOf("\"endedAt\""), text.indexOf("\"events\""));
+    EXPECT_LT(text.indexOf("\"origin\""), text.indexOf("\"size\""));
+    EXPECT_EQ(store.load(recording.id), recording);
+}
+
+TEST(RecordingStore, SecondSaveReplacesTheFile) {
+    test::TempSupportFolder support;
+    RecordingStore store;
+    Recording recording = sampleRecording(1772356542);
+    ASSERT_FALSE(store.save(recording));
+    recording.events.clear();
+    ASSERT_FALSE(store.save(recording));
+    EXPECT_EQ(store.load(recording.id)->events.size(), 0);
+    EXPECT_EQ(QDir(Paths::recording(recording.id)).entryList(QDir::Files), QStringList{"recording.json"});
+}
+
+TEST(RecordingStore, LoadAllSkipsWhatIsNotARecordingAndSortsNewestFirst) {
+    test::TempSupportFolder support;
+    RecordingStore store;
+    const Recording older = sampleRecording(1000), newer = sampleRecording(2000);
+    ASSERT_FALSE(store.save(older));
+    ASSERT_FALSE(store.save(newer));
+    writeText(Paths::recordings() + "/not-a-uuid/recording.json", QJsonDocument(newer.toJson()).toJson());
+    QDir().mkpath(Paths::recordings() + "/5A3B9C1D-0000-4000-8000-000000000001");
+    writeText(Paths::recordings() + "/5A3B9C1D-0000-4000-8000-000000000002/recording.json", "{\"id\": \"trunc");
+    QJsonObject unknownAction = sampleRecording(3000).toJson();
+    unknownAction["events"] = QJsonArray{QJsonObject{{"id", "5A3B9C1D-0000-4000-8000-000000000009"}, {"timeOffset", 0}, {"type", "hover"}}};
+    writeText(Paths::recordings() + "/5A3B9C1D-0000-4000-8000-000000000003/recording.json", QJsonDocument(unknownAction).toJson());
+    writeText(Paths::recordings() + "/stray.txt", "hello");
+
+    const QList<Recording> all = store.loadAll();
+    ASSERT_EQ(all.size(), 2);
+    EXPECT_EQ(all[0].id, newer.id);
+    EXPECT_EQ(all[1].id, older.id);
+
+    QString error;
+    EXPECT_FALSE(store.load(QUuid::fromString(QStringLiteral("5A3B9C1D-0000-4000-8000-000000000003")), &error));
+    EXPECT_TRUE(error.contains("hover")) << error.toStdString();
+}
+
+TEST(RecordingStore, FramesFolderAndRemoval) {
+    test::TempSupportFolder support;
+    RecordingStore store;
+    const QUuid id = QUuid::createUuid();
+    std::optional<QString> frames = store.prepareFramesDirectory(id);
+    ASSERT_TRUE(frames);
+    EXPECT_TRUE(QFileInfo(*frames).isDir());
+    EXPECT_EQ(*frames, store.framesDirectory(id));
+    EXPECT_EQ(store.framePath(id, "frames/000003.png"), Paths::recording(id) + "/frames/000003.png");
+    EXPECT_FALSE(store.remove(id));
+    EXPECT_FALSE(QFileInfo::exists(Paths::recording(id)));
+    std::optional<QString> again = store.remove(id);
+    ASSERT_TRUE(again);
+    EXPECT_TRUE(again->contains(json::uuidText(id))) << again->toStdString();
+}
+
+TEST(RecordingStore, EmptyWhenTheFolderDoesNotExist) {
+    test::TempSupportFolder support;
+    EXPECT_TRUE(RecordingStore().loadAll().isEmpty());
+}

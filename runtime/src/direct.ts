@@ -1,0 +1,31 @@
+import type { OpenedTab } from './cdp.js';
+import type { Output } from './protocol.js';
+import { allURLTemplates, type Skill } from './skill.js';
+import { fill } from './template.js';
+
+export class DirectError extends Error {}
+
+// The addresses a direct skill opens, in order, with its values filled in.
+export function directUrls(skill: Skill, values: Record<string, string>): string[] {
+  return allURLTemplates(skill.runtime!).map((t) => {
+    const { text, missing } = fill(t, values);
+    if (missing.length) throw new DirectError(`No value for ${missing.map((m) => `{{${m}}}`).join(', ')}: pass ${missing[0]}=VALUE.`);
+    let url: URL;
+    try {
+      url = new URL(text.trim());
+    } catch {
+      throw new DirectError(`The skill's address "${text}" isn't a full web address.`);
+    }
+    if (!['http:', 'https:', 'file:'].includes(url.protocol)) throw new DirectError(`The skill's address "${text}" isn't a web address.`);
+    return url.href;
+  });
+}
+
+export async function runDirect(skill: Skill, urls: string[], open: (url: string) => Promise<OpenedTab>, out: Output): Promise<void> {
+  let title = '';
+  for (const url of urls) {
+    out.tool('open', url);
+    title = (await open(url)).title;
+  }
+  out.success(urls.length === 1 ? `Opened ${title || urls[0]}` : `Opened ${urls.length} pages for ${skill.name}`);
+}

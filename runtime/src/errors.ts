@@ -1,0 +1,8 @@
+// Kept apart from the modules that load heavy libraries, so that catching them costs nothing.
+
+// The browser itself is missing or unusable: the run cannot go on.
+export class BrowserError extends Error {}
+// One page would not load: the agent may try something else.
+export class NavigationError extends Error {}
+// A tool that cannot work until the user sets something up: the run ends and says what to set up.
+export class SetupError extends Error {}
