@@ -22,8 +22,6 @@ PaletteView::PaletteView(QWidget* parent)
     : QWidget(parent, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint) {
     setObjectName(QStringLiteral("TavrikPalette"));
     setWindowTitle(tr("Tavrik Palette"));
-    setAttribute(Qt::WA_DeleteOnClose);
-    setAttribute(Qt::WA_ShowWithoutActivating, false);
 
     auto* magnifier = new QLabel(this);
     magnifier->setPixmap(SkillIcon::bundledPixmap(QStringLiteral("magnifyingglass"), 18, Theme::secondaryText,

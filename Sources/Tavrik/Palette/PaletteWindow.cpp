@@ -22,6 +22,7 @@ PaletteView* show(QList<Skill> skills, const TavrikState& state, Callbacks callb
         previous->hide();
     }
     auto* view = new PaletteView;
+    view->setAttribute(Qt::WA_DeleteOnClose);
     view->setProgramState(state);
     view->setSkills(std::move(skills));
     if (callbacks.onRun)
