@@ -6,7 +6,18 @@ namespace tavrik {
 
 void PaletteModel::setSkills(QList<Skill> skills) {
     m_skills = std::move(skills);
+    m_entries.clear();
+    m_prepared = false;
     refresh();
+}
+
+void PaletteModel::prepareSearch() {
+    if (m_prepared)
+        return;
+    m_entries.reserve(m_skills.size());
+    for (qsizetype i = 0; i < m_skills.size(); ++i)
+        m_entries.append(Entry{i, FuzzyMatch::skillFields(m_skills.at(i))});
+    m_prepared = true;
 }
 
 void PaletteModel::setQuery(const QString& query) {
@@ -16,10 +27,17 @@ void PaletteModel::setQuery(const QString& query) {
 }
 
 void PaletteModel::refresh() {
-    QList<Skill> ranked = FuzzyMatch::rank(m_skills, m_query, FuzzyMatch::skillFields);
-    if (ranked.size() > maxSkillRows)
-        ranked.resize(maxSkillRows);
-    m_shown = std::move(ranked);
+    m_shown.clear();
+    if (m_query.trimmed().isEmpty()) {
+        // A blank query keeps the library's order.
+        m_shown = m_skills.mid(0, maxSkillRows);
+    } else {
+        prepareSearch();
+        const QList<Entry> ranked = FuzzyMatch::rank(
+            m_entries, m_query, [](const Entry& entry) -> const QList<QString>& { return entry.fields; });
+        for (qsizetype i = 0; i < ranked.size() && i < maxSkillRows; ++i)
+            m_shown.append(m_skills.at(ranked.at(i).index));
+    }
     m_selected = qBound(0, m_selected, recordRow());
 }
 

@@ -27,6 +27,9 @@ public:
     enum class RecordAction { start, stop, replaceDraft, none };
 
     void setSkills(QList<Skill> skills);
+    // Works out what a query is matched against; done by the first query if not before. The
+    // panel calls it just after its first paint, so opening stays quick with a large library.
+    void prepareSearch();
     // A new query re-ranks and selects the first row again.
     void setQuery(const QString& query);
     const QString& query() const { return m_query; }
@@ -52,7 +55,15 @@ public:
 private:
     void refresh();
 
+    // A skill's matched texts, worked out once per library rather than on every keystroke.
+    struct Entry {
+        qsizetype index = 0;
+        QList<QString> fields;
+    };
+
     QList<Skill> m_skills;
+    QList<Entry> m_entries;
+    bool m_prepared = false;
     QList<Skill> m_shown;
     QString m_query;
     int m_selected = 0;

@@ -106,6 +106,7 @@ void PaletteView::present(QScreen* screen) {
     raise();
     activateWindow();
     m_search->setFocus(Qt::PopupFocusReason);
+    QTimer::singleShot(0, this, [this] { m_model.prepareSearch(); });
 }
 
 void PaletteView::move(int step) {

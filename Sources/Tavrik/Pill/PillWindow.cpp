@@ -42,6 +42,30 @@ private:
     QColor m_border;
 };
 
+// The microphone level while recording: a short rounded bar that fills with the voice.
+class LevelBar : public QWidget {
+public:
+    explicit LevelBar(QWidget* parent) : QWidget(parent) { setFixedSize(120, 6); }
+    void setLevel(double level) {
+        m_level = level;
+        update();
+    }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(Theme::chip);
+        painter.drawRoundedRect(rect(), 3, 3);
+        painter.setBrush(Theme::recording);
+        painter.drawRoundedRect(QRectF(0, 0, qMax(6.0, m_level * width()), height()), 3, 3);
+    }
+
+private:
+    double m_level = 0;
+};
+
 QPushButton* cardButton(const QString& text, bool primary, QWidget* parent) {
     auto* button = new QPushButton(text, parent);
     button->setCursor(Qt::PointingHandCursor);
@@ -69,6 +93,7 @@ PillWindow::PillWindow(QWidget* parent)
     m_card = new Card(Theme::window, Theme::border, this);
     m_cardTitle = new QLabel(m_card);
     m_cardTitle->setFont(Theme::font(11, QFont::DemiBold));
+    m_cardTitle->setTextFormat(Qt::RichText);
     m_cardTitle->setStyleSheet(QStringLiteral("color: %1;").arg(Theme::text.name()));
     m_cardHint = new QLabel(m_card);
     m_cardHint->setFont(Theme::font(9));
@@ -81,6 +106,9 @@ PillWindow::PillWindow(QWidget* parent)
     cardButtons->addWidget(m_recordButton);
     cardButtons->addWidget(m_paletteButton);
     cardButtons->addStretch(1);
+    m_levelBar = new LevelBar(m_card);
+    m_levelBar->hide();
+    cardButtons->addWidget(m_levelBar, 0, Qt::AlignVCenter);
     auto* cardLayout = new QVBoxLayout(m_card);
     cardLayout->setContentsMargins(18, 14, 30, 14);
     cardLayout->setSpacing(4);
@@ -153,7 +181,13 @@ void PillWindow::setTip(const QString& tip) {
 
 void PillWindow::setStatusTitle(const QString& title) {
     m_statusTitle = title;
-    m_cardTitle->setText(title);
+    refreshTitle();
+}
+
+void PillWindow::refreshTitle() {
+    const QColor dot = m_recording ? Theme::recording : Theme::success;
+    m_cardTitle->setText(QStringLiteral("<span style=\"color:%1\">●</span>&nbsp;&nbsp;%2")
+                             .arg(dot.name(), m_statusTitle.toHtmlEscaped()));
 }
 
 void PillWindow::setRecording(bool recording) {
@@ -162,6 +196,8 @@ void PillWindow::setRecording(bool recording) {
     m_recording = recording;
     m_recordButton->setText(recording ? tr("Stop recording") : tr("Record a skill"));
     m_paletteButton->setVisible(!recording);
+    m_levelBar->setVisible(recording);
+    refreshTitle();
     relayout();
 }
 
@@ -170,6 +206,7 @@ void PillWindow::setMicLevel(double level) {
     if (qFuzzyCompare(clamped + 1, m_micLevel + 1))
         return;
     m_micLevel = clamped;
+    static_cast<LevelBar*>(m_levelBar)->setLevel(clamped);
     update(tabRect());
 }
 
@@ -181,7 +218,7 @@ void PillWindow::setAcceptsMouse(bool accepts) {
 }
 
 void PillWindow::relayout() {
-    m_cardHint->setText(m_recording ? tr("Recording. Do the task once, then double-tap Control to finish.")
+    m_cardHint->setText(m_recording ? tr("Do the task once, then double-tap Control to finish.")
                                     : tr("Double-tap Control to record a task. Press Ctrl + / to cast a skill."));
     m_card->setGeometry(cardRect());
     m_tipBubble->setGeometry(tipRect());

@@ -59,6 +59,7 @@ protected:
 
 private:
     void relayout();
+    void refreshTitle();
 
     SkillPanelPhase m_phase = SkillPanelPhase::idle;
     bool m_expanded = false;
@@ -74,6 +75,7 @@ private:
     QLabel* m_cardHint;
     QPushButton* m_recordButton;
     QPushButton* m_paletteButton;
+    QWidget* m_levelBar;
     QWidget* m_tipBubble;
     QLabel* m_tipLabel;
     QPushButton* m_dismissTips;
