@@ -3,7 +3,12 @@
 #include "Tavrik/Pill/SkillPanel.h"
 #include "Tavrik/Style/Theme.h"
 
+#ifdef TAVRIK_HAVE_X11
+#include "TavrikPlatform/X11/X11InputShape.h"
+#endif
+
 #include <QBitmap>
+#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPainter>
@@ -212,9 +217,28 @@ void PillWindow::setMicLevel(double level) {
 
 void PillWindow::setAcceptsMouse(bool accepts) {
     m_acceptsMouse = accepts;
-    // Changing the flag on the platform window keeps it mapped; the widget flag would remap it.
+    applyInputShape();
+}
+
+void PillWindow::applyInputShape() {
+    if (!testAttribute(Qt::WA_WState_Created))
+        return;
+#ifdef TAVRIK_HAVE_X11
+    // On X the input shape is set directly: it changes in place, without remapping the window,
+    // and a window shape set later cannot bring input back behind our back.
+    if (QGuiApplication::platformName() == QLatin1String("xcb")) {
+        const QSize pixels = size() * devicePixelRatio();
+        x11::setInputShape(winId(), m_acceptsMouse ? QRegion(QRect(QPoint(0, 0), pixels)) : QRegion());
+        return;
+    }
+#endif
     if (QWindow* handle = windowHandle())
-        handle->setFlag(Qt::WindowTransparentForInput, !accepts);
+        handle->setFlag(Qt::WindowTransparentForInput, !m_acceptsMouse);
+}
+
+void PillWindow::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    applyInputShape();
 }
 
 void PillWindow::relayout() {
@@ -243,6 +267,7 @@ void PillWindow::relayout() {
         painter.drawRoundedRect(panelRect(), radius, radius);
     painter.end();
     setMask(shape);
+    applyInputShape();
     update();
 }
 

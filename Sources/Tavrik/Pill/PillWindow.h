@@ -55,11 +55,13 @@ signals:
 protected:
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
+    void showEvent(QShowEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void relayout();
     void refreshTitle();
+    void applyInputShape();
 
     SkillPanelPhase m_phase = SkillPanelPhase::idle;
     bool m_expanded = false;
