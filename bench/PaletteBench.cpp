@@ -14,10 +14,13 @@ using namespace tavrik;
 namespace {
 
 QList<Skill> library(int count) {
-    const QStringList verbs{"Search", "Open", "File", "Send", "Archive", "Rename", "Download", "Export", "Book"};
-    const QStringList objects{"expense report", "weekly notes", "invoice", "flight", "photos", "meeting minutes",
-                              "pull request", "calendar invite", "receipt", "playlist", "résumé"};
-    const QStringList places{"Firefox", "Files", "Thunderbird", "GitLab", "Calc", "Writer", "Slack", "the wiki"};
+    const QStringList verbs{"Search", "Open",     "File",   "Send", "Archive",
+                            "Rename", "Download", "Export", "Book"};
+    const QStringList objects{
+        "expense report", "weekly notes",    "invoice", "flight",   "photos", "meeting minutes",
+        "pull request",   "calendar invite", "receipt", "playlist", "résumé"};
+    const QStringList places{"Firefox", "Files",  "Thunderbird", "GitLab",
+                             "Calc",    "Writer", "Slack",       "the wiki"};
     QList<Skill> skills;
     skills.reserve(count);
     for (int i = 0; i < count; ++i) {

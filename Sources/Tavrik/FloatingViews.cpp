@@ -71,13 +71,16 @@ void FloatingViews::showPill() {
     connect(app, &AppState::stateChanged, this, [this] { syncPill(); });
     connect(app, &AppState::tipsChanged, this, [this] { syncPill(); });
     connect(app, &AppState::skillsChanged, this, [this] { syncPill(); });
-    connect(app, &AppState::micLevelChanged, window, [window, app] { window->setMicLevel(app->micLevel()); });
+    connect(app, &AppState::micLevelChanged, window,
+            [window, app] { window->setMicLevel(app->micLevel()); });
     connect(app, &AppState::pendingSkillMarkdownChanged, this, [this] { syncPanelText(); });
     connect(app, &AppState::pendingGeneratedSkillChanged, this, [this] { syncPanelText(); });
     connect(app, &AppState::skillGenerationStatusChanged, this, [this] { syncPanelText(); });
     connect(app, &AppState::skillGenerationErrorChanged, this, [this] { syncPanelText(); });
-    connect(app, &AppState::runningLineChanged, panel, [panel, app] { panel->setRunningLine(app->runningLine()); });
-    connect(app, &AppState::runOutcomeChanged, panel, [panel, app] { panel->setOutcome(app->runOutcome()); });
+    connect(app, &AppState::runningLineChanged, panel,
+            [panel, app] { panel->setRunningLine(app->runningLine()); });
+    connect(app, &AppState::runOutcomeChanged, panel,
+            [panel, app] { panel->setOutcome(app->runOutcome()); });
 
     connect(panel, &SkillPanel::saveClicked, app, &AppState::saveGeneratedSkill);
     connect(panel, &SkillPanel::runClicked, app, &AppState::runPendingSkill);

@@ -1,3 +1,5 @@
+#include "Support/TempSettings.h"
+#include "Support/TempSupportFolder.h"
 #include "Tavrik/AppState.h"
 #include "Tavrik/FloatingViews.h"
 #include "Tavrik/Palette/PaletteView.h"
@@ -6,9 +8,6 @@
 #include "Tavrik/Pill/PillWindow.h"
 #include "Tavrik/Pill/SkillPanel.h"
 #include "TavrikCore/Storage/SkillMarkdown.h"
-
-#include "Support/TempSettings.h"
-#include "Support/TempSupportFolder.h"
 #include "ViewsTestSupport.h"
 
 #include <QLabel>
@@ -48,7 +47,8 @@ public:
 // Streams a fixed draft in three pieces, then finishes, all from the event loop.
 class StreamingDraft : public SkillSynthesis {
 public:
-    std::unique_ptr<Task> streamSkill(const Recording&, const QString&, std::function<void(const QString&)> onDelta,
+    std::unique_ptr<Task> streamSkill(const Recording&, const QString&,
+                                      std::function<void(const QString&)> onDelta,
                                       std::function<void(Result)> done) override {
         Skill skill;
         skill.name = QStringLiteral("Submit timesheet");
@@ -60,7 +60,9 @@ public:
             const QString piece = i < 2 ? markdown.mid(i * third, third) : markdown.mid(2 * third);
             QTimer::singleShot(5 * (i + 1), [onDelta, piece] { onDelta(piece); });
         }
-        QTimer::singleShot(30, [done, skill, markdown] { done(Result{Draft{skill, markdown}, {}}); });
+        QTimer::singleShot(30, [done, skill, markdown] {
+            done(Result{Draft{skill, markdown}, {}});
+        });
         return std::make_unique<Task>();
     }
 };
@@ -96,7 +98,8 @@ TEST_F(FloatingViewsTest, DraftStreamsIntoThePanelAndSaveWritesTheSkill) {
     EXPECT_EQ(window->size(), QSize(580, 240));
 
     QStringList seen;
-    QObject::connect(panel->editor(), &QPlainTextEdit::textChanged, [&] { seen << panel->markdown(); });
+    QObject::connect(panel->editor(), &QPlainTextEdit::textChanged,
+                     [&] { seen << panel->markdown(); });
     ASSERT_TRUE(processUntil([&] { return panel->phase() == SkillPanelPhase::editable; }));
     EXPECT_GE(seen.size(), 3) << "the draft should grow piece by piece";
     EXPECT_EQ(panel->markdown(), app.pendingSkillMarkdown());

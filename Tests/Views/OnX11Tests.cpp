@@ -3,7 +3,6 @@
 // tests are started on the xcb platform (TAVRIK_VIEWS_ON_X11=1 with a display); skips otherwise.
 #include "Tavrik/Palette/PaletteView.h"
 #include "Tavrik/Pill/PillWindow.h"
-
 #include "ViewsTestSupport.h"
 
 #include <QGuiApplication>
@@ -19,14 +18,17 @@ using namespace tavrik::testing;
 
 namespace {
 
-bool onX11() { return QGuiApplication::platformName() == QLatin1String("xcb"); }
+bool onX11() {
+    return QGuiApplication::platformName() == QLatin1String("xcb");
+}
 
 // Counts presses; a second quick click at the same spot arrives as a double click.
 class PressCounter : public QObject {
 public:
     int presses = 0;
     bool eventFilter(QObject*, QEvent* event) override {
-        if (event->type() == QEvent::MouseButtonPress || event->type() == QEvent::MouseButtonDblClick)
+        if (event->type() == QEvent::MouseButtonPress ||
+            event->type() == QEvent::MouseButtonDblClick)
             ++presses;
         return false;
     }
@@ -46,7 +48,8 @@ TEST(OnX11, PaletteTakesTheKeyboard) {
     PaletteView palette;
     palette.setSkills({makeSkill("Submit timesheet"), makeSkill("Send invoice")});
     palette.present();
-    ASSERT_TRUE(processUntil([&] { return QGuiApplication::focusWindow() == palette.windowHandle(); }, 3000))
+    ASSERT_TRUE(processUntil(
+        [&] { return QGuiApplication::focusWindow() == palette.windowHandle(); }, 3000))
         << "the palette never became the focused window";
     ASSERT_TRUE(xdotool({"type", "--delay", "20", "inv"}));
     EXPECT_TRUE(processUntil([&] { return palette.searchField()->text() == "inv"; }, 3000))
@@ -75,12 +78,14 @@ TEST(OnX11, PillLetsClicksThroughOnlyWhenAsked) {
     PressCounter pillPresses;
     pill.installEventFilter(&pillPresses);
     pill.show();
-    ASSERT_TRUE(processUntil([&] { return pill.windowHandle() && pill.windowHandle()->isExposed(); }, 3000));
+    ASSERT_TRUE(processUntil(
+        [&] { return pill.windowHandle() && pill.windowHandle()->isExposed(); }, 3000));
     processUntil([] { return false; }, 200);
 
     const QPoint tab = pill.mapToGlobal(pill.tabRect().center());
     auto clickTab = [&] {
-        return xdotool({"mousemove", QString::number(tab.x()), QString::number(tab.y()), "click", "1"});
+        return xdotool(
+            {"mousemove", QString::number(tab.x()), QString::number(tab.y()), "click", "1"});
     };
 
     pill.setAcceptsMouse(false);

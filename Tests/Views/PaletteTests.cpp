@@ -2,7 +2,6 @@
 #include "Tavrik/Palette/PaletteRows.h"
 #include "Tavrik/Palette/PaletteView.h"
 #include "Tavrik/Palette/PaletteWindow.h"
-
 #include "ViewsTestSupport.h"
 
 #include <QLineEdit>
@@ -55,7 +54,8 @@ TEST(PaletteModel, ShowsEightRowsAndClampsTheSelection) {
 
 TEST(PaletteModel, QueryRanksAndResetsTheSelection) {
     PaletteModel model;
-    model.setSkills({makeSkill("Send invoice"), makeSkill("Weekly report"), makeSkill("Rename files")});
+    model.setSkills(
+        {makeSkill("Send invoice"), makeSkill("Weekly report"), makeSkill("Rename files")});
     model.move(+2);
     model.setQuery(QStringLiteral("rep"));
     EXPECT_EQ(model.selectedIndex(), 0);
@@ -96,12 +96,14 @@ TEST(PaletteModel, RecordRowFollowsTheProgramMode) {
 
 TEST(PaletteView, KeysDriveTheSelectionAndReturnCasts) {
     PaletteView view;
-    view.setSkills({makeSkill("Timesheet", {makeParameter("week_ending", "2026-06-06")}), makeSkill("Other")});
+    view.setSkills(
+        {makeSkill("Timesheet", {makeParameter("week_ending", "2026-06-06")}), makeSkill("Other")});
     QList<QPair<QString, QMap<QString, QString>>> casts;
     bool closed = false;
-    QObject::connect(&view, &PaletteView::castRequested, [&](const Skill& skill, const QMap<QString, QString>& values) {
-        casts.append({skill.name, values});
-    });
+    QObject::connect(&view, &PaletteView::castRequested,
+                     [&](const Skill& skill, const QMap<QString, QString>& values) {
+                         casts.append({skill.name, values});
+                     });
     QObject::connect(&view, &PaletteView::closed, [&] { closed = true; });
 
     pressKey(view.searchField(), Qt::Key_Down);
@@ -131,9 +133,9 @@ TEST(PaletteView, TypingFiltersAndResizesThePanel) {
 }
 
 TEST(PaletteView, RecordRowActsByModeAndEscapeOnlyCloses) {
-    for (const auto& [state, expected] :
-         QList<QPair<TavrikState, int>>{{TavrikState::idle(), int(PaletteModel::RecordAction::start)},
-                                        {TavrikState::casting("Run"), -1}}) {
+    for (const auto& [state, expected] : QList<QPair<TavrikState, int>>{
+             {TavrikState::idle(), int(PaletteModel::RecordAction::start)},
+             {TavrikState::casting("Run"), -1}}) {
         PaletteView view;
         view.setProgramState(state);
         view.setSkills({makeSkill("A")});
@@ -161,24 +163,28 @@ TEST(PaletteView, ClickingARowRunsThatRow) {
     view.setSkills({makeSkill("First"), makeSkill("Second")});
     view.show();
     QString cast;
-    QObject::connect(&view, &PaletteView::castRequested, [&](const Skill& skill) { cast = skill.name; });
+    QObject::connect(&view, &PaletteView::castRequested,
+                     [&](const Skill& skill) { cast = skill.name; });
     const QPoint centre = view.rows()->rowRect(1).center();
-    QMouseEvent release(QEvent::MouseButtonRelease, centre, view.rows()->mapToGlobal(centre), Qt::LeftButton,
-                        Qt::NoButton, Qt::NoModifier);
+    QMouseEvent release(QEvent::MouseButtonRelease, centre, view.rows()->mapToGlobal(centre),
+                        Qt::LeftButton, Qt::NoButton, Qt::NoModifier);
     QCoreApplication::sendEvent(view.rows(), &release);
     EXPECT_EQ(cast, "Second");
 }
 
 TEST(PaletteView, SitsOnTheRightEdgeAboveTheMiddle) {
     EXPECT_EQ(PaletteView::placement(QRect(0, 0, 1920, 1080), QSize(540, 300)), QPoint(1380, 496));
-    EXPECT_EQ(PaletteView::placement(QRect(1920, 30, 1280, 1000), QSize(540, 460)), QPoint(2660, 486));
+    EXPECT_EQ(PaletteView::placement(QRect(1920, 30, 1280, 1000), QSize(540, 460)),
+              QPoint(2660, 486));
 }
 
 TEST(PaletteWindow, KeepsOnePaletteAndReportsEachClose) {
     int closes = 0;
-    PaletteView* first = PaletteWindow::show({makeSkill("A")}, TavrikState::idle(), {{}, {}, [&] { ++closes; }});
+    PaletteView* first =
+        PaletteWindow::show({makeSkill("A")}, TavrikState::idle(), {{}, {}, [&] { ++closes; }});
     QPointer<PaletteView> firstGuard(first);
-    PaletteView* second = PaletteWindow::show({makeSkill("B")}, TavrikState::idle(), {{}, {}, [&] { ++closes; }});
+    PaletteView* second =
+        PaletteWindow::show({makeSkill("B")}, TavrikState::idle(), {{}, {}, [&] { ++closes; }});
     EXPECT_NE(first, second);
     EXPECT_EQ(PaletteWindow::current(), second);
     EXPECT_TRUE(second->isVisible());

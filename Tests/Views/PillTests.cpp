@@ -2,7 +2,6 @@
 #include "Tavrik/Pill/PillGeometry.h"
 #include "Tavrik/Pill/PillWindow.h"
 #include "Tavrik/Pill/SkillPanel.h"
-
 #include "ViewsTestSupport.h"
 
 #include <QLabel>
@@ -21,11 +20,13 @@ const QRect screenArea(0, 0, 1920, 1080);
 
 TEST(PillGeometry, SizesFollowThePhaseAndDockRightCentred) {
     EXPECT_EQ(PillGeometry::sizeFor(SkillPanelPhase::idle), QSize(320, 140));
-    for (SkillPanelPhase phase : {SkillPanelPhase::generating, SkillPanelPhase::running, SkillPanelPhase::editable,
-                                  SkillPanelPhase::saved, SkillPanelPhase::error})
+    for (SkillPanelPhase phase :
+         {SkillPanelPhase::generating, SkillPanelPhase::running, SkillPanelPhase::editable,
+          SkillPanelPhase::saved, SkillPanelPhase::error})
         EXPECT_EQ(PillGeometry::sizeFor(phase), QSize(580, 240));
     EXPECT_EQ(PillGeometry::frameFor(screenArea, {320, 140}), QRect(1600, 470, 320, 140));
-    EXPECT_EQ(PillGeometry::frameFor(QRect(1920, 40, 1280, 984), {580, 240}), QRect(2620, 412, 580, 240));
+    EXPECT_EQ(PillGeometry::frameFor(QRect(1920, 40, 1280, 984), {580, 240}),
+              QRect(2620, 412, 580, 240));
 }
 
 TEST(PillGeometry, TabExpandsAndTheMarginKeepsItOpen) {
@@ -138,7 +139,8 @@ TEST(SkillPanel, ShowsEachPhaseWithItsButtons) {
 TEST(SkillPanel, StreamsTheDraftAndReportsOnlyUserEdits) {
     SkillPanel panel;
     QStringList edits;
-    QObject::connect(&panel, &SkillPanel::markdownEdited, [&](const QString& text) { edits << text; });
+    QObject::connect(&panel, &SkillPanel::markdownEdited,
+                     [&](const QString& text) { edits << text; });
     panel.setPhase(SkillPanelPhase::generating);
     panel.setMarkdown(QStringLiteral("---\nname: Ti"));
     panel.setMarkdown(QStringLiteral("---\nname: Timesheet\n"));
@@ -157,8 +159,8 @@ TEST(SkillPanel, StreamsTheDraftAndReportsOnlyUserEdits) {
 TEST(SkillPanel, KeepsTheLatestProgressLinesOfARun) {
     SkillPanel panel;
     panel.setPhase(SkillPanelPhase::running);
-    for (const char* line : {"Starting…", "Opening the page", "Opening the page", "Typing the date", "Saving",
-                             "Checking"})
+    for (const char* line : {"Starting…", "Opening the page", "Opening the page", "Typing the date",
+                             "Saving", "Checking"})
         panel.setRunningLine(QString::fromUtf8(line));
     EXPECT_EQ(panel.progressLines(),
               (QStringList{"Opening the page", "Typing the date", "Saving", "Checking"}));

@@ -5,7 +5,6 @@
 #include "Tavrik/Pill/PillController.h"
 #include "Tavrik/Pill/PillWindow.h"
 #include "Tavrik/Pill/SkillPanel.h"
-
 #include "ViewsTestSupport.h"
 
 #include <QCursor>
@@ -21,7 +20,9 @@ using namespace tavrik::testing;
 
 namespace {
 
-QString screenshotDir() { return qEnvironmentVariable("TAVRIK_SCREENSHOT_DIR"); }
+QString screenshotDir() {
+    return qEnvironmentVariable("TAVRIK_SCREENSHOT_DIR");
+}
 
 // The window as it appears on screen over a neutral desktop, with some margin around it.
 void save(QWidget* window, const QString& name) {
@@ -29,7 +30,8 @@ void save(QWidget* window, const QString& name) {
     QImage picture;
     QScreen* screen = QGuiApplication::primaryScreen();
     if (QGuiApplication::platformName() == QLatin1String("xcb") && screen) {
-        const QRect area = window->frameGeometry().adjusted(-40, -40, 40, 40).intersected(screen->geometry());
+        const QRect area =
+            window->frameGeometry().adjusted(-40, -40, 40, 40).intersected(screen->geometry());
         picture = screen->grabWindow(0, area.x(), area.y(), area.width(), area.height()).toImage();
     } else {
         const QPixmap grabbed = window->grab();
@@ -43,18 +45,20 @@ void save(QWidget* window, const QString& name) {
 
 QList<Skill> sampleSkills() {
     QList<Skill> skills;
-    for (const char* name : {"Submit weekly timesheet", "Email the invoice to accounting", "Download bank statements",
-                             "Summarize unread Slack threads", "Book a meeting room", "Rename screenshots by date",
-                             "Check the weather forecast", "Open the deploy dashboard", "Translate the release notes",
-                             "Clean up the Downloads folder"})
+    for (const char* name :
+         {"Submit weekly timesheet", "Email the invoice to accounting", "Download bank statements",
+          "Summarize unread Slack threads", "Book a meeting room", "Rename screenshots by date",
+          "Check the weather forecast", "Open the deploy dashboard", "Translate the release notes",
+          "Clean up the Downloads folder"})
         skills << makeSkill(QString::fromUtf8(name));
     return skills;
 }
 
-const char* draft = "---\nname: Submit weekly timesheet\ndescription: Fills in the hours for the week and submits "
-                    "them.\ntrigger: when it is Friday afternoon\nmode: skill\n---\n\n## Parameters\n- "
-                    "{{week_ending}}: the last day of the week\n\n## Steps\n1. Open the timesheet page in "
-                    "Firefox\n2. Type {{week_ending}} into the Week ending field\n3. Click Submit (destructive)\n";
+const char* draft =
+    "---\nname: Submit weekly timesheet\ndescription: Fills in the hours for the week and submits "
+    "them.\ntrigger: when it is Friday afternoon\nmode: skill\n---\n\n## Parameters\n- "
+    "{{week_ending}}: the last day of the week\n\n## Steps\n1. Open the timesheet page in "
+    "Firefox\n2. Type {{week_ending}} into the Week ending field\n3. Click Submit (destructive)\n";
 
 } // namespace
 
@@ -105,18 +109,21 @@ TEST(Screenshots, PaletteAndPill) {
     panel->setMarkdown(QString::fromUtf8(draft).left(160));
     save(window, "panel-generating");
     pill.setPhase(SkillPanelPhase::editable);
-    panel->setSkillName(QStringLiteral("Submit weekly timesheet"), QStringLiteral("/submit-weekly-timesheet"));
+    panel->setSkillName(QStringLiteral("Submit weekly timesheet"),
+                        QStringLiteral("/submit-weekly-timesheet"));
     panel->setMarkdown(QString::fromUtf8(draft));
     save(window, "panel-editable");
     pill.setPhase(SkillPanelPhase::saved);
     save(window, "panel-saved");
     pill.setPhase(SkillPanelPhase::running);
-    for (const char* line : {"Opening the timesheet page", "Typing 2026-06-06 into Week ending", "Clicking Submit"})
+    for (const char* line :
+         {"Opening the timesheet page", "Typing 2026-06-06 into Week ending", "Clicking Submit"})
         panel->setRunningLine(QString::fromUtf8(line));
     save(window, "panel-running");
     panel->setOutcome(QStringLiteral("Timesheet submitted for the week ending 2026-06-06."));
     save(window, "panel-outcome");
     pill.setPhase(SkillPanelPhase::error);
-    panel->setError(QStringLiteral("That recording was empty — there was nothing to turn into a skill."));
+    panel->setError(
+        QStringLiteral("That recording was empty — there was nothing to turn into a skill."));
     save(window, "panel-error");
 }

@@ -1,5 +1,4 @@
 #include "Tavrik/MainWindow/SkillIcon.h"
-
 #include "ViewsTestSupport.h"
 
 #include <gtest/gtest.h>

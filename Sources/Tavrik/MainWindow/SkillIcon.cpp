@@ -104,7 +104,9 @@ QString symbol(const Skill& skill) {
     return symbolForText(words.join(QLatin1Char(' ')).toLower());
 }
 
-QString themeName(const QString& symbol) { return themeNames().value(symbol); }
+QString themeName(const QString& symbol) {
+    return themeNames().value(symbol);
+}
 
 QStringList allSymbols() {
     QStringList symbols;
@@ -114,7 +116,8 @@ QStringList allSymbols() {
     return symbols;
 }
 
-QPixmap bundledPixmap(const QString& symbol, int size, const QColor& color, qreal devicePixelRatio) {
+QPixmap bundledPixmap(const QString& symbol, int size, const QColor& color,
+                      qreal devicePixelRatio) {
     QByteArray svg = svgSource(symbol);
     if (svg.isEmpty())
         svg = svgSource(QString::fromLatin1(fallbackSymbol));

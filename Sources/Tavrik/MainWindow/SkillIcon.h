@@ -23,7 +23,8 @@ QString themeName(const QString& symbol);
 
 // The symbol drawn from the bundled set in one colour, at `size` device-independent pixels.
 // An unknown symbol draws the fallback bolt. Always non-null.
-QPixmap bundledPixmap(const QString& symbol, int size, const QColor& color, qreal devicePixelRatio = 1.0);
+QPixmap bundledPixmap(const QString& symbol, int size, const QColor& color,
+                      qreal devicePixelRatio = 1.0);
 
 // The icon for a symbol: the icon theme's when it has one, else the bundled drawing.
 QIcon icon(const QString& symbol, const QColor& color = QColor(0x3b, 0x4a, 0x5e));

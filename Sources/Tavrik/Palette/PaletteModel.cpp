@@ -33,15 +33,19 @@ void PaletteModel::refresh() {
         m_shown = m_skills.mid(0, maxSkillRows);
     } else {
         prepareSearch();
-        const QList<Entry> ranked = FuzzyMatch::rank(
-            m_entries, m_query, [](const Entry& entry) -> const QList<QString>& { return entry.fields; });
+        const QList<Entry> ranked =
+            FuzzyMatch::rank(m_entries, m_query, [](const Entry& entry) -> const QList<QString>& {
+                return entry.fields;
+            });
         for (qsizetype i = 0; i < ranked.size() && i < maxSkillRows; ++i)
             m_shown.append(m_skills.at(ranked.at(i).index));
     }
     m_selected = qBound(0, m_selected, recordRow());
 }
 
-void PaletteModel::move(int step) { m_selected = qBound(0, m_selected + step, recordRow()); }
+void PaletteModel::move(int step) {
+    m_selected = qBound(0, m_selected + step, recordRow());
+}
 
 PaletteModel::Choice PaletteModel::choose(int row) const {
     Choice choice;

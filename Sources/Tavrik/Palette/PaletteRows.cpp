@@ -15,7 +15,8 @@ constexpr int symbolSize = 16;
 
 } // namespace
 
-PaletteRows::PaletteRows(const PaletteModel* model, QWidget* parent) : QWidget(parent), m_model(model) {
+PaletteRows::PaletteRows(const PaletteModel* model, QWidget* parent)
+    : QWidget(parent), m_model(model) {
     setMouseTracking(true);
     setAttribute(Qt::WA_OpaquePaintEvent);
     setCursor(Qt::PointingHandCursor);
@@ -36,9 +37,13 @@ QRect PaletteRows::rowRect(int row) const {
     return QRect(inset, top, width() - 2 * inset, rowHeight);
 }
 
-int PaletteRows::contentHeight() const { return rowRect(m_model->recordRow()).bottom() + 1 + inset; }
+int PaletteRows::contentHeight() const {
+    return rowRect(m_model->recordRow()).bottom() + 1 + inset;
+}
 
-QSize PaletteRows::sizeHint() const { return QSize(540, contentHeight()); }
+QSize PaletteRows::sizeHint() const {
+    return QSize(540, contentHeight());
+}
 
 int PaletteRows::rowAt(QPoint point) const {
     for (int row = 0; row < m_model->rowCount(); ++row) {
@@ -52,7 +57,8 @@ const QPixmap& PaletteRows::symbolPixmap(const QString& symbol, const QColor& co
     const QString key = symbol + color.name();
     auto found = m_pixmaps.find(key);
     if (found == m_pixmaps.end())
-        found = m_pixmaps.insert(key, SkillIcon::bundledPixmap(symbol, symbolSize, color, devicePixelRatioF()));
+        found = m_pixmaps.insert(
+            key, SkillIcon::bundledPixmap(symbol, symbolSize, color, devicePixelRatioF()));
     return *found;
 }
 
@@ -78,13 +84,15 @@ void PaletteRows::paintEvent(QPaintEvent*) {
             painter.drawRoundedRect(r, 9, 9);
         }
     };
-    auto drawChip = [&](const QRect& r, const QString& symbol, const QColor& chipColor, const QColor& symbolColor) {
+    auto drawChip = [&](const QRect& r, const QString& symbol, const QColor& chipColor,
+                        const QColor& symbolColor) {
         const QRect chip(r.left() + 8, r.center().y() - chipSize / 2 + 1, chipSize, chipSize);
         painter.setPen(Qt::NoPen);
         painter.setBrush(chipColor);
         painter.drawRoundedRect(chip, 7, 7);
         const QPixmap& pixmap = symbolPixmap(symbol, symbolColor);
-        painter.drawPixmap(chip.center().x() - symbolSize / 2 + 1, chip.center().y() - symbolSize / 2 + 1, pixmap);
+        painter.drawPixmap(chip.center().x() - symbolSize / 2 + 1,
+                           chip.center().y() - symbolSize / 2 + 1, pixmap);
         return chip.right() + 12;
     };
 
@@ -94,8 +102,9 @@ void PaletteRows::paintEvent(QPaintEvent*) {
         const QRect r = rowRect(row);
         const bool isSelected = row == selected;
         drawBackground(row, r);
-        const int textLeft = drawChip(r, SkillIcon::symbol(skill), isSelected ? Qt::white : Theme::chip,
-                                      isSelected ? Theme::accent : Theme::chipSymbol);
+        const int textLeft =
+            drawChip(r, SkillIcon::symbol(skill), isSelected ? Qt::white : Theme::chip,
+                     isSelected ? Theme::accent : Theme::chipSymbol);
 
         int right = r.right() - 12;
         if (isSelected) {
@@ -103,14 +112,17 @@ void PaletteRows::paintEvent(QPaintEvent*) {
             painter.setPen(Theme::accent);
             const QString hint = QStringLiteral("↵");
             const int hintWidth = nameMetrics.horizontalAdvance(hint);
-            painter.drawText(QRect(right - hintWidth, r.top(), hintWidth, r.height()), Qt::AlignVCenter, hint);
+            painter.drawText(QRect(right - hintWidth, r.top(), hintWidth, r.height()),
+                             Qt::AlignVCenter, hint);
             right -= hintWidth + 10;
         }
-        const QString command = commandMetrics.elidedText(skill.slashCommand(), Qt::ElideRight, r.width() / 3);
+        const QString command =
+            commandMetrics.elidedText(skill.slashCommand(), Qt::ElideRight, r.width() / 3);
         const int commandWidth = commandMetrics.horizontalAdvance(command);
         painter.setFont(commandFont);
         painter.setPen(isSelected ? Theme::secondaryText : Theme::tertiaryText);
-        painter.drawText(QRect(right - commandWidth, r.top(), commandWidth, r.height()), Qt::AlignVCenter, command);
+        painter.drawText(QRect(right - commandWidth, r.top(), commandWidth, r.height()),
+                         Qt::AlignVCenter, command);
         right -= commandWidth + 16;
 
         const QString name = skill.name.trimmed().isEmpty() ? tr("Untitled skill") : skill.name;
@@ -126,10 +138,11 @@ void PaletteRows::paintEvent(QPaintEvent*) {
             const QRect note(inset + 12, inset, width() - 2 * inset - 24, rowHeight);
             painter.setFont(Theme::font(10));
             painter.setPen(Theme::secondaryText);
-            painter.drawText(note, Qt::AlignVCenter,
-                             QFontMetrics(painter.font())
-                                 .elidedText(tr("No skills match “%1”").arg(m_model->query().trimmed()),
-                                             Qt::ElideMiddle, note.width()));
+            painter.drawText(
+                note, Qt::AlignVCenter,
+                QFontMetrics(painter.font())
+                    .elidedText(tr("No skills match “%1”").arg(m_model->query().trimmed()),
+                                Qt::ElideMiddle, note.width()));
             lineY += rowHeight;
         }
         painter.setPen(QPen(Theme::divider, 1));
@@ -139,16 +152,17 @@ void PaletteRows::paintEvent(QPaintEvent*) {
     const int recordRow = m_model->recordRow();
     const QRect r = rowRect(recordRow);
     drawBackground(recordRow, r);
-    const int textLeft = drawChip(r, QString::fromLatin1(SkillIcon::recordSymbol),
-                                  recordRow == selected ? Qt::white : Theme::accentSoft, Theme::accent);
+    const int textLeft =
+        drawChip(r, QString::fromLatin1(SkillIcon::recordSymbol),
+                 recordRow == selected ? Qt::white : Theme::accentSoft, Theme::accent);
     painter.setFont(nameFont);
     painter.setPen(Theme::accent);
     painter.drawText(QRect(textLeft, r.top(), r.right() - textLeft, r.height()), Qt::AlignVCenter,
                      tr("Record a new skill"));
     painter.setFont(Theme::font(9));
     painter.setPen(Theme::tertiaryText);
-    painter.drawText(QRect(textLeft, r.top(), r.right() - 12 - textLeft, r.height()), Qt::AlignVCenter | Qt::AlignRight,
-                     tr("or double-tap Ctrl"));
+    painter.drawText(QRect(textLeft, r.top(), r.right() - 12 - textLeft, r.height()),
+                     Qt::AlignVCenter | Qt::AlignRight, tr("or double-tap Ctrl"));
 }
 
 void PaletteRows::mouseMoveEvent(QMouseEvent* event) {

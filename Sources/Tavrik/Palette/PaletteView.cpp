@@ -24,8 +24,8 @@ PaletteView::PaletteView(QWidget* parent)
     setWindowTitle(tr("Tavrik Palette"));
 
     auto* magnifier = new QLabel(this);
-    magnifier->setPixmap(SkillIcon::bundledPixmap(QStringLiteral("magnifyingglass"), 18, Theme::secondaryText,
-                                                  devicePixelRatioF()));
+    magnifier->setPixmap(SkillIcon::bundledPixmap(QStringLiteral("magnifyingglass"), 18,
+                                                  Theme::secondaryText, devicePixelRatioF()));
 
     m_search = new QLineEdit(this);
     m_search->setObjectName(QStringLiteral("paletteSearch"));
@@ -33,9 +33,10 @@ PaletteView::PaletteView(QWidget* parent)
     m_search->setAccessibleName(tr("Search skills"));
     m_search->setFrame(false);
     m_search->setFont(Theme::font(13));
-    m_search->setStyleSheet(QStringLiteral("QLineEdit { background: transparent; border: none; color: %1; "
-                                           "selection-background-color: %2; }")
-                                .arg(Theme::text.name(), Theme::selection.darker(110).name()));
+    m_search->setStyleSheet(
+        QStringLiteral("QLineEdit { background: transparent; border: none; color: %1; "
+                       "selection-background-color: %2; }")
+            .arg(Theme::text.name(), Theme::selection.darker(110).name()));
     m_search->installEventFilter(this);
 
     m_close = new QPushButton(tr("Close"), this);
@@ -43,11 +44,12 @@ PaletteView::PaletteView(QWidget* parent)
     m_close->setCursor(Qt::PointingHandCursor);
     m_close->setFocusPolicy(Qt::NoFocus);
     m_close->setFont(Theme::font(9));
-    m_close->setStyleSheet(QStringLiteral("QPushButton { color: %1; background: %2; border: none; border-radius: 6px;"
-                                          " padding: 4px 10px; }"
-                                          "QPushButton:hover { background: %3; color: %4; }")
-                               .arg(Theme::secondaryText.name(), Theme::chip.name(), Theme::divider.name(),
-                                    Theme::text.name()));
+    m_close->setStyleSheet(
+        QStringLiteral("QPushButton { color: %1; background: %2; border: none; border-radius: 6px;"
+                       " padding: 4px 10px; }"
+                       "QPushButton:hover { background: %3; color: %4; }")
+            .arg(Theme::secondaryText.name(), Theme::chip.name(), Theme::divider.name(),
+                 Theme::text.name()));
 
     auto* header = new QHBoxLayout;
     header->setContentsMargins(20, 0, 14, 0);
@@ -94,7 +96,8 @@ void PaletteView::fitToContent() {
 }
 
 QPoint PaletteView::placement(const QRect& visible, QSize size) {
-    return QPoint(visible.x() + visible.width() - size.width(), visible.y() + visible.height() / 2 - 44);
+    return QPoint(visible.x() + visible.width() - size.width(),
+                  visible.y() + visible.height() / 2 - 44);
 }
 
 void PaletteView::present(QScreen* screen) {
@@ -114,9 +117,13 @@ void PaletteView::move(int step) {
     m_rows->update();
 }
 
-void PaletteView::activate() { run(m_model.activate()); }
+void PaletteView::activate() {
+    run(m_model.activate());
+}
 
-void PaletteView::chooseRow(int row) { run(m_model.choose(row)); }
+void PaletteView::chooseRow(int row) {
+    run(m_model.choose(row));
+}
 
 void PaletteView::run(const PaletteModel::Choice& choice) {
     if (m_dismissing)
@@ -198,8 +205,8 @@ void PaletteView::paintEvent(QPaintEvent*) {
     painter.drawLine(16, headerHeight + 1, width() - 16, headerHeight + 1);
     painter.setPen(QPen(Theme::border, 1.5));
     painter.setBrush(Qt::NoBrush);
-    painter.drawRoundedRect(QRectF(rect()).adjusted(0.75, 0.75, -0.75, -0.75), Theme::cornerRadius - 0.5,
-                            Theme::cornerRadius - 0.5);
+    painter.drawRoundedRect(QRectF(rect()).adjusted(0.75, 0.75, -0.75, -0.75),
+                            Theme::cornerRadius - 0.5, Theme::cornerRadius - 0.5);
 }
 
 } // namespace tavrik

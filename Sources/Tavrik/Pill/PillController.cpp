@@ -13,7 +13,9 @@ PillController::PillController(QObject* parent) : QObject(parent) {
     connect(&m_pollTimer, &QTimer::timeout, this, &PillController::poll);
 }
 
-PillController::~PillController() { delete m_window; }
+PillController::~PillController() {
+    delete m_window;
+}
 
 void PillController::show() {
     if (m_window)
@@ -37,7 +39,9 @@ void PillController::setPhase(SkillPanelPhase phase) {
     syncSize();
 }
 
-void PillController::setHasTip(bool hasTip) { m_hasTip = hasTip; }
+void PillController::setHasTip(bool hasTip) {
+    m_hasTip = hasTip;
+}
 
 void PillController::setDockArea(const QRect& area) {
     m_dockArea = area;
@@ -73,8 +77,8 @@ void PillController::poll() {
 void PillController::pollAt(QPoint pointer) {
     if (!m_window)
         return;
-    const PillGeometry::Hover hover =
-        PillGeometry::poll(m_window->frameGeometry(), pointer, m_model.expanded(), m_hasTip, m_phase);
+    const PillGeometry::Hover hover = PillGeometry::poll(m_window->frameGeometry(), pointer,
+                                                         m_model.expanded(), m_hasTip, m_phase);
     setExpanded(hover.expanded);
     if (hover.acceptsMouse != m_acceptsMouse || hover.acceptsMouse != m_window->acceptsMouse()) {
         m_acceptsMouse = hover.acceptsMouse;
@@ -82,7 +86,9 @@ void PillController::pollAt(QPoint pointer) {
     }
 }
 
-void PillController::setExpanded(bool expanded) { m_model.setExpanded(expanded); }
+void PillController::setExpanded(bool expanded) {
+    m_model.setExpanded(expanded);
+}
 
 void PillController::hideForPalette() {
     if (m_window)

@@ -38,8 +38,8 @@ protected:
         painter.setRenderHint(QPainter::Antialiasing);
         painter.fillRect(rect(), m_background);
         painter.setPen(QPen(m_border, 1.5));
-        painter.drawRoundedRect(QRectF(rect()).adjusted(0.75, 0.75, -0.75, -0.75), Theme::cornerRadius - 0.5,
-                                Theme::cornerRadius - 0.5);
+        painter.drawRoundedRect(QRectF(rect()).adjusted(0.75, 0.75, -0.75, -0.75),
+                                Theme::cornerRadius - 0.5, Theme::cornerRadius - 0.5);
     }
 
 private:
@@ -76,10 +76,11 @@ QPushButton* cardButton(const QString& text, bool primary, QWidget* parent) {
     button->setCursor(Qt::PointingHandCursor);
     button->setFont(Theme::font(9.5, QFont::Medium));
     const QColor background = primary ? Theme::accent : Theme::chip;
-    button->setStyleSheet(QStringLiteral("QPushButton { background: %1; color: %2; border: none; border-radius: 7px;"
-                                         " padding: 6px 12px; } QPushButton:hover { background: %3; }")
-                              .arg(background.name(), primary ? QStringLiteral("#ffffff") : Theme::text.name(),
-                                   primary ? Theme::accent.darker(112).name() : Theme::divider.name()));
+    button->setStyleSheet(
+        QStringLiteral("QPushButton { background: %1; color: %2; border: none; border-radius: 7px;"
+                       " padding: 6px 12px; } QPushButton:hover { background: %3; }")
+            .arg(background.name(), primary ? QStringLiteral("#ffffff") : Theme::text.name(),
+                 primary ? Theme::accent.darker(112).name() : Theme::divider.name()));
     return button;
 }
 
@@ -129,9 +130,10 @@ PillWindow::PillWindow(QWidget* parent)
     m_dismissTips = new QPushButton(tr("Don't show me again, I've got it now"), m_tipBubble);
     m_dismissTips->setCursor(Qt::PointingHandCursor);
     m_dismissTips->setFont(Theme::font(8.5));
-    m_dismissTips->setStyleSheet(QStringLiteral("QPushButton { color: #b9c3d6; background: transparent; border: none;"
-                                                " text-align: left; padding: 0; }"
-                                                "QPushButton:hover { color: #ffffff; text-decoration: underline; }"));
+    m_dismissTips->setStyleSheet(
+        QStringLiteral("QPushButton { color: #b9c3d6; background: transparent; border: none;"
+                       " text-align: left; padding: 0; }"
+                       "QPushButton:hover { color: #ffffff; text-decoration: underline; }"));
     auto* tipLayout = new QVBoxLayout(m_tipBubble);
     tipLayout->setContentsMargins(16, 10, 16, 10);
     tipLayout->setSpacing(4);
@@ -151,15 +153,25 @@ QRect PillWindow::tabRect() const {
     return QRect(width() - tabWidth, height() / 2 - tabHeight / 2, tabWidth, tabHeight);
 }
 
-QRect PillWindow::cardRect() const { return QRect(0, height() / 2 - 62, width(), 124); }
+QRect PillWindow::cardRect() const {
+    return QRect(0, height() / 2 - 62, width(), 124);
+}
 
-QRect PillWindow::tipRect() const { return QRect(0, height() / 2 - 42, width() - 46, 84); }
+QRect PillWindow::tipRect() const {
+    return QRect(0, height() / 2 - 42, width() - 46, 84);
+}
 
-QRect PillWindow::panelRect() const { return QRect(0, height() / 2 - 90, width() - 34, 180); }
+QRect PillWindow::panelRect() const {
+    return QRect(0, height() / 2 - 90, width() - 34, 180);
+}
 
-bool PillWindow::showsCard() const { return m_expanded && m_phase == SkillPanelPhase::idle; }
+bool PillWindow::showsCard() const {
+    return m_expanded && m_phase == SkillPanelPhase::idle;
+}
 
-bool PillWindow::showsTip() const { return !m_tip.isEmpty() && !m_expanded && m_phase == SkillPanelPhase::idle; }
+bool PillWindow::showsTip() const {
+    return !m_tip.isEmpty() && !m_expanded && m_phase == SkillPanelPhase::idle;
+}
 
 void PillWindow::setPhase(SkillPanelPhase phase) {
     m_panel->setPhase(phase);
@@ -228,7 +240,8 @@ void PillWindow::applyInputShape() {
     // and a window shape set later cannot bring input back behind our back.
     if (QGuiApplication::platformName() == QLatin1String("xcb")) {
         const QSize pixels = size() * devicePixelRatio();
-        x11::setInputShape(winId(), m_acceptsMouse ? QRegion(QRect(QPoint(0, 0), pixels)) : QRegion());
+        x11::setInputShape(winId(),
+                           m_acceptsMouse ? QRegion(QRect(QPoint(0, 0), pixels)) : QRegion());
         return;
     }
 #endif
@@ -242,8 +255,9 @@ void PillWindow::showEvent(QShowEvent* event) {
 }
 
 void PillWindow::relayout() {
-    m_cardHint->setText(m_recording ? tr("Do the task once, then double-tap Control to finish.")
-                                    : tr("Double-tap Control to record a task. Press Ctrl + / to cast a skill."));
+    m_cardHint->setText(
+        m_recording ? tr("Do the task once, then double-tap Control to finish.")
+                    : tr("Double-tap Control to record a task. Press Ctrl + / to cast a skill."));
     m_card->setGeometry(cardRect());
     m_tipBubble->setGeometry(tipRect());
     m_panel->setGeometry(panelRect());
@@ -271,7 +285,9 @@ void PillWindow::relayout() {
     update();
 }
 
-void PillWindow::resizeEvent(QResizeEvent*) { relayout(); }
+void PillWindow::resizeEvent(QResizeEvent*) {
+    relayout();
+}
 
 void PillWindow::paintEvent(QPaintEvent*) {
     QPainter painter(this);
@@ -283,7 +299,8 @@ void PillWindow::paintEvent(QPaintEvent*) {
         const int barHeight = qMax(4, int(m_micLevel * (tab.height() - 16)));
         painter.setPen(Qt::NoPen);
         painter.setBrush(QColor(255, 255, 255, 230));
-        painter.drawRoundedRect(QRectF(tab.center().x() - 1.5, tab.center().y() - barHeight / 2.0, 4, barHeight), 2, 2);
+        painter.drawRoundedRect(
+            QRectF(tab.center().x() - 1.5, tab.center().y() - barHeight / 2.0, 4, barHeight), 2, 2);
     } else {
         painter.setPen(Qt::NoPen);
         painter.setBrush(QColor(0xb9, 0xc3, 0xd6));

@@ -16,11 +16,13 @@ namespace tavrik {
 namespace {
 
 QString buttonStyle(const QColor& background, const QColor& foreground, const QColor& hover) {
-    return QStringLiteral("QPushButton { background: %1; color: %2; border: none; border-radius: 7px;"
-                          " padding: 5px 14px; }"
-                          "QPushButton:hover { background: %3; }"
-                          "QPushButton:disabled { background: %4; color: %5; }")
-        .arg(background.name(), foreground.name(), hover.name(), Theme::chip.name(), Theme::tertiaryText.name());
+    return QStringLiteral(
+               "QPushButton { background: %1; color: %2; border: none; border-radius: 7px;"
+               " padding: 5px 14px; }"
+               "QPushButton:hover { background: %3; }"
+               "QPushButton:disabled { background: %4; color: %5; }")
+        .arg(background.name(), foreground.name(), hover.name(), Theme::chip.name(),
+             Theme::tertiaryText.name());
 }
 
 QPushButton* makeButton(const QString& text, bool primary, QWidget* parent) {
@@ -61,13 +63,16 @@ SkillPanel::SkillPanel(QWidget* parent) : QWidget(parent) {
     m_editor->setFont(Theme::monospaceFont(9));
     m_editor->setFrameShape(QFrame::NoFrame);
     m_editor->setLineWrapMode(QPlainTextEdit::WidgetWidth);
-    m_editor->setStyleSheet(QStringLiteral("QPlainTextEdit { background: %1; color: %2; border: 1px solid %3;"
-                                           " border-radius: 8px; padding: 4px 6px; }")
-                                .arg(Theme::window.name(), Theme::text.name(), Theme::divider.name()));
-    m_editor->verticalScrollBar()->setStyleSheet(QStringLiteral("QScrollBar:vertical { width: 8px; background: transparent; }"
-                                                                "QScrollBar::handle:vertical { background: %1; border-radius: 4px; min-height: 24px; }"
-                                                                "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }")
-                                                     .arg(Theme::border.name()));
+    m_editor->setStyleSheet(
+        QStringLiteral("QPlainTextEdit { background: %1; color: %2; border: 1px solid %3;"
+                       " border-radius: 8px; padding: 4px 6px; }")
+            .arg(Theme::window.name(), Theme::text.name(), Theme::divider.name()));
+    m_editor->verticalScrollBar()->setStyleSheet(
+        QStringLiteral(
+            "QScrollBar:vertical { width: 8px; background: transparent; }"
+            "QScrollBar::handle:vertical { background: %1; border-radius: 4px; min-height: 24px; }"
+            "QScrollBar::add-line, QScrollBar::sub-line { height: 0; }")
+            .arg(Theme::border.name()));
 
     m_footer = new QLabel(this);
     m_footer->setFont(Theme::font(9));
@@ -118,7 +123,8 @@ void SkillPanel::setPhase(SkillPanelPhase phase) {
         m_progress.clear();
         m_outcome.clear();
     }
-    const bool startsReview = phase == SkillPanelPhase::editable && m_phase != SkillPanelPhase::editable;
+    const bool startsReview =
+        phase == SkillPanelPhase::editable && m_phase != SkillPanelPhase::editable;
     m_phase = phase;
     refresh();
     if (startsReview)
@@ -148,7 +154,9 @@ void SkillPanel::setMarkdown(const QString& markdown) {
         m_editor->verticalScrollBar()->setValue(m_editor->verticalScrollBar()->maximum());
 }
 
-QString SkillPanel::markdown() const { return m_editor->toPlainText(); }
+QString SkillPanel::markdown() const {
+    return m_editor->toPlainText();
+}
 
 void SkillPanel::setSkillName(const QString& name, const QString& slashCommand) {
     m_name = name;
@@ -183,7 +191,8 @@ QString SkillPanel::progressHtml() const {
         rows << QStringLiteral("<div style=\"color:%1;%2\">%3&nbsp;&nbsp;%4</div>")
                     .arg(latest ? Theme::text.name() : Theme::tertiaryText.name(),
                          latest ? QStringLiteral("font-weight:600;") : QString(),
-                         latest ? QStringLiteral("›") : QStringLiteral("✓"), m_progress.at(i).toHtmlEscaped());
+                         latest ? QStringLiteral("›") : QStringLiteral("✓"),
+                         m_progress.at(i).toHtmlEscaped());
     }
     if (!m_outcome.isEmpty())
         rows << QStringLiteral("<div style=\"color:%1;font-weight:600;\">%2</div>")
@@ -192,13 +201,17 @@ QString SkillPanel::progressHtml() const {
 }
 
 void SkillPanel::refresh() {
-    auto setBadge = [this](const QString& text, const QColor& foreground, const QColor& background) {
+    auto setBadge = [this](const QString& text, const QColor& foreground,
+                           const QColor& background) {
         m_badge->setText(text);
         m_badge->setVisible(!text.isEmpty());
-        m_badge->setStyleSheet(QStringLiteral("QLabel { color: %1; background: %2; border-radius: 10px; padding: 0 10px; }")
-                                   .arg(foreground.name(), background.name()));
+        m_badge->setStyleSheet(
+            QStringLiteral(
+                "QLabel { color: %1; background: %2; border-radius: 10px; padding: 0 10px; }")
+                .arg(foreground.name(), background.name()));
     };
-    const QString quotedName = m_name.isEmpty() ? tr("your skill") : QStringLiteral("“%1”").arg(m_name);
+    const QString quotedName =
+        m_name.isEmpty() ? tr("your skill") : QStringLiteral("“%1”").arg(m_name);
 
     m_detail->setTextFormat(Qt::PlainText);
     m_detail->setStyleSheet(QStringLiteral("color: %1;").arg(Theme::secondaryText.name()));
@@ -236,7 +249,8 @@ void SkillPanel::refresh() {
         if (!m_outcome.isEmpty()) {
             m_detail->setText(tr("Last run: %1").arg(m_outcome));
         } else if (!m_slashCommand.isEmpty()) {
-            m_detail->setText(tr("Cast it any time: press Ctrl + / and type %1.").arg(m_slashCommand));
+            m_detail->setText(
+                tr("Cast it any time: press Ctrl + / and type %1.").arg(m_slashCommand));
         } else {
             m_detail->setText(tr("Cast it any time: press Ctrl + / and type its name."));
         }
@@ -250,7 +264,8 @@ void SkillPanel::refresh() {
                               ? QStringLiteral("<div style=\"color:%1\">%2</div>")
                                     .arg(Theme::secondaryText.name(), tr("Starting…"))
                               : progressHtml());
-        footer = m_outcome.isEmpty() ? tr("Tavrik is acting on its own. Press Esc to stop.") : QString();
+        footer =
+            m_outcome.isEmpty() ? tr("Tavrik is acting on its own. Press Esc to stop.") : QString();
         setBadge(m_outcome.isEmpty() ? tr("RUNNING") : tr("FINISHED"),
                  m_outcome.isEmpty() ? Theme::accent : Theme::success,
                  m_outcome.isEmpty() ? Theme::accentSoft : Theme::successSoft);
@@ -283,8 +298,8 @@ void SkillPanel::paintEvent(QPaintEvent*) {
     painter.fillRect(rect(), Theme::window);
     painter.setPen(QPen(Theme::border, 1.5));
     painter.setBrush(Qt::NoBrush);
-    painter.drawRoundedRect(QRectF(rect()).adjusted(0.75, 0.75, -0.75, -0.75), Theme::cornerRadius - 0.5,
-                            Theme::cornerRadius - 0.5);
+    painter.drawRoundedRect(QRectF(rect()).adjusted(0.75, 0.75, -0.75, -0.75),
+                            Theme::cornerRadius - 0.5, Theme::cornerRadius - 0.5);
 }
 
 } // namespace tavrik

@@ -15,10 +15,11 @@ bool setInputShape(quintptr window, const QRegion& region) {
         return false;
     std::vector<XRectangle> rectangles;
     for (const QRect& rect : region)
-        rectangles.push_back(XRectangle{short(rect.x()), short(rect.y()), (unsigned short)rect.width(),
+        rectangles.push_back(XRectangle{short(rect.x()), short(rect.y()),
+                                        (unsigned short)rect.width(),
                                         (unsigned short)rect.height()});
-    XShapeCombineRectangles(display, Window(window), ShapeInput, 0, 0, rectangles.data(), int(rectangles.size()),
-                            ShapeSet, Unsorted);
+    XShapeCombineRectangles(display, Window(window), ShapeInput, 0, 0, rectangles.data(),
+                            int(rectangles.size()), ShapeSet, Unsorted);
     XFlush(display);
     return true;
 }
