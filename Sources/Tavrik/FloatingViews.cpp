@@ -5,6 +5,9 @@
 #include "Tavrik/Pill/PillController.h"
 #include "Tavrik/Pill/PillWindow.h"
 #include "Tavrik/Pill/SkillPanel.h"
+#include "TavrikCore/Update/UpdateChecker.h"
+
+#include <QDesktopServices>
 
 namespace tavrik {
 
@@ -93,6 +96,20 @@ void FloatingViews::showPill() {
     connect(window, &PillWindow::recordClicked, app, &AppState::toggleRecording);
     connect(window, &PillWindow::paletteClicked, app, &AppState::openPalette);
     connect(window, &PillWindow::dismissTipsClicked, app, &AppState::dismissTips);
+
+    if (UpdateChecker* updates = app->updateChecker()) {
+        auto offer = [window, updates] {
+            window->setUpdateOffer(updates->available() ? updates->available()->version
+                                                        : QString());
+        };
+        connect(updates, &UpdateChecker::availableChanged, window, offer);
+        connect(window, &PillWindow::updateDownloadClicked, updates, [updates] {
+            if (updates->available())
+                QDesktopServices::openUrl(updates->available()->downloadURL);
+        });
+        connect(window, &PillWindow::updateLaterClicked, updates, &UpdateChecker::dismiss);
+        offer();
+    }
 
     syncPill();
     syncPanelText();

@@ -172,3 +172,23 @@ TEST(SkillPanel, KeepsTheLatestProgressLinesOfARun) {
     panel.setPhase(SkillPanelPhase::running);
     EXPECT_TRUE(panel.progressLines().isEmpty());
 }
+
+TEST(PillWindow, OffersAnUpdateInTheOpenCard) {
+    PillWindow window;
+    int downloads = 0, later = 0;
+    QObject::connect(&window, &PillWindow::updateDownloadClicked, [&] { ++downloads; });
+    QObject::connect(&window, &PillWindow::updateLaterClicked, [&] { ++later; });
+    window.setUpdateOffer(QStringLiteral("1.4.0"));
+    EXPECT_TRUE(window.cardHint()->text().contains("1.4.0"));
+    emit window.cardHint()->linkActivated(QStringLiteral("download"));
+    emit window.cardHint()->linkActivated(QStringLiteral("later"));
+    EXPECT_EQ(downloads, 1);
+    EXPECT_EQ(later, 1);
+
+    // Recording says how to finish rather than offering the update.
+    window.setRecording(true);
+    EXPECT_FALSE(window.cardHint()->text().contains("1.4.0"));
+    window.setRecording(false);
+    window.setUpdateOffer({});
+    EXPECT_FALSE(window.cardHint()->text().contains("Download"));
+}

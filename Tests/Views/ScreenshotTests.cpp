@@ -93,6 +93,9 @@ TEST(Screenshots, PaletteAndPill) {
     QCursor::setPos(onTab);
     pill.pollAt(onTab);
     save(window, "pill-expanded");
+    window->setUpdateOffer(QStringLiteral("1.4.0"));
+    save(window, "pill-update");
+    window->setUpdateOffer({});
     window->setRecording(true);
     window->setStatusTitle(QStringLiteral("Recording…"));
     window->setMicLevel(0.6);

@@ -105,6 +105,13 @@ PillWindow::PillWindow(QWidget* parent)
     m_cardHint->setFont(Theme::font(9));
     m_cardHint->setWordWrap(true);
     m_cardHint->setStyleSheet(QStringLiteral("color: %1;").arg(Theme::secondaryText.name()));
+    m_cardHint->setTextInteractionFlags(Qt::LinksAccessibleByMouse);
+    connect(m_cardHint, &QLabel::linkActivated, this, [this](const QString& link) {
+        if (link == QLatin1String("download"))
+            emit updateDownloadClicked();
+        else if (link == QLatin1String("later"))
+            emit updateLaterClicked();
+    });
     m_recordButton = cardButton(tr("Record a skill"), true, m_card);
     m_paletteButton = cardButton(tr("Cast a skill"), false, m_card);
     auto* cardButtons = new QHBoxLayout;
@@ -254,10 +261,29 @@ void PillWindow::showEvent(QShowEvent* event) {
     applyInputShape();
 }
 
+void PillWindow::setUpdateOffer(const QString& version) {
+    if (version == m_updateVersion)
+        return;
+    m_updateVersion = version;
+    relayout();
+}
+
 void PillWindow::relayout() {
-    m_cardHint->setText(
-        m_recording ? tr("Do the task once, then double-tap Control to finish.")
-                    : tr("Double-tap Control to record a task. Press Ctrl + / to cast a skill."));
+    if (m_recording) {
+        m_cardHint->setText(tr("Do the task once, then double-tap Control to finish."));
+    } else if (!m_updateVersion.isEmpty()) {
+        const QString link =
+            QStringLiteral("<a href=\"%1\" style=\"color:%2; text-decoration:none;\">%3</a>");
+        m_cardHint->setText(
+            tr("Tavrik %1 is available.").arg(m_updateVersion.toHtmlEscaped()) +
+            QStringLiteral("&nbsp;&nbsp;") +
+            link.arg(QStringLiteral("download"), Theme::accent.name(), tr("Download")) +
+            QStringLiteral("&nbsp;&nbsp;·&nbsp;&nbsp;") +
+            link.arg(QStringLiteral("later"), Theme::secondaryText.name(), tr("Not now")));
+    } else {
+        m_cardHint->setText(
+            tr("Double-tap Control to record a task. Press Ctrl + / to cast a skill."));
+    }
     m_card->setGeometry(cardRect());
     m_tipBubble->setGeometry(tipRect());
     m_panel->setGeometry(panelRect());
@@ -306,6 +332,10 @@ void PillWindow::paintEvent(QPaintEvent*) {
         painter.setBrush(QColor(0xb9, 0xc3, 0xd6));
         for (int i = -1; i <= 1; ++i)
             painter.drawEllipse(QPointF(tab.center().x() + 1, tab.center().y() + i * 8), 1.8, 1.8);
+        if (!m_updateVersion.isEmpty()) {
+            painter.setBrush(Theme::accent.lighter(130));
+            painter.drawEllipse(QPointF(tab.center().x() + 1, tab.top() + 7), 2.6, 2.6);
+        }
     }
 }
 

@@ -29,6 +29,10 @@ public:
     void setRecording(bool recording);
     // 0 to 1; drawn while recording.
     void setMicLevel(double level);
+    // A newer release on offer (its version), or empty for none. The open card offers it; the
+    // tab carries a dot meanwhile.
+    void setUpdateOffer(const QString& version);
+    QLabel* cardHint() const { return m_cardHint; }
     // Whether clicks reach the window or pass through to what is beneath it.
     void setAcceptsMouse(bool accepts);
     bool acceptsMouse() const { return m_acceptsMouse; }
@@ -51,6 +55,8 @@ signals:
     void recordClicked();
     void paletteClicked();
     void dismissTipsClicked();
+    void updateDownloadClicked();
+    void updateLaterClicked();
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -70,6 +76,7 @@ private:
     double m_micLevel = 0;
     QString m_tip;
     QString m_statusTitle;
+    QString m_updateVersion;
 
     SkillPanel* m_panel;
     QWidget* m_card;
