@@ -276,7 +276,7 @@ void PillWindow::relayout() {
             QStringLiteral("<a href=\"%1\" style=\"color:%2; text-decoration:none;\">%3</a>");
         m_cardHint->setText(
             tr("Tavrik %1 is available.").arg(m_updateVersion.toHtmlEscaped()) +
-            QStringLiteral("&nbsp;&nbsp;") +
+            QStringLiteral("<br>") +
             link.arg(QStringLiteral("download"), Theme::accent.name(), tr("Download")) +
             QStringLiteral("&nbsp;&nbsp;·&nbsp;&nbsp;") +
             link.arg(QStringLiteral("later"), Theme::secondaryText.name(), tr("Not now")));
