@@ -1,0 +1,27 @@
+#include "TavrikCore/Recorder/FrameCapturer.h"
+
+#include <QPainter>
+
+#include <cmath>
+
+namespace tavrik {
+
+void FrameCapturer::redact(QImage& image, const QList<Rect>& regions) {
+    if (regions.isEmpty() || image.isNull())
+        return;
+    QPainter painter(&image);
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    const QRect bounds = image.rect();
+    for (const Rect& r : regions) {
+        // Round outwards: a partly covered pixel is blacked out too.
+        const int left = int(std::floor(r.origin.x));
+        const int top = int(std::floor(r.origin.y));
+        const int right = int(std::ceil(r.origin.x + r.size.width));
+        const int bottom = int(std::ceil(r.origin.y + r.size.height));
+        const QRect area = QRect(left, top, right - left, bottom - top).intersected(bounds);
+        if (!area.isEmpty())
+            painter.fillRect(area, QColor(0, 0, 0, 255));
+    }
+}
+
+} // namespace tavrik

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "TavrikCore/Models/Point.h"
+
+#include <QObject>
+#include <QString>
+
+#include <optional>
+
+namespace tavrik {
+
+// Watches the whole desktop's pointer and keyboard while a demonstration is recorded. It never
+// alters or swallows input, and it leaves out the key presses the hotkey engine takes for itself.
+// Signals arrive on the thread the monitor lives on. Points are global screen points; key codes
+// and flags are canonical (see KeyCodes.h).
+class InputMonitor : public QObject {
+    Q_OBJECT
+public:
+    enum class MouseButton { left, right };
+    Q_ENUM(MouseButton)
+
+    using QObject::QObject;
+    ~InputMonitor() override = default;
+
+    // True at once when running; false when global input cannot be read (errorString() says why).
+    virtual bool start() = 0;
+    virtual void stop() = 0;
+    virtual bool isRunning() const = 0;
+    virtual QString errorString() const = 0;
+
+signals:
+    // `clickCount` is 1 for a single click, 2 for the second of a double click, and so on.
+    void mouseDown(tavrik::Point point, tavrik::InputMonitor::MouseButton button, int clickCount);
+    void mouseUp(tavrik::Point point, tavrik::InputMonitor::MouseButton button);
+    // The pointer moved with the left button down.
+    void mouseDragged(tavrik::Point point);
+    // The pointer moved with the left button up.
+    void mouseMoved(tavrik::Point point);
+    // Deltas in lines; positive deltaY scrolls up (away from the user), positive deltaX left.
+    void scroll(tavrik::Point point, double deltaX, double deltaY);
+    // A non-modifier key went down. `flags` are the modifiers held; `characters` what the
+    // keyboard layout types for it, absent when it types nothing.
+    void key(quint16 keyCode, quint64 flags, std::optional<QString> characters);
+    // A modifier key went down or up; `flags` are the modifiers held afterwards.
+    void flagsChanged(quint16 keyCode, quint64 flags);
+};
+
+} // namespace tavrik
+
+Q_DECLARE_METATYPE(std::optional<QString>)

@@ -1,0 +1,45 @@
+#include "TavrikPlatform/DesktopBackend.h"
+
+#include "TavrikPlatform/Null/NullDesktop.h"
+
+#ifdef TAVRIK_HAVE_X11
+#include "TavrikPlatform/X11/X11FrameCapturer.h"
+#include "TavrikPlatform/X11/X11HotkeyGrabber.h"
+#include "TavrikPlatform/X11/X11InputMonitor.h"
+#endif
+
+namespace tavrik::DesktopBackend {
+
+bool hasX11() {
+#ifdef TAVRIK_HAVE_X11
+    return !qEnvironmentVariableIsEmpty("DISPLAY");
+#else
+    return false;
+#endif
+}
+
+std::unique_ptr<InputMonitor> createInputMonitor() {
+#ifdef TAVRIK_HAVE_X11
+    if (hasX11())
+        return std::make_unique<x11::X11InputMonitor>();
+#endif
+    return std::make_unique<NullInputMonitor>();
+}
+
+std::unique_ptr<HotkeyGrabber> createHotkeyGrabber() {
+#ifdef TAVRIK_HAVE_X11
+    if (hasX11())
+        return std::make_unique<x11::X11HotkeyGrabber>();
+#endif
+    return std::make_unique<NullHotkeyGrabber>();
+}
+
+std::unique_ptr<FrameCapturer> createFrameCapturer() {
+#ifdef TAVRIK_HAVE_X11
+    if (hasX11())
+        return std::make_unique<x11::X11FrameCapturer>();
+#endif
+    return std::make_unique<NullFrameCapturer>();
+}
+
+} // namespace tavrik::DesktopBackend

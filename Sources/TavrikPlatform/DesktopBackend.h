@@ -1,0 +1,18 @@
+#pragma once
+
+#include "TavrikCore/Hotkeys/HotkeyGrabber.h"
+#include "TavrikCore/Recorder/FrameCapturer.h"
+#include "TavrikCore/Recorder/InputMonitor.h"
+
+#include <memory>
+
+// Chooses the implementations of the desktop interfaces for the session Tavrik runs in: X11 when
+// the build has it and a display is set, otherwise stand-ins that report they are unavailable.
+namespace tavrik::DesktopBackend {
+
+bool hasX11();
+std::unique_ptr<InputMonitor> createInputMonitor();
+std::unique_ptr<HotkeyGrabber> createHotkeyGrabber();
+std::unique_ptr<FrameCapturer> createFrameCapturer();
+
+} // namespace tavrik::DesktopBackend

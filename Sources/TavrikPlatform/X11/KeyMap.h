@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QString>
+
+#include <optional>
+
+using Display = struct _XDisplay;
+
+namespace tavrik::x11 {
+
+// Translates X key codes, keysyms and modifier state into the canonical key codes and flags of
+// KeyCodes.h, and key presses into the text the keyboard layout types.
+class KeyMap {
+public:
+    // Reads the modifier mapping (which ModN masks Alt, Super and NumLock are on).
+    explicit KeyMap(Display* display);
+
+    // Canonical code of a keysym; KeyCodes::unknown when it has none.
+    static quint16 keyCodeForKeysym(unsigned long keysym);
+    // Canonical code of an X key code: its first keysym, or for layouts of other scripts the
+    // key's position on a US keyboard.
+    quint16 keyCode(unsigned keycode) const;
+    // Canonical flags for an X modifier state.
+    quint64 flags(unsigned state) const;
+    // What pressing the key in that state types; absent when it types nothing.
+    std::optional<QString> text(unsigned keycode, unsigned state) const;
+
+    unsigned altMask() const { return m_altMask; }
+    unsigned superMask() const { return m_superMask; }
+    unsigned numLockMask() const { return m_numLockMask; }
+    void refresh();
+
+private:
+    Display* m_display;
+    unsigned m_altMask = 0;
+    unsigned m_superMask = 0;
+    unsigned m_numLockMask = 0;
+};
+
+} // namespace tavrik::x11

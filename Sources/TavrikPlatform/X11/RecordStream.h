@@ -1,0 +1,61 @@
+#pragma once
+
+#include "TavrikPlatform/X11/XConnection.h"
+
+#include <QObject>
+#include <QString>
+#include <QThread>
+#include <QTimer>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+
+namespace tavrik::x11 {
+
+// The server's stream of input events (X RECORD extension) for one range of event types. Every
+// event carries its root position and the modifier and button state from before it, so nothing
+// has to be queried afterwards. A reader thread blocks on the stream; events reach the handler
+// in order on the thread that owns the stream.
+class RecordStream : public QObject {
+    Q_OBJECT
+public:
+    struct Event {
+        int type = 0;         // KeyPress .. MotionNotify
+        unsigned detail = 0;  // key code or button
+        unsigned state = 0;   // modifier and button state before the event
+        int rootX = 0;
+        int rootY = 0;
+        quint32 time = 0;     // server milliseconds
+    };
+    using Handler = std::function<void(const Event&)>;
+
+    RecordStream(int firstType, int lastType, Handler handler, QObject* parent = nullptr);
+    ~RecordStream() override;
+
+    // Returns once the server records (or failed to).
+    bool start();
+    void stop();
+    bool isRunning() const { return m_context != 0; }
+    QString errorString() const { return m_error; }
+    // A connection for queries (key maps...) from the owning thread.
+    Display* queryDisplay() const { return m_control ? m_control->display() : nullptr; }
+
+    // Called on the reader thread.
+    void received(const Event& event);
+    void recordingStarted();
+
+private:
+    int m_firstType;
+    int m_lastType;
+    Handler m_handler;
+    std::unique_ptr<XConnection> m_control;
+    std::unique_ptr<XConnection> m_data; // used only by the reader thread while it runs
+    unsigned long m_context = 0;
+    std::unique_ptr<QThread> m_reader;
+    QTimer m_flushTimer;
+    std::atomic<int> m_readerState{0}; // 0 starting, 1 recording, 2 ended
+    QString m_error;
+};
+
+} // namespace tavrik::x11

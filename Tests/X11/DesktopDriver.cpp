@@ -1,0 +1,111 @@
+#include "DesktopDriver.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QThread>
+
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/extensions/XTest.h>
+
+namespace tavrik::test {
+
+DesktopDriver::DesktopDriver() { m_display = XOpenDisplay(nullptr); }
+
+DesktopDriver::~DesktopDriver() {
+    if (!m_display)
+        return;
+    for (unsigned long w : m_windows)
+        XDestroyWindow(m_display, w);
+    XCloseDisplay(m_display);
+}
+
+void DesktopDriver::key(unsigned long keysym, bool down) {
+    XTestFakeKeyEvent(m_display, XKeysymToKeycode(m_display, keysym), down, CurrentTime);
+    XFlush(m_display);
+}
+
+void DesktopDriver::tap(unsigned long keysym) {
+    key(keysym, true);
+    key(keysym, false);
+}
+
+void DesktopDriver::chord(const QList<unsigned long>& modifiers, unsigned long keysym) {
+    for (unsigned long m : modifiers)
+        key(m, true);
+    tap(keysym);
+    for (auto it = modifiers.rbegin(); it != modifiers.rend(); ++it)
+        key(*it, false);
+}
+
+void DesktopDriver::moveTo(int x, int y) {
+    XTestFakeMotionEvent(m_display, -1, x, y, CurrentTime);
+    XFlush(m_display);
+}
+
+void DesktopDriver::button(unsigned button, bool down) {
+    XTestFakeButtonEvent(m_display, button, down, CurrentTime);
+    XFlush(m_display);
+}
+
+void DesktopDriver::click(unsigned b) {
+    button(b, true);
+    button(b, false);
+}
+
+void DesktopDriver::sync() { XSync(m_display, False); }
+
+unsigned long DesktopDriver::createWindow(int x, int y, int width, int height, unsigned long rgb) {
+    XSetWindowAttributes attributes{};
+    attributes.override_redirect = True;
+    attributes.background_pixel = rgb; // TrueColor 24-bit visual: the pixel is the colour
+    const Window w = XCreateWindow(m_display, DefaultRootWindow(m_display), x, y, unsigned(width),
+                                   unsigned(height), 0, CopyFromParent, InputOutput, CopyFromParent,
+                                   CWOverrideRedirect | CWBackPixel, &attributes);
+    XMapRaised(m_display, w);
+    XClearWindow(m_display, w);
+    XSync(m_display, False);
+    m_windows.append(w);
+    return w;
+}
+
+void DesktopDriver::createFocusWindow() {
+    m_focusWindow = createWindow(600, 600, 200, 100, 0x808080);
+    XSelectInput(m_display, m_focusWindow, KeyPressMask | KeyReleaseMask);
+    XSetInputFocus(m_display, m_focusWindow, RevertToParent, CurrentTime);
+    XSync(m_display, False);
+}
+
+QList<unsigned long> DesktopDriver::takeReceivedKeys() {
+    QList<unsigned long> keys;
+    XSync(m_display, False);
+    while (XPending(m_display)) {
+        XEvent event;
+        XNextEvent(m_display, &event);
+        if (event.type == KeyPress)
+            keys.append(XLookupKeysym(&event.xkey, 0));
+    }
+    return keys;
+}
+
+QList<unsigned long> DesktopDriver::keysUntil(unsigned long keysym, int timeoutMs) {
+    QList<unsigned long> keys;
+    waitUntil([&] {
+        keys += takeReceivedKeys();
+        return keys.contains(keysym);
+    }, timeoutMs);
+    return keys;
+}
+
+bool waitUntil(const std::function<bool()>& done, int timeoutMs) {
+    QDeadlineTimer deadline(timeoutMs);
+    while (!done()) {
+        if (deadline.hasExpired())
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        QThread::msleep(2);
+    }
+    return true;
+}
+
+} // namespace tavrik::test
