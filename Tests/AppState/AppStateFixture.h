@@ -112,6 +112,8 @@ protected:
     AppStateTest();
     ~AppStateTest() override;
 
+    // Replaces the fake synthesis (before app()).
+    void useSynthesis(std::unique_ptr<SkillSynthesis> real) { m_services.synthesis = std::move(real); }
     // Creates the state with the fakes; call after adjusting them.
     AppState& app();
     // Runs the event loop until `condition` holds or `timeoutMs` pass; returns the condition.

@@ -1,5 +1,9 @@
 #include "AppState/AppStateFixture.h"
 #include "Runtime/StandInRuntime.h"
+#include "Support/LocalHttpServer.h"
+#include "Support/MessagesApi.h"
+#include "Tavrik/ModelSynthesis.h"
+#include "TavrikCore/Synthesis/Hosts.h"
 #include "Tavrik/Runtime/ProcessGroup.h"
 #include "TavrikCore/Storage/AuditLog.h"
 #include "TavrikCore/Storage/Paths.h"
@@ -299,4 +303,34 @@ TEST_F(AppStateRunTest, PanicEndsTheRunAndEveryProcessItStarted) {
     EXPECT_FALSE(app().hasRunOutcome()); // a stopped run reports nothing late
     EXPECT_TRUE(auditLines().isEmpty());
     EXPECT_EQ(eventNames().count("skill_run_finished"), 1);
+}
+
+// The draft comes from a real streamed Messages API answer served on this machine.
+TEST_F(AppStateTest, TheModelsStreamedAnswerBecomesTheDraft) {
+    LocalHttpServer server;
+    ScopedEnvironment modelHost{Hosts::modelApiVariable, server.baseUrl().toUtf8()};
+    ScopedEnvironment key{"ANTHROPIC_API_KEY", "sk-ant-local"};
+    const QString markdown = "---\nname: Search B\ndescription: Searches b.\ntrigger: search b for {{term}}\n"
+                             "parameters:\n  - name: term\n    type: searchTerm\n    prompt: What?\n    example: x\n"
+                             "---\n\n# Search B\n";
+    QStringList pieces;
+    for (qsizetype at = 0; at < markdown.size(); at += 11)
+        pieces << markdown.mid(at, 11);
+    server.route("POST", "/v1/messages",
+                 CannedResponse::eventStream(CannedResponse::split(messages::textStream(pieces), 40, 5)));
+    useSynthesis(std::make_unique<ModelSynthesis>());
+    int growth = 0;
+    QObject::connect(&app(), &AppState::pendingSkillMarkdownChanged, [&] { ++growth; });
+    recordDraft();
+    ASSERT_EQ(app().skillPanelPhase(), SkillPanelPhase::editable) << app().skillGenerationError().toStdString();
+    EXPECT_GT(growth, 2); // it grew piece by piece before the final text replaced it
+    EXPECT_EQ(app().pendingSkillMarkdown(), markdown);
+    EXPECT_EQ(app().pendingGeneratedSkill()->name, "Search B");
+    EXPECT_EQ(server.requests().at(0).header("x-api-key"), "sk-ant-local");
+
+    server.route("POST", "/v1/messages", CannedResponse::json(400, messages::errorBody("invalid_request_error", "too long")));
+    app().closeSkillPanel();
+    recordDraft();
+    EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::error);
+    EXPECT_TRUE(app().skillGenerationError().contains("400")) << app().skillGenerationError().toStdString();
 }
