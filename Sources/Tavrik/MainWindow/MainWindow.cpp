@@ -59,8 +59,14 @@ public:
         layout->addWidget(icon);
         auto* texts = new QVBoxLayout;
         texts->setSpacing(1);
-        auto* name = label(skill.name.isEmpty() ? QStringLiteral("Untitled skill") : skill.name, 10.5, QFont::DemiBold);
-        auto* command = label(skill.slashCommand(), 9, QFont::Normal, "secondary");
+        // Long names end in an ellipsis; the full name is in the detail beside the list.
+        const int textWidth = 230;
+        auto* name = label({}, 10.5, QFont::DemiBold);
+        name->setText(name->fontMetrics().elidedText(
+            skill.name.isEmpty() ? QStringLiteral("Untitled skill") : skill.name, Qt::ElideRight, textWidth));
+        auto* command = label({}, 9, QFont::Normal, "secondary");
+        command->setText(command->fontMetrics().elidedText(skill.slashCommand(), Qt::ElideRight, textWidth));
+        setToolTip(skill.name);
         texts->addWidget(name);
         texts->addWidget(command);
         layout->addLayout(texts, 1);
