@@ -16,6 +16,7 @@
 #include <QPushButton>
 #include <QScrollArea>
 #include <QStackedWidget>
+#include <QStyledItemDelegate>
 #include <QVBoxLayout>
 
 namespace tavrik {
@@ -47,31 +48,69 @@ QPixmap iconChip(const Skill& skill, int size, qreal dpr) {
     return chip;
 }
 
-class SkillRow : public QWidget {
+enum Role { CommandRole = Qt::UserRole + 1, SymbolRole };
+
+// Rows are painted rather than built from widgets, so a library of thousands opens at once.
+class SkillRowDelegate : public QStyledItemDelegate {
 public:
-    SkillRow(const Skill& skill, qreal dpr) {
-        auto* layout = new QHBoxLayout(this);
-        layout->setContentsMargins(10, 8, 10, 8);
-        layout->setSpacing(12);
-        auto* icon = new QLabel;
-        icon->setPixmap(iconChip(skill, 34, dpr));
-        icon->setFixedSize(34, 34);
-        layout->addWidget(icon);
-        auto* texts = new QVBoxLayout;
-        texts->setSpacing(1);
-        // Long names end in an ellipsis; the full name is in the detail beside the list.
-        const int textWidth = 230;
-        auto* name = label({}, 10.5, QFont::DemiBold);
-        name->setText(name->fontMetrics().elidedText(
-            skill.name.isEmpty() ? QStringLiteral("Untitled skill") : skill.name, Qt::ElideRight, textWidth));
-        auto* command = label({}, 9, QFont::Normal, "secondary");
-        command->setText(command->fontMetrics().elidedText(skill.slashCommand(), Qt::ElideRight, textWidth));
-        setToolTip(skill.name);
-        texts->addWidget(name);
-        texts->addWidget(command);
-        layout->addLayout(texts, 1);
-        setAttribute(Qt::WA_TransparentForMouseEvents);
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    QSize sizeHint(const QStyleOptionViewItem&, const QModelIndex&) const override { return {0, 52}; }
+
+    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override {
+        painter->save();
+        painter->setRenderHint(QPainter::Antialiasing);
+        const QRectF row = QRectF(option.rect).adjusted(0, 1, 0, -1);
+        const bool selected = option.state.testFlag(QStyle::State_Selected);
+        const bool hovered = option.state.testFlag(QStyle::State_MouseOver);
+        if (selected || hovered) {
+            painter->setPen(Qt::NoPen);
+            painter->setBrush(selected ? Theme::selection : Theme::hover);
+            painter->drawRoundedRect(row, 10, 10);
+        }
+        const qreal dpr = painter->device() ? painter->device()->devicePixelRatioF() : 1.0;
+        const QString symbol = index.data(SymbolRole).toString();
+        const QString key = symbol + QString::number(dpr);
+        if (!m_chips.contains(key))
+            m_chips.insert(key, chipFor(symbol, 34, dpr));
+        painter->drawPixmap(QPointF(row.left() + 10, row.center().y() - 17), m_chips.value(key));
+
+        const int textLeft = int(row.left()) + 56;
+        const int textWidth = int(row.right()) - textLeft - 10;
+        QFont nameFont = Theme::font(10.5, QFont::DemiBold);
+        QFont commandFont = Theme::font(9);
+        painter->setFont(nameFont);
+        painter->setPen(Theme::text);
+        const QFontMetrics nameMetrics(nameFont);
+        const QRect nameRect(textLeft, int(row.top()) + 8, textWidth, nameMetrics.height());
+        painter->drawText(nameRect, Qt::AlignLeft | Qt::AlignVCenter,
+                          nameMetrics.elidedText(index.data(Qt::DisplayRole).toString(), Qt::ElideRight, textWidth));
+        painter->setFont(commandFont);
+        painter->setPen(Theme::secondaryText);
+        const QFontMetrics commandMetrics(commandFont);
+        const QRect commandRect(textLeft, nameRect.bottom() + 2, textWidth, commandMetrics.height());
+        painter->drawText(commandRect, Qt::AlignLeft | Qt::AlignVCenter,
+                          commandMetrics.elidedText(index.data(CommandRole).toString(), Qt::ElideRight, textWidth));
+        painter->restore();
     }
+
+private:
+    static QPixmap chipFor(const QString& symbol, int size, qreal dpr) {
+        QPixmap chip(QSize(size, size) * dpr);
+        chip.setDevicePixelRatio(dpr);
+        chip.fill(Qt::transparent);
+        QPainter painter(&chip);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(Theme::chip);
+        painter.drawRoundedRect(QRectF(0, 0, size, size), size * 0.28, size * 0.28);
+        const int inner = int(size * 0.56);
+        painter.drawPixmap(QPointF((size - inner) / 2.0, (size - inner) / 2.0),
+                           SkillIcon::bundledPixmap(symbol, inner, Theme::chipSymbol, dpr));
+        return chip;
+    }
+
+    mutable QHash<QString, QPixmap> m_chips;
 };
 
 QString escaped(const QString& text) {
@@ -272,6 +311,9 @@ MainWindow::MainWindow(AppState* app, QWidget* parent) : QWidget(parent), m_app(
     m_list->setFixedWidth(310);
     m_list->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     m_list->setSelectionMode(QAbstractItemView::SingleSelection);
+    m_list->setItemDelegate(new SkillRowDelegate(m_list));
+    m_list->setUniformItemSizes(true);
+    m_list->setMouseTracking(true);
     listColumn->addWidget(m_list, 1);
     columns->addLayout(listColumn);
     m_detail = new SkillDetailView;
@@ -357,10 +399,12 @@ void MainWindow::refreshSkills() {
     m_list->clear();
     int reselect = m_shown.isEmpty() ? -1 : 0;
     for (qsizetype i = 0; i < m_shown.size(); ++i) {
-        auto* item = new QListWidgetItem(m_list);
-        item->setSizeHint(QSize(0, 52));
-        m_list->setItemWidget(item, new SkillRow(m_shown[i], devicePixelRatioF()));
-        if (m_shown[i].id == selected)
+        const Skill& skill = m_shown[i];
+        auto* item = new QListWidgetItem(skill.name.isEmpty() ? QStringLiteral("Untitled skill") : skill.name, m_list);
+        item->setData(CommandRole, skill.slashCommand());
+        item->setData(SymbolRole, SkillIcon::symbol(skill));
+        item->setToolTip(skill.name);
+        if (skill.id == selected)
             reselect = int(i);
     }
     m_count->setText(m_search->text().trimmed().isEmpty()

@@ -39,9 +39,6 @@ QPushButton[kind="danger"]:hover { background: %11; }
 QPushButton[kind="quiet"] { border: none; background: transparent; color: %3; }
 QPushButton[kind="quiet"]:hover { color: %2; }
 QListWidget { background: transparent; border: none; outline: none; }
-QListWidget::item { border-radius: 10px; margin: 1px 0; }
-QListWidget::item:hover { background: %7; }
-QListWidget::item:selected { background: %5; }
 QScrollBar:vertical { background: transparent; width: 10px; margin: 2px; }
 QScrollBar::handle:vertical { background: %4; border-radius: 4px; min-height: 24px; }
 QScrollBar::add-line, QScrollBar::sub-line { height: 0; }
