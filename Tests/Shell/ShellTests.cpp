@@ -7,6 +7,7 @@
 #include "Tavrik/Onboarding/OnboardingWindow.h"
 #include "Tavrik/Overlay/OverlayController.h"
 #include "Tavrik/Overlay/OverlayFrame.h"
+#include "Tavrik/Shell/SingleInstance.h"
 #include "TavrikCore/Permissions/PermissionsManager.h"
 #include "TavrikCore/Storage/SkillStore.h"
 
@@ -21,6 +22,8 @@
 #include <QProcess>
 #include <QPushButton>
 #include <QScreen>
+#include <QTemporaryDir>
+#include <QElapsedTimer>
 #include <gtest/gtest.h>
 
 using namespace tavrik;
@@ -218,4 +221,23 @@ TEST(ProgramStart, WithoutADisplayItSaysSoInOneLine) {
     EXPECT_TRUE(err.startsWith("tavrik: no display")) << err.toStdString();
     EXPECT_EQ(err.count('\n'), 1);
     EXPECT_TRUE(tavrik.readAllStandardOutput().isEmpty());
+}
+
+TEST(SingleInstanceTest, ASecondStartHandsOverToTheRunningOne) {
+    QTemporaryDir runtime;
+    qputenv("XDG_RUNTIME_DIR", runtime.path().toUtf8());
+    SingleInstance nobodyYet;
+    EXPECT_FALSE(nobodyYet.handOverToRunning());
+
+    SingleInstance running;
+    ASSERT_TRUE(running.listen());
+    int reopened = 0;
+    QObject::connect(&running, &SingleInstance::reopenRequested, [&] { ++reopened; });
+    SingleInstance second;
+    EXPECT_TRUE(second.handOverToRunning());
+    QElapsedTimer clock;
+    clock.start();
+    while (reopened == 0 && clock.elapsed() < 3000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    EXPECT_EQ(reopened, 1);
 }

@@ -1,6 +1,7 @@
 #include "Tavrik/Shell/DesktopApplication.h"
 
 #include "Tavrik/Shell/AppShell.h"
+#include "Tavrik/Shell/SingleInstance.h"
 #include "TavrikCore/Version.h"
 
 #include <QApplication>
@@ -46,7 +47,13 @@ int runDesktopApplication(int argc, char** argv) {
     QApplication::setQuitOnLastWindowClosed(false);
     QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
 
+    SingleInstance instance;
+    if (instance.handOverToRunning())
+        return 0; // the running one shows its window
+    instance.listen();
+
     AppShell shell;
+    QObject::connect(&instance, &SingleInstance::reopenRequested, &shell, &AppShell::showMainWindow);
     shell.launch();
     return application.exec();
 }
