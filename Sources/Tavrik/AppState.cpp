@@ -326,9 +326,9 @@ void AppState::applyMarkdownEdits() {
     setPendingGeneratedSkill(skill);
 }
 
-void AppState::renameSkill(const QString& name) {
-    QStringList lines = m_pendingSkillMarkdown.split(u'\n');
-    // Only the front matter's own line; a "name:" in the steps or parameters stays.
+QString AppState::withName(const QString& markdown, const QString& name) {
+    QStringList lines = markdown.split(u'\n');
+    // Only the front matter's own line; a "name:" among the parameters is indented and stays.
     const bool hasFrontMatter = !lines.isEmpty() && lines.first().trimmed() == QStringLiteral("---");
     for (qsizetype i = hasFrontMatter ? 1 : 0; i < lines.size(); ++i) {
         if (hasFrontMatter && lines[i].trimmed() == QStringLiteral("---"))
@@ -338,7 +338,11 @@ void AppState::renameSkill(const QString& name) {
             break;
         }
     }
-    setPendingSkillMarkdown(lines.join(u'\n'));
+    return lines.join(u'\n');
+}
+
+void AppState::renameSkill(const QString& name) {
+    setPendingSkillMarkdown(withName(m_pendingSkillMarkdown, name));
     applyMarkdownEdits();
 }
 
@@ -523,6 +527,23 @@ void AppState::deleteSkill(const Skill& skill) {
     log(QStringLiteral("deleted skill ") + quotedName(skill.name));
     reloadSkills();
     log(QStringLiteral("skills now = %1").arg(m_skills.size()));
+}
+
+std::optional<QString> AppState::saveEditedSkill(const Skill& skill, const QString& markdown) {
+    Skill edited = skill;
+    if (const std::optional<Skill> parsed = SkillMarkdown::parse(markdown)) {
+        edited.name = parsed->name;
+        edited.trigger = parsed->trigger;
+        edited.summary = parsed->summary;
+        edited.appScope = parsed->appScope;
+    }
+    if (std::optional<QString> error = m_store.save(edited, markdown)) {
+        log(QStringLiteral("save FAILED for %1: %2").arg(quotedName(skill.name), *error));
+        return error;
+    }
+    log(QStringLiteral("saved edits of skill ") + quotedName(edited.name));
+    reloadSkills();
+    return std::nullopt;
 }
 
 std::optional<QString> AppState::exportSkill(const Skill& skill) {

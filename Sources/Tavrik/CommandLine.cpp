@@ -3,6 +3,7 @@
 #include "Tavrik/CastCommand.h"
 #include "Tavrik/SelfTest.h"
 #include "Tavrik/SkillReference.h"
+#include "Tavrik/TraceCommand.h"
 #include "TavrikCore/Storage/SkillMarkdown.h"
 #include "TavrikCore/Storage/SkillStore.h"
 #include "TavrikCore/Support/Json.h"
@@ -33,6 +34,10 @@ Commands:
                               run a skill without the interface; parameters
                               left out take their example values; --yes skips
                               the question before destructive steps; Ctrl-C stops
+  trace RECORDING [--narration TEXT]
+                              show what would be sent to the model to write a
+                              skill from a recording: the text exactly, and the
+                              frames with their sizes after downscaling
   --selftest                  run the built-in checks and exit
   --help, -h                  show this help
   --version                   print the version
@@ -121,8 +126,8 @@ int runCommand(const QStringList& arguments, QTextStream& out, QTextStream& err)
     if (arguments.contains(QStringLiteral("--selftest")))
         return SelfTest::run(out);
     if (arguments.isEmpty()) {
-        // The desktop application arrives with its own window code; until then say so plainly.
-        out << "The desktop application is not part of this build yet.\n\n" << kHelp;
+        // The program's entry starts the desktop application itself; here only the help remains.
+        out << kHelp;
         return kSuccess;
     }
     const QString command = arguments.first();
@@ -139,6 +144,8 @@ int runCommand(const QStringList& arguments, QTextStream& out, QTextStream& err)
         return listSkills(rest, io);
     if (command == QStringLiteral("show"))
         return showSkill(rest, io);
+    if (command == QStringLiteral("trace"))
+        return traceRecording(rest, out, err);
     if (command == QStringLiteral("cast"))
         return castSkill(rest, out, err);
     return io.fail(QStringLiteral("unknown command %1 (see tavrik --help)").arg(command), kUsage);

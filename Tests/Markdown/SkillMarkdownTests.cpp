@@ -2,6 +2,7 @@
 #include "TavrikCore/Support/Json.h"
 
 #include <gtest/gtest.h>
+#include <limits>
 
 using namespace tavrik;
 
@@ -133,6 +134,13 @@ TEST(SkillMarkdownRender, FullSkill) {
               "2. Empty the trash \u26A0\uFE0F\n"
               "3. Type it _(precondition: field focused)_\n"
               "7. Delete the draft _(precondition: the draft is open)_ \u26A0\uFE0F\n");
+}
+
+TEST(SkillMarkdownRender, StepNumbersComeFromTheIndex) {
+    Skill skill;
+    skill.plan = {step(-1, "minus"), step(std::numeric_limits<qint64>::max(), "top")};
+    EXPECT_TRUE(
+        SkillMarkdown::render(skill).endsWith("## Steps\n\n0. minus\n9223372036854775808. top\n"));
 }
 
 TEST(SkillMarkdownRender, QuotingTriggersOnlyOnItsCharacters) {

@@ -36,9 +36,11 @@ TEST(RunContext, AbortIsStickyAndAuditTrailKeepsOrderAcrossThreads) {
     const QList<AuditEntry> entries = context.auditLog();
     ASSERT_EQ(entries.size(), 1000);
     int expected = 0;
-    for (const AuditEntry& entry : entries)
-        if (entry.agentic)
+    for (const AuditEntry& entry : entries) {
+        if (entry.agentic) {
             EXPECT_EQ(entry.intent, QString::number(expected++));
+        }
+    }
 }
 
 TEST(TavrikState, FlagsAndEquality) {

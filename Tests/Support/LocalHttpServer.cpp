@@ -30,7 +30,8 @@ CannedResponse CannedResponse::json(int status, const QByteArray& body) {
     return text(status, body, "application/json");
 }
 
-CannedResponse CannedResponse::text(int status, const QByteArray& body, const QByteArray& contentType) {
+CannedResponse CannedResponse::text(int status, const QByteArray& body,
+                                    const QByteArray& contentType) {
     CannedResponse r;
     r.status = status;
     r.headers = {{"Content-Type", contentType}};
@@ -71,7 +72,9 @@ struct LocalHttpServer::Shared {
     QHash<QByteArray, Route> routes;
     QList<RecordedRequest> requests;
 
-    static QByteArray key(const QByteArray& method, const QByteArray& path) { return method.toUpper() + ' ' + path; }
+    static QByteArray key(const QByteArray& method, const QByteArray& path) {
+        return method.toUpper() + ' ' + path;
+    }
 
     CannedResponse answer(const RecordedRequest& request) {
         QByteArray path = request.path;
@@ -85,7 +88,8 @@ struct LocalHttpServer::Shared {
             if (it == routes.end())
                 return CannedResponse::text(404, "no route for " + request.method + ' ' + path);
             if (!it->handler) {
-                const CannedResponse& r = it->sequence.at(qMin(it->next, int(it->sequence.size()) - 1));
+                const CannedResponse& r =
+                    it->sequence.at(qMin(it->next, int(it->sequence.size()) - 1));
                 it->next = qMin(it->next + 1, int(it->sequence.size()) - 1);
                 return r;
             }
@@ -99,21 +103,36 @@ namespace {
 
 QByteArray reasonPhrase(int status) {
     switch (status) {
-    case 200: return "OK";
-    case 201: return "Created";
-    case 204: return "No Content";
-    case 301: return "Moved Permanently";
-    case 302: return "Found";
-    case 304: return "Not Modified";
-    case 400: return "Bad Request";
-    case 401: return "Unauthorized";
-    case 403: return "Forbidden";
-    case 404: return "Not Found";
-    case 429: return "Too Many Requests";
-    case 500: return "Internal Server Error";
-    case 503: return "Service Unavailable";
-    case 529: return "Overloaded";
-    default: return "Status";
+    case 200:
+        return "OK";
+    case 201:
+        return "Created";
+    case 204:
+        return "No Content";
+    case 301:
+        return "Moved Permanently";
+    case 302:
+        return "Found";
+    case 304:
+        return "Not Modified";
+    case 400:
+        return "Bad Request";
+    case 401:
+        return "Unauthorized";
+    case 403:
+        return "Forbidden";
+    case 404:
+        return "Not Found";
+    case 429:
+        return "Too Many Requests";
+    case 500:
+        return "Internal Server Error";
+    case 503:
+        return "Service Unavailable";
+    case 529:
+        return "Overloaded";
+    default:
+        return "Status";
     }
 }
 
@@ -154,7 +173,8 @@ private:
                 request.headers.append({line.left(colon).trimmed(), line.mid(colon + 1).trimmed()});
         }
         const QByteArray rest = m_buffer.mid(headEnd + 4);
-        if (request.header("Expect").compare("100-continue", Qt::CaseInsensitive) == 0 && !m_sentContinue) {
+        if (request.header("Expect").compare("100-continue", Qt::CaseInsensitive) == 0 &&
+            !m_sentContinue) {
             m_sentContinue = true;
             m_socket->write("HTTP/1.1 100 Continue\r\n\r\n");
         }
@@ -166,7 +186,8 @@ private:
                 if (lineEnd < 0)
                     return std::nullopt;
                 bool ok = false;
-                const qsizetype size = rest.mid(at, lineEnd - at).split(';').value(0).trimmed().toLongLong(&ok, 16);
+                const qsizetype size =
+                    rest.mid(at, lineEnd - at).split(';').value(0).trimmed().toLongLong(&ok, 16);
                 if (!ok)
                     return std::nullopt;
                 if (size == 0)
@@ -189,7 +210,8 @@ private:
     void respond(const CannedResponse& response) {
         if (response.neverAnswer)
             return;
-        QByteArray head = "HTTP/1.1 " + QByteArray::number(response.status) + ' ' + reasonPhrase(response.status) + "\r\n";
+        QByteArray head = "HTTP/1.1 " + QByteArray::number(response.status) + ' ' +
+                          reasonPhrase(response.status) + "\r\n";
         for (const auto& [name, value] : response.headers)
             head += name + ": " + value + "\r\n";
         head += "Connection: close\r\n";
@@ -220,7 +242,8 @@ private:
             if (!self || self->m_socket->state() != QAbstractSocket::ConnectedState)
                 return;
             if (!piece.data.isEmpty()) {
-                self->m_socket->write(QByteArray::number(piece.data.size(), 16) + "\r\n" + piece.data + "\r\n");
+                self->m_socket->write(QByteArray::number(piece.data.size(), 16) + "\r\n" +
+                                      piece.data + "\r\n");
                 self->m_socket->flush();
             }
             self->sendNextPiece();
@@ -261,17 +284,23 @@ LocalHttpServer::LocalHttpServer() : m_shared(std::make_shared<Shared>()), m_thr
 LocalHttpServer::~LocalHttpServer() {
     // The sockets are the server's children and go with it, on the thread that owns them.
     QObject* server = m_server;
-    QMetaObject::invokeMethod(server, [server] { delete server; }, Qt::BlockingQueuedConnection);
+    QMetaObject::invokeMethod(
+        server, [server] { delete server; }, Qt::BlockingQueuedConnection);
     m_thread->quit();
     m_thread->wait();
     delete m_thread;
 }
 
-QString LocalHttpServer::baseUrl() const { return QStringLiteral("http://127.0.0.1:%1").arg(m_port); }
+QString LocalHttpServer::baseUrl() const {
+    return QStringLiteral("http://127.0.0.1:%1").arg(m_port);
+}
 
-QUrl LocalHttpServer::url(const QString& path) const { return QUrl(baseUrl() + path); }
+QUrl LocalHttpServer::url(const QString& path) const {
+    return QUrl(baseUrl() + path);
+}
 
-void LocalHttpServer::route(const QByteArray& method, const QString& path, const CannedResponse& response) {
+void LocalHttpServer::route(const QByteArray& method, const QString& path,
+                            const CannedResponse& response) {
     routeSequence(method, path, {response});
 }
 

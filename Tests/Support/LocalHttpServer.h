@@ -7,7 +7,6 @@
 #include <QPair>
 #include <QString>
 #include <QUrl>
-
 #include <functional>
 #include <memory>
 
@@ -21,7 +20,7 @@ using HeaderList = QList<QPair<QByteArray, QByteArray>>;
 // Content-Length or chunked framing.
 struct RecordedRequest {
     QByteArray method;
-    QByteArray path;  // with the query, as sent on the request line
+    QByteArray path; // with the query, as sent on the request line
     HeaderList headers;
     QByteArray body;
 
@@ -55,7 +54,8 @@ struct CannedResponse {
     bool neverAnswer = false;
 
     static CannedResponse json(int status, const QByteArray& body);
-    static CannedResponse text(int status, const QByteArray& body, const QByteArray& contentType = "text/plain");
+    static CannedResponse text(int status, const QByteArray& body,
+                               const QByteArray& contentType = "text/plain");
     static CannedResponse eventStream(const QList<Piece>& pieces, int status = 200);
     static CannedResponse silence();
     // Splits `data` every `pieceSize` bytes, each piece after `delayMs`.
@@ -82,7 +82,8 @@ public:
     // Every request to method+path (path without the query) gets this answer.
     void route(const QByteArray& method, const QString& path, const CannedResponse& response);
     // Successive requests get successive answers; the last one repeats.
-    void routeSequence(const QByteArray& method, const QString& path, const QList<CannedResponse>& responses);
+    void routeSequence(const QByteArray& method, const QString& path,
+                       const QList<CannedResponse>& responses);
     // The handler runs on the server thread.
     void route(const QByteArray& method, const QString& path, Handler handler);
 

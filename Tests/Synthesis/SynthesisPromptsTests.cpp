@@ -2,14 +2,15 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
-
 #include <gtest/gtest.h>
 
 using namespace tavrik;
 
 namespace {
 
-qsizetype utf8Length(const QString& text) { return text.toUtf8().size(); }
+qsizetype utf8Length(const QString& text) {
+    return text.toUtf8().size();
+}
 
 TEST(SynthesisPrompts, TextsHaveTheirExactLengthsAndKeyPhrases) {
     EXPECT_EQ(utf8Length(SynthesisPrompts::markdownSystemPrompt()), 3867);
@@ -47,9 +48,9 @@ TEST(SynthesisPrompts, SchemaSurvivesSerialisationAndClosesEveryObject) {
         QJsonDocument::fromJson(QJsonDocument(SynthesisPrompts::schema()).toJson()).object();
     const QJsonArray required = schema["required"].toArray();
     ASSERT_EQ(required.size(), 7);
-    EXPECT_EQ(required.toVariantList(), QJsonArray({"name", "trigger", "summary", "mode", "app_scope",
-                                                     "parameters", "plan"})
-                                            .toVariantList());
+    EXPECT_EQ(required.toVariantList(),
+              QJsonArray({"name", "trigger", "summary", "mode", "app_scope", "parameters", "plan"})
+                  .toVariantList());
     EXPECT_FALSE(schema.contains("strict"));
     expectClosed(schema, "top");
 
@@ -65,10 +66,11 @@ TEST(SynthesisPrompts, SchemaSurvivesSerialisationAndClosesEveryObject) {
     expectClosed(step, "step");
     const QJsonObject stepProperties = step["properties"].toObject();
     EXPECT_EQ(stepProperties["action"].toObject()["enum"].toArray(),
-              QJsonArray({"click", "rightClick", "doubleClick", "drag", "keystroke", "scroll", "appSwitch",
-                          "windowFocus", "wait"}));
+              QJsonArray({"click", "rightClick", "doubleClick", "drag", "keystroke", "scroll",
+                          "appSwitch", "windowFocus", "wait"}));
     EXPECT_EQ(stepProperties["text"].toObject(),
-              QJsonObject({{"anyOf", QJsonArray{QJsonObject{{"type", "string"}}, QJsonObject{{"type", "null"}}}}}));
+              QJsonObject({{"anyOf", QJsonArray{QJsonObject{{"type", "string"}},
+                                                QJsonObject{{"type", "null"}}}}}));
     const QJsonArray targetChoices = stepProperties["target"].toObject()["anyOf"].toArray();
     ASSERT_EQ(targetChoices.size(), 2);
     expectClosed(targetChoices[0].toObject(), "target");

@@ -8,7 +8,6 @@
 #include <QNetworkReply>
 #include <QTcpSocket>
 #include <QTimer>
-
 #include <gtest/gtest.h>
 
 using namespace tavrik::test;
@@ -72,8 +71,11 @@ TEST_F(LocalHttpServerTest, AnswersRoutesAndRecordsRequests) {
 }
 
 TEST_F(LocalHttpServerTest, SequencesRepeatTheirLastAnswerAndHandlersSeeTheRequest) {
-    server.routeSequence("GET", "/feed", {CannedResponse::text(500, "down"), CannedResponse::text(200, "up")});
-    server.route("POST", "/echo", [](const RecordedRequest& r) { return CannedResponse::text(200, r.body.toUpper()); });
+    server.routeSequence("GET", "/feed",
+                         {CannedResponse::text(500, "down"), CannedResponse::text(200, "up")});
+    server.route("POST", "/echo", [](const RecordedRequest& r) {
+        return CannedResponse::text(200, r.body.toUpper());
+    });
     EXPECT_EQ(send(nam, QNetworkRequest(server.url("/feed")), "GET").status, 500);
     EXPECT_EQ(send(nam, QNetworkRequest(server.url("/feed")), "GET").body, "up");
     EXPECT_EQ(send(nam, QNetworkRequest(server.url("/feed")), "GET").body, "up");
@@ -82,11 +84,12 @@ TEST_F(LocalHttpServerTest, SequencesRepeatTheirLastAnswerAndHandlersSeeTheReque
 
 TEST_F(LocalHttpServerTest, StreamsPiecesInSeparateReads) {
     const QByteArray events = "event: ping\ndata: {\"type\":\"ping\"}\n\n";
-    server.route("GET", "/stream", CannedResponse::eventStream(CannedResponse::split(events, 7, 15)));
+    server.route("GET", "/stream",
+                 CannedResponse::eventStream(CannedResponse::split(events, 7, 15)));
     Exchange e = send(nam, QNetworkRequest(server.url("/stream")), "GET");
     EXPECT_EQ(e.status, 200);
     EXPECT_EQ(e.body, events);
-    EXPECT_GT(e.reads, 2);  // delays keep the pieces apart
+    EXPECT_GT(e.reads, 2); // delays keep the pieces apart
 
     CannedResponse dropped = CannedResponse::eventStream({{"data: {\"a\"", 0}});
     dropped.dropAtEnd = true;

@@ -8,6 +8,10 @@
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
+#include <X11/Xatom.h>
+#include <X11/Xlib.h>
+#include <unistd.h>
+
 using namespace tavrik;
 
 namespace {
@@ -23,9 +27,27 @@ protected:
         ASSERT_FALSE(displays.isEmpty());
         main = displays.first();
         ASSERT_TRUE(main.isMain);
-        // Fixed colours at known places: red top-left, blue in the middle.
+        // Fixed colours at known places: red top-left, blue in the middle; the pointer out of
+        // the way.
         desktop.createWindow(0, 0, 200, 100, 0xff0000);
         desktop.createWindow(500, 300, 100, 100, 0x0000ff);
+        desktop.moveTo(int(main.frame.size.width) - 2, int(main.frame.size.height) - 2);
+        desktop.sync();
+    }
+
+    // Marks a window as belonging to this process, as the toolkit does for its own windows.
+    void markAsOurs(unsigned long window) {
+        const long pid = long(getpid());
+        XChangeProperty(desktop.display(), window, XInternAtom(desktop.display(), "_NET_WM_PID", False),
+                        XA_CARDINAL, 32, PropModeReplace, reinterpret_cast<const unsigned char*>(&pid), 1);
+        desktop.sync();
+    }
+
+    QImage captureImage() {
+        const QString path = dir.filePath("frame.png");
+        if (!capture(int(main.frame.size.width), int(main.frame.size.height), {}, path))
+            return {};
+        return QImage(path);
     }
 
     std::optional<Size> capture(int width, int height, QList<Rect> redact, const QString& path,
@@ -80,6 +102,33 @@ TEST_F(Capture, SavedFrameShowsTheScreenWithRedactedRegionsBlack) {
     // A second capture reuses the buffer: the redaction of the first is gone.
     ASSERT_TRUE(capture(w, h, {}, path));
     EXPECT_TRUE(isColour(QImage(path), 0, 0, 255, 0, 0));
+}
+
+TEST_F(Capture, ThisProcesssWindowsAreLeftOutAndThePointerIsDrawnIn) {
+    // A green window of ours over a corner of the blue one and a white one of someone else.
+    const unsigned long ours = desktop.createWindow(450, 250, 100, 100, 0x00ff00);
+    markAsOurs(ours);
+    desktop.createWindow(780, 780, 60, 60, 0xffffff);
+    desktop.moveTo(810, 810);
+    desktop.sync();
+    const QImage image = captureImage();
+    ASSERT_FALSE(image.isNull());
+    EXPECT_TRUE(isColour(image, 520, 320, 0, 0, 255)); // the blue window under ours
+    EXPECT_TRUE(isColour(image, 549, 349, 0, 0, 255));
+    for (int y = 250; y < 350; y += 7)
+        for (int x = 450; x < 550; x += 7)
+            ASSERT_FALSE(isColour(image, x, y, 0, 255, 0)) << x << "," << y;
+    // The pointer over the white window.
+    int marked = 0;
+    for (int y = 795; y < 825; ++y)
+        for (int x = 795; x < 825; ++x)
+            marked += !isColour(image, x, y, 255, 255, 255);
+    EXPECT_GT(marked, 10);
+
+    // Someone else's window in the same place is captured as it is.
+    const unsigned long theirs = desktop.createWindow(450, 250, 100, 100, 0x00ff00);
+    Q_UNUSED(theirs);
+    EXPECT_TRUE(isColour(captureImage(), 520, 320, 0, 255, 0));
 }
 
 TEST_F(Capture, FrameIsScaledToTheRequestedPixelSize) {

@@ -1,6 +1,7 @@
 #include "TavrikCore/Models/ExecutionPlanDocument.h"
 #include "TavrikCore/Support/Json.h"
 
+#include <array>
 #include <limits>
 
 namespace tavrik {
@@ -140,22 +141,86 @@ size_t qHash(const RuntimeSpec& spec, size_t seed) {
     return seed;
 }
 
+namespace {
+
+// What each ASCII character becomes in a slash command: letters lower-cased, digits kept, "&"
+// marked for "and", everything else (0) separates.
+constexpr std::array<char16_t, 128> kAsciiSlash = [] {
+    std::array<char16_t, 128> table{};
+    for (char16_t c = u'0'; c <= u'9'; ++c)
+        table[c] = c;
+    for (char16_t c = u'a'; c <= u'z'; ++c)
+        table[c] = table[c - 32] = c;
+    table[u'&'] = u'&';
+    return table;
+}();
+
+} // namespace
+
 QString Skill::slashCommand() const {
-    const QString lowered = name.toLower().replace(u'&', QStringLiteral("and"));
-    QStringList pieces;
-    QString piece;
-    // Walk code points so letters outside the BMP count as letters.
-    for (char32_t c : lowered.toUcs4()) {
-        if (QChar::isLetterOrNumber(c)) {
-            piece += QString::fromUcs4(&c, 1);
-        } else if (!piece.isEmpty()) {
-            pieces.append(piece);
-            piece.clear();
+    // The palette computes this for every skill on every keystroke, so it is one pass into one
+    // buffer. Lower-casing goes code point by code point, as QString::toLower does; the one
+    // code point that lower-cases to two is "İ", to "i" and a combining dot, which separates.
+    // Each code unit of the name adds at most four units ("&" after a separator: "-and").
+    QString text(1 + 4 * name.size(), Qt::Uninitialized);
+    char16_t* const start = reinterpret_cast<char16_t*>(text.data());
+    char16_t* out = start;
+    *out++ = u'/';
+    bool separated = false;
+    auto beginPiece = [&] {
+        if (separated && out - start > 1)
+            *out++ = u'-';
+        separated = false;
+    };
+    const QStringView view(name);
+    for (qsizetype i = 0; i < view.size();) {
+        char32_t c = view[i].unicode();
+        if (c < 0x80) {
+            ++i;
+            const char16_t mapped = kAsciiSlash[c];
+            if (mapped == 0) {
+                separated = true;
+            } else if (mapped == u'&') {
+                beginPiece();
+                *out++ = u'a';
+                *out++ = u'n';
+                *out++ = u'd';
+            } else {
+                beginPiece();
+                *out++ = mapped;
+            }
+            continue;
+        }
+        // Whole code points, so letters outside the BMP count as letters.
+        if (QChar::isHighSurrogate(c) && i + 1 < view.size() && view[i + 1].isLowSurrogate()) {
+            c = QChar::surrogateToUcs4(view[i], view[i + 1]);
+            i += 2;
+        } else {
+            ++i;
+        }
+        if (c == 0x0130) {
+            beginPiece();
+            *out++ = u'i';
+            separated = true;
+            continue;
+        }
+        c = QChar::toLower(c);
+        if (!QChar::isLetterOrNumber(c)) {
+            separated = true;
+            continue;
+        }
+        beginPiece();
+        if (QChar::requiresSurrogates(c)) {
+            *out++ = QChar::highSurrogate(c);
+            *out++ = QChar::lowSurrogate(c);
+        } else {
+            *out++ = char16_t(c);
         }
     }
-    if (!piece.isEmpty())
-        pieces.append(piece);
-    return pieces.isEmpty() ? QStringLiteral("/skill") : u'/' + pieces.join(u'-');
+    if (out - start == 1)
+        return QStringLiteral("/skill");
+    text.truncate(out - start);
+    return text;
 }
 
 QJsonObject Skill::toJson() const {

@@ -4,6 +4,7 @@
 
 #include <QList>
 #include <QString>
+#include <array>
 #include <optional>
 
 // Subsequence ranking of what the user typed against each item's texts; adjacent runs and a
@@ -20,7 +21,7 @@ template <typename Item, typename Fields>
 QList<Item> rank(const QList<Item>& items, const QString& query, Fields fields);
 
 // The texts a skill is matched on in the palette: slash command, name, trigger.
-QList<QString> skillFields(const Skill& skill);
+std::array<QString, 3> skillFields(const Skill& skill);
 
 } // namespace tavrik::FuzzyMatch
 

@@ -12,8 +12,14 @@ namespace tavrik::FuzzyMatch {
 
 namespace detail {
 
+// Whether a code point outside ASCII is always a whole character on its own, beside any other
+// such code point or ASCII, and lower-cases to one code point (of the same size) that
+// composition leaves alone: most Latin, Greek, Cyrillic, punctuation, kana, CJK, Hangul and
+// emoji. Texts with anything else take the general path.
+bool standsAlone(char32_t codePoint);
+
 // A query prepared once per ranking: folded and cut into characters, so scoring each text is a
-// single pass that allocates nothing when the text is ASCII.
+// single pass that allocates nothing unless the text holds combining marks or the like.
 class Needle {
 public:
     // What the user typed: trimmed of blanks and tabs (not line breaks) and folded.
@@ -28,7 +34,8 @@ public:
 
 private:
     explicit Needle(QString text);
-    std::optional<int> scoreAscii(QStringView text, bool fold, bool* ascii) const;
+    template <bool Simple, bool Fold>
+    std::optional<int> scoreUnits(QStringView text, bool* done) const;
     std::optional<int> scoreClusters(QStringView text) const;
     QStringView cluster(qsizetype k) const {
         return QStringView(m_text).sliced(m_starts[k], m_starts[k + 1] - m_starts[k]);
@@ -37,7 +44,7 @@ private:
 
     QString m_text;
     std::vector<qsizetype> m_starts; // start of each character, then the end
-    bool m_simple = false;           // every character is a single ASCII code unit
+    bool m_simple = false;           // every character is one code unit, none of them "\r"
 };
 
 } // namespace detail

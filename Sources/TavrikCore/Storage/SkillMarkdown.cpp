@@ -2,7 +2,7 @@
 
 #include "TavrikCore/Support/Json.h"
 
-#include <QHash>
+#include <limits>
 
 namespace tavrik::SkillMarkdown {
 
@@ -22,7 +22,7 @@ bool needsQuotes(const QString& value) {
     return false;
 }
 
-// Front-matter values are quoted only where a YAML reader would otherwise misread them. The
+// Values holding ":", "#", "," or "[" or starting with a blank are quoted; nothing else is. The
 // parser strips the quotes but keeps the backslashes, so quoting is not a perfect round trip.
 QString quoted(const QString& value) {
     if (!needsQuotes(value))
@@ -66,6 +66,13 @@ void renderRuntime(QString& out, const RuntimeSpec& runtime) {
                 putLine(out, u"      url_template: ", *step.urlTemplate);
         }
     }
+}
+
+// The one-based number shown for a step; a hand-edited plan may hold any 64-bit index.
+QString stepNumber(qint64 index) {
+    if (index == std::numeric_limits<qint64>::max())
+        return QStringLiteral("9223372036854775808");
+    return QString::number(index + 1);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -121,10 +128,35 @@ private:
     qsizetype m_position = 0;
 };
 
+// Parsed values stay views into the text until a field takes them.
+using Value = std::optional<QStringView>;
+
+std::optional<QString> toText(Value value) {
+    return value ? std::optional(value->toString()) : std::nullopt;
+}
+
+struct KeyValue {
+    QStringView key;
+    QStringView value;
+};
+
+// The front-matter keys the parser reads; any other key is read and ignored.
 struct FrontMatter {
-    QHash<QString, QString> keys;
+    Value name, description, trigger, mode, created, appScope, url;
     QList<QStringView> rawLines; // between the opening and closing "---", untrimmed
     QStringView body;
+
+    void set(const KeyValue& kv) {
+        for (auto [key, slot] : {std::pair{u"name", &name},
+                                 {u"description", &description},
+                                 {u"trigger", &trigger},
+                                 {u"mode", &mode},
+                                 {u"created", &created},
+                                 {u"app_scope", &appScope},
+                                 {u"url", &url}})
+            if (kv.key == QStringView(key))
+                *slot = kv.value;
+    }
 };
 
 FrontMatter splitFrontMatter(QStringView text) {
@@ -143,25 +175,20 @@ FrontMatter splitFrontMatter(QStringView text) {
         }
         result.rawLines.append(line);
         // Indented lines belong to a block. Only a blank counts as indentation here, so a
-        // tab-indented "key: value" still lands in the table.
+        // tab-indented "key: value" still lands among the keys.
         if (line.startsWith(u' '))
             continue;
         const qsizetype colon = line.indexOf(u':');
         if (colon < 0)
             continue;
         const QStringView value = trimmed(line.sliced(colon + 1));
-        if (value.isEmpty())
-            continue;
-        result.keys.insert(trimmed(line.first(colon)).toString(), unquoted(value).toString());
+        if (!value.isEmpty())
+            result.set({trimmed(line.first(colon)), unquoted(value)});
     }
     return result; // never closed: every line was front matter, the body is empty
 }
 
-struct KeyValue {
-    QString key;
-    QString value;
-};
-
+// A "key: value" line inside a block; nothing without a colon or with an empty key.
 std::optional<KeyValue> keyValue(QStringView line) {
     const qsizetype colon = line.indexOf(u':');
     if (colon < 0)
@@ -169,14 +196,7 @@ std::optional<KeyValue> keyValue(QStringView line) {
     const QStringView key = trimmed(line.first(colon));
     if (key.isEmpty())
         return std::nullopt;
-    return KeyValue{key.toString(), unquoted(trimmed(line.sliced(colon + 1))).toString()};
-}
-
-std::optional<QString> valueOf(const QHash<QString, QString>& keys, const QString& key) {
-    const auto found = keys.constFind(key);
-    if (found == keys.constEnd())
-        return std::nullopt;
-    return *found;
+    return KeyValue{key, unquoted(trimmed(line.sliced(colon + 1)))};
 }
 
 qsizetype findBlock(const QList<QStringView>& lines, QStringView header) {
@@ -186,32 +206,44 @@ qsizetype findBlock(const QList<QStringView>& lines, QStringView header) {
     return -1;
 }
 
-std::optional<RuntimeSpec> closeStep(const QHash<QString, QString>& keys) {
-    const auto type = valueOf(keys, QStringLiteral("type"));
-    if (!type)
-        return std::nullopt;
-    RuntimeSpec step;
-    step.type = *type;
-    step.app = valueOf(keys, QStringLiteral("app"));
-    step.urlTemplate = valueOf(keys, QStringLiteral("url_template"));
-    return step;
-}
+// One "- type: ..." item under "steps:"; other keys are ignored.
+struct StepKeys {
+    Value type, app, urlTemplate;
+
+    void set(const KeyValue& kv) {
+        if (kv.key == u"type")
+            type = kv.value;
+        else if (kv.key == u"app")
+            app = kv.value;
+        else if (kv.key == u"url_template")
+            urlTemplate = kv.value;
+    }
+    // A step without a type is dropped.
+    std::optional<RuntimeSpec> close() const {
+        if (!type)
+            return std::nullopt;
+        RuntimeSpec step;
+        step.type = type->toString();
+        step.app = toText(app);
+        step.urlTemplate = toText(urlTemplate);
+        return step;
+    }
+};
 
 std::optional<RuntimeSpec> parseRuntime(const QList<QStringView>& lines) {
     const qsizetype start = findBlock(lines, u"runtime:");
     if (start < 0)
         return std::nullopt;
 
-    RuntimeSpec runtime;
-    std::optional<QString> type;
+    StepKeys own; // the runtime's own keys read the same way as a step's
     QList<QString> templates;
     QList<RuntimeSpec> steps;
-    std::optional<QHash<QString, QString>> step; // the open step
+    std::optional<StepKeys> step; // the open step
     bool inTemplates = false;
     bool inSteps = false;
     auto closeOpenStep = [&] {
         if (step)
-            if (auto closed = closeStep(*step))
+            if (auto closed = step->close())
                 steps.append(std::move(*closed));
         step.reset();
     };
@@ -247,22 +279,20 @@ std::optional<RuntimeSpec> parseRuntime(const QList<QStringView>& lines) {
             }
             if (step)
                 if (auto kv = keyValue(opens ? text.sliced(2) : text))
-                    step->insert(kv->key, kv->value);
+                    step->set(*kv);
             continue;
         }
-        if (auto kv = keyValue(text)) {
-            if (kv->key == u"type")
-                type = kv->value;
-            else if (kv->key == u"app")
-                runtime.app = kv->value;
-            else if (kv->key == u"url_template")
-                runtime.urlTemplate = kv->value;
-        }
+        if (auto kv = keyValue(text))
+            own.set(*kv);
     }
     closeOpenStep();
 
-    runtime.type =
-        type.value_or(steps.isEmpty() ? QStringLiteral("open_url") : QStringLiteral("sequence"));
+    RuntimeSpec runtime;
+    runtime.type = own.type          ? own.type->toString()
+                   : steps.isEmpty() ? QStringLiteral("open_url")
+                                     : QStringLiteral("sequence");
+    runtime.app = toText(own.app);
+    runtime.urlTemplate = toText(own.urlTemplate);
     if (!templates.isEmpty())
         runtime.urlTemplates = std::move(templates);
     if (!steps.isEmpty())
@@ -270,19 +300,32 @@ std::optional<RuntimeSpec> parseRuntime(const QList<QStringView>& lines) {
     return runtime;
 }
 
-std::optional<Parameter> closeParameter(const QHash<QString, QString>& keys) {
-    const auto name = valueOf(keys, QStringLiteral("name"));
-    if (!name)
-        return std::nullopt;
-    Parameter parameter;
-    parameter.name = *name;
-    parameter.type =
-        parameterTypeFromString(keys.value(QStringLiteral("type"))).value_or(ParameterType::text);
-    parameter.prompt = keys.value(QStringLiteral("prompt"));
-    parameter.exampleValue = valueOf(keys, QStringLiteral("example"))
-                                 .value_or(keys.value(QStringLiteral("example_value")));
-    return parameter;
-}
+// One "- name: ..." item under "parameters:"; other keys are ignored.
+struct ParameterKeys {
+    Value name, type, prompt, example, exampleValue;
+
+    void set(const KeyValue& kv) {
+        for (auto [key, slot] : {std::pair{u"name", &name},
+                                 {u"type", &type},
+                                 {u"prompt", &prompt},
+                                 {u"example", &example},
+                                 {u"example_value", &exampleValue}})
+            if (kv.key == QStringView(key))
+                *slot = kv.value;
+    }
+    // An item without a name is dropped; an unknown type reads as text.
+    std::optional<Parameter> close() const {
+        if (!name)
+            return std::nullopt;
+        Parameter parameter; // with a fresh id
+        parameter.name = name->toString();
+        parameter.type =
+            parameterTypeFromString(type.value_or(QStringView())).value_or(ParameterType::text);
+        parameter.prompt = prompt.value_or(QStringView()).toString();
+        parameter.exampleValue = example.value_or(exampleValue.value_or(QStringView())).toString();
+        return parameter;
+    }
+};
 
 QList<Parameter> parseParameters(const QList<QStringView>& lines) {
     QList<Parameter> parameters;
@@ -290,10 +333,10 @@ QList<Parameter> parseParameters(const QList<QStringView>& lines) {
     if (start < 0)
         return parameters;
 
-    std::optional<QHash<QString, QString>> item;
+    std::optional<ParameterKeys> item;
     auto closeItem = [&] {
         if (item)
-            if (auto parameter = closeParameter(*item))
+            if (auto parameter = item->close())
                 parameters.append(std::move(*parameter));
         item.reset();
     };
@@ -310,7 +353,7 @@ QList<Parameter> parseParameters(const QList<QStringView>& lines) {
         }
         if (item)
             if (auto kv = keyValue(opens ? text.sliced(2) : text))
-                item->insert(kv->key, kv->value);
+                item->set(*kv);
     }
     closeItem();
     return parameters;
@@ -382,7 +425,7 @@ QString render(const Skill& skill) {
     out += skill.summary;
     out += u"\n\n## Steps\n\n";
     for (const PlanStep& step : skill.plan) {
-        out += QString::number(step.index + 1);
+        out += stepNumber(step.index);
         out += u". ";
         out += step.intent;
         if (step.precondition) {
@@ -404,25 +447,18 @@ std::optional<Skill> parse(const QString& text) {
         view = view.sliced(1);
     const FrontMatter front = splitFrontMatter(view);
 
-    Skill skill;
-    skill.id = QUuid::createUuid();
-    skill.name =
-        valueOf(front.keys, QStringLiteral("name")).value_or(QStringLiteral("Untitled skill"));
-    skill.trigger = valueOf(front.keys, QStringLiteral("trigger")).value_or(skill.name);
-    skill.mode = parseExecutionMode(valueOf(front.keys, QStringLiteral("mode")));
-    const auto created = valueOf(front.keys, QStringLiteral("created"));
-    skill.createdAt = (created ? json::parseDate(*created) : std::nullopt)
+    Skill skill; // with a fresh id and no source recording
+    skill.name = front.name ? front.name->toString() : QStringLiteral("Untitled skill");
+    skill.trigger = front.trigger ? front.trigger->toString() : skill.name;
+    skill.mode = parseExecutionMode(toText(front.mode));
+    skill.createdAt = (front.created ? json::parseDate(*front.created) : std::nullopt)
                           .value_or(QDateTime::fromSecsSinceEpoch(0, Qt::UTC));
-    if (const auto scope = valueOf(front.keys, QStringLiteral("app_scope")))
-        skill.appScope = parseAppScope(*scope);
-    skill.url = valueOf(front.keys, QStringLiteral("url"));
+    if (front.appScope)
+        skill.appScope = parseAppScope(*front.appScope);
+    skill.url = toText(front.url);
     skill.runtime = parseRuntime(front.rawLines);
     skill.parameters = parseParameters(front.rawLines);
-    if (const auto description = valueOf(front.keys, QStringLiteral("description")))
-        skill.summary = *description;
-    else
-        skill.summary = summaryFromBody(front.body);
-    skill.sourceRecordingID.reset();
+    skill.summary = front.description ? front.description->toString() : summaryFromBody(front.body);
     return skill;
 }
 

@@ -11,14 +11,21 @@ QUrl fromEnvironment(const char* variable, const char* fallback) {
         const QString scheme = url.scheme().toLower();
         if (url.isValid() && (scheme == "http" || scheme == "https") && !url.host().isEmpty())
             return url;
-        qWarning("Tavrik: ignoring %s=\"%s\": not an http or https address", variable, qPrintable(value));
+        qWarning("Tavrik: ignoring %s=\"%s\": not an http or https address", variable,
+                 qPrintable(value));
     }
     return QUrl(QString::fromLatin1(fallback));
 }
 
-QUrl modelApi() { return fromEnvironment(modelApiVariable, defaultModelApi); }
-QUrl web() { return fromEnvironment(webVariable, defaultWeb); }
-QUrl analytics() { return fromEnvironment(analyticsVariable, defaultAnalytics); }
+QUrl modelApi() {
+    return fromEnvironment(modelApiVariable, defaultModelApi);
+}
+QUrl web() {
+    return fromEnvironment(webVariable, defaultWeb);
+}
+QUrl analytics() {
+    return fromEnvironment(analyticsVariable, defaultAnalytics);
+}
 
 QUrl endpoint(const QUrl& host, const QString& path) {
     QUrl url = host;

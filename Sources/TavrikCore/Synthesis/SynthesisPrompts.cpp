@@ -1,9 +1,9 @@
 #include "TavrikCore/Synthesis/SynthesisPrompts.h"
 
-#include <QJsonArray>
-
 #include "TavrikCore/Models/ActionType.h"
 #include "TavrikCore/Models/ParameterType.h"
+
+#include <QJsonArray>
 
 namespace tavrik::SynthesisPrompts {
 
@@ -11,7 +11,8 @@ namespace {
 
 // Kept as raw literals so the texts read as the model reads them; the runs of spaces inside some
 // list items are part of the texts.
-constexpr const char kMarkdownSystemPrompt[] = R"PROMPT(You are Tavrik's skill writer. You turn a recording of a user performing a task on macOS — an ordered interaction trace plus key-frame screenshots — into a SKILL.md that an AGENT will later follow to perform the task LIVE in the user's real, already-logged-in Chrome.
+constexpr const char kMarkdownSystemPrompt[] =
+    R"PROMPT(You are Tavrik's skill writer. You turn a recording of a user performing a task on macOS — an ordered interaction trace plus key-frame screenshots — into a SKILL.md that an AGENT will later follow to perform the task LIVE in the user's real, already-logged-in Chrome.
 
 HOW THE SKILL RUNS (write for this): an agent reads your SKILL.md and carries it out step by step using a small, fixed toolbelt — it can:
 - open(url): navigate the browser to a URL (in the user's logged-in Chrome),
@@ -50,7 +51,8 @@ Numbered, ordered steps the agent can carry out with its toolbelt. Each step is 
 ## Success
 One line describing the end state, so the agent knows when to call finish.)PROMPT";
 
-constexpr const char kSystemPrompt[] = R"PROMPT(You are Tavrik's skill synthesizer. You convert a recording of a user performing a task on macOS — an ordered interaction trace plus key-frame screenshots — into a saved skill that RECREATES EXACTLY what was recorded.
+constexpr const char kSystemPrompt[] =
+    R"PROMPT(You are Tavrik's skill synthesizer. You convert a recording of a user performing a task on macOS — an ordered interaction trace plus key-frame screenshots — into a saved skill that RECREATES EXACTLY what was recorded.
 
 Be faithful, not clever. Produce exactly ONE step per recorded interaction, in the same order. Do NOT add setup, navigation, recovery, or wait steps that weren't recorded, and do NOT reorder, merge, or reinterpret. The skill should reproduce what it saw.
 - Give the skill a short, descriptive `name`, a natural `trigger` phrase a user   would type, and a one-sentence `summary` of what it does.
@@ -62,7 +64,8 @@ Be faithful, not clever. Produce exactly ONE step per recorded interaction, in t
 - List the bundle IDs touched in `app_scope`.
 Index steps from 0 in order, one per recorded interaction. Return only the structured object.)PROMPT";
 
-constexpr const char kNarrationFraming[] = R"PROMPT(While demonstrating, the user said this out loud. Treat it as the primary statement of intent — what the skill is for, what to name it, and which )PROMPT";
+constexpr const char kNarrationFraming[] =
+    R"PROMPT(While demonstrating, the user said this out loud. Treat it as the primary statement of intent — what the skill is for, what to name it, and which )PROMPT";
 
 constexpr const char kTaskStatement[] = R"PROMPT(
 ## Your job
@@ -75,16 +78,23 @@ QJsonObject closedObject(const QList<QPair<QString, QJsonObject>>& properties) {
         props.insert(name, schema);
         required.append(name);
     }
-    return QJsonObject{{"type", "object"}, {"additionalProperties", false}, {"required", required}, {"properties", props}};
+    return QJsonObject{{"type", "object"},
+                       {"additionalProperties", false},
+                       {"required", required},
+                       {"properties", props}};
 }
 
-QJsonObject typed(const char* type) { return QJsonObject{{"type", QString::fromLatin1(type)}}; }
+QJsonObject typed(const char* type) {
+    return QJsonObject{{"type", QString::fromLatin1(type)}};
+}
 
 QJsonObject enumerated(const QStringList& values) {
     return QJsonObject{{"type", "string"}, {"enum", QJsonArray::fromStringList(values)}};
 }
 
-QJsonObject arrayOf(const QJsonObject& items) { return QJsonObject{{"type", "array"}, {"items", items}}; }
+QJsonObject arrayOf(const QJsonObject& items) {
+    return QJsonObject{{"type", "array"}, {"items", items}};
+}
 
 QJsonObject nullable(const QJsonObject& schema) {
     return QJsonObject{{"anyOf", QJsonArray{schema, typed("null")}}};
@@ -92,10 +102,18 @@ QJsonObject nullable(const QJsonObject& schema) {
 
 } // namespace
 
-QString markdownSystemPrompt() { return QString::fromUtf8(kMarkdownSystemPrompt); }
-QString systemPrompt() { return QString::fromUtf8(kSystemPrompt); }
-QString narrationFraming() { return QString::fromUtf8(kNarrationFraming); }
-QString taskStatement() { return QString::fromUtf8(kTaskStatement); }
+QString markdownSystemPrompt() {
+    return QString::fromUtf8(kMarkdownSystemPrompt);
+}
+QString systemPrompt() {
+    return QString::fromUtf8(kSystemPrompt);
+}
+QString narrationFraming() {
+    return QString::fromUtf8(kNarrationFraming);
+}
+QString taskStatement() {
+    return QString::fromUtf8(kTaskStatement);
+}
 
 QJsonObject schema() {
     QStringList parameterTypes;

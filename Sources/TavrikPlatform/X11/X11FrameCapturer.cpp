@@ -5,11 +5,16 @@
 #include "TavrikPlatform/X11/XConnection.h"
 
 #include <QFile>
+#include <QPainter>
 #include <QPromise>
 
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
+#include <X11/Xatom.h>
 #include <X11/extensions/XShm.h>
+#include <X11/extensions/Xcomposite.h>
+#include <X11/extensions/Xfixes.h>
+#include <unistd.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
 
@@ -85,12 +90,25 @@ bool X11FrameCapturer::Grabber::prepare(int width, int height) {
 }
 
 QImage X11FrameCapturer::Grabber::grab(quint32 displayID, QString* error) {
-    if (!m_connection)
+    if (!m_connection) {
         m_connection = std::make_unique<XConnection>();
-    if (!m_connection->isOpen()) {
-        m_connection.reset();
-        *error = QStringLiteral("cannot connect to the X server");
-        return {};
+        if (!m_connection->isOpen()) {
+            m_connection.reset();
+            *error = QStringLiteral("cannot connect to the X server");
+            return {};
+        }
+        Display* display = m_connection->display();
+        int event = 0, err = 0, major = 0, minor = 4;
+        if (XCompositeQueryExtension(display, &event, &err) &&
+            XCompositeQueryVersion(display, &major, &minor) && (major > 0 || minor >= 2)) {
+            // Fails harmlessly when a compositing manager already redirects: its windows have
+            // off-screen contents all the same.
+            ErrorTrap trap(display);
+            XCompositeRedirectSubwindows(display, m_connection->root(), CompositeRedirectAutomatic);
+            trap.sync();
+            m_composite = true;
+        }
+        m_fixes = XFixesQueryExtension(display, &event, &err);
     }
     Display* display = m_connection->display();
     std::optional<MonitorGeometry> monitor;
@@ -105,19 +123,30 @@ QImage X11FrameCapturer::Grabber::grab(quint32 displayID, QString* error) {
         *error = QStringLiteral("screen depth below 24 bits");
         return {};
     }
-    const int w = monitor->width, h = monitor->height;
+    QImage image = grabRoot(monitor->x, monitor->y, monitor->width, monitor->height, error);
+    if (image.isNull())
+        return image;
+    if (m_composite)
+        leaveOutOwnWindows(image, monitor->x, monitor->y);
+    if (m_fixes)
+        drawPointer(image, monitor->x, monitor->y);
+    return image;
+}
+
+QImage X11FrameCapturer::Grabber::grabRoot(int x, int y, int w, int h, QString* error) {
+    Display* display = m_connection->display();
     if (prepare(w, h)) {
         ErrorTrap trap(display);
-        const bool ok = XShmGetImage(display, DefaultRootWindow(display), m_shared->image,
-                                     monitor->x, monitor->y, AllPlanes);
+        const bool ok = XShmGetImage(display, DefaultRootWindow(display), m_shared->image, x, y,
+                                     AllPlanes);
         if (ok && trap.sync() == 0 && m_shared->image->bits_per_pixel == 32)
             return QImage(reinterpret_cast<uchar*>(m_shared->image->data), w, h,
                           m_shared->image->bytes_per_line, QImage::Format_RGB32);
     }
     // Without shared memory (a remote server): the slow path.
     ErrorTrap trap(display);
-    XImage* image = XGetImage(display, DefaultRootWindow(display), monitor->x, monitor->y,
-                              unsigned(w), unsigned(h), AllPlanes, ZPixmap);
+    XImage* image = XGetImage(display, DefaultRootWindow(display), x, y, unsigned(w), unsigned(h),
+                              AllPlanes, ZPixmap);
     if (trap.sync() != 0 || !image || image->bits_per_pixel != 32) {
         if (image)
             XDestroyImage(image);
@@ -129,6 +158,130 @@ QImage X11FrameCapturer::Grabber::grab(quint32 displayID, QString* error) {
                       .copy();
     XDestroyImage(image);
     return copy;
+}
+
+struct X11FrameCapturer::Grabber::TopLevel {
+    Window window = 0;
+    QRect rect; // root coordinates, border included
+    bool ours = false;
+};
+
+QList<X11FrameCapturer::Grabber::TopLevel> X11FrameCapturer::Grabber::topLevels() {
+    Display* display = m_connection->display();
+    QList<TopLevel> result;
+    Window root = 0, parent = 0, *children = nullptr;
+    unsigned count = 0;
+    ErrorTrap trap(display); // windows may vanish at any moment
+    if (!XQueryTree(display, m_connection->root(), &root, &parent, &children, &count))
+        return result;
+    QHash<unsigned long, bool> seen;
+    for (unsigned i = 0; i < count; ++i) { // bottom to top
+        XWindowAttributes a;
+        if (!XGetWindowAttributes(display, children[i], &a) || a.map_state != IsViewable ||
+            a.c_class == InputOnly)
+            continue;
+        const bool ours = isOurs(children[i]);
+        seen.insert(children[i], ours);
+        result.append({children[i],
+                       QRect(a.x, a.y, a.width + 2 * a.border_width, a.height + 2 * a.border_width),
+                       ours});
+    }
+    if (children)
+        XFree(children);
+    m_ownership = seen; // forget windows that are gone
+    return result;
+}
+
+bool X11FrameCapturer::Grabber::isOurs(unsigned long window) {
+    if (auto it = m_ownership.constFind(window); it != m_ownership.constEnd())
+        return it.value();
+    Display* display = m_connection->display();
+    const Atom pidAtom = XInternAtom(display, "_NET_WM_PID", False);
+    const auto pidOf = [&](Window w) -> long {
+        Atom type = 0;
+        int format = 0;
+        unsigned long items = 0, after = 0;
+        unsigned char* data = nullptr;
+        long pid = -1;
+        if (XGetWindowProperty(display, w, pidAtom, 0, 1, False, XA_CARDINAL, &type, &format,
+                               &items, &after, &data) == Success &&
+            data && format == 32 && items == 1)
+            pid = *reinterpret_cast<long*>(data);
+        if (data)
+            XFree(data);
+        return pid;
+    };
+    const long self = long(getpid());
+    if (pidOf(window) == self)
+        return true;
+    // A managed window sits inside its window manager's frame.
+    Window root = 0, parent = 0, *children = nullptr;
+    unsigned count = 0;
+    bool ours = false;
+    if (XQueryTree(display, window, &root, &parent, &children, &count)) {
+        for (unsigned i = 0; i < count && !ours; ++i)
+            ours = pidOf(children[i]) == self;
+        if (children)
+            XFree(children);
+    }
+    return ours;
+}
+
+void X11FrameCapturer::Grabber::leaveOutOwnWindows(QImage& image, int originX, int originY) {
+    const QList<TopLevel> windows = topLevels();
+    const QRect bounds(originX, originY, image.width(), image.height());
+    Display* display = m_connection->display();
+    for (const TopLevel& own : windows) {
+        if (!own.ours)
+            continue;
+        const QRect area = own.rect.intersected(bounds);
+        if (area.isEmpty())
+            continue;
+        // Repaint the area from every other window, bottom to top, over a black desktop.
+        QPainter painter(&image);
+        painter.setCompositionMode(QPainter::CompositionMode_Source);
+        painter.fillRect(area.translated(-originX, -originY), Qt::black);
+        for (const TopLevel& other : windows) {
+            const QRect part = other.rect.intersected(area);
+            if (other.ours || part.isEmpty())
+                continue;
+            ErrorTrap trap(display);
+            const Pixmap pixmap = XCompositeNameWindowPixmap(display, other.window);
+            if (trap.sync() != 0 || !pixmap)
+                continue;
+            XImage* piece = XGetImage(display, pixmap, part.x() - other.rect.x(),
+                                      part.y() - other.rect.y(), unsigned(part.width()),
+                                      unsigned(part.height()), AllPlanes, ZPixmap);
+            if (trap.sync() == 0 && piece && piece->bits_per_pixel == 32) {
+                // Without a compositor translucency is not drawn either: paint opaque.
+                const QImage pixels(reinterpret_cast<const uchar*>(piece->data), part.width(),
+                                    part.height(), piece->bytes_per_line, QImage::Format_RGB32);
+                painter.drawImage(part.topLeft() - QPoint(originX, originY), pixels);
+            }
+            if (piece)
+                XDestroyImage(piece);
+            XFreePixmap(display, pixmap);
+        }
+    }
+}
+
+void X11FrameCapturer::Grabber::drawPointer(QImage& image, int originX, int originY) {
+    Display* display = m_connection->display();
+    ErrorTrap trap(display);
+    XFixesCursorImage* cursor = XFixesGetCursorImage(display);
+    if (trap.sync() != 0 || !cursor)
+        return;
+    // 32-bit premultiplied ARGB, one pixel per unsigned long.
+    QImage pixels(cursor->width, cursor->height, QImage::Format_ARGB32_Premultiplied);
+    for (int y = 0; y < cursor->height; ++y) {
+        auto* row = reinterpret_cast<quint32*>(pixels.scanLine(y));
+        for (int x = 0; x < cursor->width; ++x)
+            row[x] = quint32(cursor->pixels[y * cursor->width + x]);
+    }
+    const QPoint at(cursor->x - cursor->xhot - originX, cursor->y - cursor->yhot - originY);
+    XFree(cursor);
+    QPainter painter(&image);
+    painter.drawImage(at, pixels);
 }
 
 bool X11FrameCapturer::Grabber::captureAndSave(quint32 displayID, int pixelWidth, int pixelHeight,

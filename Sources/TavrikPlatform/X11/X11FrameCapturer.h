@@ -2,6 +2,7 @@
 
 #include "TavrikCore/Recorder/FrameCapturer.h"
 
+#include <QHash>
 #include <QThreadPool>
 
 #include <memory>
@@ -14,8 +15,11 @@ class XConnection;
 // (MIT-SHM), scaled when asked for another size, redacted and PNG-encoded on one worker thread
 // that owns its own X connection.
 //
-// The root window shows what is on screen, Tavrik's own windows included; keeping them out is
-// up to their owners (for example, hiding them from the monitor being recorded).
+// The root window shows what is on screen, Tavrik's own windows included. To keep them out of
+// key frames, the capturer asks the server to keep every top-level window's contents off screen
+// as well (Composite, automatic redirection: the screen looks the same) and repaints the places
+// of this process's windows from the windows beneath them. Without Composite they stay visible.
+// The pointer is drawn in, as the user saw it.
 class X11FrameCapturer : public FrameCapturer {
 public:
     X11FrameCapturer();
@@ -42,7 +46,8 @@ class X11FrameCapturer::Grabber {
 public:
     Grabber();
     ~Grabber();
-    // The display's pixels (valid until the next grab), or a null image with `error` set.
+    // The display's pixels with this process's windows left out and the pointer drawn in (valid
+    // until the next grab), or a null image with `error` set.
     QImage grab(quint32 displayID, QString* error);
     bool captureAndSave(quint32 displayID, int pixelWidth, int pixelHeight,
                         const QList<Rect>& redact, const QString& path, Size* written,
@@ -50,10 +55,19 @@ public:
 
 private:
     struct Shared;
+    struct TopLevel;
     bool prepare(int width, int height);
     void release();
+    QImage grabRoot(int x, int y, int width, int height, QString* error);
+    QList<TopLevel> topLevels();
+    bool isOurs(unsigned long window);
+    void leaveOutOwnWindows(QImage& image, int originX, int originY);
+    void drawPointer(QImage& image, int originX, int originY);
     std::unique_ptr<XConnection> m_connection;
     std::unique_ptr<Shared> m_shared;
+    bool m_composite = false;
+    bool m_fixes = false;
+    QHash<unsigned long, bool> m_ownership; // top-level window -> belongs to this process
 };
 
 } // namespace tavrik::x11

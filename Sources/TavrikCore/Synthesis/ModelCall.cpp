@@ -1,0 +1,344 @@
+#include "TavrikCore/Synthesis/ModelCall.h"
+
+#include <QEventLoop>
+#include <QJsonDocument>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QStringDecoder>
+#include <QTimer>
+
+namespace tavrik {
+
+QString utf8OrEmpty(const QByteArray& bytes) {
+    QStringDecoder decoder(QStringDecoder::Utf8);
+    const QString text = decoder.decode(bytes);
+    return decoder.hasError() ? QString() : text;
+}
+
+namespace {
+
+bool isSuccess(int status) {
+    return status >= 200 && status <= 299;
+}
+
+// Errors below 100 are the network layer's; higher ones only restate the HTTP status.
+bool isTransportError(QNetworkReply::NetworkError error) {
+    return error != QNetworkReply::NoError && int(error) < 100;
+}
+
+} // namespace
+
+ModelCall::ModelCall(const AnthropicClient& client, QObject* parent)
+    : QObject(parent), m_client(client) {
+    QTimer::singleShot(0, this, [this] {
+        if (!m_finished)
+            start();
+    });
+}
+
+ModelCall::~ModelCall() {
+    if (m_reply) {
+        m_reply->disconnect(this);
+        m_reply->abort();
+        m_reply->deleteLater();
+    }
+}
+
+void ModelCall::send(const QJsonObject& body, bool withMcpBeta) {
+    const QByteArray payload = QJsonDocument(body).toJson(QJsonDocument::Compact);
+    QNetworkReply* reply = m_client.session()->post(m_client.request(withMcpBeta), payload);
+    m_reply = reply;
+    connect(reply, &QNetworkReply::readyRead, this, [this, reply] {
+        if (!m_finished)
+            onData(reply);
+    });
+    connect(reply, &QNetworkReply::finished, this, [this, reply] { onFinished(reply); });
+}
+
+void ModelCall::onFinished(QNetworkReply* reply) {
+    reply->deleteLater();
+    if (m_reply == reply)
+        m_reply = nullptr;
+    if (m_finished)
+        return;
+
+    const QVariant statusAttribute = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+    const QNetworkReply::NetworkError error = reply->error();
+    if (error == QNetworkReply::OperationCanceledError && !m_cancelled) {
+        // Only the transfer timeout aborts a reply we did not abort ourselves.
+        finishWith(ClientError::transport(QStringLiteral("The request timed out.")));
+        return;
+    }
+    if (!statusAttribute.isValid()) {
+        if (error == QNetworkReply::NoError)
+            finishWith(ClientError::noHttpResponse());
+        else
+            finishWith(ClientError::transport(QStringLiteral("The network request failed: ") +
+                                              reply->errorString()));
+        return;
+    }
+    const int status = statusAttribute.toInt();
+    // A server that closes the connection after a successful answer has simply ended it.
+    const bool endedByServer = error == QNetworkReply::RemoteHostClosedError && isSuccess(status);
+    if (isTransportError(error) && !endedByServer) {
+        finishWith(ClientError::transport(QStringLiteral("The network request failed: ") +
+                                          reply->errorString()));
+        return;
+    }
+    onReply(status, reply->readAll());
+}
+
+void ModelCall::finishWith(std::optional<ClientError> error) {
+    if (m_finished)
+        return;
+    m_finished = true;
+    m_error = std::move(error);
+    if (m_reply) {
+        QNetworkReply* reply = m_reply;
+        m_reply = nullptr;
+        reply->disconnect(this);
+        reply->abort();
+        reply->deleteLater();
+    }
+    emit finished();
+}
+
+void ModelCall::cancel() {
+    if (m_finished)
+        return;
+    m_cancelled = true;
+    finishWith(ClientError::cancelled());
+}
+
+bool ModelCall::waitForFinished() {
+    if (!m_finished) {
+        QEventLoop loop;
+        connect(this, &ModelCall::finished, &loop, &QEventLoop::quit);
+        loop.exec();
+    }
+    return !m_error.has_value();
+}
+
+// --- streamed text
+
+TextStreamCall::TextStreamCall(const AnthropicClient& client, const QJsonObject& body,
+                               QObject* parent)
+    : ModelCall(client, parent), m_body(body), m_reader([this](const QString& fragment) {
+          emit delta(fragment);
+          if (isFinished())
+              m_reader.stop(); // cancelled from a delta handler: not one more line
+      }) {}
+
+void TextStreamCall::start() {
+    send(m_body);
+}
+
+void TextStreamCall::onData(QNetworkReply* reply) {
+    if (!m_statusKnown) {
+        const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+        if (!status.isValid())
+            return; // leave the bytes in the reply until the status is known
+        m_statusKnown = true;
+        m_httpOk = isSuccess(status.toInt());
+    }
+    const QByteArray bytes = reply->readAll();
+    if (!m_httpOk) {
+        m_errorBody += bytes;
+        return;
+    }
+    if (!m_reader.feed(bytes) && !isFinished()) {
+        // Either message_stop or a cancel() from a delta handler.
+        if (m_reader.sawMessageStop())
+            finishWith(std::nullopt);
+    }
+}
+
+void TextStreamCall::onReply(int status, const QByteArray& body) {
+    if (!isSuccess(status)) {
+        // The error body is read line by line and the lines are joined without separators.
+        QByteArray joined;
+        for (const QByteArray& line : (m_errorBody + body).split('\n'))
+            joined += line.endsWith('\r') ? line.chopped(1) : line;
+        finishWith(ClientError::http(status, QString::fromUtf8(joined)));
+        return;
+    }
+    m_reader.feed(body);
+    m_reader.finish();
+    finishWith(std::nullopt);
+}
+
+// --- structured answer
+
+StructuredCall::StructuredCall(const AnthropicClient& client, const QJsonObject& body,
+                               QObject* parent)
+    : ModelCall(client, parent), m_body(body) {}
+
+void StructuredCall::start() {
+    send(m_body);
+}
+
+namespace {
+
+struct DecodedAnswer {
+    std::optional<QString> firstText;
+    std::optional<QString> stopReason;
+};
+
+// A Messages answer: "content" (blocks with a text "type" and optional text "text") and an
+// optional "stop_reason". Anything else in it is ignored.
+std::optional<DecodedAnswer> decodeAnswer(const QByteArray& body, QString* problem) {
+    QJsonParseError parseError;
+    const QJsonDocument document = QJsonDocument::fromJson(body, &parseError);
+    if (parseError.error != QJsonParseError::NoError) {
+        *problem = QStringLiteral("not JSON (%1 at offset %2)")
+                       .arg(parseError.errorString())
+                       .arg(parseError.offset);
+        return std::nullopt;
+    }
+    if (!document.isObject()) {
+        *problem = QStringLiteral("expected a JSON object");
+        return std::nullopt;
+    }
+    const QJsonObject object = document.object();
+    const QJsonValue content = object.value(QLatin1String("content"));
+    if (!content.isArray()) {
+        *problem = QStringLiteral("content: expected an array");
+        return std::nullopt;
+    }
+    DecodedAnswer answer;
+    bool seenText = false;
+    const QJsonArray blocks = content.toArray();
+    for (qsizetype i = 0; i < blocks.size(); ++i) {
+        const QJsonValue type = blocks[i].toObject().value(QLatin1String("type"));
+        const QJsonValue text = blocks[i].toObject().value(QLatin1String("text"));
+        if (!blocks[i].isObject() || !type.isString()) {
+            *problem = QStringLiteral("content[%1].type: expected text").arg(i);
+            return std::nullopt;
+        }
+        if (!text.isUndefined() && !text.isNull() && !text.isString()) {
+            *problem = QStringLiteral("content[%1].text: expected text").arg(i);
+            return std::nullopt;
+        }
+        if (!seenText && type.toString() == QLatin1String("text")) {
+            seenText = true;
+            if (text.isString())
+                answer.firstText = text.toString();
+        }
+    }
+    const QJsonValue stopReason = object.value(QLatin1String("stop_reason"));
+    if (stopReason.isString())
+        answer.stopReason = stopReason.toString();
+    else if (!stopReason.isUndefined() && !stopReason.isNull()) {
+        *problem = QStringLiteral("stop_reason: expected text");
+        return std::nullopt;
+    }
+    return answer;
+}
+
+} // namespace
+
+void StructuredCall::onReply(int status, const QByteArray& body) {
+    if (!isSuccess(status)) {
+        finishWith(ClientError::http(status, utf8OrEmpty(body)));
+        return;
+    }
+    QString problem;
+    const std::optional<DecodedAnswer> answer = decodeAnswer(body, &problem);
+    if (!answer) {
+        finishWith(ClientError::decoding(problem));
+        return;
+    }
+    if (answer->stopReason == QLatin1String("refusal")) {
+        finishWith(
+            ClientError::refusal(answer->firstText.value_or(QStringLiteral("no explanation"))));
+        return;
+    }
+    if (answer->stopReason == QLatin1String("max_tokens")) {
+        finishWith(ClientError::truncated());
+        return;
+    }
+    if (!answer->firstText) {
+        finishWith(ClientError::noTextContent());
+        return;
+    }
+    m_answer = answer->firstText->toUtf8();
+    finishWith(std::nullopt);
+}
+
+// --- MCP run
+
+MCPRunCall::MCPRunCall(const AnthropicClient& client, const QString& instruction,
+                       const QList<QJsonObject>& connectors, int maxTokens, int maxTurns,
+                       QObject* parent)
+    : ModelCall(client, parent), m_maxTokens(maxTokens), m_maxTurns(maxTurns) {
+    Q_ASSERT(maxTurns >= 0);
+    m_messages.append(QJsonObject{{"role", "user"}, {"content", instruction}});
+    for (const QJsonObject& connector : connectors)
+        m_connectors.append(connector);
+}
+
+void MCPRunCall::nextTurn() {
+    if (m_turn >= m_maxTurns) {
+        finishWith(std::nullopt);
+        return;
+    }
+    ++m_turn;
+    QJsonObject body{{"model", m_client.model()},
+                     {"max_tokens", m_maxTokens},
+                     {"thinking", QJsonObject{{"type", "adaptive"}}},
+                     {"messages", m_messages}};
+    if (!m_connectors.isEmpty())
+        body.insert("mcp_servers", m_connectors);
+    send(body, !m_connectors.isEmpty());
+}
+
+void MCPRunCall::onReply(int status, const QByteArray& body) {
+    if (!isSuccess(status)) {
+        finishWith(ClientError::http(status, utf8OrEmpty(body)));
+        return;
+    }
+    QJsonParseError parseError;
+    const QJsonDocument document = QJsonDocument::fromJson(body, &parseError);
+    if (parseError.error != QJsonParseError::NoError) {
+        finishWith(ClientError::decoding(QStringLiteral("not JSON (%1 at offset %2)")
+                                             .arg(parseError.errorString())
+                                             .arg(parseError.offset)));
+        return;
+    }
+    if (!document.isObject()) {
+        finishWith(ClientError::noTextContent());
+        return;
+    }
+    const QJsonObject answer = document.object();
+    const QJsonValue content = answer.value(QLatin1String("content"));
+    for (const QJsonValue& item : content.toArray()) {
+        const QJsonObject block = item.toObject();
+        const QString type = block.value(QLatin1String("type")).toString();
+        if (type == QLatin1String("text") && block.value(QLatin1String("text")).isString()) {
+            m_result.text += block.value(QLatin1String("text")).toString();
+        } else if (type == QLatin1String("mcp_tool_use")) {
+            const QJsonValue server = block.value(QLatin1String("server_name"));
+            const QJsonValue tool = block.value(QLatin1String("name"));
+            const MCPToolCall call{server.isString() ? server.toString() : QStringLiteral("tool"),
+                                   tool.isString() ? tool.toString() : QStringLiteral("tool")};
+            m_result.toolCalls.append(call);
+            emit toolCall(call);
+            if (isFinished())
+                return; // cancelled from the handler
+        }
+    }
+    const QString stopReason = answer.value(QLatin1String("stop_reason")).toString();
+    if (stopReason == QLatin1String("refusal")) {
+        finishWith(ClientError::refusal(m_result.text.isEmpty() ? QStringLiteral("no explanation")
+                                                                : m_result.text));
+        return;
+    }
+    if (stopReason == QLatin1String("pause_turn")) {
+        m_messages.append(QJsonObject{{"role", "assistant"}, {"content", content}});
+        nextTurn();
+        return;
+    }
+    finishWith(std::nullopt);
+}
+
+} // namespace tavrik

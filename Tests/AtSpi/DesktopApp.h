@@ -1,0 +1,43 @@
+#pragma once
+
+#include "TavrikCore/Models/Rect.h"
+
+#include <QCoreApplication>
+#include <QJsonObject>
+#include <QProcess>
+#include <QStringList>
+
+#include <ostream>
+
+// Readable values in test failure messages.
+inline void PrintTo(const QString& text, std::ostream* os) { *os << '"' << text.toStdString() << '"'; }
+
+namespace tavrik::test {
+
+// The GTK form of form_app.py running on the test display, with its widgets' screen rectangles.
+class DesktopApp {
+public:
+    enum class Toolkit { gtk, qt };
+
+    explicit DesktopApp(const QStringList& arguments = {}, Toolkit toolkit = Toolkit::gtk);
+    ~DesktopApp();
+
+    bool started() const { return m_started; }
+    qint64 pid() const { return m_process.processId(); }
+    Rect rect(const char* widget) const;
+    Point centre(const char* widget) const;
+
+    void pause();  // SIGSTOP: the application stops answering anything
+    void resume(); // SIGCONT
+
+private:
+    QProcess m_process;
+    QJsonObject m_layout;
+    bool m_started = false;
+    bool m_paused = false;
+};
+
+// Tests here need a QCoreApplication for QProcess; one for the whole executable.
+void ensureCoreApplication();
+
+} // namespace tavrik::test

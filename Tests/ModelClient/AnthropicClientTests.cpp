@@ -1,0 +1,393 @@
+#include "Support/CoreApplication.h"
+#include "Support/LocalHttpServer.h"
+#include "Support/MessagesApi.h"
+#include "Support/ScopedEnvironment.h"
+#include "TavrikCore/Synthesis/AnthropicClient.h"
+#include "TavrikCore/Synthesis/Hosts.h"
+#include "TavrikCore/Synthesis/ModelCall.h"
+
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QNetworkAccessManager>
+#include <QTcpServer>
+#include <gtest/gtest.h>
+#include <memory>
+
+using namespace tavrik;
+using namespace tavrik::test;
+using namespace std::chrono_literals;
+
+namespace {
+
+const QList<ContentBlock> kContent{ContentBlock::makeText("# Recorded task"),
+                                   ContentBlock::makeImage("image/jpeg", "/9j/4AAQSkZJRg==")};
+
+class AnthropicClientTest : public ::testing::Test {
+protected:
+    QCoreApplication* app = ensureCoreApplication();
+    LocalHttpServer server;
+    QNetworkAccessManager session;
+    ScopedEnvironment modelHost{Hosts::modelApiVariable, server.baseUrl().toUtf8()};
+    ScopedEnvironment webHost{Hosts::webVariable, server.baseUrl().toUtf8()};
+
+    AnthropicClient withKey() const {
+        return AnthropicClient(QStringLiteral("sk-ant-test"), "claude-opus-4-8", &session_());
+    }
+    AnthropicClient viaProxy() const {
+        return AnthropicClient(std::nullopt, "claude-opus-4-8", &session_());
+    }
+    QNetworkAccessManager& session_() const { return const_cast<QNetworkAccessManager&>(session); }
+
+    // Streams and collects every fragment the call announced.
+    struct Streamed {
+        std::unique_ptr<TextStreamCall> call;
+        QStringList fragments;
+    };
+    Streamed stream(const AnthropicClient& client) {
+        Streamed result;
+        result.call.reset(client.streamText("system text", kContent, 4000));
+        QObject::connect(
+            result.call.get(), &TextStreamCall::delta,
+            [&fragments = result.fragments](const QString& f) { fragments.append(f); });
+        result.call->waitForFinished();
+        return result;
+    }
+    std::unique_ptr<StructuredCall> structured(const AnthropicClient& client) {
+        std::unique_ptr<StructuredCall> call(client.structuredCompletion(
+            "structured system", kContent, QJsonObject{{"type", "object"}}, 16000));
+        call->waitForFinished();
+        return call;
+    }
+};
+
+QStringList headerNames(const RecordedRequest& request) {
+    QStringList names;
+    for (const auto& header : request.headers)
+        names.append(QString::fromLatin1(header.first).toLower());
+    return names;
+}
+
+TEST_F(AnthropicClientTest, StreamsTextInPiecesAndSendsTheMessagesRequest) {
+    const QStringList fragments{"---\nname: ", QString::fromUtf8("Caf\u00e9 \u2014 order"),
+                                "\n---\n"};
+    server.route(
+        "POST", "/v1/messages",
+        CannedResponse::eventStream(CannedResponse::split(messages::textStream(fragments), 13, 1)));
+    Streamed result = stream(withKey());
+    ASSERT_FALSE(result.call->error()) << result.call->error()->description().toStdString();
+    EXPECT_EQ(result.call->text(), fragments.join(QString()));
+    EXPECT_EQ(result.fragments, fragments);
+
+    ASSERT_EQ(server.requestCount(), 1);
+    const RecordedRequest request = server.requests().at(0);
+    EXPECT_EQ(request.method, "POST");
+    EXPECT_EQ(request.path, "/v1/messages");
+    EXPECT_EQ(request.header("Content-Type"), "application/json");
+    EXPECT_EQ(request.header("x-api-key"), "sk-ant-test");
+    EXPECT_FALSE(request.hasHeader("x-tavrik-proxy"));
+    EXPECT_FALSE(request.hasHeader("anthropic-beta"));
+    EXPECT_EQ(request.header("anthropic-version"), "2023-06-01");
+    const QStringList names = headerNames(request);
+    EXPECT_LT(names.indexOf("content-type"), names.indexOf("x-api-key"));
+    EXPECT_LT(names.indexOf("x-api-key"), names.indexOf("anthropic-version"));
+
+    const QJsonObject body = request.json().object();
+    EXPECT_EQ(body["model"].toString(), "claude-opus-4-8");
+    EXPECT_EQ(body["max_tokens"].toInt(), 4000);
+    EXPECT_EQ(body["system"].toString(), "system text");
+    EXPECT_EQ(body["stream"], QJsonValue(true));
+    EXPECT_FALSE(body.contains("thinking"));
+    EXPECT_FALSE(body.contains("output_config"));
+    const QJsonArray messages = body["messages"].toArray();
+    ASSERT_EQ(messages.size(), 1);
+    EXPECT_EQ(messages.at(0).toObject()["role"].toString(), "user");
+    EXPECT_EQ(messages.at(0).toObject()["content"].toArray(),
+              QJsonArray({QJsonObject{{"type", "text"}, {"text", "# Recorded task"}},
+                          QJsonObject{{"type", "image"},
+                                      {"source", QJsonObject{{"type", "base64"},
+                                                             {"media_type", "image/jpeg"},
+                                                             {"data", "/9j/4AAQSkZJRg=="}}}}}));
+}
+
+TEST_F(AnthropicClientTest, WithoutAKeyGoesThroughTheProxyWithTheClientToken) {
+    server.route("POST", "/api/anthropic",
+                 CannedResponse::json(200, messages::answer({messages::textBlock("{}")})));
+    auto call = structured(viaProxy());
+    ASSERT_FALSE(call->error());
+    const RecordedRequest request = server.requests().at(0);
+    EXPECT_EQ(request.path, "/api/anthropic");
+    EXPECT_EQ(request.header("x-tavrik-proxy"), "tavrik_211670eae679f02e8d28a79023c39c20");
+    EXPECT_FALSE(request.hasHeader("x-api-key"));
+    const QStringList names = headerNames(request);
+    EXPECT_LT(names.indexOf("content-type"), names.indexOf("x-tavrik-proxy"));
+    EXPECT_LT(names.indexOf("x-tavrik-proxy"), names.indexOf("anthropic-version"));
+}
+
+TEST_F(AnthropicClientTest, StreamEndsWellWithoutMessageStopEvenAfterAnErrorEvent) {
+    QByteArray cut = messages::textStream({"partial ", "answer"}, false);
+    cut += "event: error\ndata: "
+           "{\"type\":\"error\",\"error\":{\"type\":\"overloaded_error\",\"message\":"
+           "\"Overloaded\"}}\n\n";
+    cut +=
+        "data: "
+        "{\"type\":\"content_block_delta\",\"delta\":{\"type\":\"text_delta\",\"text\":\"lost"; // mid-line
+    server.route("POST", "/v1/messages",
+                 CannedResponse::eventStream(CannedResponse::split(cut, 40)));
+    Streamed result = stream(withKey());
+    EXPECT_FALSE(result.call->error());
+    EXPECT_EQ(result.call->text(), "partial answer");
+
+    server.route("POST", "/v1/messages", CannedResponse::eventStream({}));
+    Streamed empty = stream(withKey());
+    EXPECT_FALSE(empty.call->error());
+    EXPECT_EQ(empty.call->text(), "");
+}
+
+TEST_F(AnthropicClientTest, AServerThatDiesMidStreamKeepsWhatArrived) {
+    CannedResponse dying = CannedResponse::eventStream(
+        {{messages::textStream({"so far"}, false), 0}, {"data: {\"type\":\"content_bl", 10}});
+    dying.dropAtEnd = true;
+    server.route("POST", "/v1/messages", dying);
+    Streamed result = stream(withKey());
+    EXPECT_EQ(result.call->text(), "so far");
+}
+
+TEST_F(AnthropicClientTest, StreamErrorStatusesCarryTheBodyLinesJoined) {
+    server.route("POST", "/v1/messages",
+                 CannedResponse::json(
+                     529, "{\"type\":\"error\",\n\"error\":{\"type\":\"overloaded_error\",\r\n"
+                          "\"message\":\"Overloaded\"}}\n"));
+    Streamed result = stream(withKey());
+    ASSERT_TRUE(result.call->error());
+    EXPECT_EQ(
+        result.call->error()->description(),
+        "Anthropic API HTTP 529: {\"type\":\"error\",\"error\":{\"type\":\"overloaded_error\","
+        "\"message\":\"Overloaded\"}}");
+    EXPECT_TRUE(result.fragments.isEmpty());
+
+    // An error status with an event-stream body is still an error, not text.
+    server.route("POST", "/v1/messages",
+                 CannedResponse::eventStream({{messages::textDelta("not text"), 0}}, 429));
+    Streamed limited = stream(withKey());
+    ASSERT_TRUE(limited.call->error());
+    EXPECT_EQ(limited.call->error()->status(), 429);
+    EXPECT_TRUE(limited.fragments.isEmpty());
+}
+
+TEST_F(AnthropicClientTest, CancellingFromADeltaStopsAtOnce) {
+    server.route("POST", "/v1/messages",
+                 CannedResponse::eventStream(
+                     {{messages::textDelta("one"), 0},
+                      {messages::textDelta("two") + messages::textDelta("three"), 50},
+                      {messages::textDelta("four"), 2000}}));
+    std::unique_ptr<TextStreamCall> call(withKey().streamText("s", kContent, 10));
+    QStringList seen;
+    QObject::connect(call.get(), &TextStreamCall::delta, [&](const QString& fragment) {
+        seen.append(fragment);
+        if (fragment == "two")
+            call->cancel();
+    });
+    int finishedCount = 0;
+    QObject::connect(call.get(), &ModelCall::finished, [&] { ++finishedCount; });
+    QElapsedTimer clock;
+    clock.start();
+    call->waitForFinished();
+    EXPECT_LT(clock.elapsed(), 1500);
+    EXPECT_EQ(seen, QStringList({"one", "two"}));
+    EXPECT_EQ(call->text(), "onetwo");
+    ASSERT_TRUE(call->error());
+    EXPECT_EQ(call->error()->kind(), ClientError::Kind::cancelled);
+    EXPECT_EQ(finishedCount, 1);
+}
+
+TEST_F(AnthropicClientTest, NoAnswerEndsAtTheTimeout) {
+    server.route("POST", "/v1/messages", CannedResponse::silence());
+    AnthropicClient client = withKey();
+    EXPECT_EQ(client.timeout(), 60s);
+    client.setTimeout(300ms);
+    QElapsedTimer clock;
+    clock.start();
+    Streamed result = stream(client);
+    ASSERT_TRUE(result.call->error());
+    EXPECT_EQ(result.call->error()->description(), "The request timed out.");
+    EXPECT_GE(clock.elapsed(), 250);
+
+    // A stream that stalls after its first event times out as well; the idle clock restarts
+    // with every piece of data.
+    server.route("POST", "/v1/messages",
+                 CannedResponse::eventStream({{messages::textDelta("a"), 0},
+                                              {messages::textDelta("b"), 200},
+                                              {messages::textDelta("c"), 5000}}));
+    Streamed stalled = stream(client);
+    ASSERT_TRUE(stalled.call->error());
+    EXPECT_EQ(stalled.call->error()->kind(), ClientError::Kind::transport);
+    EXPECT_EQ(stalled.fragments, QStringList({"a", "b"}));
+}
+
+TEST_F(AnthropicClientTest, UnreachableHostIsATransportError) {
+    QTcpServer closed;
+    ASSERT_TRUE(closed.listen(QHostAddress::LocalHost));
+    const quint16 port = closed.serverPort();
+    closed.close();
+    ScopedEnvironment host(Hosts::modelApiVariable,
+                           QByteArray("http://127.0.0.1:") + QByteArray::number(port));
+    Streamed result = stream(withKey());
+    ASSERT_TRUE(result.call->error());
+    EXPECT_EQ(result.call->error()->kind(), ClientError::Kind::transport);
+    EXPECT_TRUE(result.call->error()->description().startsWith("The network request failed: "));
+}
+
+TEST_F(AnthropicClientTest, StructuredCompletionSendsTheSchemaAndReturnsTheFirstText) {
+    server.route("POST", "/v1/messages",
+                 CannedResponse::json(200, messages::answer({messages::thinkingBlock("hmm"),
+                                                             messages::textBlock(QString::fromUtf8(
+                                                                 "{\"name\":\"Caf\u00e9\"}")),
+                                                             messages::textBlock("second")})));
+    auto call = structured(withKey());
+    ASSERT_FALSE(call->error());
+    EXPECT_EQ(call->answer(), QString::fromUtf8("{\"name\":\"Caf\u00e9\"}").toUtf8());
+
+    const QJsonObject body = server.requests().at(0).json().object();
+    EXPECT_EQ(body["max_tokens"].toInt(), 16000);
+    EXPECT_EQ(body["system"].toString(), "structured system");
+    EXPECT_FALSE(body.contains("stream"));
+    EXPECT_EQ(body["thinking"].toObject(), QJsonObject({{"type", "adaptive"}}));
+    EXPECT_EQ(body["output_config"].toObject(),
+              QJsonObject({{"format", QJsonObject{{"type", "json_schema"},
+                                                  {"schema", QJsonObject{{"type", "object"}}}}}}));
+    EXPECT_EQ(body["messages"].toArray().at(0).toObject()["content"].toArray().size(), 2);
+}
+
+TEST_F(AnthropicClientTest, StructuredAnswersThatAreNotUsableGiveTheirDescriptions) {
+    struct Case {
+        CannedResponse response;
+        QString description;
+    };
+    const QList<Case> cases{
+        {CannedResponse::json(401,
+                              messages::errorBody("authentication_error", "invalid x-api-key")),
+         "Anthropic API HTTP 401: " +
+             messages::errorBody("authentication_error", "invalid x-api-key")},
+        {CannedResponse::text(429, "slow down"), "Anthropic API HTTP 429: slow down"},
+        {CannedResponse::text(500, "bad \xff bytes"), "Anthropic API HTTP 500: "},
+        {CannedResponse::json(200, messages::answer({}, "refusal")),
+         "The model declined the request: no explanation"},
+        {CannedResponse::json(
+             200, messages::answer({messages::textBlock("I can't help with that.")}, "refusal")),
+         "The model declined the request: I can't help with that."},
+        {CannedResponse::json(200, messages::answer({messages::textBlock("{\"na")}, "max_tokens")),
+         "The response was cut off (hit max_tokens)."},
+        {CannedResponse::json(200, messages::answer({messages::thinkingBlock("only thinking")})),
+         "The response contained no text content."},
+        {CannedResponse::json(200, messages::answer({}, QString())),
+         "The response contained no text content."},
+    };
+    for (const Case& c : cases) {
+        server.route("POST", "/v1/messages", c.response);
+        auto call = structured(withKey());
+        ASSERT_TRUE(call->error()) << c.description.toStdString();
+        EXPECT_EQ(call->error()->description(), c.description);
+    }
+
+    server.route("POST", "/v1/messages",
+                 CannedResponse::text(200, "<html>Gateway says hi</html>", "text/html"));
+    auto notJson = structured(withKey());
+    ASSERT_TRUE(notJson->error());
+    EXPECT_EQ(notJson->error()->kind(), ClientError::Kind::decoding);
+    EXPECT_TRUE(
+        notJson->error()->description().startsWith("The response could not be read: not JSON"));
+
+    server.route("POST", "/v1/messages", CannedResponse::json(200, R"({"content":"text"})"));
+    auto wrongShape = structured(withKey());
+    ASSERT_TRUE(wrongShape->error());
+    EXPECT_EQ(wrongShape->error()->description(),
+              "The response could not be read: content: expected an array");
+}
+
+TEST_F(AnthropicClientTest, MCPRunContinuesPausedTurnsAndReportsToolCalls) {
+    const QJsonArray firstContent{messages::textBlock("Looking up issues. "),
+                                  messages::toolUseBlock("linear", "list_issues"),
+                                  QJsonObject{{"type", "mcp_tool_result"},
+                                              {"tool_use_id", "mcptoolu_01"},
+                                              {"content", QJsonArray()}}};
+    const QJsonArray secondContent{QJsonObject{{"type", "mcp_tool_use"}, {"name", 5}},
+                                   messages::textBlock("Found 3.")};
+    server.routeSequence("POST", "/v1/messages",
+                         {CannedResponse::json(200, messages::answer(firstContent, "pause_turn")),
+                          CannedResponse::json(200, messages::answer(secondContent, "end_turn"))});
+    const QList<QJsonObject> connectors{QJsonObject{{"type", "url"},
+                                                    {"url", "https://mcp.linear.app/mcp"},
+                                                    {"name", "linear"},
+                                                    {"authorization_token", "lin_tok"}}};
+    std::unique_ptr<MCPRunCall> call(
+        withKey().runWithMCP("Summarise my issues", connectors, 2000, 5));
+    QList<MCPToolCall> announced;
+    QObject::connect(call.get(), &MCPRunCall::toolCall,
+                     [&](const MCPToolCall& c) { announced.append(c); });
+    ASSERT_TRUE(call->waitForFinished());
+    const QList<MCPToolCall> expected{{"linear", "list_issues"}, {"tool", "tool"}};
+    EXPECT_EQ(call->result().text, "Looking up issues. Found 3.");
+    EXPECT_EQ(call->result().toolCalls, expected);
+    EXPECT_EQ(announced, expected);
+
+    const QList<RecordedRequest> requests = server.requests();
+    ASSERT_EQ(requests.size(), 2);
+    EXPECT_EQ(requests[0].header("anthropic-beta"), "mcp-client-2025-11-20");
+    const QJsonObject first = requests[0].json().object();
+    EXPECT_FALSE(first.contains("system"));
+    EXPECT_FALSE(first.contains("stream"));
+    EXPECT_EQ(first["thinking"].toObject(), QJsonObject({{"type", "adaptive"}}));
+    EXPECT_EQ(first["mcp_servers"].toArray(), QJsonArray({connectors[0]}));
+    EXPECT_EQ(first["messages"].toArray(),
+              QJsonArray({QJsonObject{{"role", "user"}, {"content", "Summarise my issues"}}}));
+    const QJsonArray secondMessages = requests[1].json().object()["messages"].toArray();
+    ASSERT_EQ(secondMessages.size(), 2);
+    EXPECT_EQ(secondMessages[1].toObject(),
+              QJsonObject({{"role", "assistant"}, {"content", firstContent}}));
+}
+
+TEST_F(AnthropicClientTest, MCPRunLimitsAndFailures) {
+    // No servers: no beta header and no server list.
+    server.route("POST", "/v1/messages",
+                 CannedResponse::json(200, messages::answer({messages::textBlock("hi")})));
+    std::unique_ptr<MCPRunCall> plain(withKey().runWithMCP("hello", {}, 100, 3));
+    ASSERT_TRUE(plain->waitForFinished());
+    EXPECT_EQ(plain->result().text, "hi");
+    EXPECT_FALSE(server.requests().at(0).hasHeader("anthropic-beta"));
+    EXPECT_FALSE(server.requests().at(0).json().object().contains("mcp_servers"));
+
+    std::unique_ptr<MCPRunCall> none(withKey().runWithMCP("hello", {}, 100, 0));
+    ASSERT_TRUE(none->waitForFinished());
+    EXPECT_EQ(none->result(), MCPRunResult{});
+    EXPECT_EQ(server.requestCount(), 1);
+
+    // Turns used up after a pause keep what was gathered.
+    server.route(
+        "POST", "/v1/messages",
+        CannedResponse::json(200, messages::answer({messages::textBlock("step ")}, "pause_turn")));
+    std::unique_ptr<MCPRunCall> paused(withKey().runWithMCP("go", {}, 100, 2));
+    ASSERT_TRUE(paused->waitForFinished());
+    EXPECT_EQ(paused->result().text, "step step ");
+    EXPECT_EQ(server.requestCount(), 3);
+
+    server.route(
+        "POST", "/v1/messages",
+        CannedResponse::json(200, messages::answer({messages::textBlock("Not that.")}, "refusal")));
+    std::unique_ptr<MCPRunCall> refused(withKey().runWithMCP("go", {}, 100, 2));
+    EXPECT_FALSE(refused->waitForFinished());
+    EXPECT_EQ(refused->error()->description(), "The model declined the request: Not that.");
+
+    server.route("POST", "/v1/messages", CannedResponse::json(200, "[1,2]"));
+    std::unique_ptr<MCPRunCall> array(withKey().runWithMCP("go", {}, 100, 2));
+    EXPECT_FALSE(array->waitForFinished());
+    EXPECT_EQ(array->error()->kind(), ClientError::Kind::noTextContent);
+
+    server.route("POST", "/v1/messages",
+                 CannedResponse::json(529, messages::errorBody("overloaded_error", "Overloaded")));
+    std::unique_ptr<MCPRunCall> overloaded(withKey().runWithMCP("go", {}, 100, 2));
+    EXPECT_FALSE(overloaded->waitForFinished());
+    EXPECT_EQ(overloaded->error()->status(), 529);
+}
+
+} // namespace
