@@ -126,8 +126,8 @@ int runCommand(const QStringList& arguments, QTextStream& out, QTextStream& err)
     if (arguments.contains(QStringLiteral("--selftest")))
         return SelfTest::run(out);
     if (arguments.isEmpty()) {
-        // The desktop application arrives with its own window code; until then say so plainly.
-        out << "The desktop application is not part of this build yet.\n\n" << kHelp;
+        // The program's entry starts the desktop application itself; here only the help remains.
+        out << kHelp;
         return kSuccess;
     }
     const QString command = arguments.first();

@@ -1,0 +1,97 @@
+#pragma once
+
+#include "TavrikCore/Models/Skill.h"
+
+#include <QWidget>
+
+class QLabel;
+class QLineEdit;
+class QListWidget;
+class QPushButton;
+class QStackedWidget;
+class QVBoxLayout;
+
+namespace tavrik {
+
+class AppState;
+class SkillDetailView;
+
+// The library: every saved skill with its icon, a search over them, and what can be done with
+// one (cast, edit, export, delete). With an empty library it explains how to record the first.
+class MainWindow : public QWidget {
+    Q_OBJECT
+public:
+    explicit MainWindow(AppState* app, QWidget* parent = nullptr);
+
+    // For tests and the screenshot tool.
+    QLineEdit* searchField() const { return m_search; }
+    QListWidget* list() const { return m_list; }
+    SkillDetailView* detail() const { return m_detail; }
+    QPushButton* recordButton() const { return m_record; }
+    bool showsEmptyLibrary() const;
+    // The skills listed, in order.
+    QList<Skill> shownSkills() const { return m_shown; }
+    void select(qsizetype row);
+
+signals:
+    void editRequested(const tavrik::Skill& skill);
+
+private:
+    void refreshSkills();
+    void refreshState();
+    void showSelected();
+    void confirmDelete(const Skill& skill);
+
+    AppState* m_app;
+    QLabel* m_status;
+    QLineEdit* m_search;
+    QPushButton* m_record;
+    QStackedWidget* m_body;
+    QListWidget* m_list;
+    QLabel* m_count;
+    SkillDetailView* m_detail;
+    QList<Skill> m_shown;
+};
+
+// The selected skill in full: what it is for, its parameters and steps, and its actions.
+class SkillDetailView : public QWidget {
+    Q_OBJECT
+public:
+    explicit SkillDetailView(QWidget* parent = nullptr);
+    void setSkill(const std::optional<Skill>& skill);
+    void setCastEnabled(bool enabled);
+
+    QPushButton* castButton() const { return m_cast; }
+    QPushButton* editButton() const { return m_edit; }
+    QPushButton* exportButton() const { return m_export; }
+    QPushButton* deleteButton() const { return m_delete; }
+    QLabel* nameLabel() const { return m_name; }
+
+signals:
+    void castClicked();
+    void editClicked();
+    void exportClicked();
+    void deleteClicked();
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    QLabel* m_icon;
+    QLabel* m_name;
+    QLabel* m_command;
+    QLabel* m_trigger;
+    QLabel* m_summary;
+    QLabel* m_parametersHeading;
+    QLabel* m_parameters;
+    QLabel* m_stepsHeading;
+    QLabel* m_steps;
+    QPushButton* m_cast;
+    QPushButton* m_edit;
+    QPushButton* m_export;
+    QPushButton* m_delete;
+    QWidget* m_content;
+    QLabel* m_placeholder;
+};
+
+} // namespace tavrik

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Tavrik/AppServices.h"
+#include "TavrikCore/Synthesis/Synthesizer.h"
+
+namespace tavrik {
+
+// Skill drafts from the hosted model: the user's key when there is one (else the product's
+// proxy) and the model chosen for writing skills.
+class ModelSynthesis final : public SkillSynthesis {
+public:
+    explicit ModelSynthesis(QNetworkAccessManager* session = nullptr) : m_session(session) {}
+
+    std::unique_ptr<Task> streamSkill(const Recording& recording, const QString& narration,
+                                      std::function<void(const QString& fragment)> onDelta,
+                                      std::function<void(Result)> done) override;
+
+private:
+    Synthesizer m_synthesizer;
+    QNetworkAccessManager* m_session;
+};
+
+} // namespace tavrik

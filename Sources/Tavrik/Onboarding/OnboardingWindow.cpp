@@ -1,0 +1,118 @@
+#include "Tavrik/Onboarding/OnboardingWindow.h"
+
+#include "Tavrik/MenuBar/TrayMenu.h"
+#include "Tavrik/Shell/WindowStyle.h"
+#include "Tavrik/Style/Theme.h"
+#include "TavrikCore/Permissions/PermissionsManager.h"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPainter>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+namespace tavrik {
+
+namespace {
+
+// A white rounded card around one permission.
+class Card : public QWidget {
+protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(QPen(Theme::border, 1));
+        painter.setBrush(Qt::white);
+        painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 12, 12);
+    }
+};
+
+QLabel* text(const QString& value, qreal size, QFont::Weight weight = QFont::Normal, bool secondary = false) {
+    auto* label = new QLabel(value);
+    label->setFont(Theme::font(size, weight));
+    label->setWordWrap(true);
+    if (secondary)
+        label->setProperty("role", QStringLiteral("secondary"));
+    return label;
+}
+
+} // namespace
+
+OnboardingWindow::OnboardingWindow(PermissionsManager* permissions, QWidget* parent)
+    : QWidget(parent), m_permissions(permissions) {
+    setWindowTitle(QStringLiteral("Welcome to Tavrik"));
+    setWindowIcon(TrayMenu::icon(false));
+    WindowStyle::apply(this);
+    setFixedWidth(560);
+
+    auto* root = new QVBoxLayout(this);
+    root->setContentsMargins(32, 28, 32, 24);
+    root->setSpacing(10);
+    auto* mark = new QLabel;
+    mark->setPixmap(TrayMenu::icon(false).pixmap(48, 48));
+    root->addWidget(mark);
+    root->addSpacing(4);
+    root->addWidget(text(QStringLiteral("Let Tavrik watch and help"), 17, QFont::DemiBold));
+    root->addWidget(text(QStringLiteral("Tavrik learns a task by watching you do it once. To see, follow and "
+                                        "repeat what you do, it needs three things from your desktop."),
+                         10.5, QFont::Normal, true));
+    root->addSpacing(8);
+
+    for (Permission permission : Permissions::all()) {
+        auto* card = new Card;
+        auto* layout = new QHBoxLayout(card);
+        layout->setContentsMargins(18, 14, 14, 14);
+        layout->setSpacing(14);
+        auto* texts = new QVBoxLayout;
+        texts->setSpacing(3);
+        texts->addWidget(text(Permissions::title(permission), 11, QFont::DemiBold));
+        texts->addWidget(text(Permissions::rationale(permission), 9.5, QFont::Normal, true));
+        layout->addLayout(texts, 1);
+        Row row;
+        row.status = text({}, 9.5, QFont::DemiBold);
+        row.status->setWordWrap(false);
+        layout->addWidget(row.status, 0, Qt::AlignVCenter);
+        row.button = new QPushButton;
+        row.button->setMinimumWidth(104);
+        layout->addWidget(row.button, 0, Qt::AlignVCenter);
+        connect(row.button, &QPushButton::clicked, this, [this, permission] {
+            m_permissions->request(permission);
+            m_permissions->refresh();
+        });
+        m_rows.insert(permission, row);
+        root->addWidget(card);
+    }
+
+    root->addSpacing(8);
+    auto* footer = new QHBoxLayout;
+    m_footer = text({}, 9.5, QFont::Normal, true);
+    footer->addWidget(m_footer, 1);
+    m_done = new QPushButton;
+    footer->addWidget(m_done);
+    root->addLayout(footer);
+    connect(m_done, &QPushButton::clicked, this, &QWidget::close);
+
+    connect(m_permissions, &PermissionsManager::statusesChanged, this, &OnboardingWindow::refresh);
+    refresh();
+}
+
+void OnboardingWindow::refresh() {
+    for (auto it = m_rows.cbegin(); it != m_rows.cend(); ++it) {
+        const bool granted = m_permissions->status(it.key()) == PermissionStatus::granted;
+        it->status->setText(granted ? QStringLiteral("✓ Allowed") : QString());
+        it->status->setStyleSheet(QStringLiteral("color: %1").arg(Theme::success.name()));
+        it->status->setVisible(granted);
+        it->button->setVisible(!granted);
+        it->button->setText(it.key() == Permission::accessibility ? QStringLiteral("Turn On")
+                                                                  : QStringLiteral("Open Settings"));
+        WindowStyle::setKind(it->button, it.key() == Permission::accessibility ? WindowStyle::ButtonKind::primary
+                                                                               : WindowStyle::ButtonKind::secondary);
+    }
+    const bool all = m_permissions->allGranted();
+    m_footer->setText(all ? QStringLiteral("All set. Double-tap Control to record your first skill.")
+                          : QStringLiteral("Tavrik notices changes on its own; no restart needed."));
+    m_done->setText(all ? QStringLiteral("Get Started") : QStringLiteral("Later"));
+    WindowStyle::setKind(m_done, all ? WindowStyle::ButtonKind::primary : WindowStyle::ButtonKind::quiet);
+}
+
+} // namespace tavrik

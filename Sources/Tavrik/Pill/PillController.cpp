@@ -1,0 +1,106 @@
+#include "Tavrik/Pill/PillController.h"
+
+#include "Tavrik/Pill/PillWindow.h"
+
+#include <QCursor>
+#include <QGuiApplication>
+#include <QScreen>
+
+namespace tavrik {
+
+PillController::PillController(QObject* parent) : QObject(parent) {
+    m_pollTimer.setInterval(pollIntervalMs);
+    connect(&m_pollTimer, &QTimer::timeout, this, &PillController::poll);
+}
+
+PillController::~PillController() {
+    delete m_window;
+}
+
+void PillController::show() {
+    if (m_window)
+        return;
+    m_window = new PillWindow;
+    m_window->setPhase(m_phase);
+    connect(&m_model, &PillModel::expandedChanged, m_window, &PillWindow::setExpanded);
+    m_window->resize(currentSize());
+    reposition();
+    m_window->show();
+    m_window->setAcceptsMouse(false);
+    m_pollTimer.start();
+}
+
+void PillController::setPhase(SkillPanelPhase phase) {
+    if (phase == m_phase)
+        return;
+    m_phase = phase;
+    if (m_window)
+        m_window->setPhase(phase);
+    syncSize();
+}
+
+void PillController::setHasTip(bool hasTip) {
+    m_hasTip = hasTip;
+}
+
+void PillController::setDockArea(const QRect& area) {
+    m_dockArea = area;
+    reposition();
+}
+
+QRect PillController::dockArea() const {
+    if (m_dockArea.isValid())
+        return m_dockArea;
+    if (QScreen* screen = QGuiApplication::primaryScreen())
+        return screen->availableGeometry();
+    return {};
+}
+
+void PillController::reposition() {
+    const QRect area = dockArea();
+    if (!m_window || !area.isValid())
+        return;
+    m_window->move(PillGeometry::frameFor(area, m_window->size()).topLeft());
+}
+
+void PillController::syncSize() {
+    if (m_window && m_window->size() != currentSize())
+        m_window->resize(currentSize());
+    reposition();
+}
+
+void PillController::poll() {
+    if (m_window && m_window->isVisible())
+        pollAt(QCursor::pos());
+}
+
+void PillController::pollAt(QPoint pointer) {
+    if (!m_window)
+        return;
+    const PillGeometry::Hover hover = PillGeometry::poll(m_window->frameGeometry(), pointer,
+                                                         m_model.expanded(), m_hasTip, m_phase);
+    setExpanded(hover.expanded);
+    if (hover.acceptsMouse != m_acceptsMouse || hover.acceptsMouse != m_window->acceptsMouse()) {
+        m_acceptsMouse = hover.acceptsMouse;
+        m_window->setAcceptsMouse(hover.acceptsMouse);
+    }
+}
+
+void PillController::setExpanded(bool expanded) {
+    m_model.setExpanded(expanded);
+}
+
+void PillController::hideForPalette() {
+    if (m_window)
+        m_window->hide();
+}
+
+void PillController::restore() {
+    if (!m_window)
+        return;
+    syncSize();
+    m_window->show();
+    m_window->raise();
+}
+
+} // namespace tavrik

@@ -1,0 +1,93 @@
+#pragma once
+
+#include "Tavrik/SkillPanelPhase.h"
+
+#include <QWidget>
+
+class QLabel;
+class QPushButton;
+
+namespace tavrik {
+
+class SkillPanel;
+
+// The pill's window: a tab on the right edge of the screen that opens into a small card, a tip
+// bubble beside it, and the skill panel while a draft or a run is under way. The window is
+// shaped to the parts on show, so the rest of its frame never covers the desktop.
+class PillWindow : public QWidget {
+    Q_OBJECT
+public:
+    explicit PillWindow(QWidget* parent = nullptr);
+
+    SkillPanel* skillPanel() const { return m_panel; }
+
+    void setPhase(SkillPanelPhase phase);
+    void setExpanded(bool expanded);
+    // Empty for no tip.
+    void setTip(const QString& tip);
+    void setStatusTitle(const QString& title);
+    void setRecording(bool recording);
+    // 0 to 1; drawn while recording.
+    void setMicLevel(double level);
+    // A newer release on offer (its version), or empty for none. The open card offers it; the
+    // tab carries a dot meanwhile.
+    void setUpdateOffer(const QString& version);
+    QLabel* cardHint() const { return m_cardHint; }
+    // Whether clicks reach the window or pass through to what is beneath it.
+    void setAcceptsMouse(bool accepts);
+    bool acceptsMouse() const { return m_acceptsMouse; }
+
+    // The parts on show, in window coordinates; the window's shape is their union.
+    QRect tabRect() const;
+    QRect cardRect() const;
+    QRect tipRect() const;
+    QRect panelRect() const;
+    bool showsCard() const;
+    bool showsTip() const;
+    bool showsPanel() const { return m_phase != SkillPanelPhase::idle; }
+
+    QPushButton* recordButton() const { return m_recordButton; }
+    QPushButton* paletteButton() const { return m_paletteButton; }
+    QPushButton* dismissTipsButton() const { return m_dismissTips; }
+    QLabel* tipLabel() const { return m_tipLabel; }
+
+signals:
+    void recordClicked();
+    void paletteClicked();
+    void dismissTipsClicked();
+    void updateDownloadClicked();
+    void updateLaterClicked();
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    void relayout();
+    void refreshTitle();
+    void applyInputShape();
+
+    SkillPanelPhase m_phase = SkillPanelPhase::idle;
+    bool m_expanded = false;
+    bool m_recording = false;
+    bool m_acceptsMouse = false;
+    double m_micLevel = 0;
+    QString m_tip;
+    QString m_statusTitle;
+    QString m_updateVersion;
+
+    SkillPanel* m_panel;
+    QWidget* m_card;
+    QLabel* m_cardTitle;
+    QLabel* m_cardHint;
+    QPushButton* m_recordButton;
+    QPushButton* m_paletteButton;
+    QWidget* m_levelBar;
+    QWidget* m_tipBubble;
+    QLabel* m_tipLabel;
+    QPushButton* m_dismissTips;
+};
+
+} // namespace tavrik

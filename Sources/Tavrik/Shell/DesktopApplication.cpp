@@ -1,0 +1,61 @@
+#include "Tavrik/Shell/DesktopApplication.h"
+
+#include "Tavrik/Shell/AppShell.h"
+#include "Tavrik/Shell/SingleInstance.h"
+#include "TavrikCore/Version.h"
+
+#include <QApplication>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QStyleFactory>
+
+#include <cstdio>
+
+namespace tavrik {
+
+std::optional<QString> missingDisplayReason() {
+    const QByteArray platform = qgetenv("QT_QPA_PLATFORM");
+    if (!platform.isEmpty() && platform != "xcb")
+        return std::nullopt; // someone chose another platform on purpose (offscreen in tests)
+    const QString display = qEnvironmentVariable("DISPLAY");
+    if (display.isEmpty())
+        return QStringLiteral("DISPLAY is not set; the desktop application needs an X11 session");
+    // A local display has its socket in /tmp/.X11-unix; remote ones are left to Qt to reach.
+    static const QRegularExpression local(QStringLiteral("^(?:unix)?:(\\d+)(?:\\.\\d+)?$"));
+    const QRegularExpressionMatch match = local.match(display);
+    if (match.hasMatch() && !QFileInfo::exists(QStringLiteral("/tmp/.X11-unix/X") + match.captured(1)))
+        return QStringLiteral("nothing answers on DISPLAY %1").arg(display);
+    return std::nullopt;
+}
+
+int runDesktopApplication(int argc, char** argv) {
+    if (std::optional<QString> reason = missingDisplayReason()) {
+        std::fprintf(stderr, "tavrik: no display (%s). Commands such as tavrik --help work without one.\n",
+                     qPrintable(*reason));
+        return 1;
+    }
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "xcb");
+
+    QApplication application(argc, argv);
+    QApplication::setOrganizationName(QStringLiteral("Tavrik"));
+    QApplication::setApplicationName(QStringLiteral("Tavrik"));
+    QApplication::setApplicationDisplayName(QStringLiteral("Tavrik"));
+    QApplication::setApplicationVersion(QString::fromLatin1(kVersion));
+    QApplication::setDesktopFileName(QStringLiteral("tavrik"));
+    // The program lives in the tray and the pill; closing its windows does not end it.
+    QApplication::setQuitOnLastWindowClosed(false);
+    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+
+    SingleInstance instance;
+    if (instance.handOverToRunning())
+        return 0; // the running one shows its window
+    instance.listen();
+
+    AppShell shell;
+    QObject::connect(&instance, &SingleInstance::reopenRequested, &shell, &AppShell::showMainWindow);
+    shell.launch();
+    return application.exec();
+}
+
+} // namespace tavrik

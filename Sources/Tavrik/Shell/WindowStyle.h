@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QString>
+
+class QPushButton;
+class QWidget;
+
+// The look shared by the ordinary windows (library, onboarding, editor): set on each window so
+// the floating panels keep their own.
+namespace tavrik::WindowStyle {
+
+void apply(QWidget* window);
+
+enum class ButtonKind { primary, secondary, danger, quiet };
+void setKind(QPushButton* button, ButtonKind kind);
+
+} // namespace tavrik::WindowStyle

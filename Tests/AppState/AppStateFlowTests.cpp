@@ -1,0 +1,336 @@
+#include "AppState/AppStateFixture.h"
+#include "Runtime/StandInRuntime.h"
+#include "Support/LocalHttpServer.h"
+#include "Support/MessagesApi.h"
+#include "Tavrik/ModelSynthesis.h"
+#include "TavrikCore/Synthesis/Hosts.h"
+#include "Tavrik/Runtime/ProcessGroup.h"
+#include "TavrikCore/Storage/AuditLog.h"
+#include "TavrikCore/Storage/Paths.h"
+#include "TavrikCore/Storage/SkillStore.h"
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QSettings>
+
+using namespace tavrik;
+using namespace tavrik::test;
+
+namespace {
+
+class ScopedEnvironment {
+public:
+    ScopedEnvironment(const char* name, const QByteArray& value) : m_name(name), m_previous(qgetenv(name)) {
+        qputenv(name, value);
+    }
+    ~ScopedEnvironment() { qputenv(m_name, m_previous); }
+
+private:
+    const char* m_name;
+    QByteArray m_previous;
+};
+
+QList<QJsonObject> auditLines() {
+    QFile file(AuditLog::filePath());
+    QList<QJsonObject> lines;
+    if (!file.open(QIODevice::ReadOnly))
+        return lines;
+    for (const QByteArray& line : file.readAll().split('\n'))
+        if (!line.trimmed().isEmpty())
+            lines << QJsonDocument::fromJson(line).object();
+    return lines;
+}
+
+} // namespace
+
+TEST_F(AppStateTest, StartsIdleWithTheFoldersMadeAndHotkeysStartedOncePermissionsAllowThem) {
+    permissions->granted = false;
+    permissions->hotkeys = false;
+    EXPECT_EQ(app().statusTitle(), "Ready");
+    EXPECT_TRUE(QFileInfo(Paths::skills()).isDir());
+    EXPECT_TRUE(QFileInfo(Paths::logs()).isDir());
+    waitFor([&] { return permissions->refreshes > 0; });
+    EXPECT_EQ(hotkeys->starts, 0);
+
+    // The poll notices the moment everything is granted and brings the hotkeys up then.
+    app().pollPermissions();
+    EXPECT_EQ(hotkeys->starts, 0);
+    permissions->grantedAtNextRefresh = true;
+    permissions->hotkeys = true;
+    app().pollPermissions();
+    EXPECT_EQ(hotkeys->starts, 1);
+    app().pollPermissions();
+    EXPECT_EQ(hotkeys->starts, 1);
+}
+
+TEST_F(AppStateTest, MissingPermissionsShowOnboardingInsteadOfRecording) {
+    permissions->granted = false;
+    int onboarding = 0;
+    QObject::connect(&app(), &AppState::onboardingRequested, [&] { ++onboarding; });
+    app().handleHotkey(AppState::Hotkey::toggleRecording);
+    EXPECT_EQ(onboarding, 1);
+    EXPECT_EQ(app().state(), TavrikState::idle());
+    EXPECT_EQ(recorder->starts, 0);
+}
+
+TEST_F(AppStateTest, RecordingStreamsTheDraftIntoThePanelAndEndsEditable) {
+    narration->transcript = "the week is a parameter";
+    app().handleHotkey(AppState::Hotkey::toggleRecording);
+    EXPECT_EQ(app().state(), TavrikState::recording());
+    EXPECT_EQ(app().statusTitle(), "Recording…");
+    EXPECT_EQ(recorder->starts, 1);
+    ASSERT_TRUE(narration->onLevel);
+    narration->onLevel(0.4);
+    EXPECT_TRUE(waitFor([&] { return app().micLevel() == 0.4; }));
+
+    // Every fragment lands in the draft as it arrives.
+    QStringList seen;
+    QObject::connect(&app(), &AppState::pendingSkillMarkdownChanged, [&] { seen << app().pendingSkillMarkdown(); });
+    app().handleHotkey(AppState::Hotkey::toggleRecording);
+    EXPECT_EQ(app().state(), TavrikState::creatingSkill());
+    EXPECT_EQ(app().statusTitle(), "Creating Skill");
+    EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::generating);
+    EXPECT_TRUE(app().isGeneratingSkill());
+    EXPECT_EQ(app().skillGenerationStatus(), "Writing the skill…");
+    ASSERT_TRUE(waitFor([&] { return app().skillPanelPhase() == SkillPanelPhase::editable; }));
+
+    ASSERT_EQ(synthesis->calls.size(), 1);
+    EXPECT_EQ(synthesis->calls[0].narration, "the week is a parameter");
+    EXPECT_EQ(synthesis->calls[0].recording.events.size(), 3);
+    ASSERT_GE(seen.size(), synthesis->fragments.size());
+    EXPECT_EQ(seen[0], synthesis->fragments[0]);
+    EXPECT_EQ(seen[1], synthesis->fragments[0] + synthesis->fragments[1]);
+    EXPECT_EQ(app().pendingSkillMarkdown(), synthesis->fragments.join(QString()));
+    EXPECT_FALSE(app().isGeneratingSkill());
+    EXPECT_EQ(app().skillGenerationStatus(), "");
+    EXPECT_FALSE(app().hasUnsavedEdits());
+    ASSERT_TRUE(app().pendingGeneratedSkill());
+    EXPECT_EQ(app().pendingGeneratedSkill()->name, "Weekly Report");
+    EXPECT_EQ(app().micLevel(), 0);
+    EXPECT_EQ(app().state(), TavrikState::creatingSkill());
+    EXPECT_EQ(eventNames(), (QStringList{"recording_started", "recording_stopped"}));
+}
+
+TEST_F(AppStateTest, AnEmptyRecordingOrAFailedSynthesisEndsInTheErrorPhase) {
+    recorder->result = recordingWithEvents(0);
+    recordDraft();
+    EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::error);
+    EXPECT_EQ(app().skillGenerationError(), QString::fromUtf8(AppState::emptyRecordingMessage));
+    EXPECT_TRUE(synthesis->calls.isEmpty());
+    EXPECT_TRUE(eventNames().contains("skill_creation_failed"));
+
+    // Nothing written at all counts as empty too.
+    app().closeSkillPanel();
+    recorder->result.reset();
+    recordDraft();
+    EXPECT_EQ(app().skillGenerationError(), QString::fromUtf8(AppState::emptyRecordingMessage));
+
+    app().closeSkillPanel();
+    EXPECT_EQ(app().state(), TavrikState::idle());
+    recorder->result = recordingWithEvents(2);
+    synthesis->error = "The model is overloaded. Try again in a minute.";
+    recordDraft();
+    EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::error);
+    EXPECT_EQ(app().skillGenerationError(), "The model is overloaded. Try again in a minute.");
+    EXPECT_FALSE(app().isGeneratingSkill());
+    EXPECT_EQ(app().state(), TavrikState::creatingSkill());
+}
+
+TEST_F(AppStateTest, ANewRecordingDropsAnOpenDraftWithoutAskingAndSilencesTheOldStream) {
+    synthesis->finish = false;
+    app().startRecording();
+    app().stopRecording();
+    waitFor([&] { return !app().pendingSkillMarkdown().isEmpty(); });
+    ASSERT_EQ(*synthesis->liveTasks, 1);
+    app().setPendingSkillMarkdown(app().pendingSkillMarkdown() + "my edit");
+
+    app().handleHotkey(AppState::Hotkey::toggleRecording);
+    EXPECT_EQ(app().state(), TavrikState::recording());
+    EXPECT_TRUE(questions->asked.isEmpty());
+    EXPECT_EQ(*synthesis->liveTasks, 0);
+    EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::idle);
+    waitFor([] { return false; }, 100);
+    EXPECT_EQ(app().pendingSkillMarkdown(), "");
+}
+
+TEST_F(AppStateTest, RenameAndSaveWriteTheEditedSkillAndTheFirstSkillTeachesThePalette) {
+    recordDraft();
+    app().renameSkill("Send: the weekly report");
+    EXPECT_TRUE(app().hasUnsavedEdits());
+    EXPECT_EQ(app().pendingGeneratedSkill()->name, "Send: the weekly report");
+    EXPECT_TRUE(app().pendingSkillMarkdown().contains("name: \"Send: the weekly report\"\n"));
+
+    app().saveGeneratedSkill();
+    EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::saved);
+    EXPECT_FALSE(app().hasUnsavedEdits());
+    ASSERT_EQ(app().skills().size(), 1);
+    const Skill saved = app().skills().first();
+    EXPECT_EQ(saved.name, "Send: the weekly report");
+    EXPECT_EQ(saved.plan.size(), 2); // the plan stays the generated one
+    QFile markdown(SkillStore().markdownPath(saved));
+    ASSERT_TRUE(markdown.open(QIODevice::ReadOnly));
+    EXPECT_EQ(QString::fromUtf8(markdown.readAll()), app().pendingSkillMarkdown());
+    EXPECT_TRUE(app().showCallSkillTip());
+    EXPECT_FALSE(app().hasPillTip()); // not over the open panel
+    app().closeSkillPanel();
+    EXPECT_TRUE(app().hasPillTip());
+    EXPECT_EQ(app().pillTip(), "Press ctrl + / to call your skill");
+    ASSERT_EQ(events.last().first, "skill_created");
+    EXPECT_EQ(events.last().second, (QJsonObject{{"mode", "skill"}, {"steps", 2}}));
+
+    // Opening the palette ends the lesson; a second skill does not bring it back.
+    app().openPalette();
+    EXPECT_TRUE(app().paletteOpen());
+    EXPECT_FALSE(app().showCallSkillTip());
+    app().closePalette();
+    EXPECT_FALSE(app().paletteOpen());
+    synthesis->skill = draftSkill("Second");
+    synthesis->fragments = fragmentsOf(synthesis->skill);
+    recordDraft();
+    app().saveGeneratedSkill();
+    EXPECT_EQ(app().skills().size(), 2);
+    EXPECT_FALSE(app().showCallSkillTip());
+}
+
+TEST_F(AppStateTest, DiscardAsksOnlyAboutUnsavedEdits) {
+    recordDraft();
+    app().discardGeneratedSkill();
+    EXPECT_TRUE(questions->asked.isEmpty());
+    EXPECT_EQ(app().state(), TavrikState::idle());
+    EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::idle);
+
+    recordDraft();
+    app().setPendingSkillMarkdown(app().pendingSkillMarkdown() + "\nAlso check the totals.");
+    questions->answers = {1, -1, 0};
+    app().discardGeneratedSkill(); // Keep Editing
+    ASSERT_EQ(questions->asked.size(), 1);
+    EXPECT_EQ(questions->asked[0].message, "Discard this skill?");
+    EXPECT_EQ(questions->asked[0].details, "Your edits haven't been saved.");
+    EXPECT_EQ(questions->asked[0].buttons, (QStringList{"Discard", "Keep Editing"}));
+    EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::editable);
+    app().discardGeneratedSkill(); // closed without an answer
+    EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::editable);
+    app().discardGeneratedSkill(); // Discard
+    EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::idle);
+    EXPECT_EQ(app().state(), TavrikState::idle());
+    EXPECT_TRUE(app().skills().isEmpty());
+}
+
+TEST_F(AppStateTest, ADeclinedDestructiveSkillNeverStarts) {
+    const Skill skill = draftSkill("Submit Report", true);
+    ASSERT_FALSE(SkillStore().save(skill));
+    questions->answers = {1};
+    app().cast(skill);
+    ASSERT_EQ(questions->asked.size(), 1);
+    EXPECT_EQ(questions->asked[0].message, "Let Tavrik run “Submit Report”?");
+    EXPECT_TRUE(questions->asked[0].details.contains("•  Submit the report for {{week_ending}}"));
+    EXPECT_EQ(questions->asked[0].buttons, (QStringList{"Run It", "Cancel"}));
+    EXPECT_TRUE(questions->asked[0].warning);
+    EXPECT_EQ(app().state(), TavrikState::idle());
+    EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::idle);
+    EXPECT_TRUE(auditLines().isEmpty());
+}
+
+class AppStateRunTest : public AppStateTest {
+protected:
+    void SetUp() override {
+        if (!runtime.isUsable())
+            GTEST_SKIP() << "runtime/node_modules is not installed (scripts/build-runtime)";
+    }
+    StandInRuntime runtime;
+    ScopedEnvironment runtimeDir{"TAVRIK_RUNTIME_DIR", runtime.path().toUtf8()};
+};
+
+TEST_F(AppStateRunTest, RunFromThePanelShowsProgressThenTheOutcomeAndAppendsTheRunRecord) {
+    recordDraft();
+    QStringList lines;
+    QObject::connect(&app(), &AppState::runningLineChanged, [&] { lines << app().runningLine(); });
+    app().runPendingSkill(); // saves first
+    ASSERT_TRUE(app().savedSkill());
+    EXPECT_EQ(app().state(), TavrikState::casting("Weekly Report"));
+    EXPECT_EQ(app().statusTitle(), "Running: Weekly Report");
+    EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::running);
+    EXPECT_TRUE(hotkeys->casting);
+
+    // A second cast while this one runs is ignored.
+    app().cast(draftSkill("Other"));
+    EXPECT_EQ(app().state(), TavrikState::casting("Weekly Report"));
+
+    ASSERT_TRUE(waitFor([&] { return app().state() == TavrikState::idle(); }, 60000));
+    EXPECT_EQ(lines.value(0), "Starting…");
+    EXPECT_EQ(app().runningLine(), "");
+    EXPECT_EQ(app().runOutcome(), "Done.");
+    EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::saved);
+    EXPECT_FALSE(hotkeys->casting);
+    EXPECT_EQ(eventNames().count("skill_run_started"), 1);
+    EXPECT_EQ(eventNames().count("skill_run_finished"), 1);
+    const QList<QJsonObject> audit = auditLines();
+    ASSERT_EQ(audit.size(), 1);
+    EXPECT_EQ(audit[0]["skill"].toString(), "Weekly Report");
+    EXPECT_EQ(audit[0]["mode"].toString(), "agent");
+    EXPECT_FALSE(audit[0]["aborted"].toBool());
+}
+
+TEST_F(AppStateRunTest, AConfirmedDestructiveRunThatFailsReportsTheRuntimesLastLine) {
+    const Skill skill = draftSkill("Submit Report", true);
+    ASSERT_FALSE(SkillStore().save(skill));
+    questions->answers = {0};
+    app().cast(skill, {{"exit", "1"}, {"lines", "→ click Submit|✗ The form rejected the week"}});
+    EXPECT_EQ(app().state(), TavrikState::casting("Submit Report"));
+    ASSERT_TRUE(waitFor([&] { return app().state() == TavrikState::idle(); }, 60000));
+    EXPECT_EQ(app().runOutcome(), "The form rejected the week");
+    EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::idle);
+    const QList<QJsonObject> audit = auditLines();
+    ASSERT_EQ(audit.size(), 1);
+    EXPECT_TRUE(audit[0]["aborted"].toBool());
+}
+
+TEST_F(AppStateRunTest, PanicEndsTheRunAndEveryProcessItStarted) {
+    const Skill skill = draftSkill("Long One");
+    ASSERT_FALSE(SkillStore().save(skill));
+    const QString pgrpFile = support.path() + "/pgrp";
+    app().cast(skill, {{"hang", "1"}, {"pgrp_file", pgrpFile}});
+    ASSERT_TRUE(waitFor([&] { return app().runningLine() == "waiting"; }, 60000));
+    QFile file(pgrpFile);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const qint64 group = file.readAll().toLongLong();
+    ASSERT_GT(group, 1);
+
+    app().handleHotkey(AppState::Hotkey::panic);
+    EXPECT_EQ(app().state(), TavrikState::idle());
+    EXPECT_EQ(app().runningLine(), "");
+    EXPECT_TRUE(waitFor([&] { return ProcessGroup::livingMembers(group) == 0; }, 5000));
+    EXPECT_FALSE(app().hasRunOutcome()); // a stopped run reports nothing late
+    EXPECT_TRUE(auditLines().isEmpty());
+    EXPECT_EQ(eventNames().count("skill_run_finished"), 1);
+}
+
+// The draft comes from a real streamed Messages API answer served on this machine.
+TEST_F(AppStateTest, TheModelsStreamedAnswerBecomesTheDraft) {
+    LocalHttpServer server;
+    ScopedEnvironment modelHost{Hosts::modelApiVariable, server.baseUrl().toUtf8()};
+    ScopedEnvironment key{"ANTHROPIC_API_KEY", "sk-ant-local"};
+    const QString markdown = "---\nname: Search B\ndescription: Searches b.\ntrigger: search b for {{term}}\n"
+                             "parameters:\n  - name: term\n    type: searchTerm\n    prompt: What?\n    example: x\n"
+                             "---\n\n# Search B\n";
+    QStringList pieces;
+    for (qsizetype at = 0; at < markdown.size(); at += 11)
+        pieces << markdown.mid(at, 11);
+    server.route("POST", "/v1/messages",
+                 CannedResponse::eventStream(CannedResponse::split(messages::textStream(pieces), 40, 5)));
+    useSynthesis(std::make_unique<ModelSynthesis>());
+    int growth = 0;
+    QObject::connect(&app(), &AppState::pendingSkillMarkdownChanged, [&] { ++growth; });
+    recordDraft();
+    ASSERT_EQ(app().skillPanelPhase(), SkillPanelPhase::editable) << app().skillGenerationError().toStdString();
+    EXPECT_GT(growth, 2); // it grew piece by piece before the final text replaced it
+    EXPECT_EQ(app().pendingSkillMarkdown(), markdown);
+    EXPECT_EQ(app().pendingGeneratedSkill()->name, "Search B");
+    EXPECT_EQ(server.requests().at(0).header("x-api-key"), "sk-ant-local");
+
+    server.route("POST", "/v1/messages", CannedResponse::json(400, messages::errorBody("invalid_request_error", "too long")));
+    app().closeSkillPanel();
+    recordDraft();
+    EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::error);
+    EXPECT_TRUE(app().skillGenerationError().contains("400")) << app().skillGenerationError().toStdString();
+}

@@ -1,0 +1,194 @@
+#include "Tavrik/Pill/PillController.h"
+#include "Tavrik/Pill/PillGeometry.h"
+#include "Tavrik/Pill/PillWindow.h"
+#include "Tavrik/Pill/SkillPanel.h"
+#include "ViewsTestSupport.h"
+
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <gtest/gtest.h>
+
+using namespace tavrik;
+using namespace tavrik::testing;
+
+namespace {
+
+const QRect screenArea(0, 0, 1920, 1080);
+
+} // namespace
+
+TEST(PillGeometry, SizesFollowThePhaseAndDockRightCentred) {
+    EXPECT_EQ(PillGeometry::sizeFor(SkillPanelPhase::idle), QSize(320, 140));
+    for (SkillPanelPhase phase :
+         {SkillPanelPhase::generating, SkillPanelPhase::running, SkillPanelPhase::editable,
+          SkillPanelPhase::saved, SkillPanelPhase::error})
+        EXPECT_EQ(PillGeometry::sizeFor(phase), QSize(580, 240));
+    EXPECT_EQ(PillGeometry::frameFor(screenArea, {320, 140}), QRect(1600, 470, 320, 140));
+    EXPECT_EQ(PillGeometry::frameFor(QRect(1920, 40, 1280, 984), {580, 240}),
+              QRect(2620, 412, 580, 240));
+}
+
+TEST(PillGeometry, TabExpandsAndTheMarginKeepsItOpen) {
+    const QRect frame(1600, 470, 320, 140); // midY 540
+    using PillGeometry::poll;
+    const auto idle = SkillPanelPhase::idle;
+
+    EXPECT_FALSE(poll(frame, {1890, 540}, false, false, idle).expanded); // left of the tab zone
+    EXPECT_TRUE(poll(frame, {1900, 540}, false, false, idle).expanded);
+    EXPECT_TRUE(poll(frame, {1919, 512}, false, false, idle).expanded);
+    EXPECT_FALSE(poll(frame, {1910, 505}, false, false, idle).expanded); // above the 60-point zone
+    // The card itself does not open the pill; only the tab does.
+    EXPECT_FALSE(poll(frame, {1700, 540}, false, false, idle).expanded);
+
+    EXPECT_TRUE(poll(frame, {1700, 540}, true, false, idle).expanded);
+    EXPECT_TRUE(poll(frame, {1590, 540}, true, false, idle).expanded);  // 10 points out
+    EXPECT_TRUE(poll(frame, {1700, 460}, true, false, idle).expanded);  // 10 points above
+    EXPECT_FALSE(poll(frame, {1589, 540}, true, false, idle).expanded); // 11 points out
+    EXPECT_FALSE(poll(frame, {1700, 621}, true, false, idle).expanded);
+}
+
+TEST(PillGeometry, ClicksPassThroughUnlessExpandedOrOverATipOrPanel) {
+    const QRect frame(1600, 470, 320, 140);
+    using PillGeometry::poll;
+    const QPoint overCard(1650, 540);
+
+    EXPECT_FALSE(poll(frame, overCard, false, false, SkillPanelPhase::idle).acceptsMouse);
+    EXPECT_FALSE(poll(frame, {10, 10}, false, true, SkillPanelPhase::idle).acceptsMouse);
+    EXPECT_TRUE(poll(frame, overCard, false, true, SkillPanelPhase::idle).acceptsMouse);
+    // The tip zone ends 46 points short of the right edge.
+    EXPECT_FALSE(poll(frame, {1880, 540}, false, true, SkillPanelPhase::idle).acceptsMouse);
+    EXPECT_TRUE(poll(frame, overCard, true, false, SkillPanelPhase::idle).acceptsMouse);
+
+    const QRect active(1340, 420, 580, 240); // midY 540
+    EXPECT_TRUE(poll(active, {1400, 455}, false, false, SkillPanelPhase::editable).acceptsMouse);
+    EXPECT_FALSE(poll(active, {1400, 440}, false, false, SkillPanelPhase::editable).acceptsMouse);
+    EXPECT_FALSE(poll(active, {1400, 455}, false, false, SkillPanelPhase::idle).acceptsMouse);
+}
+
+TEST(PillController, ResizesWithThePhaseAndStaysOnTheEdge) {
+    PillController controller;
+    controller.setDockArea(screenArea);
+    controller.show();
+    PillWindow* window = controller.window();
+    ASSERT_NE(window, nullptr);
+    EXPECT_EQ(window->geometry(), QRect(1600, 470, 320, 140));
+    EXPECT_FALSE(window->acceptsMouse());
+    EXPECT_FALSE(window->showsPanel());
+
+    controller.setPhase(SkillPanelPhase::generating);
+    EXPECT_EQ(window->geometry(), QRect(1340, 420, 580, 240));
+    EXPECT_TRUE(window->showsPanel());
+    EXPECT_TRUE(window->skillPanel()->isVisibleTo(window));
+
+    controller.setPhase(SkillPanelPhase::idle);
+    EXPECT_EQ(window->geometry(), QRect(1600, 470, 320, 140));
+    controller.show(); // a second show keeps the one window
+    EXPECT_EQ(controller.window(), window);
+}
+
+TEST(PillController, HoverOpensTheCardAndLeavingClosesIt) {
+    PillController controller;
+    controller.setDockArea(screenArea);
+    controller.show();
+    PillWindow* window = controller.window();
+
+    controller.pollAt({1910, 540});
+    EXPECT_TRUE(controller.model()->expanded());
+    EXPECT_TRUE(window->showsCard());
+    EXPECT_TRUE(window->acceptsMouse());
+
+    controller.pollAt({1595, 540});
+    EXPECT_TRUE(controller.model()->expanded());
+    controller.pollAt({1500, 540});
+    EXPECT_FALSE(controller.model()->expanded());
+    EXPECT_FALSE(window->showsCard());
+    EXPECT_FALSE(window->acceptsMouse());
+
+    controller.setHasTip(true);
+    window->setTip(QStringLiteral("Press ctrl + / to call your skill"));
+    EXPECT_TRUE(window->showsTip());
+    controller.pollAt({1650, 540});
+    EXPECT_TRUE(window->acceptsMouse());
+    EXPECT_FALSE(controller.model()->expanded());
+}
+
+TEST(SkillPanel, ShowsEachPhaseWithItsButtons) {
+    SkillPanel panel;
+    panel.resize(546, 180);
+    panel.setPhase(SkillPanelPhase::generating);
+    panel.setStatus(QStringLiteral("Writing the skill…"));
+    EXPECT_EQ(panel.heading()->text(), "Writing the skill…");
+    EXPECT_TRUE(panel.editor()->isReadOnly());
+    EXPECT_TRUE(panel.discardButton()->isVisibleTo(&panel));
+    EXPECT_FALSE(panel.saveButton()->isVisibleTo(&panel));
+
+    panel.setPhase(SkillPanelPhase::editable);
+    EXPECT_FALSE(panel.editor()->isReadOnly());
+    EXPECT_TRUE(panel.saveButton()->isVisibleTo(&panel));
+    EXPECT_TRUE(panel.runButton()->isVisibleTo(&panel));
+
+    panel.setPhase(SkillPanelPhase::error);
+    panel.setError(QStringLiteral("The model is busy."));
+    EXPECT_EQ(panel.heading()->text(), "Couldn't create the skill");
+    EXPECT_EQ(panel.detail()->text(), "The model is busy.");
+    EXPECT_FALSE(panel.editor()->isVisibleTo(&panel));
+    EXPECT_TRUE(panel.closeButton()->isVisibleTo(&panel));
+}
+
+TEST(SkillPanel, StreamsTheDraftAndReportsOnlyUserEdits) {
+    SkillPanel panel;
+    QStringList edits;
+    QObject::connect(&panel, &SkillPanel::markdownEdited,
+                     [&](const QString& text) { edits << text; });
+    panel.setPhase(SkillPanelPhase::generating);
+    panel.setMarkdown(QStringLiteral("---\nname: Ti"));
+    panel.setMarkdown(QStringLiteral("---\nname: Timesheet\n"));
+    EXPECT_EQ(panel.markdown(), "---\nname: Timesheet\n");
+    EXPECT_TRUE(edits.isEmpty());
+
+    panel.setPhase(SkillPanelPhase::editable);
+    panel.setMarkdown(QStringLiteral("---\nname: Timesheet\n---\n"));
+    EXPECT_TRUE(edits.isEmpty());
+    panel.editor()->moveCursor(QTextCursor::End);
+    panel.editor()->insertPlainText(QStringLiteral("1. Open"));
+    ASSERT_FALSE(edits.isEmpty());
+    EXPECT_EQ(edits.last(), "---\nname: Timesheet\n---\n1. Open");
+}
+
+TEST(SkillPanel, KeepsTheLatestProgressLinesOfARun) {
+    SkillPanel panel;
+    panel.setPhase(SkillPanelPhase::running);
+    for (const char* line : {"Starting…", "Opening the page", "Opening the page", "Typing the date",
+                             "Saving", "Checking"})
+        panel.setRunningLine(QString::fromUtf8(line));
+    EXPECT_EQ(panel.progressLines(),
+              (QStringList{"Opening the page", "Typing the date", "Saving", "Checking"}));
+    panel.setOutcome(QStringLiteral("  Done.\n"));
+    EXPECT_TRUE(panel.detail()->text().contains("Done."));
+
+    // A new run starts with an empty list.
+    panel.setPhase(SkillPanelPhase::saved);
+    panel.setPhase(SkillPanelPhase::running);
+    EXPECT_TRUE(panel.progressLines().isEmpty());
+}
+
+TEST(PillWindow, OffersAnUpdateInTheOpenCard) {
+    PillWindow window;
+    int downloads = 0, later = 0;
+    QObject::connect(&window, &PillWindow::updateDownloadClicked, [&] { ++downloads; });
+    QObject::connect(&window, &PillWindow::updateLaterClicked, [&] { ++later; });
+    window.setUpdateOffer(QStringLiteral("1.4.0"));
+    EXPECT_TRUE(window.cardHint()->text().contains("1.4.0"));
+    emit window.cardHint()->linkActivated(QStringLiteral("download"));
+    emit window.cardHint()->linkActivated(QStringLiteral("later"));
+    EXPECT_EQ(downloads, 1);
+    EXPECT_EQ(later, 1);
+
+    // Recording says how to finish rather than offering the update.
+    window.setRecording(true);
+    EXPECT_FALSE(window.cardHint()->text().contains("1.4.0"));
+    window.setRecording(false);
+    window.setUpdateOffer({});
+    EXPECT_FALSE(window.cardHint()->text().contains("Download"));
+}
