@@ -3,6 +3,8 @@
 #include "TavrikCore/Models/Skill.h"
 #include "TavrikCore/Models/TavrikState.h"
 
+#include <array>
+
 #include <QList>
 #include <QMap>
 #include <QString>
@@ -58,7 +60,7 @@ private:
     // A skill's matched texts, worked out once per library rather than on every keystroke.
     struct Entry {
         qsizetype index = 0;
-        QList<QString> fields;
+        std::array<QString, 3> fields;
     };
 
     QList<Skill> m_skills;
