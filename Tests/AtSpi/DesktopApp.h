@@ -9,9 +9,6 @@
 
 #include <ostream>
 
-// Readable values in test failure messages.
-inline void PrintTo(const QString& text, std::ostream* os) { *os << '"' << text.toStdString() << '"'; }
-
 namespace tavrik::test {
 
 // The GTK form of form_app.py running on the test display, with its widgets' screen rectangles.

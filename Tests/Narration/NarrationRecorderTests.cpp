@@ -18,7 +18,6 @@ using namespace tavrik;
 using tavrik::audio::PocketSphinxRecognizer;
 using Pace = WavFileAudioInput::Pace;
 
-inline void PrintTo(const QString& text, std::ostream* os) { *os << '"' << text.toStdString() << '"'; }
 
 namespace {
 
