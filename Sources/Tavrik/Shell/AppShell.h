@@ -10,6 +10,7 @@
 namespace tavrik {
 
 class AppState;
+class HotkeyEngine;
 class MainWindow;
 class OverlayController;
 class PillController;
@@ -34,6 +35,7 @@ public:
     OverlayController* overlay() const { return m_overlay; }
     TrayMenu* tray() const { return m_tray; }
     OnboardingWindow* onboarding() const { return m_onboarding; }
+    HotkeyEngine* hotkeys() const { return m_desktop.hotkeys; }
 
     void showMainWindow();
     void showOnboarding();
