@@ -1,0 +1,47 @@
+#include "TavrikPlatform/AccessibilityBackend.h"
+
+#include "TavrikPlatform/Null/NullAccessibility.h"
+
+#ifdef TAVRIK_HAVE_ATSPI
+#include "TavrikPlatform/AtSpi/AtSpiResolver.h"
+#include "TavrikPlatform/Permissions/LinuxPermissionBackend.h"
+#endif
+#ifdef TAVRIK_HAVE_POCKETSPHINX
+#include "TavrikPlatform/Audio/NarrationBackends.h"
+#endif
+
+namespace tavrik::DesktopBackend {
+
+std::unique_ptr<AXResolver> createAXResolver() {
+#ifdef TAVRIK_HAVE_ATSPI
+    if (!qEnvironmentVariableIsEmpty("DISPLAY")) {
+        auto resolver = std::make_unique<atspi::AtSpiResolver>();
+        if (resolver->isAvailable()) {
+            return resolver;
+        }
+    }
+#endif
+    return std::make_unique<NullAXResolver>();
+}
+
+std::unique_ptr<PermissionsManager> createPermissionsManager(QObject* parent) {
+#ifdef TAVRIK_HAVE_ATSPI
+    return std::make_unique<PermissionsManager>(
+        std::make_unique<linux_desktop::LinuxPermissionBackend>(),
+        &linux_desktop::openDesktopSettings, parent);
+#else
+    return std::make_unique<PermissionsManager>(std::make_unique<NullPermissionBackend>(), nullptr,
+                                                parent);
+#endif
+}
+
+std::unique_ptr<NarrationRecorder> createNarrationRecorder() {
+#ifdef TAVRIK_HAVE_POCKETSPHINX
+    return std::make_unique<NarrationRecorder>(audio::microphoneOrFileInput(),
+                                               audio::pocketSphinx());
+#else
+    return std::make_unique<NarrationRecorder>(nullptr, nullptr);
+#endif
+}
+
+} // namespace tavrik::DesktopBackend

@@ -1,0 +1,627 @@
+// libatspi pulls in GLib, whose headers use `signals` as a field name: include it before Qt.
+// clang-format off
+#include <atspi/atspi.h>
+// clang-format on
+
+#include "TavrikPlatform/AtSpi/AtSpiResolver.h"
+
+#include "TavrikCore/Recorder/BrowserIdentity.h"
+#include "TavrikCore/Recorder/SecureFieldScan.h"
+#include "TavrikPlatform/AtSpi/ClientWindows.h"
+
+#include <QDeadlineTimer>
+#include <QElapsedTimer>
+#include <QHash>
+#include <algorithm>
+#include <functional>
+#include <map>
+
+namespace tavrik::atspi {
+
+namespace {
+
+// Longest ancestor chain followed, and deepest hit-test descent; real trees are far shallower.
+constexpr int maxAncestors = 64;
+constexpr int maxDescent = 64;
+// A field's text beyond this is not worth storing in a recording.
+constexpr int maxValueLength = 2000;
+
+struct Unref {
+    void operator()(gpointer object) const {
+        if (object) {
+            g_object_unref(object);
+        }
+    }
+};
+template <typename T> using Ref = std::unique_ptr<T, Unref>;
+using Accessible = Ref<AtspiAccessible>;
+
+Accessible retain(AtspiAccessible* object) {
+    return Accessible(object ? static_cast<AtspiAccessible*>(g_object_ref(object)) : nullptr);
+}
+
+QString takeString(gchar* text) {
+    QString result = text ? QString::fromUtf8(text) : QString();
+    g_free(text);
+    return result;
+}
+
+std::optional<QString> nonEmpty(const QString& text) {
+    return text.isEmpty() ? std::nullopt : std::optional<QString>(text);
+}
+
+bool contains(const Rect& r, Point p) {
+    return p.x >= r.origin.x && p.y >= r.origin.y && p.x < r.origin.x + r.size.width &&
+           p.y < r.origin.y + r.size.height;
+}
+
+// One question put to one application, with one time budget for all its calls: each call may
+// take only what is left of it (libatspi's method-call timeout is set from the remainder before
+// every call). When the budget runs out the application is taken as unresponsive and the
+// remaining calls are skipped, so a question never takes much longer than the budget.
+class Query {
+public:
+    explicit Query(int budgetMs) : m_budgetMs(budgetMs) { m_clock.start(); }
+
+    bool hung() const { return m_hung; }
+
+    template <typename F> auto call(F&& f) -> std::optional<decltype(f(nullptr))> {
+        if (m_hung) {
+            return std::nullopt;
+        }
+        const qint64 remaining = m_budgetMs - m_clock.elapsed();
+        if (remaining <= 0) {
+            m_hung = true;
+            return std::nullopt;
+        }
+        // libatspi can wait twice its timeout for an application that does not answer (its
+        // reentrant wait starts over once after dispatching other traffic): hence half. A call
+        // that used up its share ran out, whatever it returned.
+        const qint64 allowed = std::max<qint64>(1, remaining / 2);
+        atspi_set_timeout(int(allowed), 0);
+        const qint64 start = m_clock.elapsed();
+        GError* error = nullptr;
+        auto value = f(&error);
+        if (m_clock.elapsed() - start >= allowed || m_clock.elapsed() >= m_budgetMs) {
+            m_hung = true;
+        }
+        if (error) {
+            g_error_free(error);
+            return std::nullopt;
+        }
+        return value;
+    }
+
+    Accessible accessible(AtspiAccessible* (*getter)(AtspiAccessible*, GError**),
+                          AtspiAccessible* of) {
+        return Accessible(call([&](GError** e) { return getter(of, e); }).value_or(nullptr));
+    }
+
+    std::optional<AtspiRole> role(AtspiAccessible* object) {
+        auto role = call([&](GError** e) { return atspi_accessible_get_role(object, e); });
+        if (!role || *role == ATSPI_ROLE_INVALID) {
+            return std::nullopt;
+        }
+        return role;
+    }
+
+    std::optional<Rect> extents(AtspiAccessible* object) {
+        auto rect = call([&](GError** e) {
+            return atspi_component_get_extents(ATSPI_COMPONENT(object), ATSPI_COORD_TYPE_SCREEN, e);
+        });
+        if (!rect || !*rect) {
+            return std::nullopt;
+        }
+        Rect result((*rect)->x, (*rect)->y, (*rect)->width, (*rect)->height);
+        g_free(*rect);
+        if (result.size.width <= 0 || result.size.height <= 0) {
+            return std::nullopt;
+        }
+        return result;
+    }
+
+    // Without a reply the set comes back empty, which reads as "none of these states".
+    bool hasStates(AtspiAccessible* object, std::initializer_list<AtspiStateType> states) {
+        auto set = call([&](GError**) { return atspi_accessible_get_state_set(object); });
+        if (!set || !*set) {
+            return false;
+        }
+        Ref<AtspiStateSet> owned(*set);
+        return std::all_of(states.begin(), states.end(),
+                           [&](AtspiStateType s) { return atspi_state_set_contains(*set, s); });
+    }
+
+    QStringList interfaces(AtspiAccessible* object) {
+        QStringList names;
+        auto array = call([&](GError**) { return atspi_accessible_get_interfaces(object); });
+        if (!array || !*array) {
+            return names;
+        }
+        for (guint i = 0; i < (*array)->len; ++i) {
+            names.append(takeString(g_array_index(*array, gchar*, i)));
+        }
+        g_array_free(*array, TRUE);
+        return names;
+    }
+
+    std::vector<Accessible> children(AtspiAccessible* object, bool* complete = nullptr) {
+        std::vector<Accessible> result;
+        auto count = call([&](GError** e) { return atspi_accessible_get_child_count(object, e); });
+        for (gint i = 0; count && i < *count && !m_hung; ++i) {
+            Accessible child(call([&](GError** e) {
+                                 return atspi_accessible_get_child_at_index(object, i, e);
+                             }).value_or(nullptr));
+            if (child) {
+                result.push_back(std::move(child));
+            }
+        }
+        if (complete) {
+            *complete = count.has_value() && !m_hung;
+        }
+        return result;
+    }
+
+    // Matches under `root` through the application's own Collection search; absent when the
+    // application has none (Qt) or it failed.
+    std::optional<std::vector<Accessible>> matches(AtspiAccessible* root, AtspiRole role,
+                                                   std::initializer_list<AtspiStateType> states,
+                                                   int count) {
+        AtspiStateSet* stateSet = atspi_state_set_new(nullptr);
+        for (AtspiStateType s : states) {
+            atspi_state_set_add(stateSet, s);
+        }
+        GArray* roles = g_array_new(FALSE, FALSE, sizeof(AtspiRole));
+        if (role != ATSPI_ROLE_INVALID) {
+            g_array_append_val(roles, role);
+        }
+        AtspiMatchRule* rule = atspi_match_rule_new(
+            stateSet, ATSPI_Collection_MATCH_ALL, nullptr, ATSPI_Collection_MATCH_NONE, roles,
+            role != ATSPI_ROLE_INVALID ? ATSPI_Collection_MATCH_ANY : ATSPI_Collection_MATCH_NONE,
+            nullptr, ATSPI_Collection_MATCH_NONE, FALSE);
+        auto found = call([&](GError** e) {
+            return atspi_collection_get_matches(ATSPI_COLLECTION(root), rule,
+                                                ATSPI_Collection_SORT_ORDER_CANONICAL, count, TRUE,
+                                                e);
+        });
+        g_object_unref(rule);
+        g_object_unref(stateSet);
+        g_array_free(roles, TRUE);
+        if (!found || !*found) {
+            return std::nullopt;
+        }
+        std::vector<Accessible> result;
+        for (guint i = 0; i < (*found)->len; ++i) {
+            result.emplace_back(g_array_index(*found, AtspiAccessible*, i));
+        }
+        g_array_free(*found, TRUE);
+        return result;
+    }
+
+private:
+    int m_budgetMs;
+    QElapsedTimer m_clock;
+    bool m_hung = false;
+};
+
+// The accessibility tree as the bounded secure-field walk sees it.
+struct AtSpiTree {
+    struct Node {
+        AtspiAccessible* object = nullptr;
+    };
+    Query& query;
+    // Keeps every visited child alive for the duration of the walk.
+    std::vector<Accessible> keep;
+
+    bool isSecure(const Node& node) { return query.role(node.object) == ATSPI_ROLE_PASSWORD_TEXT; }
+    std::optional<Rect> frame(const Node& node) { return query.extents(node.object); }
+    std::optional<QList<Node>> children(const Node& node) {
+        bool complete = false;
+        std::vector<Accessible> kids = query.children(node.object, &complete);
+        if (query.hung()) {
+            return std::nullopt;
+        }
+        QList<Node> nodes;
+        for (Accessible& kid : kids) {
+            nodes.append(Node{kid.get()});
+            keep.push_back(std::move(kid));
+        }
+        return nodes;
+    }
+};
+
+} // namespace
+
+struct AtSpiResolver::Private {
+    Options options;
+    ClientWindows windows;
+    bool atspiReady = false;
+    // Applications by process id, refreshed from the desktop's children when one is missing.
+    std::map<qint64, Accessible> applications;
+    // Applications that let a call run out, left alone until the deadline passes.
+    QHash<qint64, QDeadlineTimer> quiet;
+    // The last secure fields seen per window, kept for when its application stops answering.
+    QHash<unsigned long, QList<Rect>> lastSecureRects;
+
+    bool isQuiet(const std::optional<qint64>& pid) {
+        if (!pid) {
+            return true;
+        }
+        auto it = quiet.find(*pid);
+        if (it == quiet.end()) {
+            return false;
+        }
+        if (it->hasExpired()) {
+            quiet.erase(it);
+            return false;
+        }
+        return true;
+    }
+
+    // `found` says whether the application showed the window asked about; when it answered but
+    // did not, its cached entry may be a process that has gone, so it is looked up afresh next
+    // time.
+    void finish(const Query& query, qint64 pid, bool found) {
+        if (query.hung()) {
+            quiet.insert(pid, QDeadlineTimer(options.cooldownMs));
+        } else if (!found) {
+            applications.erase(pid);
+        }
+    }
+
+    AtspiAccessible* application(qint64 pid, Query& query) {
+        if (auto it = applications.find(pid); it != applications.end()) {
+            return it->second.get();
+        }
+        // The registry and the bus answer here, not the applications.
+        Query& registry = query;
+        Accessible desktop(atspi_get_desktop(0));
+        if (!desktop) {
+            return nullptr;
+        }
+        applications.clear();
+        for (Accessible& app : registry.children(desktop.get())) {
+            auto appPid = registry.call(
+                [&](GError** e) { return atspi_accessible_get_process_id(app.get(), e); });
+            if (appPid && *appPid > 0) {
+                applications[*appPid] = std::move(app);
+            }
+        }
+        auto it = applications.find(pid);
+        return it == applications.end() ? nullptr : it->second.get();
+    }
+
+    // The application's top-level window that is showing `window`; for a point, one containing it.
+    Accessible windowAccessible(AtspiAccessible* app, const ClientWindow& window, Query& query,
+                                std::optional<Point> point) {
+        std::vector<Accessible> candidates;
+        for (Accessible& child : query.children(app)) {
+            if (!query.hasStates(child.get(), {ATSPI_STATE_SHOWING})) {
+                continue;
+            }
+            if (point) {
+                auto frame = query.extents(child.get());
+                if (!frame || !contains(*frame, *point)) {
+                    continue;
+                }
+            }
+            candidates.push_back(std::move(child));
+        }
+        if (candidates.empty()) {
+            return nullptr;
+        }
+        if (candidates.size() > 1) {
+            for (Accessible& c : candidates) {
+                const QString name = takeString(
+                    query.call([&](GError** e) { return atspi_accessible_get_name(c.get(), e); })
+                        .value_or(nullptr));
+                if (name == window.title) {
+                    return std::move(c);
+                }
+            }
+            if (!point) {
+                for (Accessible& c : candidates) {
+                    if (query.hasStates(c.get(), {ATSPI_STATE_ACTIVE})) {
+                        return std::move(c);
+                    }
+                }
+            }
+        }
+        return std::move(candidates.front());
+    }
+
+    AXTarget windowOnlyTarget(const ClientWindow& window) {
+        AXTarget target;
+        target.appBundleID = window.appID();
+        target.appName = nonEmpty(windows.appName(window));
+        target.windowTitle = nonEmpty(window.title);
+        return target;
+    }
+
+    AXTarget makeTarget(AtspiAccessible* element, AtspiAccessible* windowObject,
+                        const ClientWindow& window, Query& query) {
+        AXTarget target = windowOnlyTarget(window);
+        if (auto role = query.role(element)) {
+            target.isSecure = *role == ATSPI_ROLE_PASSWORD_TEXT;
+            target.axRole = takeString(atspi_role_get_name(*role));
+        }
+        target.axTitle = nonEmpty(
+            takeString(query.call([&](GError** e) { return atspi_accessible_get_name(element, e); })
+                           .value_or(nullptr)));
+        target.axIdentifier = nonEmpty(takeString(
+            query.call([&](GError** e) { return atspi_accessible_get_accessible_id(element, e); })
+                .value_or(nullptr)));
+        const QStringList interfaces = query.interfaces(element);
+        // A password field's text is never read, not even masked: its length alone says too much.
+        if (!target.isSecure) {
+            target.axValue = readValue(element, interfaces, query);
+        }
+        if (auto frame = query.extents(element)) {
+            std::optional<Rect> windowFrame =
+                windowObject ? query.extents(windowObject) : std::nullopt;
+            const Rect origin = windowFrame.value_or(window.frame);
+            target.frameInWindow =
+                Rect(frame->origin.x - origin.origin.x, frame->origin.y - origin.origin.y,
+                     frame->size.width, frame->size.height);
+        }
+        if (target.appBundleID && BrowserIdentity::isBrowser(*target.appBundleID)) {
+            target.url = pageAddress(element, windowObject, query);
+        }
+        return target;
+    }
+
+    std::optional<QString> readValue(AtspiAccessible* element, const QStringList& interfaces,
+                                     Query& query) {
+        if (interfaces.contains("Text")) {
+            auto count = query.call(
+                [&](GError** e) { return atspi_text_get_character_count(ATSPI_TEXT(element), e); });
+            if (count && *count > 0) {
+                return nonEmpty(takeString(query
+                                               .call([&](GError** e) {
+                                                   return atspi_text_get_text(
+                                                       ATSPI_TEXT(element), 0,
+                                                       std::min(*count, maxValueLength), e);
+                                               })
+                                               .value_or(nullptr)));
+            }
+            return std::nullopt;
+        }
+        if (interfaces.contains("Value")) {
+            auto value = query.call(
+                [&](GError** e) { return atspi_value_get_current_value(ATSPI_VALUE(element), e); });
+            if (value) {
+                return QString::number(*value);
+            }
+        }
+        return std::nullopt;
+    }
+
+    std::optional<QString> pageAddress(AtspiAccessible* element, AtspiAccessible* windowObject,
+                                       Query& query) {
+        Accessible document;
+        Accessible current = retain(element);
+        for (int i = 0; current && i < maxAncestors && !query.hung(); ++i) {
+            if (query.role(current.get()) == ATSPI_ROLE_DOCUMENT_WEB) {
+                document = std::move(current);
+                break;
+            }
+            current = query.accessible(atspi_accessible_get_parent, current.get());
+        }
+        // Outside the page (the address bar, a tab): the page showing in the window.
+        if (!document && windowObject) {
+            auto found =
+                query.matches(windowObject, ATSPI_ROLE_DOCUMENT_WEB, {ATSPI_STATE_SHOWING}, 1);
+            if (found && !found->empty()) {
+                document = std::move(found->front());
+            }
+        }
+        if (!document) {
+            return std::nullopt;
+        }
+        auto table = query.call([&](GError** e) {
+            return atspi_document_get_document_attributes(ATSPI_DOCUMENT(document.get()), e);
+        });
+        if (!table || !*table) {
+            return std::nullopt;
+        }
+        QMap<QString, QString> attributes;
+        GHashTableIter iter;
+        gpointer key = nullptr;
+        gpointer value = nullptr;
+        g_hash_table_iter_init(&iter, *table);
+        while (g_hash_table_iter_next(&iter, &key, &value)) {
+            attributes.insert(QString::fromUtf8(static_cast<const char*>(key)),
+                              QString::fromUtf8(static_cast<const char*>(value)));
+        }
+        g_hash_table_unref(*table);
+        return BrowserIdentity::pageAddress(attributes);
+    }
+
+    // Depth-first search for the focused element where the application offers no Collection.
+    Accessible findFocused(AtspiAccessible* root, Query& query) {
+        int visited = 0;
+        std::function<Accessible(AtspiAccessible*, int)> visit = [&](AtspiAccessible* node,
+                                                                     int depth) -> Accessible {
+            if (visited >= maxSecureScanElements || depth > maxSecureScanDepth || query.hung()) {
+                return nullptr;
+            }
+            ++visited;
+            auto set = query.call([&](GError**) { return atspi_accessible_get_state_set(node); });
+            if (!set || !*set) {
+                return nullptr;
+            }
+            Ref<AtspiStateSet> states(*set);
+            if (atspi_state_set_contains(*set, ATSPI_STATE_FOCUSED)) {
+                return retain(node);
+            }
+            if (!atspi_state_set_contains(*set, ATSPI_STATE_SHOWING)) {
+                return nullptr;
+            }
+            for (Accessible& child : query.children(node)) {
+                if (Accessible found = visit(child.get(), depth + 1)) {
+                    return found;
+                }
+            }
+            return nullptr;
+        };
+        return visit(root, 0);
+    }
+};
+
+AtSpiResolver::AtSpiResolver() : AtSpiResolver(Options{}) {}
+
+AtSpiResolver::AtSpiResolver(Options options) : d(std::make_unique<Private>()) {
+    d->options = options;
+    if (d->windows.isOpen()) {
+        const int status = atspi_init();
+        d->atspiReady = status == 0 || status == 1;
+        // No grace period for starting applications: a hang at start-up must not stall us either.
+        atspi_set_timeout(options.timeoutMs, 0);
+    }
+}
+
+AtSpiResolver::~AtSpiResolver() = default;
+
+bool AtSpiResolver::isAvailable() const {
+    return d->windows.isOpen() && d->atspiReady;
+}
+
+std::optional<AXTarget> AtSpiResolver::target(Point at) {
+    std::optional<ClientWindow> window = d->windows.topmostAt(at);
+    if (!window) {
+        return std::nullopt;
+    }
+    if (!d->atspiReady || d->isQuiet(window->pid)) {
+        return d->windowOnlyTarget(*window);
+    }
+    Query query(d->options.timeoutMs);
+    AXTarget result = d->windowOnlyTarget(*window);
+    bool found = false;
+    if (AtspiAccessible* app = d->application(*window->pid, query)) {
+        Accessible windowObject = d->windowAccessible(app, *window, query, at);
+        found = windowObject != nullptr;
+        if (windowObject) {
+            Accessible element = retain(windowObject.get());
+            for (int i = 0; i < maxDescent && !query.hung(); ++i) {
+                Accessible child(query
+                                     .call([&](GError** e) {
+                                         return atspi_component_get_accessible_at_point(
+                                             ATSPI_COMPONENT(element.get()), int(at.x), int(at.y),
+                                             ATSPI_COORD_TYPE_SCREEN, e);
+                                     })
+                                     .value_or(nullptr));
+                if (!child || child.get() == element.get()) {
+                    break;
+                }
+                element = std::move(child);
+            }
+            if (!query.hung()) {
+                result = d->makeTarget(element.get(), windowObject.get(), *window, query);
+            }
+        }
+    }
+    d->finish(query, *window->pid, found);
+    // A half-read element is worse than none: after a timeout keep only what X told us.
+    return query.hung() ? d->windowOnlyTarget(*window) : result;
+}
+
+std::optional<AXTarget> AtSpiResolver::focusedTarget() {
+    std::optional<ClientWindow> window = d->windows.active();
+    if (!window) {
+        return std::nullopt;
+    }
+    if (!d->atspiReady || d->isQuiet(window->pid)) {
+        return d->windowOnlyTarget(*window);
+    }
+    Query query(d->options.timeoutMs);
+    AXTarget result = d->windowOnlyTarget(*window);
+    bool found = false;
+    if (AtspiAccessible* app = d->application(*window->pid, query)) {
+        Accessible windowObject = d->windowAccessible(app, *window, query, std::nullopt);
+        found = windowObject != nullptr;
+        if (windowObject) {
+            Accessible focused;
+            if (query.interfaces(windowObject.get()).contains("Collection")) {
+                auto found =
+                    query.matches(windowObject.get(), ATSPI_ROLE_INVALID, {ATSPI_STATE_FOCUSED}, 1);
+                if (found && !found->empty()) {
+                    focused = std::move(found->front());
+                }
+            } else {
+                focused = d->findFocused(windowObject.get(), query);
+            }
+            AtspiAccessible* element = focused ? focused.get() : windowObject.get();
+            if (!query.hung()) {
+                result = d->makeTarget(element, windowObject.get(), *window, query);
+            }
+        }
+    }
+    d->finish(query, *window->pid, found);
+    return query.hung() ? d->windowOnlyTarget(*window) : result;
+}
+
+QList<Rect> AtSpiResolver::secureFieldRects() {
+    std::optional<ClientWindow> window = d->windows.active();
+    if (!window) {
+        return {};
+    }
+    if (!d->atspiReady || d->isQuiet(window->pid)) {
+        return d->lastSecureRects.value(window->id);
+    }
+    Query query(d->options.timeoutMs);
+    QList<Rect> rects;
+    bool complete = false;
+    bool found = false;
+    if (AtspiAccessible* app = d->application(*window->pid, query)) {
+        Accessible windowObject = d->windowAccessible(app, *window, query, std::nullopt);
+        found = windowObject != nullptr;
+        if (windowObject) {
+            if (query.interfaces(windowObject.get()).contains("Collection")) {
+                auto found = query.matches(windowObject.get(), ATSPI_ROLE_PASSWORD_TEXT,
+                                           {ATSPI_STATE_SHOWING}, maxSecureScanElements);
+                if (found) {
+                    for (Accessible& field : *found) {
+                        if (auto frame = query.extents(field.get())) {
+                            rects.append(*frame);
+                        }
+                    }
+                    complete = !query.hung();
+                }
+            } else {
+                AtSpiTree tree{query, {}};
+                SecureFieldScan<AtSpiTree> scan(tree);
+                rects = scan.run(AtSpiTree::Node{windowObject.get()});
+                complete = !scan.aborted() && !query.hung();
+            }
+        } else {
+            complete = !query.hung();
+        }
+    }
+    d->finish(query, *window->pid, found);
+    if (!complete) {
+        // What was seen before is a better guess than nothing for a window that stopped answering.
+        QList<Rect> known = d->lastSecureRects.value(window->id);
+        for (const Rect& r : rects) {
+            if (!known.contains(r)) {
+                known.append(r);
+            }
+        }
+        return known;
+    }
+    d->lastSecureRects.insert(window->id, rects);
+    return rects;
+}
+
+std::optional<FrontmostApplication> AtSpiResolver::frontmostApplication() {
+    std::optional<ClientWindow> window = d->windows.active();
+    if (!window) {
+        return std::nullopt;
+    }
+    FrontmostApplication app;
+    app.bundleID = window->appID();
+    app.appName = nonEmpty(d->windows.appName(*window));
+    app.windowTitle = nonEmpty(window->title);
+    app.pid = window->pid;
+    return app;
+}
+
+} // namespace tavrik::atspi

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "TavrikCore/Recorder/AXResolver.h"
+
+#include <memory>
+
+namespace tavrik::atspi {
+
+// AXResolver on AT-SPI2 (libatspi) with X11 window-manager state. X11 has no system-wide hit
+// test or z-order in the accessibility tree, so the topmost client window at a point (or the
+// active window) is found from X first; only its application is asked over the accessibility bus.
+//
+// Each question (a target, the focus, the secure fields) has `timeoutMs` for all its
+// accessibility calls together. An application that cannot answer within it is left alone for
+// `cooldownMs`: meanwhile its targets carry only what X knows (identity and window title) and
+// its secure fields are the last ones seen, so a hung application costs at most one timeout per
+// cooldown. Use from one thread.
+class AtSpiResolver final : public AXResolver {
+public:
+    struct Options {
+        int timeoutMs = 400;
+        int cooldownMs = 3000;
+    };
+
+    AtSpiResolver();
+    explicit AtSpiResolver(Options options);
+    ~AtSpiResolver() override;
+
+    std::optional<AXTarget> target(Point at) override;
+    std::optional<AXTarget> focusedTarget() override;
+    QList<Rect> secureFieldRects() override;
+    std::optional<FrontmostApplication> frontmostApplication() override;
+    bool isAvailable() const override;
+
+private:
+    struct Private;
+    std::unique_ptr<Private> d;
+};
+
+} // namespace tavrik::atspi

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "TavrikCore/Models/Point.h"
+#include "TavrikCore/Models/Rect.h"
+
+#include <QHash>
+#include <QString>
+#include <optional>
+
+struct _XDisplay;
+
+namespace tavrik::atspi {
+
+// A top-level client window as the window manager lists it.
+struct ClientWindow {
+    unsigned long id = 0;
+    std::optional<qint64> pid;
+    Rect frame;      // the client area, root coordinates
+    Rect outerFrame; // with the window manager's decorations
+    QString wmClass; // WM_CLASS class name
+    QString gtkApplicationID;
+    QString title;
+
+    // The stand-in for a bundle identifier: the GTK application id (equal to the desktop file
+    // id) when set, else the WM_CLASS class.
+    std::optional<QString> appID() const;
+};
+
+// Reads window-manager state from X: which client window is on top at a point, which one is
+// active, and their owners. Only X properties are read, so a hung application cannot stall it.
+// One connection of its own; use from one thread.
+class ClientWindows {
+public:
+    ClientWindows();
+    ~ClientWindows();
+    ClientWindows(const ClientWindows&) = delete;
+    ClientWindows& operator=(const ClientWindows&) = delete;
+
+    bool isOpen() const { return m_display != nullptr; }
+
+    std::optional<ClientWindow> topmostAt(Point point);
+    std::optional<ClientWindow> active();
+
+    // The Name of the application's desktop entry, else the WM_CLASS class.
+    QString appName(const ClientWindow& window);
+
+private:
+    // Position and decorations only: cheap enough to ask of every window in the stack.
+    std::optional<ClientWindow> geometry(unsigned long window);
+    std::optional<ClientWindow> describe(unsigned long window);
+
+    _XDisplay* m_display = nullptr;
+    QHash<QString, QString> m_desktopNames;
+};
+
+} // namespace tavrik::atspi

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "TavrikCore/Models/Rect.h"
+
+#include <QJsonObject>
+#include <QProcess>
+#include <QStringList>
+
+namespace tavrik::test {
+
+// The GTK form of form_app.py running on the test display, with its widgets' screen rectangles.
+class DesktopApp {
+public:
+    enum class Toolkit { gtk, qt };
+
+    explicit DesktopApp(const QStringList& arguments = {}, Toolkit toolkit = Toolkit::gtk);
+    ~DesktopApp();
+
+    bool started() const { return m_started; }
+    qint64 pid() const { return m_process.processId(); }
+    Rect rect(const char* widget) const;
+    Point centre(const char* widget) const;
+
+    void pause();  // SIGSTOP: the application stops answering anything
+    void resume(); // SIGCONT
+
+private:
+    QProcess m_process;
+    QJsonObject m_layout;
+    bool m_started = false;
+    bool m_paused = false;
+};
+
+} // namespace tavrik::test

@@ -1,0 +1,71 @@
+#!/usr/bin/python3
+# A small GTK 3 form for the accessibility tests: an entry, a password entry and a button.
+# Prints one JSON line with its pid and the screen rectangles of its widgets once it is shown.
+# Usage: form_app.py [--app-id ID | --plain NAME] [--title TITLE] [--at X Y]
+import argparse
+import json
+import os
+import sys
+
+import gi
+
+parser = argparse.ArgumentParser()
+parser.add_argument("--app-id", default="org.tavrik.TestForm")
+parser.add_argument("--plain", help="no GtkApplication; this program name instead")
+parser.add_argument("--title", default="Tavrik Form")
+parser.add_argument("--at", nargs=2, type=int, default=[100, 100])
+args = parser.parse_args()
+
+gi.require_version("Gtk", "3.0")
+from gi.repository import GLib  # noqa: E402
+
+if args.plain:
+    # Before GTK starts: it takes the window class from the program name.
+    GLib.set_prgname(args.plain)
+from gi.repository import Gtk  # noqa: E402
+
+
+def rect(widget, window):
+    x, y = widget.translate_coordinates(window, 0, 0)
+    ox, oy = window.get_window().get_origin()[1:]
+    a = widget.get_allocation()
+    return [ox + x, oy + y, a.width, a.height]
+
+
+def build(window):
+    window.set_title(args.title)
+    window.set_default_size(360, 220)
+    window.move(*args.at)
+    box = Gtk.Box(orientation=Gtk.Orientation.VERTICAL, spacing=12)
+    box.set_border_width(24)
+    entry = Gtk.Entry()
+    entry.set_text("hello")
+    password = Gtk.Entry()
+    password.set_visibility(False)
+    password.set_text("hunter2")
+    button = Gtk.Button(label="Submit")
+    for w in (entry, password, button):
+        box.pack_start(w, False, False, 0)
+    window.add(box)
+    window.show_all()
+    entry.grab_focus()
+
+    def report():
+        print(json.dumps({"pid": os.getpid(), "window": rect(box, window),
+                          "entry": rect(entry, window), "password": rect(password, window),
+                          "button": rect(button, window)}), flush=True)
+        return False
+
+    # Let the window manager place the window before reporting positions.
+    window.connect("map-event", lambda *a: GLib.timeout_add(150, report) and False)
+
+
+if args.plain:
+    win = Gtk.Window()
+    win.connect("destroy", Gtk.main_quit)
+    build(win)
+    Gtk.main()
+else:
+    app = Gtk.Application(application_id=args.app_id)
+    app.connect("activate", lambda a: build(Gtk.ApplicationWindow(application=a)))
+    sys.exit(app.run([]))
