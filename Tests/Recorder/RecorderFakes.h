@@ -11,6 +11,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <utility>
 
 namespace tavrik::test {
 
@@ -35,17 +36,26 @@ class FakeResolver : public AXResolver {
 public:
     std::optional<AXTarget> target(Point at) override {
         ++targetCalls;
+        nestedLoop();
         return targetAt ? targetAt(at) : std::nullopt;
     }
     std::optional<AXTarget> focusedTarget() override {
         ++focusCalls;
+        nestedLoop();
         return focused;
     }
     QList<Rect> secureFieldRects() override { return secureRects; }
     std::optional<FrontmostApplication> frontmostApplication() override { return frontmost; }
     bool isAvailable() const override { return true; }
 
+    // What arrives while the next query waits for its answer, as in a nested event loop.
+    void nestedLoop() {
+        if (auto meanwhile = std::exchange(duringNextQuery, nullptr))
+            meanwhile();
+    }
+
     std::function<std::optional<AXTarget>(Point)> targetAt;
+    std::function<void()> duringNextQuery;
     std::optional<AXTarget> focused;
     QList<Rect> secureRects;
     std::optional<FrontmostApplication> frontmost;

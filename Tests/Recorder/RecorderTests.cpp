@@ -535,6 +535,31 @@ TEST_F(RecorderTest, AFailedSaveStillReturnsTheRecording) {
     EXPECT_EQ(recorder->lastRecording(), r);
 }
 
+// Accessibility queries can run a nested event loop, which delivers the signals that follow.
+TEST_F(RecorderTest, SignalsArrivingDuringAQueryWaitForTheirTurn) {
+    resolver->focused = field("Body");
+    recorder->start();
+    resolver->duringNextQuery = [this] {
+        emit monitor->mouseDragged({150, 100});
+        emit monitor->mouseUp({150, 100}, Button::left);
+        emit monitor->key(KeyCodes::a, 0, QStringLiteral("a"));
+    };
+    emit monitor->mouseDown({100, 100}, Button::left, 1);
+    clock.advance(1);
+    // Stop asked for while a key's focus query is waiting: that key still counts.
+    resolver->duringNextQuery = [this] {
+        recorder->stop();
+        emit monitor->key(KeyCodes::c, 0, QStringLiteral("c"));
+    };
+    emit monitor->key(KeyCodes::b, 0, QStringLiteral("b"));
+    const Recording r = stop();
+
+    ASSERT_EQ(r.events.size(), 2);
+    EXPECT_EQ(r.events[0].type, ActionType::drag);
+    EXPECT_EQ(r.events[0].endLocation, (Point{150, 100}));
+    EXPECT_EQ(r.events[1].typedText, "ab");
+}
+
 TEST(RecorderRules, SameTargetComparesIdentityNotContent) {
     AXTarget a = field("To");
     AXTarget b = a;

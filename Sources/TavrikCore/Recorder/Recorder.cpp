@@ -143,7 +143,18 @@ QFuture<std::optional<Recording>> Recorder::stop() {
         return m_stopFuture;
     if (!m_isRecording)
         return QtFuture::makeReadyFuture(std::optional<Recording>());
+    m_stopping = std::make_shared<QPromise<std::optional<Recording>>>();
+    m_stopFuture = m_stopping->future();
+    m_stopping->start();
+    // Asked from inside a handler (through a nested event loop): the handler finishes first.
+    if (m_handling)
+        m_deferred.append([this] { beginStop(); });
+    else
+        beginStop();
+    return m_stopFuture;
+}
 
+void Recorder::beginStop() {
     m_monitor->stop();
     for (const QMetaObject::Connection& c : m_connections)
         disconnect(c);
@@ -153,10 +164,8 @@ QFuture<std::optional<Recording>> Recorder::stop() {
     flushScrollRun();
     // A press that was never released is no interaction.
     m_gesture.reset();
+    m_flushed = true;
 
-    m_stopping = std::make_shared<QPromise<std::optional<Recording>>>();
-    m_stopFuture = m_stopping->future();
-    m_stopping->start();
     if (m_pendingCaptures == 0) {
         finishStop();
     } else {
@@ -165,11 +174,10 @@ QFuture<std::optional<Recording>> Recorder::stop() {
         connect(m_captureWait, &QTimer::timeout, this, &Recorder::finishStop);
         m_captureWait->start(m_captureWaitMs);
     }
-    return m_stopFuture;
 }
 
 void Recorder::finishStop() {
-    if (!m_stopping)
+    if (!m_stopping || !m_flushed)
         return;
     if (m_captureWait) {
         m_captureWait->deleteLater();
@@ -214,6 +222,7 @@ void Recorder::finishStop() {
 
     m_lastRecording = recording;
     m_isRecording = false;
+    m_flushed = false;
     auto promise = std::move(m_stopping);
     m_stopping.reset();
     emit isRecordingChanged(false);
@@ -221,9 +230,52 @@ void Recorder::finishStop() {
     promise->finish();
 }
 
-void Recorder::handleMouseDown(Point point, InputMonitor::MouseButton button, int clickCount) {
+void Recorder::dispatch(std::function<void()> handle) {
     if (!m_isRecording || m_stopping)
         return;
+    if (m_handling) {
+        m_deferred.append(std::move(handle));
+        return;
+    }
+    m_handling = true;
+    handle();
+    while (!m_deferred.isEmpty())
+        m_deferred.takeFirst()();
+    m_handling = false;
+}
+
+void Recorder::handleMouseDown(Point point, InputMonitor::MouseButton button, int clickCount) {
+    dispatch([=, this] { mouseDown(point, button, clickCount); });
+}
+
+void Recorder::handleMouseUp(Point point, InputMonitor::MouseButton) {
+    dispatch([=, this] {
+        m_lastMousePoint = point;
+        emitGesture(point);
+    });
+}
+
+void Recorder::handleMouseDragged(Point point) {
+    dispatch([=, this] {
+        m_lastMousePoint = point;
+        if (m_gesture)
+            m_gesture->dragged = true;
+    });
+}
+
+void Recorder::handleMouseMoved(Point point) {
+    dispatch([=, this] { m_lastMousePoint = point; });
+}
+
+void Recorder::handleScroll(Point point, double deltaX, double deltaY) {
+    dispatch([=, this] { scroll(point, deltaX, deltaY); });
+}
+
+void Recorder::handleKey(quint16 keyCode, quint64 flags, const std::optional<QString>& characters) {
+    dispatch([=, this] { key(keyCode, flags, characters); });
+}
+
+void Recorder::mouseDown(Point point, InputMonitor::MouseButton button, int clickCount) {
     m_lastMousePoint = point;
     flushKeyRun();
     flushScrollRun();
@@ -234,30 +286,7 @@ void Recorder::handleMouseDown(Point point, InputMonitor::MouseButton button, in
     m_gesture = MouseGesture{point, button, clickCount, now(), std::move(target), reservation};
 }
 
-void Recorder::handleMouseUp(Point point, InputMonitor::MouseButton) {
-    if (!m_isRecording || m_stopping)
-        return;
-    m_lastMousePoint = point;
-    emitGesture(point);
-}
-
-void Recorder::handleMouseDragged(Point point) {
-    if (!m_isRecording || m_stopping)
-        return;
-    m_lastMousePoint = point;
-    if (m_gesture)
-        m_gesture->dragged = true;
-}
-
-void Recorder::handleMouseMoved(Point point) {
-    if (!m_isRecording || m_stopping)
-        return;
-    m_lastMousePoint = point;
-}
-
-void Recorder::handleScroll(Point point, double deltaX, double deltaY) {
-    if (!m_isRecording || m_stopping)
-        return;
+void Recorder::scroll(Point point, double deltaX, double deltaY) {
     m_lastMousePoint = point;
     flushKeyRun();
     if (m_scrollRun) {
@@ -271,9 +300,7 @@ void Recorder::handleScroll(Point point, double deltaX, double deltaY) {
     m_scrollRun = ScrollRun{point, deltaX, deltaY, now(), std::move(target), reservation};
 }
 
-void Recorder::handleKey(quint16 keyCode, quint64 flags, const std::optional<QString>& characters) {
-    if (!m_isRecording || m_stopping)
-        return;
+void Recorder::key(quint16 keyCode, quint64 flags, const std::optional<QString>& characters) {
     // Shift and Alt alone still type text; Control and Super make shortcuts.
     const bool discrete = (flags & discreteModifiers) || isDiscreteKeyCode(keyCode) ||
                           !characters || characters->isEmpty() ||
@@ -443,7 +470,7 @@ void Recorder::captureFinished(quint64 generation) {
     if (generation != m_generation)
         return;
     --m_pendingCaptures;
-    if (m_stopping && m_pendingCaptures == 0)
+    if (m_flushed && m_pendingCaptures == 0)
         finishStop();
 }
 

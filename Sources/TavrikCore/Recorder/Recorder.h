@@ -71,7 +71,9 @@ public:
     static QList<Rect> pixelRegions(const QList<Rect>& secureRects, const DisplayInfo& display);
 
     // The signal handlers, public so that callers without a monitor (and benchmarks) can feed
-    // input directly. They do nothing unless a recording is in progress.
+    // input directly. They do nothing unless a recording is in progress. An accessibility query
+    // may run a nested event loop; a signal that arrives meanwhile waits for the handler in
+    // progress, so interactions are always taken in the order they happened.
     void handleMouseDown(Point point, InputMonitor::MouseButton button, int clickCount);
     void handleMouseUp(Point point, InputMonitor::MouseButton button);
     void handleMouseDragged(Point point);
@@ -109,6 +111,12 @@ private:
     };
 
     double now() const;
+    // Runs `handle` now, or after the handler in progress when called from inside one.
+    void dispatch(std::function<void()> handle);
+    void mouseDown(Point point, InputMonitor::MouseButton button, int clickCount);
+    void scroll(Point point, double deltaX, double deltaY);
+    void key(quint16 keyCode, quint64 flags, const std::optional<QString>& characters);
+    void beginStop();
     void emitGesture(Point end);
     void flushKeyRun();
     void flushScrollRun();
@@ -147,7 +155,11 @@ private:
     // Each recording's captures report under its generation, so a capture that outlives the
     // wait at stop cannot touch a later recording.
     quint64 m_generation = 0;
+    bool m_handling = false;
+    QList<std::function<void()>> m_deferred;
+    // Set when stop is asked for; `m_flushed` once input is closed and the runs are flushed.
     std::shared_ptr<QPromise<std::optional<Recording>>> m_stopping;
+    bool m_flushed = false;
     QFuture<std::optional<Recording>> m_stopFuture;
     QTimer* m_captureWait = nullptr;
     QList<QMetaObject::Connection> m_connections;
