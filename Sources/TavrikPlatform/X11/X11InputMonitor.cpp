@@ -41,6 +41,7 @@ bool X11InputMonitor::start() {
     }
     m_keyMap = std::make_unique<KeyMap>(m_record->queryDisplay());
     m_modifiers.clear();
+    m_leftDown = false;
     m_pointsPerPixel = 1.0 / X11Displays::pixelsPerPoint();
     // The desktop's own double-click settings, as the toolkit read them.
     double interval = 0.4, distance = 5;
@@ -65,6 +66,8 @@ void X11InputMonitor::onRecorded(int type, unsigned detail, unsigned state, int 
         switch (detail) {
         case Button1:
         case Button3: {
+            if (detail == Button1)
+                m_leftDown = true;
             const auto button = detail == Button1 ? MouseButton::left : MouseButton::right;
             emit mouseDown(point, button, m_clicks.press(int(detail), point, time / 1000.0));
             break;
@@ -87,11 +90,15 @@ void X11InputMonitor::onRecorded(int type, unsigned detail, unsigned state, int 
         }
         break;
     case ButtonRelease:
+        if (detail == Button1)
+            m_leftDown = false;
         if (detail == Button1 || detail == Button3)
             emit mouseUp(point, detail == Button1 ? MouseButton::left : MouseButton::right);
         break;
     case MotionNotify:
-        if (state & Button1Mask)
+        // The recorded state can lack the button while an application holds a pointer grab
+        // (a GTK entry selecting text does): the press seen here decides as well.
+        if ((state & Button1Mask) || m_leftDown)
             emit mouseDragged(point);
         else
             emit mouseMoved(point);

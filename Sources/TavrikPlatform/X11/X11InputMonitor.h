@@ -32,6 +32,7 @@ private:
     ModifierTracker m_modifiers;
     ClickCounter m_clicks;
     double m_pointsPerPixel = 1.0;
+    bool m_leftDown = false;
     QString m_error;
 };
 
