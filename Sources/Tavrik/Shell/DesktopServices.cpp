@@ -4,6 +4,7 @@
 #include "TavrikCore/Hotkeys/HotkeyEngine.h"
 #include "TavrikCore/Permissions/PermissionsManager.h"
 #include "TavrikCore/Recorder/NarrationRecorder.h"
+#include "TavrikCore/Recorder/Recorder.h"
 #include "TavrikPlatform/AccessibilityBackend.h"
 #include "TavrikPlatform/DesktopBackend.h"
 
@@ -65,6 +66,34 @@ private:
     std::unique_ptr<NarrationRecorder> m_recorder;
 };
 
+// The recorder on this session's input monitor, capturer and accessibility resolver.
+class DesktopRecorder final : public DemonstrationRecorder {
+public:
+    DesktopRecorder()
+        : m_recorder(std::make_unique<Recorder>(DesktopBackend::createInputMonitor(),
+                                                DesktopBackend::createFrameCapturer(),
+                                                DesktopBackend::createAXResolver())) {}
+    void start() override {
+        m_recorder->start();
+        if (!m_recorder->monitor().isRunning())
+            qWarning().noquote() << "Tavrik: recording without input:"
+                                 << m_recorder->monitor().errorString();
+    }
+    void stop(std::function<void(std::optional<Recording>)> done) override {
+        using Watcher = QFutureWatcher<std::optional<Recording>>;
+        auto* watcher = new Watcher(m_recorder.get());
+        QObject::connect(watcher, &Watcher::finished, watcher, [watcher, done] {
+            const QFuture<std::optional<Recording>> future = watcher->future();
+            done(future.resultCount() > 0 ? future.result() : std::nullopt);
+            watcher->deleteLater();
+        });
+        watcher->setFuture(m_recorder->stop());
+    }
+
+private:
+    std::unique_ptr<Recorder> m_recorder;
+};
+
 } // namespace
 
 int DialogQuestions::ask(const Question& question) {
@@ -93,6 +122,7 @@ DesktopServices makeDesktopServices(QObject* owner) {
 
     desktop.services.permissions = std::make_unique<PermissionsGate>(desktop.permissions);
     desktop.services.hotkeys = std::make_unique<HotkeyEngineControl>(desktop.hotkeys);
+    desktop.services.recorder = std::make_unique<DesktopRecorder>();
     desktop.services.narration = std::make_unique<Narration>(DesktopBackend::createNarrationRecorder());
     desktop.services.questions = std::make_unique<DialogQuestions>();
     desktop.services.analytics = [](const QString& event, const QJsonObject& properties) {
