@@ -12,6 +12,7 @@ namespace tavrik {
 class AppState;
 class MainWindow;
 class OverlayController;
+class FloatingViews;
 class PillController;
 class TrayMenu;
 
@@ -30,7 +31,7 @@ public:
 
     AppState* app() const { return m_app; }
     MainWindow* mainWindow() const { return m_mainWindow; }
-    PillController* pill() const { return m_pill; }
+    PillController* pill() const;
     OverlayController* overlay() const { return m_overlay; }
     TrayMenu* tray() const { return m_tray; }
     OnboardingWindow* onboarding() const { return m_onboarding; }
@@ -41,15 +42,12 @@ public:
     void editSkill(const Skill& skill);
 
 private:
-    void bindPill();
-    void bindPalette();
-    void syncPill();
     void stateChanged();
 
     DesktopServices m_desktop;
     AppState* m_app;
     MainWindow* m_mainWindow;
-    PillController* m_pill;
+    FloatingViews* m_views;
     OverlayController* m_overlay;
     TrayMenu* m_tray;
     QPointer<OnboardingWindow> m_onboarding;
