@@ -77,18 +77,20 @@ quint32 prepareScreen(QSize* size) {
         if (displays.isEmpty())
             return 0;
         id = displays.first().id;
-        screenSize = QSize(int(displays.first().frame.size.width), int(displays.first().frame.size.height));
+        screenSize =
+            QSize(int(displays.first().frame.size.width), int(displays.first().frame.size.height));
         x11::XConnection connection;
         Display* d = connection.display();
         QImage picture = uiLikeImage(screenSize.width(), screenSize.height());
         const Pixmap pixmap = XCreatePixmap(d, connection.root(), unsigned(picture.width()),
                                             unsigned(picture.height()), 24);
-        XImage* ximage = XCreateImage(d, DefaultVisual(d, DefaultScreen(d)), 24, ZPixmap, 0,
-                                      reinterpret_cast<char*>(picture.bits()),
-                                      unsigned(picture.width()), unsigned(picture.height()), 32,
-                                      int(picture.bytesPerLine()));
+        XImage* ximage =
+            XCreateImage(d, DefaultVisual(d, DefaultScreen(d)), 24, ZPixmap, 0,
+                         reinterpret_cast<char*>(picture.bits()), unsigned(picture.width()),
+                         unsigned(picture.height()), 32, int(picture.bytesPerLine()));
         GC gc = XCreateGC(d, pixmap, 0, nullptr);
-        XPutImage(d, pixmap, gc, ximage, 0, 0, 0, 0, unsigned(picture.width()), unsigned(picture.height()));
+        XPutImage(d, pixmap, gc, ximage, 0, 0, 0, 0, unsigned(picture.width()),
+                  unsigned(picture.height()));
         XSetWindowBackgroundPixmap(d, connection.root(), pixmap);
         XClearWindow(d, connection.root());
         XFreeGC(d, gc);

@@ -30,8 +30,8 @@ std::unique_ptr<PermissionsManager> createPermissionsManager(QObject* parent) {
         std::make_unique<linux_desktop::LinuxPermissionBackend>(),
         &linux_desktop::openDesktopSettings, parent);
 #else
-    return std::make_unique<PermissionsManager>(std::make_unique<NullPermissionBackend>(),
-                                                nullptr, parent);
+    return std::make_unique<PermissionsManager>(std::make_unique<NullPermissionBackend>(), nullptr,
+                                                parent);
 #endif
 }
 

@@ -1,20 +1,12 @@
 #include "DesktopApp.h"
 
+#include "Support/CoreApplication.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
-
 #include <csignal>
 
 namespace tavrik::test {
-
-void ensureCoreApplication() {
-    if (!QCoreApplication::instance()) {
-        static int argc = 1;
-        static char name[] = "AtSpiTests";
-        static char* argv[] = {name, nullptr};
-        new QCoreApplication(argc, argv);
-    }
-}
 
 DesktopApp::DesktopApp(const QStringList& arguments, Toolkit toolkit) {
     ensureCoreApplication();

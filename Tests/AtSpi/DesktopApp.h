@@ -2,15 +2,9 @@
 
 #include "TavrikCore/Models/Rect.h"
 
-#include <QCoreApplication>
 #include <QJsonObject>
 #include <QProcess>
 #include <QStringList>
-
-#include <ostream>
-
-// Readable values in test failure messages.
-inline void PrintTo(const QString& text, std::ostream* os) { *os << '"' << text.toStdString() << '"'; }
 
 namespace tavrik::test {
 
@@ -36,8 +30,5 @@ private:
     bool m_started = false;
     bool m_paused = false;
 };
-
-// Tests here need a QCoreApplication for QProcess; one for the whole executable.
-void ensureCoreApplication();
 
 } // namespace tavrik::test

@@ -2,7 +2,6 @@
 #include "TavrikCore/Recorder/SecureFieldScan.h"
 
 #include <gtest/gtest.h>
-
 #include <vector>
 
 using namespace tavrik;

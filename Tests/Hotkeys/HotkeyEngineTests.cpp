@@ -1,9 +1,8 @@
 #include "TavrikCore/Hotkeys/HotkeyEngine.h"
 #include "TavrikCore/Hotkeys/KeyCodes.h"
 
-#include <gtest/gtest.h>
-
 #include <QList>
+#include <gtest/gtest.h>
 
 using namespace tavrik;
 
@@ -126,7 +125,8 @@ TEST(HotkeyEngine, ControlSlashOpensThePaletteUnlessSuperIsHeld) {
     EXPECT_FALSE(d.press(KeyCodes::slash, ModifierFlags::control | ModifierFlags::super));
     EXPECT_FALSE(d.press(KeyCodes::slash, 0));
     EXPECT_FALSE(d.press(KeyCodes::period, ModifierFlags::control));
-    EXPECT_EQ(d.events, (QList{HotkeyEngine::Event::openPalette, HotkeyEngine::Event::openPalette}));
+    EXPECT_EQ(d.events,
+              (QList{HotkeyEngine::Event::openPalette, HotkeyEngine::Event::openPalette}));
 }
 
 TEST(HotkeyEngine, EscapeIsTakenOnlyWhileCasting) {

@@ -320,8 +320,9 @@ TEST_F(AnthropicClientTest, MCPRunContinuesPausedTurnsAndReportsToolCalls) {
                                                     {"url", "https://mcp.linear.app/mcp"},
                                                     {"name", "linear"},
                                                     {"authorization_token", "lin_tok"}}};
-    std::unique_ptr<MCPRunCall> call(
-        withKey().runWithMCP("Summarise my issues", connectors, 2000, 5));
+    const QList<MCPServer> servers{
+        {"linear", "https://mcp.linear.app/mcp", {"com.linear"}, QString("lin_tok")}};
+    std::unique_ptr<MCPRunCall> call(withKey().runWithMCP("Summarise my issues", servers, 2000, 5));
     QList<MCPToolCall> announced;
     QObject::connect(call.get(), &MCPRunCall::toolCall,
                      [&](const MCPToolCall& c) { announced.append(c); });

@@ -115,6 +115,20 @@ TEST(EventStreamReader, InvalidUtf8InADeltaNeverBreaksTheRest) {
     EXPECT_EQ(outcome.text, QString::fromUtf8("before bad \uFFFD\uFFFD bytesafter"));
 }
 
+TEST(EventStreamReader, AnEndlessLineIsDroppedAndReadingGoesOn) {
+    QStringList seen;
+    EventStreamReader reader([&](const QString& fragment) { seen.append(fragment); });
+    const QByteArray junk(1024 * 1024, 'x');
+    reader.feed(
+        "data: {\"type\":\"content_block_delta\",\"delta\":{\"type\":\"text_delta\",\"text\":\"");
+    for (int i = 0; i < 20; ++i)
+        reader.feed(junk);
+    reader.feed("\"}}\n" + messages::textDelta("still here"));
+    reader.feed("data: " + junk.repeated(17));
+    reader.finish();
+    EXPECT_EQ(seen, QStringList({"still here"}));
+}
+
 TEST(EventStreamReader, StopFromTheHandlerEndsReadingAtOnce) {
     EventStreamReader* self = nullptr;
     QStringList seen;

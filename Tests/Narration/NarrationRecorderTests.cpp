@@ -2,23 +2,21 @@
 #include "TavrikCore/Recorder/WavFileAudioInput.h"
 #include "TavrikPlatform/Audio/PocketSphinxRecognizer.h"
 
+#include "Support/CoreApplication.h"
+
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QThread>
-
-#include <gtest/gtest.h>
-
 #include <atomic>
+#include <gtest/gtest.h>
 #include <mutex>
 
 using namespace tavrik;
 using tavrik::audio::PocketSphinxRecognizer;
 using Pace = WavFileAudioInput::Pace;
-
-inline void PrintTo(const QString& text, std::ostream* os) { *os << '"' << text.toStdString() << '"'; }
 
 namespace {
 
@@ -26,12 +24,7 @@ namespace {
 class Speech : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        if (!QCoreApplication::instance()) {
-            static int argc = 1;
-            static char name[] = "NarrationTests";
-            static char* argv[] = {name, nullptr};
-            new QCoreApplication(argc, argv);
-        }
+        tavrik::test::ensureCoreApplication();
         dir = new QTemporaryDir;
         QFile grammar(dir->filePath("narration.gram"));
         ASSERT_TRUE(grammar.open(QIODevice::WriteOnly));
@@ -171,7 +164,8 @@ TEST_F(Speech, WithoutAudioStopAnswersAtOnceWithNothing) {
     timer.start();
     EXPECT_EQ(narration.stop().result(), "");
     EXPECT_LT(timer.elapsed(), 500);
-    EXPECT_TRUE(narration.errorString().contains("missing.wav")) << narration.errorString().toStdString();
+    EXPECT_TRUE(narration.errorString().contains("missing.wav"))
+        << narration.errorString().toStdString();
     EXPECT_FALSE(narration.isRunning());
 }
 

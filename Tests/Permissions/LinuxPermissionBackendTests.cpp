@@ -1,10 +1,11 @@
 #include "TavrikPlatform/Permissions/LinuxPermissionBackend.h"
 
+#include "Support/CoreApplication.h"
+
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVariant>
-
 #include <gtest/gtest.h>
 
 using namespace tavrik;
@@ -13,8 +14,8 @@ using tavrik::linux_desktop::LinuxPermissionBackend;
 namespace {
 
 void setAccessibilityEnabled(bool on) {
-    QDBusMessage message = QDBusMessage::createMethodCall(
-        "org.a11y.Bus", "/org/a11y/bus", "org.freedesktop.DBus.Properties", "Set");
+    QDBusMessage message = QDBusMessage::createMethodCall("org.a11y.Bus", "/org/a11y/bus",
+                                                          "org.freedesktop.DBus.Properties", "Set");
     message.setArguments({QStringLiteral("org.a11y.Status"), QStringLiteral("IsEnabled"),
                           QVariant::fromValue(QDBusVariant(on))});
     QDBusConnection::sessionBus().call(message);
@@ -26,12 +27,7 @@ protected:
         if (qEnvironmentVariableIsEmpty("DISPLAY")) {
             GTEST_SKIP() << "needs an X display with a session bus";
         }
-        if (!QCoreApplication::instance()) {
-            static int argc = 1;
-            static char name[] = "PermissionsTests";
-            static char* argv[] = {name, nullptr};
-            new QCoreApplication(argc, argv);
-        }
+        tavrik::test::ensureCoreApplication();
     }
     LinuxPermissionBackend backend;
 };

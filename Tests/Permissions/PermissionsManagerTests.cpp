@@ -30,11 +30,11 @@ struct Fixture {
     explicit Fixture(QHash<Permission, PermissionStatus> answers) {
         backend->answers = answers;
         backend->log = &log;
-        manager = std::make_unique<PermissionsManager>(
-            std::unique_ptr<PermissionBackend>(backend), [this](Permission p) {
-                log << "open " + Permissions::id(p);
-                return p == Permission::accessibility;
-            });
+        manager = std::make_unique<PermissionsManager>(std::unique_ptr<PermissionBackend>(backend),
+                                                       [this](Permission p) {
+                                                           log << "open " + Permissions::id(p);
+                                                           return p == Permission::accessibility;
+                                                       });
         QObject::connect(manager.get(), &PermissionsManager::statusesChanged,
                          [this] { ++published; });
     }

@@ -3,14 +3,15 @@
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QThread>
-
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <X11/extensions/XTest.h>
 
 namespace tavrik::test {
 
-DesktopDriver::DesktopDriver() { m_display = XOpenDisplay(nullptr); }
+DesktopDriver::DesktopDriver() {
+    m_display = XOpenDisplay(nullptr);
+}
 
 DesktopDriver::~DesktopDriver() {
     if (!m_display)
@@ -53,7 +54,9 @@ void DesktopDriver::click(unsigned b) {
     button(b, false);
 }
 
-void DesktopDriver::sync() { XSync(m_display, False); }
+void DesktopDriver::sync() {
+    XSync(m_display, False);
+}
 
 unsigned long DesktopDriver::createWindow(int x, int y, int width, int height, unsigned long rgb) {
     XSetWindowAttributes attributes{};
@@ -90,10 +93,12 @@ QList<unsigned long> DesktopDriver::takeReceivedKeys() {
 
 QList<unsigned long> DesktopDriver::keysUntil(unsigned long keysym, int timeoutMs) {
     QList<unsigned long> keys;
-    waitUntil([&] {
-        keys += takeReceivedKeys();
-        return keys.contains(keysym);
-    }, timeoutMs);
+    waitUntil(
+        [&] {
+            keys += takeReceivedKeys();
+            return keys.contains(keysym);
+        },
+        timeoutMs);
     return keys;
 }
 

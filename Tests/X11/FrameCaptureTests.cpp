@@ -1,5 +1,4 @@
 #include "DesktopDriver.h"
-
 #include "TavrikPlatform/DesktopBackend.h"
 #include "TavrikPlatform/X11/X11FrameCapturer.h"
 
@@ -7,10 +6,13 @@
 #include <QImage>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+// Xlib defines macros (None, Bool) that clash with gtest: it comes last.
+// clang-format off
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
-#include <unistd.h>
+// clang-format on
 
 using namespace tavrik;
 
@@ -38,8 +40,9 @@ protected:
     // Marks a window as belonging to this process, as the toolkit does for its own windows.
     void markAsOurs(unsigned long window) {
         const long pid = long(getpid());
-        XChangeProperty(desktop.display(), window, XInternAtom(desktop.display(), "_NET_WM_PID", False),
-                        XA_CARDINAL, 32, PropModeReplace, reinterpret_cast<const unsigned char*>(&pid), 1);
+        XChangeProperty(desktop.display(), window,
+                        XInternAtom(desktop.display(), "_NET_WM_PID", False), XA_CARDINAL, 32,
+                        PropModeReplace, reinterpret_cast<const unsigned char*>(&pid), 1);
         desktop.sync();
     }
 
@@ -151,10 +154,14 @@ TEST_F(Capture, FailuresGiveNothingAndLeaveNoFile) {
     // Captures queue up on one worker and all finish.
     QList<QFuture<std::optional<Size>>> futures;
     for (int i = 0; i < 3; ++i)
-        futures.append(capturer.captureAndSave(main.id, 320, 180, {}, dir.filePath(QString::number(i))));
-    ASSERT_TRUE(test::waitUntil([&] {
-        return std::all_of(futures.begin(), futures.end(), [](auto& f) { return f.isFinished(); });
-    }, 10000));
+        futures.append(
+            capturer.captureAndSave(main.id, 320, 180, {}, dir.filePath(QString::number(i))));
+    ASSERT_TRUE(test::waitUntil(
+        [&] {
+            return std::all_of(futures.begin(), futures.end(),
+                               [](auto& f) { return f.isFinished(); });
+        },
+        10000));
     for (auto& f : futures)
         EXPECT_TRUE(f.result().has_value());
 }

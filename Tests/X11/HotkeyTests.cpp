@@ -1,12 +1,14 @@
 #include "DesktopDriver.h"
-
 #include "TavrikCore/Hotkeys/HotkeyEngine.h"
 #include "TavrikPlatform/X11/X11HotkeyGrabber.h"
 
 #include <gtest/gtest.h>
 
+// Xlib defines macros (None, Bool) that clash with gtest: it comes last.
+// clang-format off
 #include <X11/Xlib.h>
 #include <X11/keysym.h>
+// clang-format on
 
 using namespace tavrik;
 
@@ -65,13 +67,13 @@ TEST_F(Hotkeys, DoubleTapOfControlFromRealKeyEvents) {
     ASSERT_TRUE(test::waitUntil([&] { return !events.isEmpty(); }));
     EXPECT_EQ(events, QList{HotkeyEngine::Event::toggleRecording});
 
-    // Control-A in between: no double tap. A repeated release (as some injectors send) is
-    // harmless.
+    // Control-A in between: no double tap, and Control-A reaches the application. A repeated
+    // release (as some injectors send) is harmless.
     events.clear();
     desktop.chord({XK_Control_L}, XK_a);
     desktop.key(XK_Control_L, false);
     desktop.tap(XK_Control_L);
-    windowKeys();
+    EXPECT_TRUE(windowKeys().contains(XK_a));
     test::waitUntil([] { return false; }, 100);
     EXPECT_TRUE(events.isEmpty());
 }
@@ -106,7 +108,8 @@ TEST_F(Hotkeys, AShortcutTakenByAnotherProgramIsReported) {
 
     x11::X11HotkeyGrabber grabber;
     EXPECT_FALSE(grabber.start());
-    EXPECT_TRUE(grabber.errorString().startsWith("hotkey taken")) << grabber.errorString().toStdString();
+    EXPECT_TRUE(grabber.errorString().startsWith("hotkey taken"))
+        << grabber.errorString().toStdString();
     EXPECT_TRUE(grabber.isRunning()); // the double tap still works
     grabber.stop();
     XUngrabKey(other, slash, ControlMask, root);

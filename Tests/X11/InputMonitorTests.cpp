@@ -1,12 +1,14 @@
 #include "DesktopDriver.h"
-
 #include "TavrikCore/Hotkeys/KeyCodes.h"
 #include "TavrikPlatform/X11/X11InputMonitor.h"
 
 #include <gtest/gtest.h>
 
+// Xlib defines macros (None, Bool) that clash with gtest: it comes last.
+// clang-format off
 #include <X11/Xlib.h>
 #include <X11/keysym.h>
+// clang-format on
 
 using namespace tavrik;
 
@@ -44,8 +46,9 @@ protected:
         QObject::connect(&monitor, &InputMonitor::mouseUp, [this](Point p, Button b) {
             seen.append({"up", p, int(b)});
         });
-        QObject::connect(&monitor, &InputMonitor::mouseDragged,
-                         [this](Point p) { seen.append({"drag", p}); });
+        QObject::connect(&monitor, &InputMonitor::mouseDragged, [this](Point p) {
+            seen.append({"drag", p});
+        });
         QObject::connect(&monitor, &InputMonitor::scroll, [this](Point p, double dx, double dy) {
             Seen s{"scroll", p};
             s.dx = dx;
@@ -60,12 +63,13 @@ protected:
                              s.characters = chars;
                              seen.append(s);
                          });
-        QObject::connect(&monitor, &InputMonitor::flagsChanged, [this](quint16 code, quint64 flags) {
-            Seen s{"flags"};
-            s.keyCode = code;
-            s.flags = flags;
-            seen.append(s);
-        });
+        QObject::connect(&monitor, &InputMonitor::flagsChanged,
+                         [this](quint16 code, quint64 flags) {
+                             Seen s{"flags"};
+                             s.keyCode = code;
+                             s.flags = flags;
+                             seen.append(s);
+                         });
     }
 
     QList<Seen> ofKind(const QString& kind) const {

@@ -1,7 +1,6 @@
 #include <QCoreApplication>
 #include <QGuiApplication>
 #include <gtest/gtest.h>
-
 #include <memory>
 
 // The desktop tests need an event loop; with a display it is a GUI one so that the toolkit's

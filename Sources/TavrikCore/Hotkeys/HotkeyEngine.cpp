@@ -17,7 +17,9 @@ HotkeyEngine::HotkeyEngine(std::unique_ptr<HotkeyGrabber> grabber, QObject* pare
             });
 }
 
-HotkeyEngine::~HotkeyEngine() { stop(); }
+HotkeyEngine::~HotkeyEngine() {
+    stop();
+}
 
 bool HotkeyEngine::start() {
     if (!m_grabber) {

@@ -3,7 +3,6 @@
 #include "TavrikCore/Hotkeys/HotkeyGrabber.h"
 
 #include <QObject>
-
 #include <memory>
 #include <optional>
 

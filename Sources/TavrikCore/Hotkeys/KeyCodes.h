@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QtGlobal>
-
 #include <optional>
 
 // The key codes and modifier bits stored in recordings and skills. They are the same on every
@@ -21,14 +20,13 @@ inline constexpr quint16 equal = 24, minus = 27, rightBracket = 30, leftBracket 
 inline constexpr quint16 returnKey = 36, tab = 48, space = 49, deleteKey = 51, escape = 53;
 inline constexpr quint16 rightCommand = 54, command = 55, shift = 56, capsLock = 57, option = 58,
                          control = 59, rightShift = 60, rightOption = 61, rightControl = 62;
-inline constexpr quint16 keypadDecimal = 65, keypadMultiply = 67, keypadPlus = 69,
-                         keypadClear = 71, keypadDivide = 75, keypadEnter = 76, keypadMinus = 78,
-                         keypadEquals = 81, keypad0 = 82, keypad1 = 83, keypad2 = 84,
-                         keypad3 = 85, keypad4 = 86, keypad5 = 87, keypad6 = 88, keypad7 = 89,
-                         keypad8 = 91, keypad9 = 92;
-inline constexpr quint16 f1 = 122, f2 = 120, f3 = 99, f4 = 118, f5 = 96, f6 = 97, f7 = 98,
-                         f8 = 100, f9 = 101, f10 = 109, f11 = 103, f12 = 111, f13 = 105,
-                         f14 = 107, f15 = 113, f16 = 106, f17 = 64, f18 = 79, f19 = 80, f20 = 90;
+inline constexpr quint16 keypadDecimal = 65, keypadMultiply = 67, keypadPlus = 69, keypadClear = 71,
+                         keypadDivide = 75, keypadEnter = 76, keypadMinus = 78, keypadEquals = 81,
+                         keypad0 = 82, keypad1 = 83, keypad2 = 84, keypad3 = 85, keypad4 = 86,
+                         keypad5 = 87, keypad6 = 88, keypad7 = 89, keypad8 = 91, keypad9 = 92;
+inline constexpr quint16 f1 = 122, f2 = 120, f3 = 99, f4 = 118, f5 = 96, f6 = 97, f7 = 98, f8 = 100,
+                         f9 = 101, f10 = 109, f11 = 103, f12 = 111, f13 = 105, f14 = 107, f15 = 113,
+                         f16 = 106, f17 = 64, f18 = 79, f19 = 80, f20 = 90;
 inline constexpr quint16 help = 114, home = 115, pageUp = 116, forwardDelete = 117, end = 119,
                          pageDown = 121, leftArrow = 123, rightArrow = 124, downArrow = 125,
                          upArrow = 126;

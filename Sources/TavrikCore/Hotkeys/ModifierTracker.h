@@ -2,7 +2,6 @@
 
 #include <QSet>
 #include <QtGlobal>
-
 #include <optional>
 
 namespace tavrik {

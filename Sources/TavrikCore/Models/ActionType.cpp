@@ -24,11 +24,4 @@ std::optional<ActionType> actionTypeFromString(QStringView text) {
     return std::nullopt;
 }
 
-std::optional<ActionType> actionTypeFromJson(const QJsonValue& value, QString* error) {
-    std::optional<ActionType> type = value.isString() ? actionTypeFromString(value.toString()) : std::nullopt;
-    if (!type && error)
-        *error = QStringLiteral("unknown action type %1").arg(value.isString() ? value.toString().left(40) : "(not text)");
-    return type;
-}
-
 } // namespace tavrik

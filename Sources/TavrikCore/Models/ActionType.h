@@ -18,6 +18,5 @@ inline constexpr std::array kAllActionTypes{
 
 QString toString(ActionType type);
 std::optional<ActionType> actionTypeFromString(QStringView text);
-std::optional<ActionType> actionTypeFromJson(const QJsonValue& value, QString* error = nullptr);
 
 } // namespace tavrik

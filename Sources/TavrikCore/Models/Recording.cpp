@@ -30,14 +30,7 @@ std::optional<ActionEvent> ActionEvent::fromJson(const QJsonValue& value, QStrin
     ActionEvent e;
     e.id = r.uuid("id");
     e.timeOffset = r.number("timeOffset");
-    if (r.ok()) {
-        QString typeError;
-        std::optional<ActionType> type = actionTypeFromJson(value.toObject().value("type"), &typeError);
-        if (type)
-            e.type = *type;
-        else
-            r.fail("type: " + typeError);
-    }
+    e.type = r.enumeration("type", actionTypeFromString, "action type");
     e.location = r.optionalObject<Point>("location");
     e.endLocation = r.optionalObject<Point>("endLocation");
     e.scrollDelta = r.optionalObject<Size>("scrollDelta");

@@ -17,13 +17,7 @@ std::optional<AuditEntry> AuditEntry::fromJson(const QJsonValue& value, QString*
     AuditEntry e;
     e.timestamp = r.date("timestamp");
     e.intent = r.string("intent");
-    const QString action = r.string("action");
-    if (r.ok()) {
-        if (auto parsed = actionTypeFromString(action))
-            e.action = *parsed;
-        else
-            r.fail("action: unknown action type " + action.left(40));
-    }
+    e.action = r.enumeration("action", actionTypeFromString, "action type");
     e.detail = r.string("detail");
     e.agentic = r.boolean("agentic");
     return json::finish(r, e, error);

@@ -37,13 +37,7 @@ std::optional<Parameter> Parameter::fromJson(const QJsonValue& value, QString* e
     Parameter p;
     p.id = r.uuid("id");
     p.name = r.string("name");
-    const QString type = r.string("type");
-    if (r.ok()) {
-        if (auto parsed = parameterTypeFromString(type))
-            p.type = *parsed;
-        else
-            r.fail("type: unknown parameter type " + type.left(40));
-    }
+    p.type = r.enumeration("type", parameterTypeFromString, "parameter type");
     p.prompt = r.string("prompt");
     p.exampleValue = r.string("exampleValue");
     p.usedInSteps = r.integers("usedInSteps");
@@ -75,13 +69,7 @@ std::optional<PlanStep> PlanStep::fromJson(const QJsonValue& value, QString* err
     s.id = r.uuid("id");
     s.index = r.integer("index", std::numeric_limits<qint64>::min(), std::numeric_limits<qint64>::max());
     s.intent = r.string("intent");
-    const QString action = r.string("action");
-    if (r.ok()) {
-        if (auto parsed = actionTypeFromString(action))
-            s.action = *parsed;
-        else
-            r.fail("action: unknown action type " + action.left(40));
-    }
+    s.action = r.enumeration("action", actionTypeFromString, "action type");
     s.target = r.optionalObject<AXTarget>("target");
     s.location = r.optionalObject<Point>("location");
     s.text = r.optionalString("text");
@@ -248,9 +236,7 @@ std::optional<Skill> Skill::fromJson(const QJsonValue& value, QString* error) {
     s.name = r.string("name");
     s.trigger = r.string("trigger");
     s.summary = r.string("summary");
-    const QString mode = r.string("mode");
-    if (r.ok() && !executionModeFromString(mode))
-        r.fail("mode: unknown execution mode " + mode.left(40));
+    s.mode = r.enumeration("mode", executionModeFromString, "execution mode");
     s.parameters = r.list<Parameter>("parameters");
     s.plan = r.list<PlanStep>("plan");
     s.appScope = r.strings("appScope");

@@ -4,7 +4,6 @@
 
 #include <QHash>
 #include <QObject>
-
 #include <functional>
 #include <memory>
 

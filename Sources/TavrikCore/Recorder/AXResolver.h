@@ -6,7 +6,6 @@
 #include "TavrikCore/Recorder/FrontmostApplication.h"
 
 #include <QList>
-
 #include <optional>
 
 namespace tavrik {

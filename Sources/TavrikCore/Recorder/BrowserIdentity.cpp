@@ -7,10 +7,22 @@ namespace tavrik::BrowserIdentity {
 bool isBrowser(const QString& appID) {
     // WM_CLASS classes and desktop ids as Debian and the vendors' packages set them.
     static const QStringList known = {
-        "chromium",         "chromium-browser",  "org.chromium.chromium", "google-chrome",
-        "google-chrome-beta", "google-chrome-unstable", "brave-browser", "com.brave.browser",
-        "microsoft-edge",   "microsoft-edge-beta", "vivaldi-stable",     "vivaldi",
-        "opera",            "firefox",           "firefox-esr",           "org.mozilla.firefox",
+        "chromium",
+        "chromium-browser",
+        "org.chromium.chromium",
+        "google-chrome",
+        "google-chrome-beta",
+        "google-chrome-unstable",
+        "brave-browser",
+        "com.brave.browser",
+        "microsoft-edge",
+        "microsoft-edge-beta",
+        "vivaldi-stable",
+        "vivaldi",
+        "opera",
+        "firefox",
+        "firefox-esr",
+        "org.mozilla.firefox",
         "librewolf",
     };
     const QString id = appID.trimmed().toLower();

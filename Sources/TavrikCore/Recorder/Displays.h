@@ -3,7 +3,6 @@
 #include "TavrikCore/Models/DisplayInfo.h"
 
 #include <QList>
-
 #include <optional>
 
 namespace tavrik::Displays {

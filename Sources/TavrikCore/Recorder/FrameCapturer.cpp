@@ -1,7 +1,6 @@
 #include "TavrikCore/Recorder/FrameCapturer.h"
 
 #include <QPainter>
-
 #include <cmath>
 
 namespace tavrik {

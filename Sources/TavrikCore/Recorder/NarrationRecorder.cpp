@@ -3,7 +3,6 @@
 #include <QMutexLocker>
 #include <QPromise>
 #include <QTimer>
-
 #include <cmath>
 #include <future>
 #include <vector>
@@ -233,7 +232,8 @@ void NarrationRecorder::start() {
         m_transcript.clear();
         m_starting = true;
     }
-    QMetaObject::invokeMethod(m_engine, [this] { m_engine->begin(); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        m_engine, [this] { m_engine->begin(); }, Qt::QueuedConnection);
 }
 
 QFuture<QString> NarrationRecorder::stop() {
@@ -250,8 +250,7 @@ QFuture<QString> NarrationRecorder::stop() {
     const auto tail = m_tail;
     // Queued behind a start still on its way, so that start runs first.
     QMetaObject::invokeMethod(
-        m_engine, [this, promise, tail] { m_engine->finish(promise, tail); },
-        Qt::QueuedConnection);
+        m_engine, [this, promise, tail] { m_engine->finish(promise, tail); }, Qt::QueuedConnection);
     return *m_stopping;
 }
 
@@ -260,7 +259,8 @@ void NarrationRecorder::cancel() {
         QMutexLocker lock(&m_lock);
         m_cancelled = true;
     }
-    QMetaObject::invokeMethod(m_engine, [this] { m_engine->cancel(); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        m_engine, [this] { m_engine->cancel(); }, Qt::QueuedConnection);
 }
 
 bool NarrationRecorder::isRunning() const {

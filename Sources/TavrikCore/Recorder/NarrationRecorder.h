@@ -7,7 +7,6 @@
 #include <QMutex>
 #include <QString>
 #include <QThread>
-
 #include <chrono>
 #include <functional>
 #include <memory>

@@ -4,7 +4,6 @@
 #include "TavrikCore/Recorder/AXResolver.h"
 
 #include <QList>
-
 #include <optional>
 
 namespace tavrik {

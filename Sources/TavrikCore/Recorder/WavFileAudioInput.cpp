@@ -9,8 +9,12 @@ namespace {
 
 constexpr int chunkMs = 64; // 1024 samples
 
-quint16 le16(const char* p) { return qFromLittleEndian<quint16>(p); }
-quint32 le32(const char* p) { return qFromLittleEndian<quint32>(p); }
+quint16 le16(const char* p) {
+    return qFromLittleEndian<quint16>(p);
+}
+quint32 le32(const char* p) {
+    return qFromLittleEndian<quint32>(p);
+}
 
 } // namespace
 
@@ -100,11 +104,11 @@ void WavFileAudioInput::stop() {
 void WavFileAudioInput::deliver() {
     // In real time, everything due by the clock goes out, so a late timer never slows the speech.
     const qsizetype chunkBytes = qsizetype(AudioInput::sampleRate) * chunkMs / 1000 * 2;
-    const qsizetype due = m_pace == Pace::realTime
-                              ? std::min(m_samples.size(),
-                                         qsizetype(m_clock.elapsed() * AudioInput::sampleRate /
-                                                   1000 * 2))
-                              : std::min(m_samples.size(), m_position + chunkBytes);
+    const qsizetype due =
+        m_pace == Pace::realTime
+            ? std::min(m_samples.size(),
+                       qsizetype(m_clock.elapsed() * AudioInput::sampleRate / 1000 * 2))
+            : std::min(m_samples.size(), m_position + chunkBytes);
     while (m_position < due && m_sink) {
         const qsizetype length = std::min(chunkBytes, due - m_position);
         const char* start = m_samples.constData() + m_position;

@@ -5,7 +5,6 @@
 #include <QByteArray>
 #include <QElapsedTimer>
 #include <QTimer>
-
 #include <memory>
 
 namespace tavrik {

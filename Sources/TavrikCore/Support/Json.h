@@ -64,6 +64,17 @@ public:
     std::optional<QList<QString>> optionalStrings(const QString& key);
     QList<qint64> integers(const QString& key);
 
+    // A text naming one case of an enumeration; unknown texts fail the decode.
+    template <typename E> E enumeration(const QString& key, std::optional<E> (*parse)(QStringView), const char* what) {
+        const QString text = string(key);
+        if (!ok())
+            return E{};
+        std::optional<E> value = parse(text);
+        if (!value)
+            fail(QStringLiteral("%1: unknown %2 %3").arg(key, QLatin1String(what), text.left(40)));
+        return value.value_or(E{});
+    }
+
     template <typename T> T object(const QString& key) {
         QJsonValue v = require(key);
         return ok() ? decodeNested<T>(key, v).value_or(T{}) : T{};

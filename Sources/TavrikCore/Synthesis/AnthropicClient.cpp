@@ -77,10 +77,12 @@ StructuredCall* AnthropicClient::structuredCompletion(const QString& system,
                               parent);
 }
 
-MCPRunCall* AnthropicClient::runWithMCP(const QString& instruction,
-                                        const QList<QJsonObject>& mcpConnectors, int maxTokens,
-                                        int maxTurns, QObject* parent) const {
-    return new MCPRunCall(*this, instruction, mcpConnectors, maxTokens, maxTurns, parent);
+MCPRunCall* AnthropicClient::runWithMCP(const QString& instruction, const QList<MCPServer>& servers,
+                                        int maxTokens, int maxTurns, QObject* parent) const {
+    QList<QJsonObject> connectors;
+    for (const MCPServer& server : servers)
+        connectors.append(server.connectorJSON());
+    return new MCPRunCall(*this, instruction, connectors, maxTokens, maxTurns, parent);
 }
 
 } // namespace tavrik

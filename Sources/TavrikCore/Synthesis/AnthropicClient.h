@@ -1,5 +1,6 @@
 #pragma once
 
+#include "TavrikCore/MCP/MCPServer.h"
 #include "TavrikCore/Synthesis/ContentBlock.h"
 
 #include <QJsonObject>
@@ -57,9 +58,9 @@ public:
     StructuredCall* structuredCompletion(const QString& system, const QList<ContentBlock>& content,
                                          const QJsonObject& schema, int maxTokens,
                                          QObject* parent = nullptr) const;
-    // Up to `maxTurns` requests in which the model may use the given MCP servers, each given by
-    // its connector JSON; `pause_turn` answers are continued.
-    MCPRunCall* runWithMCP(const QString& instruction, const QList<QJsonObject>& mcpConnectors,
+    // Up to `maxTurns` requests in which the model may use `servers` (sent as their connector
+    // JSON); `pause_turn` answers are continued.
+    MCPRunCall* runWithMCP(const QString& instruction, const QList<MCPServer>& servers,
                            int maxTokens, int maxTurns, QObject* parent = nullptr) const;
 
     static QJsonObject streamTextBody(const QString& model, const QString& system,

@@ -31,7 +31,10 @@ bool EventStreamReader::feed(QByteArrayView bytes) {
             start = i + 1;
             continue;
         }
-        if (m_partial.isEmpty()) {
+        if (m_overlong || m_partial.size() + (i - start) > maxLineBytes) {
+            m_overlong = false;
+            m_partial.clear();
+        } else if (m_partial.isEmpty()) {
             handleLine(bytes.sliced(start, i - start));
         } else {
             m_partial.append(bytes.sliced(start, i - start));
@@ -41,14 +44,26 @@ bool EventStreamReader::feed(QByteArrayView bytes) {
         start = i + 1;
     }
     if (!m_stopped && start < bytes.size()) {
-        m_partial.append(bytes.sliced(start));
+        keepPartial(bytes.sliced(start));
         m_afterCarriageReturn = false;
     }
     return !m_stopped;
 }
 
+void EventStreamReader::keepPartial(QByteArrayView bytes) {
+    // A line that never ends is not an event of this API; don't let it eat memory.
+    if (m_overlong)
+        return;
+    if (m_partial.size() + bytes.size() > maxLineBytes) {
+        m_partial.clear();
+        m_overlong = true;
+        return;
+    }
+    m_partial.append(bytes);
+}
+
 void EventStreamReader::finish() {
-    if (!m_stopped && !m_partial.isEmpty()) {
+    if (!m_stopped && !m_overlong && !m_partial.isEmpty()) {
         const QByteArray line = std::exchange(m_partial, QByteArray());
         handleLine(line);
     }

@@ -15,6 +15,9 @@ class EventStreamReader {
 public:
     using TextHandler = std::function<void(const QString& fragment)>;
 
+    // Longer lines are skipped whole; real events are a few kilobytes.
+    static constexpr qsizetype maxLineBytes = 16 * 1024 * 1024;
+
     explicit EventStreamReader(TextHandler onText = {}) : m_onText(std::move(onText)) {}
 
     // Handles every complete line in `bytes`; stops early once stopped. Returns !stopped().
@@ -30,10 +33,12 @@ public:
 
 private:
     void handleLine(QByteArrayView line);
+    void keepPartial(QByteArrayView bytes);
 
     TextHandler m_onText;
     QByteArray m_partial;
     bool m_afterCarriageReturn = false;
+    bool m_overlong = false;
     bool m_stopped = false;
     bool m_sawMessageStop = false;
     QString m_text;

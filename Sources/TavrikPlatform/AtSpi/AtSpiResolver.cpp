@@ -1,5 +1,7 @@
 // libatspi pulls in GLib, whose headers use `signals` as a field name: include it before Qt.
+// clang-format off
 #include <atspi/atspi.h>
+// clang-format on
 
 #include "TavrikPlatform/AtSpi/AtSpiResolver.h"
 
@@ -10,7 +12,6 @@
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QHash>
-
 #include <algorithm>
 #include <functional>
 #include <map>
@@ -54,12 +55,13 @@ bool contains(const Rect& r, Point p) {
            p.y < r.origin.y + r.size.height;
 }
 
-// One question put to one application. Every call is timed; once one has used most of the
-// timeout the application is taken as unresponsive and the remaining calls are skipped, so the
-// whole question costs about one timeout at worst.
+// One question put to one application, with one time budget for all its calls: each call may
+// take only what is left of it (libatspi's method-call timeout is set from the remainder before
+// every call). When the budget runs out the application is taken as unresponsive and the
+// remaining calls are skipped, so a question never takes much longer than the budget.
 class Query {
 public:
-    explicit Query(int timeoutMs) : m_timeoutMs(timeoutMs) {}
+    explicit Query(int budgetMs) : m_budgetMs(budgetMs) { m_clock.start(); }
 
     bool hung() const { return m_hung; }
 
@@ -67,11 +69,20 @@ public:
         if (m_hung) {
             return std::nullopt;
         }
-        QElapsedTimer timer;
-        timer.start();
+        const qint64 remaining = m_budgetMs - m_clock.elapsed();
+        if (remaining <= 0) {
+            m_hung = true;
+            return std::nullopt;
+        }
+        // libatspi can wait twice its timeout for an application that does not answer (its
+        // reentrant wait starts over once after dispatching other traffic): hence half. A call
+        // that used up its share ran out, whatever it returned.
+        const qint64 allowed = std::max<qint64>(1, remaining / 2);
+        atspi_set_timeout(int(allowed), 0);
+        const qint64 start = m_clock.elapsed();
         GError* error = nullptr;
         auto value = f(&error);
-        if (timer.elapsed() >= m_timeoutMs * 8 / 10) {
+        if (m_clock.elapsed() - start >= allowed || m_clock.elapsed() >= m_budgetMs) {
             m_hung = true;
         }
         if (error) {
@@ -137,9 +148,9 @@ public:
         std::vector<Accessible> result;
         auto count = call([&](GError** e) { return atspi_accessible_get_child_count(object, e); });
         for (gint i = 0; count && i < *count && !m_hung; ++i) {
-            Accessible child(
-                call([&](GError** e) { return atspi_accessible_get_child_at_index(object, i, e); })
-                    .value_or(nullptr));
+            Accessible child(call([&](GError** e) {
+                                 return atspi_accessible_get_child_at_index(object, i, e);
+                             }).value_or(nullptr));
             if (child) {
                 result.push_back(std::move(child));
             }
@@ -187,7 +198,8 @@ public:
     }
 
 private:
-    int m_timeoutMs;
+    int m_budgetMs;
+    QElapsedTimer m_clock;
     bool m_hung = false;
 };
 
@@ -245,9 +257,14 @@ struct AtSpiResolver::Private {
         return true;
     }
 
-    void finish(const Query& query, qint64 pid) {
+    // `found` says whether the application showed the window asked about; when it answered but
+    // did not, its cached entry may be a process that has gone, so it is looked up afresh next
+    // time.
+    void finish(const Query& query, qint64 pid, bool found) {
         if (query.hung()) {
             quiet.insert(pid, QDeadlineTimer(options.cooldownMs));
+        } else if (!found) {
+            applications.erase(pid);
         }
     }
 
@@ -255,8 +272,8 @@ struct AtSpiResolver::Private {
         if (auto it = applications.find(pid); it != applications.end()) {
             return it->second.get();
         }
-        // The registry answers here, not the applications, so this does not wait on them.
-        Query registry(options.timeoutMs);
+        // The registry and the bus answer here, not the applications.
+        Query& registry = query;
         Accessible desktop(atspi_get_desktop(0));
         if (!desktop) {
             return nullptr;
@@ -327,9 +344,9 @@ struct AtSpiResolver::Private {
             target.isSecure = *role == ATSPI_ROLE_PASSWORD_TEXT;
             target.axRole = takeString(atspi_role_get_name(*role));
         }
-        target.axTitle = nonEmpty(takeString(
-            query.call([&](GError** e) { return atspi_accessible_get_name(element, e); })
-                .value_or(nullptr)));
+        target.axTitle = nonEmpty(
+            takeString(query.call([&](GError** e) { return atspi_accessible_get_name(element, e); })
+                           .value_or(nullptr)));
         target.axIdentifier = nonEmpty(takeString(
             query.call([&](GError** e) { return atspi_accessible_get_accessible_id(element, e); })
                 .value_or(nullptr)));
@@ -342,9 +359,9 @@ struct AtSpiResolver::Private {
             std::optional<Rect> windowFrame =
                 windowObject ? query.extents(windowObject) : std::nullopt;
             const Rect origin = windowFrame.value_or(window.frame);
-            target.frameInWindow = Rect(frame->origin.x - origin.origin.x,
-                                        frame->origin.y - origin.origin.y, frame->size.width,
-                                        frame->size.height);
+            target.frameInWindow =
+                Rect(frame->origin.x - origin.origin.x, frame->origin.y - origin.origin.y,
+                     frame->size.width, frame->size.height);
         }
         if (target.appBundleID && BrowserIdentity::isBrowser(*target.appBundleID)) {
             target.url = pageAddress(element, windowObject, query);
@@ -355,24 +372,22 @@ struct AtSpiResolver::Private {
     std::optional<QString> readValue(AtspiAccessible* element, const QStringList& interfaces,
                                      Query& query) {
         if (interfaces.contains("Text")) {
-            auto count = query.call([&](GError** e) {
-                return atspi_text_get_character_count(ATSPI_TEXT(element), e);
-            });
+            auto count = query.call(
+                [&](GError** e) { return atspi_text_get_character_count(ATSPI_TEXT(element), e); });
             if (count && *count > 0) {
-                return nonEmpty(takeString(
-                    query
-                        .call([&](GError** e) {
-                            return atspi_text_get_text(ATSPI_TEXT(element), 0,
+                return nonEmpty(takeString(query
+                                               .call([&](GError** e) {
+                                                   return atspi_text_get_text(
+                                                       ATSPI_TEXT(element), 0,
                                                        std::min(*count, maxValueLength), e);
-                        })
-                        .value_or(nullptr)));
+                                               })
+                                               .value_or(nullptr)));
             }
             return std::nullopt;
         }
         if (interfaces.contains("Value")) {
-            auto value = query.call([&](GError** e) {
-                return atspi_value_get_current_value(ATSPI_VALUE(element), e);
-            });
+            auto value = query.call(
+                [&](GError** e) { return atspi_value_get_current_value(ATSPI_VALUE(element), e); });
             if (value) {
                 return QString::number(*value);
             }
@@ -393,8 +408,8 @@ struct AtSpiResolver::Private {
         }
         // Outside the page (the address bar, a tab): the page showing in the window.
         if (!document && windowObject) {
-            auto found = query.matches(windowObject, ATSPI_ROLE_DOCUMENT_WEB,
-                                       {ATSPI_STATE_SHOWING}, 1);
+            auto found =
+                query.matches(windowObject, ATSPI_ROLE_DOCUMENT_WEB, {ATSPI_STATE_SHOWING}, 1);
             if (found && !found->empty()) {
                 document = std::move(found->front());
             }
@@ -424,8 +439,8 @@ struct AtSpiResolver::Private {
     // Depth-first search for the focused element where the application offers no Collection.
     Accessible findFocused(AtspiAccessible* root, Query& query) {
         int visited = 0;
-        std::function<Accessible(AtspiAccessible*, int)> visit =
-            [&](AtspiAccessible* node, int depth) -> Accessible {
+        std::function<Accessible(AtspiAccessible*, int)> visit = [&](AtspiAccessible* node,
+                                                                     int depth) -> Accessible {
             if (visited >= maxSecureScanElements || depth > maxSecureScanDepth || query.hung()) {
                 return nullptr;
             }
@@ -466,7 +481,9 @@ AtSpiResolver::AtSpiResolver(Options options) : d(std::make_unique<Private>()) {
 
 AtSpiResolver::~AtSpiResolver() = default;
 
-bool AtSpiResolver::isAvailable() const { return d->windows.isOpen() && d->atspiReady; }
+bool AtSpiResolver::isAvailable() const {
+    return d->windows.isOpen() && d->atspiReady;
+}
 
 std::optional<AXTarget> AtSpiResolver::target(Point at) {
     std::optional<ClientWindow> window = d->windows.topmostAt(at);
@@ -478,8 +495,10 @@ std::optional<AXTarget> AtSpiResolver::target(Point at) {
     }
     Query query(d->options.timeoutMs);
     AXTarget result = d->windowOnlyTarget(*window);
+    bool found = false;
     if (AtspiAccessible* app = d->application(*window->pid, query)) {
         Accessible windowObject = d->windowAccessible(app, *window, query, at);
+        found = windowObject != nullptr;
         if (windowObject) {
             Accessible element = retain(windowObject.get());
             for (int i = 0; i < maxDescent && !query.hung(); ++i) {
@@ -500,7 +519,7 @@ std::optional<AXTarget> AtSpiResolver::target(Point at) {
             }
         }
     }
-    d->finish(query, *window->pid);
+    d->finish(query, *window->pid, found);
     // A half-read element is worse than none: after a timeout keep only what X told us.
     return query.hung() ? d->windowOnlyTarget(*window) : result;
 }
@@ -515,13 +534,15 @@ std::optional<AXTarget> AtSpiResolver::focusedTarget() {
     }
     Query query(d->options.timeoutMs);
     AXTarget result = d->windowOnlyTarget(*window);
+    bool found = false;
     if (AtspiAccessible* app = d->application(*window->pid, query)) {
         Accessible windowObject = d->windowAccessible(app, *window, query, std::nullopt);
+        found = windowObject != nullptr;
         if (windowObject) {
             Accessible focused;
             if (query.interfaces(windowObject.get()).contains("Collection")) {
-                auto found = query.matches(windowObject.get(), ATSPI_ROLE_INVALID,
-                                           {ATSPI_STATE_FOCUSED}, 1);
+                auto found =
+                    query.matches(windowObject.get(), ATSPI_ROLE_INVALID, {ATSPI_STATE_FOCUSED}, 1);
                 if (found && !found->empty()) {
                     focused = std::move(found->front());
                 }
@@ -534,7 +555,7 @@ std::optional<AXTarget> AtSpiResolver::focusedTarget() {
             }
         }
     }
-    d->finish(query, *window->pid);
+    d->finish(query, *window->pid, found);
     return query.hung() ? d->windowOnlyTarget(*window) : result;
 }
 
@@ -549,8 +570,10 @@ QList<Rect> AtSpiResolver::secureFieldRects() {
     Query query(d->options.timeoutMs);
     QList<Rect> rects;
     bool complete = false;
+    bool found = false;
     if (AtspiAccessible* app = d->application(*window->pid, query)) {
         Accessible windowObject = d->windowAccessible(app, *window, query, std::nullopt);
+        found = windowObject != nullptr;
         if (windowObject) {
             if (query.interfaces(windowObject.get()).contains("Collection")) {
                 auto found = query.matches(windowObject.get(), ATSPI_ROLE_PASSWORD_TEXT,
@@ -573,7 +596,7 @@ QList<Rect> AtSpiResolver::secureFieldRects() {
             complete = !query.hung();
         }
     }
-    d->finish(query, *window->pid);
+    d->finish(query, *window->pid, found);
     if (!complete) {
         // What was seen before is a better guess than nothing for a window that stopped answering.
         QList<Rect> known = d->lastSecureRects.value(window->id);

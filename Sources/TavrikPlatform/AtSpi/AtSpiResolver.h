@@ -10,13 +10,15 @@ namespace tavrik::atspi {
 // test or z-order in the accessibility tree, so the topmost client window at a point (or the
 // active window) is found from X first; only its application is asked over the accessibility bus.
 //
-// Every accessibility call is bounded by `timeoutMs`. An application that lets a call run out
-// is left alone for `cooldownMs`: meanwhile its targets carry only what X knows (identity and
-// window title), so a hung application costs at most one timeout per cooldown.
+// Each question (a target, the focus, the secure fields) has `timeoutMs` for all its
+// accessibility calls together. An application that cannot answer within it is left alone for
+// `cooldownMs`: meanwhile its targets carry only what X knows (identity and window title) and
+// its secure fields are the last ones seen, so a hung application costs at most one timeout per
+// cooldown. Use from one thread.
 class AtSpiResolver final : public AXResolver {
 public:
     struct Options {
-        int timeoutMs = 250;
+        int timeoutMs = 400;
         int cooldownMs = 3000;
     };
 

@@ -2,7 +2,6 @@
 
 #include <QFile>
 #include <QStandardPaths>
-
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
@@ -52,8 +51,8 @@ QList<T> windowProperty(Display* display, Window window, const char* name, Atom 
     unsigned long count = 0;
     unsigned long remaining = 0;
     unsigned char* data = nullptr;
-    if (XGetWindowProperty(display, window, property, 0, 1 << 16, False, type, &actualType,
-                           &format, &count, &remaining, &data) != Success) {
+    if (XGetWindowProperty(display, window, property, 0, 1 << 16, False, type, &actualType, &format,
+                           &count, &remaining, &data) != Success) {
         return result;
     }
     if (data && actualType == type) {
@@ -132,16 +131,16 @@ std::optional<ClientWindow> ClientWindows::topmostAt(Point point) {
     const Window root = DefaultRootWindow(m_display);
     const QList<Window> stacking =
         windowProperty<Window>(m_display, root, "_NET_CLIENT_LIST_STACKING", XA_WINDOW);
-    // Bottom to top: look from the top down.
+    // Bottom to top: look from the top down, reading only geometry until one contains the point.
     for (auto it = stacking.crbegin(); it != stacking.crend(); ++it) {
-        std::optional<ClientWindow> window = describe(*it);
+        std::optional<ClientWindow> window = geometry(*it);
         if (!window) {
             continue;
         }
         const Rect& f = window->outerFrame;
         if (point.x >= f.origin.x && point.y >= f.origin.y && point.x < f.origin.x + f.size.width &&
             point.y < f.origin.y + f.size.height) {
-            return window;
+            return describe(*it);
         }
     }
     return std::nullopt;
@@ -172,7 +171,7 @@ QString ClientWindows::appName(const ClientWindow& window) {
     return *found;
 }
 
-std::optional<ClientWindow> ClientWindows::describe(unsigned long id) {
+std::optional<ClientWindow> ClientWindows::geometry(unsigned long id) {
     XErrorTrap trap(m_display);
     XWindowAttributes attributes{};
     if (!XGetWindowAttributes(m_display, id, &attributes) || trap.failed() ||
@@ -194,10 +193,20 @@ std::optional<ClientWindow> ClientWindows::describe(unsigned long id) {
     const QList<long> extents =
         windowProperty<long>(m_display, id, "_NET_FRAME_EXTENTS", XA_CARDINAL);
     if (extents.size() == 4) { // left, right, top, bottom
-        window.outerFrame = Rect(rootX - extents[0], rootY - extents[2],
-                                 attributes.width + extents[0] + extents[1],
-                                 attributes.height + extents[2] + extents[3]);
+        window.outerFrame =
+            Rect(rootX - extents[0], rootY - extents[2], attributes.width + extents[0] + extents[1],
+                 attributes.height + extents[2] + extents[3]);
     }
+    return window;
+}
+
+std::optional<ClientWindow> ClientWindows::describe(unsigned long id) {
+    std::optional<ClientWindow> found = geometry(id);
+    if (!found) {
+        return std::nullopt;
+    }
+    XErrorTrap trap(m_display);
+    ClientWindow window = *found;
     const QList<long> pid = windowProperty<long>(m_display, id, "_NET_WM_PID", XA_CARDINAL);
     if (!pid.isEmpty() && pid.first() > 0) {
         window.pid = pid.first();

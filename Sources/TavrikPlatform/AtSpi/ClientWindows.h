@@ -5,7 +5,6 @@
 
 #include <QHash>
 #include <QString>
-
 #include <optional>
 
 struct _XDisplay;
@@ -16,9 +15,9 @@ namespace tavrik::atspi {
 struct ClientWindow {
     unsigned long id = 0;
     std::optional<qint64> pid;
-    Rect frame;             // the client area, root coordinates
-    Rect outerFrame;        // with the window manager's decorations
-    QString wmClass;        // WM_CLASS class name
+    Rect frame;      // the client area, root coordinates
+    Rect outerFrame; // with the window manager's decorations
+    QString wmClass; // WM_CLASS class name
     QString gtkApplicationID;
     QString title;
 
@@ -46,6 +45,8 @@ public:
     QString appName(const ClientWindow& window);
 
 private:
+    // Position and decorations only: cheap enough to ask of every window in the stack.
+    std::optional<ClientWindow> geometry(unsigned long window);
     std::optional<ClientWindow> describe(unsigned long window);
 
     _XDisplay* m_display = nullptr;

@@ -9,7 +9,9 @@ namespace tavrik::audio {
 
 MicrophoneInput::MicrophoneInput() = default;
 
-MicrophoneInput::~MicrophoneInput() { stop(); }
+MicrophoneInput::~MicrophoneInput() {
+    stop();
+}
 
 bool MicrophoneInput::start(Sink sink) {
     const QAudioDevice device = QMediaDevices::defaultAudioInput();

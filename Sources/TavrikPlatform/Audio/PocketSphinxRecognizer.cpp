@@ -2,7 +2,6 @@
 
 #include <QFileInfo>
 #include <QStringList>
-
 #include <pocketsphinx.h>
 
 namespace tavrik::audio {

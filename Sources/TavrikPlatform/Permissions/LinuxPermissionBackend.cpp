@@ -5,7 +5,6 @@
 #include <QDBusVariant>
 #include <QProcess>
 #include <QStandardPaths>
-
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
@@ -17,7 +16,9 @@ constexpr int busTimeoutMs = 1000;
 const char* const a11yService = "org.a11y.Bus";
 const char* const a11yPath = "/org/a11y/bus";
 
-int ignoreXError(Display*, XErrorEvent*) { return 0; }
+int ignoreXError(Display*, XErrorEvent*) {
+    return 0;
+}
 
 PermissionStatus checkDisplay(Permission permission) {
     Display* display = XOpenDisplay(nullptr);
@@ -33,8 +34,8 @@ PermissionStatus checkDisplay(Permission permission) {
     } else {
         // A server that refuses to be read back (a security policy) fails this with BadAccess.
         XErrorHandler previous = XSetErrorHandler(&ignoreXError);
-        XImage* image = XGetImage(display, DefaultRootWindow(display), 0, 0, 1, 1, AllPlanes,
-                                  ZPixmap);
+        XImage* image =
+            XGetImage(display, DefaultRootWindow(display), 0, 0, 1, 1, AllPlanes, ZPixmap);
         XSync(display, False);
         XSetErrorHandler(previous);
         ok = image != nullptr;
@@ -58,9 +59,9 @@ PermissionStatus checkAccessibility() {
     if (!QDBusConnection::sessionBus().isConnected()) {
         return PermissionStatus::notDetermined;
     }
-    const QDBusMessage enabled = a11yCall("org.freedesktop.DBus.Properties", "Get",
-                                          {QStringLiteral("org.a11y.Status"),
-                                           QStringLiteral("IsEnabled")});
+    const QDBusMessage enabled =
+        a11yCall("org.freedesktop.DBus.Properties", "Get",
+                 {QStringLiteral("org.a11y.Status"), QStringLiteral("IsEnabled")});
     if (enabled.type() != QDBusMessage::ReplyMessage || enabled.arguments().isEmpty() ||
         !enabled.arguments().first().value<QDBusVariant>().variant().toBool()) {
         return PermissionStatus::denied;
@@ -86,10 +87,10 @@ bool LinuxPermissionBackend::enable(Permission permission) {
     if (permission != Permission::accessibility || !QDBusConnection::sessionBus().isConnected()) {
         return false;
     }
-    const QDBusMessage reply = a11yCall(
-        "org.freedesktop.DBus.Properties", "Set",
-        {QStringLiteral("org.a11y.Status"), QStringLiteral("IsEnabled"),
-         QVariant::fromValue(QDBusVariant(true))});
+    const QDBusMessage reply =
+        a11yCall("org.freedesktop.DBus.Properties", "Set",
+                 {QStringLiteral("org.a11y.Status"), QStringLiteral("IsEnabled"),
+                  QVariant::fromValue(QDBusVariant(true))});
     return reply.type() == QDBusMessage::ReplyMessage;
 }
 

@@ -11,15 +11,19 @@ namespace tavrik::x11 {
 
 namespace K = KeyCodes;
 
-KeyMap::KeyMap(Display* display) : m_display(display) { refresh(); }
+KeyMap::KeyMap(Display* display) : m_display(display) {
+    refresh();
+}
 
 void KeyMap::refresh() {
+    // The usual places, for when the mapping cannot be read or does not say.
     m_altMask = m_superMask = m_numLockMask = 0;
-    if (!m_display)
+    XModifierKeymap* map = m_display ? XGetModifierMapping(m_display) : nullptr;
+    if (!map) {
+        m_altMask = Mod1Mask;
+        m_superMask = Mod4Mask;
         return;
-    XModifierKeymap* map = XGetModifierMapping(m_display);
-    if (!map)
-        return;
+    }
     for (int mod = 3; mod < 8; ++mod) { // Mod1 .. Mod5
         for (int k = 0; k < map->max_keypermod; ++k) {
             const KeyCode code = map->modifiermap[mod * map->max_keypermod + k];
@@ -44,54 +48,114 @@ void KeyMap::refresh() {
 
 quint16 KeyMap::keyCodeForKeysym(unsigned long sym) {
     switch (sym) {
-    case XK_Return: return K::returnKey;
-    case XK_KP_Enter: return K::keypadEnter;
-    case XK_Tab: case XK_ISO_Left_Tab: return K::tab;
-    case XK_space: return K::space;
-    case XK_BackSpace: return K::deleteKey;
-    case XK_Delete: return K::forwardDelete;
-    case XK_Escape: return K::escape;
-    case XK_Left: return K::leftArrow;
-    case XK_Right: return K::rightArrow;
-    case XK_Down: return K::downArrow;
-    case XK_Up: return K::upArrow;
-    case XK_Home: return K::home;
-    case XK_End: return K::end;
-    case XK_Prior: return K::pageUp;
-    case XK_Next: return K::pageDown;
-    case XK_Insert: case XK_Help: return K::help;
-    case XK_Shift_L: return K::shift;
-    case XK_Shift_R: return K::rightShift;
-    case XK_Control_L: return K::control;
-    case XK_Control_R: return K::rightControl;
-    case XK_Alt_L: case XK_Meta_L: return K::option;
-    case XK_Alt_R: case XK_Meta_R: case XK_ISO_Level3_Shift: return K::rightOption;
-    case XK_Super_L: return K::command;
-    case XK_Super_R: return K::rightCommand;
-    case XK_Caps_Lock: return K::capsLock;
-    case XK_KP_0: case XK_KP_Insert: return K::keypad0;
-    case XK_KP_1: case XK_KP_End: return K::keypad1;
-    case XK_KP_2: case XK_KP_Down: return K::keypad2;
-    case XK_KP_3: case XK_KP_Next: return K::keypad3;
-    case XK_KP_4: case XK_KP_Left: return K::keypad4;
-    case XK_KP_5: case XK_KP_Begin: return K::keypad5;
-    case XK_KP_6: case XK_KP_Right: return K::keypad6;
-    case XK_KP_7: case XK_KP_Home: return K::keypad7;
-    case XK_KP_8: case XK_KP_Up: return K::keypad8;
-    case XK_KP_9: case XK_KP_Prior: return K::keypad9;
-    case XK_KP_Decimal: case XK_KP_Delete: case XK_KP_Separator: return K::keypadDecimal;
-    case XK_KP_Multiply: return K::keypadMultiply;
-    case XK_KP_Add: return K::keypadPlus;
-    case XK_KP_Subtract: return K::keypadMinus;
-    case XK_KP_Divide: return K::keypadDivide;
-    case XK_KP_Equal: return K::keypadEquals;
-    case XK_Num_Lock: case XK_Clear: return K::keypadClear;
-    default: break;
+    case XK_Return:
+        return K::returnKey;
+    case XK_KP_Enter:
+        return K::keypadEnter;
+    case XK_Tab:
+    case XK_ISO_Left_Tab:
+        return K::tab;
+    case XK_space:
+        return K::space;
+    case XK_BackSpace:
+        return K::deleteKey;
+    case XK_Delete:
+        return K::forwardDelete;
+    case XK_Escape:
+        return K::escape;
+    case XK_Left:
+        return K::leftArrow;
+    case XK_Right:
+        return K::rightArrow;
+    case XK_Down:
+        return K::downArrow;
+    case XK_Up:
+        return K::upArrow;
+    case XK_Home:
+        return K::home;
+    case XK_End:
+        return K::end;
+    case XK_Prior:
+        return K::pageUp;
+    case XK_Next:
+        return K::pageDown;
+    case XK_Insert:
+    case XK_Help:
+        return K::help;
+    case XK_Shift_L:
+        return K::shift;
+    case XK_Shift_R:
+        return K::rightShift;
+    case XK_Control_L:
+        return K::control;
+    case XK_Control_R:
+        return K::rightControl;
+    case XK_Alt_L:
+    case XK_Meta_L:
+        return K::option;
+    case XK_Alt_R:
+    case XK_Meta_R:
+    case XK_ISO_Level3_Shift:
+        return K::rightOption;
+    case XK_Super_L:
+        return K::command;
+    case XK_Super_R:
+        return K::rightCommand;
+    case XK_Caps_Lock:
+        return K::capsLock;
+    case XK_KP_0:
+    case XK_KP_Insert:
+        return K::keypad0;
+    case XK_KP_1:
+    case XK_KP_End:
+        return K::keypad1;
+    case XK_KP_2:
+    case XK_KP_Down:
+        return K::keypad2;
+    case XK_KP_3:
+    case XK_KP_Next:
+        return K::keypad3;
+    case XK_KP_4:
+    case XK_KP_Left:
+        return K::keypad4;
+    case XK_KP_5:
+    case XK_KP_Begin:
+        return K::keypad5;
+    case XK_KP_6:
+    case XK_KP_Right:
+        return K::keypad6;
+    case XK_KP_7:
+    case XK_KP_Home:
+        return K::keypad7;
+    case XK_KP_8:
+    case XK_KP_Up:
+        return K::keypad8;
+    case XK_KP_9:
+    case XK_KP_Prior:
+        return K::keypad9;
+    case XK_KP_Decimal:
+    case XK_KP_Delete:
+    case XK_KP_Separator:
+        return K::keypadDecimal;
+    case XK_KP_Multiply:
+        return K::keypadMultiply;
+    case XK_KP_Add:
+        return K::keypadPlus;
+    case XK_KP_Subtract:
+        return K::keypadMinus;
+    case XK_KP_Divide:
+        return K::keypadDivide;
+    case XK_KP_Equal:
+        return K::keypadEquals;
+    case XK_Num_Lock:
+    case XK_Clear:
+        return K::keypadClear;
+    default:
+        break;
     }
-    static constexpr quint16 functionKeys[20] = {K::f1,  K::f2,  K::f3,  K::f4,  K::f5,
-                                                 K::f6,  K::f7,  K::f8,  K::f9,  K::f10,
-                                                 K::f11, K::f12, K::f13, K::f14, K::f15,
-                                                 K::f16, K::f17, K::f18, K::f19, K::f20};
+    static constexpr quint16 functionKeys[20] = {
+        K::f1,  K::f2,  K::f3,  K::f4,  K::f5,  K::f6,  K::f7,  K::f8,  K::f9,  K::f10,
+        K::f11, K::f12, K::f13, K::f14, K::f15, K::f16, K::f17, K::f18, K::f19, K::f20};
     if (sym >= XK_F1 && sym <= XK_F20)
         return functionKeys[sym - XK_F1];
     if (sym >= 0x20 && sym < 0x7f)
@@ -101,7 +165,8 @@ quint16 KeyMap::keyCodeForKeysym(unsigned long sym) {
 
 quint16 KeyMap::keyCode(unsigned keycode) const {
     if (m_display && keycode >= 8 && keycode <= 255) {
-        const quint16 code = keyCodeForKeysym(XkbKeycodeToKeysym(m_display, KeyCode(keycode), 0, 0));
+        const quint16 code =
+            keyCodeForKeysym(XkbKeycodeToKeysym(m_display, KeyCode(keycode), 0, 0));
         if (code != K::unknown)
             return code;
     }
@@ -138,20 +203,37 @@ std::optional<QString> textOfKeysym(KeySym sym) {
         return QString::fromUcs4(&cp, 1);
     }
     switch (sym) {
-    case XK_BackSpace: return QStringLiteral("\b");
-    case XK_Tab: case XK_ISO_Left_Tab: case XK_KP_Tab: return QStringLiteral("\t");
-    case XK_Return: case XK_KP_Enter: return QStringLiteral("\r");
-    case XK_Escape: return QStringLiteral("\x1b");
-    case XK_Delete: return QStringLiteral("\x7f");
-    case XK_KP_Space: return QStringLiteral(" ");
-    case XK_KP_Equal: return QStringLiteral("=");
-    case XK_KP_Multiply: return QStringLiteral("*");
-    case XK_KP_Add: return QStringLiteral("+");
-    case XK_KP_Separator: return QStringLiteral(",");
-    case XK_KP_Subtract: return QStringLiteral("-");
-    case XK_KP_Decimal: return QStringLiteral(".");
-    case XK_KP_Divide: return QStringLiteral("/");
-    default: break;
+    case XK_BackSpace:
+        return QStringLiteral("\b");
+    case XK_Tab:
+    case XK_ISO_Left_Tab:
+    case XK_KP_Tab:
+        return QStringLiteral("\t");
+    case XK_Return:
+    case XK_KP_Enter:
+        return QStringLiteral("\r");
+    case XK_Escape:
+        return QStringLiteral("\x1b");
+    case XK_Delete:
+        return QStringLiteral("\x7f");
+    case XK_KP_Space:
+        return QStringLiteral(" ");
+    case XK_KP_Equal:
+        return QStringLiteral("=");
+    case XK_KP_Multiply:
+        return QStringLiteral("*");
+    case XK_KP_Add:
+        return QStringLiteral("+");
+    case XK_KP_Separator:
+        return QStringLiteral(",");
+    case XK_KP_Subtract:
+        return QStringLiteral("-");
+    case XK_KP_Decimal:
+        return QStringLiteral(".");
+    case XK_KP_Divide:
+        return QStringLiteral("/");
+    default:
+        break;
     }
     if (sym >= XK_KP_0 && sym <= XK_KP_9)
         return QString(QChar(char16_t('0' + (sym - XK_KP_0))));

@@ -1,10 +1,8 @@
 #include "TavrikPlatform/X11/PngWriter.h"
 
 #include <QSaveFile>
-
-#include <png.h>
-
 #include <csetjmp>
+#include <png.h>
 
 namespace tavrik {
 

@@ -2,7 +2,6 @@
 
 #include <QDeadlineTimer>
 #include <QThread>
-
 #include <X11/Xlib.h>
 #include <X11/Xproto.h>
 #include <X11/extensions/record.h>
@@ -31,17 +30,19 @@ void intercept(XPointer closure, XRecordInterceptData* data) {
 
 } // namespace
 
-RecordStream::RecordStream(int firstType, int lastType, Handler handler, QObject* parent)
-    : QObject(parent), m_firstType(firstType), m_lastType(lastType),
-      m_handler(std::move(handler)) {
-    m_flushTimer.setInterval(40);
+RecordStream::RecordStream(int firstType, int lastType, Handler handler, int maxDelayMs,
+                           QObject* parent)
+    : QObject(parent), m_firstType(firstType), m_lastType(lastType), m_handler(std::move(handler)) {
+    m_flushTimer.setInterval(maxDelayMs);
     connect(&m_flushTimer, &QTimer::timeout, this, [this] {
         if (m_control && m_control->isOpen())
             XSync(m_control->display(), False);
     });
 }
 
-RecordStream::~RecordStream() { stop(); }
+RecordStream::~RecordStream() {
+    stop();
+}
 
 bool RecordStream::start() {
     if (isRunning())
@@ -126,7 +127,9 @@ void RecordStream::stop() {
     m_control.reset();
 }
 
-void RecordStream::recordingStarted() { m_readerState = 1; }
+void RecordStream::recordingStarted() {
+    m_readerState = 1;
+}
 
 void RecordStream::received(const Event& event) {
     if (event.type < m_firstType || event.type > m_lastType)

@@ -6,7 +6,6 @@
 #include <QString>
 #include <QThread>
 #include <QTimer>
-
 #include <atomic>
 #include <functional>
 #include <memory>
@@ -21,16 +20,18 @@ class RecordStream : public QObject {
     Q_OBJECT
 public:
     struct Event {
-        int type = 0;         // KeyPress .. MotionNotify
-        unsigned detail = 0;  // key code or button
-        unsigned state = 0;   // modifier and button state before the event
+        int type = 0;        // KeyPress .. MotionNotify
+        unsigned detail = 0; // key code or button
+        unsigned state = 0;  // modifier and button state before the event
         int rootX = 0;
         int rootY = 0;
-        quint32 time = 0;     // server milliseconds
+        quint32 time = 0; // server milliseconds
     };
     using Handler = std::function<void(const Event&)>;
 
-    RecordStream(int firstType, int lastType, Handler handler, QObject* parent = nullptr);
+    // `maxDelayMs` bounds how long the server may hold recorded events back.
+    RecordStream(int firstType, int lastType, Handler handler, int maxDelayMs = 40,
+                 QObject* parent = nullptr);
     ~RecordStream() override;
 
     // Returns once the server records (or failed to).

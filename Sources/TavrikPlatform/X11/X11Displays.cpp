@@ -2,7 +2,6 @@
 
 #include <QGuiApplication>
 #include <QScreen>
-
 #include <X11/Xlib.h>
 #include <X11/extensions/Xrandr.h>
 

@@ -7,16 +7,15 @@
 #include <QFile>
 #include <QPainter>
 #include <QPromise>
-
+#include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
-#include <X11/Xatom.h>
 #include <X11/extensions/XShm.h>
 #include <X11/extensions/Xcomposite.h>
 #include <X11/extensions/Xfixes.h>
-#include <unistd.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
+#include <unistd.h>
 
 namespace tavrik::x11 {
 
@@ -73,7 +72,8 @@ bool X11FrameCapturer::Grabber::prepare(int width, int height) {
         release();
         return false;
     }
-    m_shared->info.shmaddr = image->data = static_cast<char*>(shmat(m_shared->info.shmid, nullptr, 0));
+    m_shared->info.shmaddr = image->data =
+        static_cast<char*>(shmat(m_shared->info.shmid, nullptr, 0));
     m_shared->info.readOnly = False;
     bool ok = m_shared->info.shmaddr != reinterpret_cast<char*>(-1);
     if (ok) {
@@ -137,8 +137,8 @@ QImage X11FrameCapturer::Grabber::grabRoot(int x, int y, int w, int h, QString* 
     Display* display = m_connection->display();
     if (prepare(w, h)) {
         ErrorTrap trap(display);
-        const bool ok = XShmGetImage(display, DefaultRootWindow(display), m_shared->image, x, y,
-                                     AllPlanes);
+        const bool ok =
+            XShmGetImage(display, DefaultRootWindow(display), m_shared->image, x, y, AllPlanes);
         if (ok && trap.sync() == 0 && m_shared->image->bits_per_pixel == 32)
             return QImage(reinterpret_cast<uchar*>(m_shared->image->data), w, h,
                           m_shared->image->bytes_per_line, QImage::Format_RGB32);
@@ -249,9 +249,9 @@ void X11FrameCapturer::Grabber::leaveOutOwnWindows(QImage& image, int originX, i
             const Pixmap pixmap = XCompositeNameWindowPixmap(display, other.window);
             if (trap.sync() != 0 || !pixmap)
                 continue;
-            XImage* piece = XGetImage(display, pixmap, part.x() - other.rect.x(),
-                                      part.y() - other.rect.y(), unsigned(part.width()),
-                                      unsigned(part.height()), AllPlanes, ZPixmap);
+            XImage* piece =
+                XGetImage(display, pixmap, part.x() - other.rect.x(), part.y() - other.rect.y(),
+                          unsigned(part.width()), unsigned(part.height()), AllPlanes, ZPixmap);
             if (trap.sync() == 0 && piece && piece->bits_per_pixel == 32) {
                 // Without a compositor translucency is not drawn either: paint opaque.
                 const QImage pixels(reinterpret_cast<const uchar*>(piece->data), part.width(),
@@ -285,8 +285,8 @@ void X11FrameCapturer::Grabber::drawPointer(QImage& image, int originX, int orig
 }
 
 bool X11FrameCapturer::Grabber::captureAndSave(quint32 displayID, int pixelWidth, int pixelHeight,
-                                              const QList<Rect>& redact, const QString& path,
-                                              Size* written, QString* error) {
+                                               const QList<Rect>& redact, const QString& path,
+                                               Size* written, QString* error) {
     if (pixelWidth <= 0 || pixelHeight <= 0) {
         *error = QStringLiteral("invalid frame size %1x%2").arg(pixelWidth).arg(pixelHeight);
         return false;
@@ -295,7 +295,8 @@ bool X11FrameCapturer::Grabber::captureAndSave(quint32 displayID, int pixelWidth
     if (image.isNull())
         return false;
     if (image.width() != pixelWidth || image.height() != pixelHeight)
-        image = image.scaled(pixelWidth, pixelHeight, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+        image =
+            image.scaled(pixelWidth, pixelHeight, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     // Redacting the shared buffer in place is fine: the next grab overwrites all of it.
     FrameCapturer::redact(image, redact);
     if (!PngWriter::write(image, path, error))
@@ -324,7 +325,9 @@ X11FrameCapturer::~X11FrameCapturer() {
     m_worker.waitForDone();
 }
 
-bool X11FrameCapturer::isAvailable() const { return m_query != nullptr; }
+bool X11FrameCapturer::isAvailable() const {
+    return m_query != nullptr;
+}
 
 QList<DisplayInfo> X11FrameCapturer::displays() const {
     return m_query ? X11Displays::all(m_query->display()) : QList<DisplayInfo>{};

@@ -4,7 +4,6 @@
 
 #include <QHash>
 #include <QThreadPool>
-
 #include <memory>
 
 namespace tavrik::x11 {

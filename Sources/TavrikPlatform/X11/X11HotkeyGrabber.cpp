@@ -7,7 +7,6 @@
 
 #include <QList>
 #include <QSocketNotifier>
-
 #include <X11/Xlib.h>
 #include <X11/keysym.h>
 
@@ -27,9 +26,13 @@ QList<unsigned> lockVariants(unsigned numLockMask) {
 
 X11HotkeyGrabber::X11HotkeyGrabber(QObject* parent) : HotkeyGrabber(parent) {}
 
-X11HotkeyGrabber::~X11HotkeyGrabber() { stop(); }
+X11HotkeyGrabber::~X11HotkeyGrabber() {
+    stop();
+}
 
-bool X11HotkeyGrabber::isRunning() const { return m_record && m_record->isRunning(); }
+bool X11HotkeyGrabber::isRunning() const {
+    return m_record && m_record->isRunning();
+}
 
 bool X11HotkeyGrabber::start() {
     if (isRunning())
@@ -45,9 +48,10 @@ bool X11HotkeyGrabber::start() {
     Display* display = m_connection->display();
     m_keyMap = std::make_unique<KeyMap>(display);
     m_modifiers.clear();
-    m_record = std::make_unique<RecordStream>(KeyPress, KeyRelease, [this](const RecordStream::Event& e) {
-        onRecorded(e.type, e.detail, e.state, e.time);
-    });
+    m_record = std::make_unique<RecordStream>(
+        KeyPress, KeyRelease,
+        [this](const RecordStream::Event& e) { onRecorded(e.type, e.detail, e.state, e.time); },
+        100); // keys reach a focused client, which flushes them sooner anyway
     if (!m_record->start()) {
         m_error = m_record->errorString();
         stop();
@@ -100,8 +104,8 @@ bool X11HotkeyGrabber::grabPalette() {
     ErrorTrap trap(display);
     for (unsigned lock : lockVariants(m_keyMap->numLockMask()))
         for (unsigned extra : extras)
-            XGrabKey(display, int(m_slashKeycode), ControlMask | extra | lock,
-                     m_connection->root(), True, GrabModeAsync, GrabModeAsync);
+            XGrabKey(display, int(m_slashKeycode), ControlMask | extra | lock, m_connection->root(),
+                     True, GrabModeAsync, GrabModeAsync);
     if (trap.sync() == BadAccess) {
         m_paletteGrabbed = true; // undo the variants that were granted
         ungrabPalette();

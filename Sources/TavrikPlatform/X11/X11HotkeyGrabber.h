@@ -4,7 +4,6 @@
 #include "TavrikCore/Hotkeys/ModifierTracker.h"
 
 #include <QList>
-
 #include <memory>
 
 class QSocketNotifier;

@@ -8,7 +8,6 @@
 
 #include <QGuiApplication>
 #include <QStyleHints>
-
 #include <X11/Xlib.h>
 
 namespace tavrik::x11 {
@@ -19,17 +18,22 @@ X11InputMonitor::X11InputMonitor(QObject* parent) : InputMonitor(parent) {
     qRegisterMetaType<tavrik::InputMonitor::MouseButton>();
 }
 
-X11InputMonitor::~X11InputMonitor() { stop(); }
+X11InputMonitor::~X11InputMonitor() {
+    stop();
+}
 
-bool X11InputMonitor::isRunning() const { return m_record && m_record->isRunning(); }
+bool X11InputMonitor::isRunning() const {
+    return m_record && m_record->isRunning();
+}
 
 bool X11InputMonitor::start() {
     if (isRunning())
         return true;
     m_error.clear();
-    m_record = std::make_unique<RecordStream>(KeyPress, MotionNotify, [this](const RecordStream::Event& e) {
-        onRecorded(e.type, e.detail, e.state, e.rootX, e.rootY, e.time);
-    });
+    m_record = std::make_unique<RecordStream>(
+        KeyPress, MotionNotify, [this](const RecordStream::Event& e) {
+            onRecorded(e.type, e.detail, e.state, e.rootX, e.rootY, e.time);
+        });
     if (!m_record->start()) {
         m_error = m_record->errorString();
         m_record.reset();
@@ -66,11 +70,20 @@ void X11InputMonitor::onRecorded(int type, unsigned detail, unsigned state, int 
             break;
         }
         // Wheels arrive as buttons, one line a press: 4 up, 5 down, 6 left, 7 right.
-        case 4: emit scroll(point, 0, 1); break;
-        case 5: emit scroll(point, 0, -1); break;
-        case 6: emit scroll(point, 1, 0); break;
-        case 7: emit scroll(point, -1, 0); break;
-        default: break;
+        case 4:
+            emit scroll(point, 0, 1);
+            break;
+        case 5:
+            emit scroll(point, 0, -1);
+            break;
+        case 6:
+            emit scroll(point, 1, 0);
+            break;
+        case 7:
+            emit scroll(point, -1, 0);
+            break;
+        default:
+            break;
         }
         break;
     case ButtonRelease:

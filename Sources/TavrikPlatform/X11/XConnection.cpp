@@ -3,9 +3,7 @@
 #include <QHash>
 #include <QMutex>
 #include <QSet>
-
 #include <X11/Xlib.h>
-
 #include <mutex>
 
 namespace tavrik::x11 {
@@ -70,7 +68,9 @@ XConnection::~XConnection() {
     registry().ours.remove(m_display);
 }
 
-unsigned long XConnection::root() const { return m_display ? DefaultRootWindow(m_display) : 0; }
+unsigned long XConnection::root() const {
+    return m_display ? DefaultRootWindow(m_display) : 0;
+}
 
 ErrorTrap::ErrorTrap(Display* display) : m_display(display) {
     installHandler();

@@ -9,7 +9,6 @@
 #include <QTimer>
 #include <QVBoxLayout>
 #include <QWidget>
-
 #include <cstdio>
 
 namespace {

@@ -1,4 +1,4 @@
-#include "Runtime/StandInRuntime.h"
+#include "AgentRunner/StandInRuntime.h"
 #include "Support/CoreApplication.h"
 #include "Support/TempSupportFolder.h"
 #include "Tavrik/Runtime/AgentRunner.h"

@@ -1,4 +1,4 @@
-#include "Runtime/StandInRuntime.h"
+#include "AgentRunner/StandInRuntime.h"
 
 #include <QDir>
 #include <QFile>

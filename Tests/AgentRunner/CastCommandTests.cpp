@@ -1,4 +1,5 @@
-#include "Runtime/StandInRuntime.h"
+#include "AgentRunner/StandInRuntime.h"
+#include "Support/AuditLogReader.h"
 #include "Support/TempSupportFolder.h"
 #include "Tavrik/Runtime/ProcessGroup.h"
 #include "TavrikCore/Models/RunRecord.h"
@@ -41,16 +42,6 @@ protected:
 
     void start(const QStringList& arguments) { tavrik.start(TAVRIK_BINARY_DIR "/tavrik", QStringList{"cast"} + arguments); }
 
-    QList<RunRecord> auditRecords() {
-        QList<RunRecord> records;
-        QFile file(AuditLog::filePath());
-        if (file.open(QIODevice::ReadOnly))
-            for (const QByteArray& line : file.readAll().split('\n'))
-                if (!line.isEmpty())
-                    records.append(*RunRecord::fromJson(QJsonDocument::fromJson(line).object()));
-        return records;
-    }
-
     test::TempSupportFolder support;
     test::StandInRuntime runtime;
     Skill skill;
@@ -65,7 +56,7 @@ TEST_F(CastCommand, RunsWithExampleValuesAndWritesTheAuditLog) {
     EXPECT_EQ(tavrik.exitCode(), 0) << tavrik.readAllStandardError().toStdString();
     EXPECT_EQ(QString::fromUtf8(tavrik.readAllStandardOutput()),
               "Running Send the Report…\nOpening the page…\nReport sent\n✓ Report sent\n");
-    const QList<RunRecord> records = auditRecords();
+    const QList<RunRecord> records = test::readAuditLog();
     ASSERT_EQ(records.size(), 1);
     EXPECT_EQ(records[0].skill, "Send the Report");
     EXPECT_EQ(records[0].mode, "agent");
@@ -78,7 +69,7 @@ TEST_F(CastCommand, FailureAndDeclineAndBadParameters) {
     ASSERT_TRUE(tavrik.waitForFinished(60000));
     EXPECT_EQ(tavrik.exitCode(), 1);
     EXPECT_TRUE(tavrik.readAllStandardError().contains("✗ Mail server refused"));
-    EXPECT_TRUE(auditRecords().last().aborted);
+    EXPECT_TRUE(test::readAuditLog().last().aborted);
 
     start({"/send-the-report"});
     tavrik.write("n\n");
@@ -89,7 +80,7 @@ TEST_F(CastCommand, FailureAndDeclineAndBadParameters) {
     EXPECT_TRUE(question.startsWith("Let Tavrik run “Send the Report”?\n\nThis skill can submit")) << question.toStdString();
     EXPECT_TRUE(question.contains("•  Send the report\n")) << question.toStdString();
     EXPECT_EQ(tavrik.readAllStandardError(), "tavrik: not run\n");
-    EXPECT_EQ(auditRecords().size(), 1);
+    EXPECT_EQ(test::readAuditLog().size(), 1);
 
     start({"/send-the-report", "--yes", "colour=red"});
     ASSERT_TRUE(tavrik.waitForFinished(30000));
@@ -119,6 +110,6 @@ TEST_F(CastCommand, InterruptStopsTheWholeRun) {
     EXPECT_EQ(tavrik.exitCode(), 130);
     EXPECT_EQ(tavrik.readAllStandardError(), "Stopped.\n");
     EXPECT_EQ(ProcessGroup::livingMembers(group), 0);
-    ASSERT_EQ(auditRecords().size(), 1);
-    EXPECT_TRUE(auditRecords()[0].aborted);
+    ASSERT_EQ(test::readAuditLog().size(), 1);
+    EXPECT_TRUE(test::readAuditLog()[0].aborted);
 }

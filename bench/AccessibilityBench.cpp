@@ -1,0 +1,131 @@
+// Accessibility queries against a real GTK test window (the form of Tests/AtSpi): the target at
+// a point, the focused element and the secure-field scan. Needs an X display with the
+// accessibility bus: run under scripts/virtual-desktop. Skips otherwise.
+#ifdef TAVRIK_HAVE_ATSPI
+#include "TavrikPlatform/AtSpi/AtSpiResolver.h"
+#endif
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QThread>
+#include <benchmark/benchmark.h>
+
+using namespace tavrik;
+
+namespace {
+
+#ifdef TAVRIK_HAVE_ATSPI
+
+// One form and one resolver for all benchmarks, made on first use.
+struct Desk {
+    QProcess process;
+    Point button;
+    std::unique_ptr<atspi::AtSpiResolver> resolver;
+
+    Desk() {
+        static int argc = 1;
+        static char name[] = "AccessibilityBench";
+        static char* argv[] = {name, nullptr};
+        if (!QCoreApplication::instance()) {
+            new QCoreApplication(argc, argv);
+        }
+        if (qEnvironmentVariableIsEmpty("DISPLAY")) {
+            return;
+        }
+        const QString script =
+            QFileInfo(QStringLiteral(__FILE__)).dir().filePath("../Tests/AtSpi/form_app.py");
+        process.start("/usr/bin/python3", {script, "--title", "Bench Form"});
+        if (!process.waitForStarted(5000)) {
+            return;
+        }
+        while (!process.canReadLine() && process.waitForReadyRead(10000)) {
+        }
+        const QJsonArray r =
+            QJsonDocument::fromJson(process.readLine()).object().value("button").toArray();
+        if (r.size() != 4) {
+            return;
+        }
+        button = {r[0].toDouble() + r[2].toDouble() / 2, r[1].toDouble() + r[3].toDouble() / 2};
+        auto candidate = std::make_unique<atspi::AtSpiResolver>();
+        // The form registers on the bus a little after it shows.
+        for (int i = 0; i < 100 && candidate->isAvailable(); ++i) {
+            auto target = candidate->target(button);
+            if (target && target->axRole == "push button") {
+                resolver = std::move(candidate);
+                break;
+            }
+            QThread::msleep(50);
+        }
+    }
+    ~Desk() {
+        process.kill();
+        process.waitForFinished(3000);
+    }
+
+    static Desk& get() {
+        static Desk desk;
+        return desk;
+    }
+};
+
+atspi::AtSpiResolver* resolver(benchmark::State& state) {
+    atspi::AtSpiResolver* r = Desk::get().resolver.get();
+    if (!r) {
+        state.SkipWithError("needs an X display with the accessibility bus and the test form");
+    }
+    return r;
+}
+
+void TargetAtPoint(benchmark::State& state) {
+    auto* r = resolver(state);
+    if (!r) {
+        return;
+    }
+    const Point at = Desk::get().button;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(r->target(at));
+    }
+}
+BENCHMARK(TargetAtPoint)->Unit(benchmark::kMillisecond);
+
+void FocusedTarget(benchmark::State& state) {
+    auto* r = resolver(state);
+    if (!r) {
+        return;
+    }
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(r->focusedTarget());
+    }
+}
+BENCHMARK(FocusedTarget)->Unit(benchmark::kMillisecond);
+
+void SecureFieldRects(benchmark::State& state) {
+    auto* r = resolver(state);
+    if (!r) {
+        return;
+    }
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(r->secureFieldRects());
+    }
+}
+BENCHMARK(SecureFieldRects)->Unit(benchmark::kMillisecond);
+
+void FrontmostApplication(benchmark::State& state) {
+    auto* r = resolver(state);
+    if (!r) {
+        return;
+    }
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(r->frontmostApplication());
+    }
+}
+BENCHMARK(FrontmostApplication)->Unit(benchmark::kMicrosecond);
+
+#endif
+
+} // namespace
