@@ -1,5 +1,5 @@
 #include "AppState/AppStateFixture.h"
-#include "Runtime/StandInRuntime.h"
+#include "AgentRunner/StandInRuntime.h"
 #include "Support/LocalHttpServer.h"
 #include "Support/MessagesApi.h"
 #include "Tavrik/ModelSynthesis.h"
