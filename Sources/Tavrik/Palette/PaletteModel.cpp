@@ -34,7 +34,7 @@ void PaletteModel::refresh() {
     } else {
         prepareSearch();
         const QList<Entry> ranked =
-            FuzzyMatch::rank(m_entries, m_query, [](const Entry& entry) -> const std::array<QString, 3>& {
+            FuzzyMatch::rank(m_entries, m_query, [](const Entry& entry) -> const Fields& {
                 return entry.fields;
             });
         for (qsizetype i = 0; i < ranked.size() && i < maxSkillRows; ++i)

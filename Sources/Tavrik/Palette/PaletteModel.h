@@ -2,12 +2,12 @@
 
 #include "TavrikCore/Models/Skill.h"
 #include "TavrikCore/Models/TavrikState.h"
-
-#include <array>
+#include "TavrikCore/Storage/FuzzyMatch.h"
 
 #include <QList>
 #include <QMap>
 #include <QString>
+#include <utility>
 
 namespace tavrik {
 
@@ -58,9 +58,10 @@ private:
     void refresh();
 
     // A skill's matched texts, worked out once per library rather than on every keystroke.
+    using Fields = decltype(FuzzyMatch::skillFields(std::declval<const Skill&>()));
     struct Entry {
         qsizetype index = 0;
-        std::array<QString, 3> fields;
+        Fields fields;
     };
 
     QList<Skill> m_skills;

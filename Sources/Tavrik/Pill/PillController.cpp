@@ -17,6 +17,10 @@ PillController::~PillController() {
     delete m_window;
 }
 
+PillWindow* PillController::window() const {
+    return m_window;
+}
+
 void PillController::show() {
     if (m_window)
         return;

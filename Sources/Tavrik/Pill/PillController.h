@@ -24,7 +24,7 @@ public:
 
     // Creates the window once and shows it without taking the keyboard.
     void show();
-    PillWindow* window() const { return m_window; }
+    PillWindow* window() const;
     PillModel* model() { return &m_model; }
 
     SkillPanelPhase phase() const { return m_phase; }

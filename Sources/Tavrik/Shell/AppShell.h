@@ -13,6 +13,7 @@ class AppState;
 class HotkeyEngine;
 class MainWindow;
 class OverlayController;
+class FloatingViews;
 class PillController;
 class TrayMenu;
 
@@ -31,7 +32,7 @@ public:
 
     AppState* app() const { return m_app; }
     MainWindow* mainWindow() const { return m_mainWindow; }
-    PillController* pill() const { return m_pill; }
+    PillController* pill() const;
     OverlayController* overlay() const { return m_overlay; }
     TrayMenu* tray() const { return m_tray; }
     OnboardingWindow* onboarding() const { return m_onboarding; }
@@ -43,15 +44,12 @@ public:
     void editSkill(const Skill& skill);
 
 private:
-    void bindPill();
-    void bindPalette();
-    void syncPill();
     void stateChanged();
 
     DesktopServices m_desktop;
     AppState* m_app;
     MainWindow* m_mainWindow;
-    PillController* m_pill;
+    FloatingViews* m_views;
     OverlayController* m_overlay;
     TrayMenu* m_tray;
     QPointer<OnboardingWindow> m_onboarding;
