@@ -121,6 +121,10 @@ void FloatingViews::syncPill() {
     PillWindow* window = m_pill->window();
     // The phase first: entering a run clears the previous run's lines.
     m_pill->setPhase(m_app->skillPanelPhase());
+    // A cast from the palette names its skill too, not only a run of the draft.
+    const TavrikState& state = m_app->state();
+    if (state.isCasting() && window->skillPanel()->skillName() != state.castingSkill())
+        window->skillPanel()->setSkillName(state.castingSkill());
     window->skillPanel()->setRunningLine(m_app->runningLine());
     window->skillPanel()->setOutcome(m_app->runOutcome());
     m_pill->setHasTip(m_app->hasPillTip());

@@ -15,8 +15,15 @@ const [command, folder, ...rest] = process.argv.slice(2);
 const params = Object.fromEntries(rest.map((a) => [a.slice(0, a.indexOf("=")), a.slice(a.indexOf("=") + 1)]));
 if (command !== "agent" || !folder) { console.log("✗ usage"); process.exit(2); }
 if (params.echo) for (const a of rest) console.log("· arg: " + a);
-if (params.lines) for (const l of params.lines.split("|")) console.log(l);
-if (params.hang) {
+const lines = params.lines ? params.lines.split("|") : [];
+if (params.delay) {
+  // One line per pause, the way a real run reports as it goes.
+  const timer = setInterval(() => {
+    if (lines.length) console.log(lines.shift());
+    else { clearInterval(timer); process.exit(Number(params.exit ?? 0)); }
+  }, Number(params.delay));
+} else if (params.hang) {
+  for (const l of lines) console.log(l);
   const stat = readFileSync("/proc/self/stat", "utf8");
   const pgrp = stat.slice(stat.lastIndexOf(")") + 2).split(" ")[2];
   spawn(process.execPath, ["-e", "setInterval(() => {}, 1000)"], { stdio: "ignore" });
@@ -24,6 +31,7 @@ if (params.hang) {
   console.log("· waiting");
   setInterval(() => {}, 1000);
 } else {
+  for (const l of lines) console.log(l);
   process.exit(Number(params.exit ?? 0));
 }
 )js";

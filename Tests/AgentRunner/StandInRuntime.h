@@ -9,6 +9,7 @@ namespace tavrik::test {
 // src/cli.ts), borrowing tsx from the project's runtime/node_modules. Its cli prints the line
 // protocol according to the parameters it is given:
 //   exit=N        exit status          lines=a|b|c   print these lines
+//   delay=MS      print one line every MS milliseconds, then exit
 //   echo=1        print "· arg: X" for each argument after the skill folder
 //   hang=1        start a grandchild and wait forever; pgrp_file=PATH gets the process group id
 class StandInRuntime {

@@ -205,6 +205,8 @@ void PillWindow::setTip(const QString& tip) {
 
 void PillWindow::setStatusTitle(const QString& title) {
     m_statusTitle = title;
+    // The card title is painted rich text; screen readers get the plain status here.
+    setAccessibleDescription(title);
     refreshTitle();
 }
 

@@ -29,6 +29,7 @@ public:
     void setMarkdown(const QString& markdown);
     QString markdown() const;
     void setSkillName(const QString& name, const QString& slashCommand = {});
+    const QString& skillName() const { return m_name; }
     // Each distinct line joins the run's progress list; an empty line starts a new run.
     void setRunningLine(const QString& line);
     void setOutcome(const QString& outcome);

@@ -1,0 +1,326 @@
+#include "AgentRunner/StandInRuntime.h"
+#include "DesktopApp.h"
+#include "DesktopDriver.h"
+#include "RunningApplication.h"
+#include "Support/AuditLogReader.h"
+#include "Support/LocalHttpServer.h"
+#include "Support/MessagesApi.h"
+#include "Support/TempSettings.h"
+#include "Support/TempSupportFolder.h"
+#include "Tavrik/Runtime/ProcessGroup.h"
+#include "TavrikCore/Storage/SkillStore.h"
+
+#include <QDir>
+#include <QFile>
+#include <QGuiApplication>
+#include <QImage>
+#include <QPixmap>
+#include <QScreen>
+#include <QSet>
+#include <gtest/gtest.h>
+
+// Xlib defines macros (None, Bool) that clash with gtest: it comes last.
+// clang-format off
+#include <X11/Xlib.h>
+#include <X11/keysym.h>
+// clang-format on
+
+using namespace tavrik;
+using namespace tavrik::test;
+
+namespace {
+
+// What the model writes for the demonstration. The stand-in runtime prints the `lines`
+// parameter, so casting it with its example value gives known progress and outcome.
+const QString kDraft = QStringLiteral(
+    "---\n"
+    "name: Greet in the form\n"
+    "description: Types a greeting into the test form.\n"
+    "trigger: greet someone in the form\n"
+    "parameters:\n"
+    "  - name: lines\n"
+    "    type: text\n"
+    "    prompt: What to print\n"
+    "    example: → open https://example.org/form|→ read|✓ Greeted Ada in the form\n"
+    "  - name: delay\n"
+    "    type: number\n"
+    "    prompt: Milliseconds between lines\n"
+    "    example: 300\n"
+    "---\n"
+    "\n"
+    "# Greet in the form\n"
+    "\n"
+    "Types a greeting into the test form.\n"
+    "\n"
+    "## Steps\n"
+    "1. Click the name field\n"
+    "2. Type the greeting\n");
+
+void pause(int ms) {
+    waitUntil([] { return false; }, ms);
+}
+
+QString screenshotDir() {
+    return qEnvironmentVariable("TAVRIK_SCREENSHOT_DIR");
+}
+
+// The whole screen as the user sees it, when pictures were asked for.
+void screenshot(const char* name) {
+    if (screenshotDir().isEmpty())
+        return;
+    QDir().mkpath(screenshotDir());
+    pause(250); // let the last frame be painted
+    QGuiApplication::primaryScreen()->grabWindow(0).save(screenshotDir() + "/" + name + ".png");
+}
+
+Skill librarySkill(const QString& name, const QMap<QString, QString>& examples, bool destructive) {
+    Skill skill;
+    skill.name = name;
+    skill.trigger = name.toLower();
+    skill.summary = QStringLiteral("Set up before the test.");
+    for (auto it = examples.begin(); it != examples.end(); ++it) {
+        Parameter parameter;
+        parameter.name = it.key();
+        parameter.prompt = it.key();
+        parameter.exampleValue = it.value();
+        skill.parameters << parameter;
+    }
+    PlanStep step;
+    step.intent = destructive ? QStringLiteral("Delete every file in the trash")
+                              : QStringLiteral("Wait until the build is done");
+    step.isDestructive = destructive;
+    skill.plan << step;
+    return skill;
+}
+
+class ApplicationFlow : public testing::Test {
+protected:
+    void SetUp() override {
+        if (qEnvironmentVariableIsEmpty("DISPLAY"))
+            GTEST_SKIP() << "needs an X display with an accessibility bus (scripts/virtual-desktop)";
+        if (!runtime.isUsable())
+            GTEST_SKIP() << "needs the runtime's node modules (scripts/build-runtime)";
+        ASSERT_TRUE(desktop.isOpen());
+    }
+
+    QProcessEnvironment environment() const {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("ANTHROPIC_BASE_URL", model.baseUrl());
+        env.insert("ANTHROPIC_API_KEY", "sk-ant-local");
+        // Nothing leaves the machine: the update check and analytics meet a closed local port.
+        env.insert("TAVRIK_WEB_HOST", "http://127.0.0.1:9");
+        env.insert("TAVRIK_ANALYTICS_HOST", "http://127.0.0.1:9");
+        env.insert("TAVRIK_RUNTIME_DIR", runtime.path());
+        return env;
+    }
+
+    void doubleTapControl() {
+        desktop.tap(XK_Control_L);
+        pause(80);
+        desktop.tap(XK_Control_L);
+        desktop.sync();
+    }
+
+    void type(const QString& text) {
+        for (const QChar c : text) {
+            const unsigned long keysym = c == u' ' ? XK_space : XStringToKeysym(QString(c.toLower()).toLatin1());
+            if (c.isUpper())
+                desktop.chord({XK_Shift_L}, keysym);
+            else
+                desktop.tap(keysym);
+        }
+        desktop.sync();
+        pause(150);
+    }
+
+    void clickAt(QPoint at) {
+        desktop.moveTo(at.x(), at.y());
+        pause(250); // the pill opens under a resting pointer before it takes clicks
+        desktop.click(1);
+        desktop.sync();
+        pause(200);
+    }
+
+    void openPaletteAndCast(RunningApplication& app, const QString& query) {
+        desktop.chord({XK_Control_L}, XK_slash);
+        // Typing goes where the keyboard is: wait until the palette's field has it.
+        ASSERT_TRUE(waitUntil([&] {
+            const std::optional<AccessibleNode> palette = app.window("Tavrik Palette");
+            return palette && findNode(*palette, [](const AccessibleNode& n) {
+                       return n.role() == "text" && n.isFocused();
+                   });
+        })) << "the palette did not open with the keyboard";
+        type(query);
+        screenshot(qPrintable("e2e-palette-" + query));
+        desktop.tap(XK_Return);
+        desktop.sync();
+    }
+
+    // Every text the skill panel's labels show until `done`, gathered as they change.
+    QSet<QString> panelTextsUntil(RunningApplication& app, const std::function<bool()>& done,
+                                  int timeoutMs) {
+        QSet<QString> seen;
+        waitUntil(
+            [&] {
+                if (std::optional<AccessibleNode> pill = app.pill()) {
+                    findNode(*pill, [&](const AccessibleNode& node) {
+                        if (node.role() == "label")
+                            seen.insert(node.name());
+                        return false;
+                    });
+                }
+                return done();
+            },
+            timeoutMs);
+        return seen;
+    }
+
+    static bool anyContains(const QSet<QString>& texts, const QString& part) {
+        return std::any_of(texts.begin(), texts.end(), [&](const QString& t) { return t.contains(part); });
+    }
+
+    TempSupportFolder support;
+    TempSettings settings;
+    LocalHttpServer model;
+    StandInRuntime runtime;
+    DesktopDriver desktop;
+};
+
+// Record a demonstration in a GTK form, watch the draft stream in, rename and save it, then
+// cast it from the palette and follow its run to the audit log.
+TEST_F(ApplicationFlow, RecordDraftSaveAndCast) {
+    QStringList pieces;
+    for (qsizetype at = 0; at < kDraft.size(); at += 24)
+        pieces << kDraft.mid(at, 24);
+    model.route("POST", "/v1/messages",
+                CannedResponse::eventStream(CannedResponse::split(messages::textStream(pieces), 200, 60)));
+
+    RunningApplication app(environment());
+    ASSERT_TRUE(app.waitForPillStatus("Ready", 10000)) << "the pill never came up";
+    screenshot("e2e-launch");
+
+    DesktopApp form({"--at", "120", "160"});
+    ASSERT_TRUE(form.started());
+    pause(300);
+
+    doubleTapControl();
+    ASSERT_TRUE(app.waitForPillStatus("Recording…")) << app.pillStatus().toStdString();
+    screenshot("e2e-recording");
+    const Point entry = form.centre("entry");
+    clickAt(QPoint(int(entry.x), int(entry.y)));
+    desktop.chord({XK_Control_L}, XK_a);
+    type("Ada");
+    pause(300);
+    doubleTapControl();
+
+    // The draft grows in the panel as the answer streams in, then stays for review.
+    QSet<QString> drafts;
+    std::optional<AccessibleNode> editor;
+    waitUntil(
+        [&] {
+            editor = app.waitFor("text", "Skill text", 100);
+            if (editor)
+                drafts.insert(editor->text());
+            return drafts.contains(kDraft);
+        },
+        15000);
+    ASSERT_TRUE(drafts.contains(kDraft)) << "last draft text: " << (editor ? editor->text() : "").toStdString();
+    EXPECT_GE(drafts.size(), 3) << "the draft did not stream in";
+    ASSERT_EQ(model.requests().size(), 1);
+    const QByteArray request = model.requests().first().body;
+    EXPECT_TRUE(request.contains("Ada")) << "the typed text is not in what was sent";
+    EXPECT_TRUE(request.contains("\"image/jpeg\"")) << "no key frame was sent";
+    std::optional<AccessibleNode> save = app.waitFor("push button", "Save");
+    ASSERT_TRUE(save);
+    screenshot("e2e-draft");
+
+    // Rename it in the text: the name is the value on the front matter's first line.
+    clickAt(editor->centre());
+    desktop.chord({XK_Control_L}, XK_Home);
+    desktop.tap(XK_Down);
+    desktop.tap(XK_Home);
+    for (int i = 0; i < 6; ++i)
+        desktop.tap(XK_Right); // past "name: "
+    desktop.chord({XK_Shift_L}, XK_End);
+    type("Greet Ada");
+    ASSERT_TRUE(waitUntil([&] { return editor->text().contains("\nname: Greet Ada\n"); }))
+        << editor->text().toStdString();
+
+    clickAt(save->centre());
+    QList<Skill> saved;
+    waitUntil([&] { return !(saved = SkillStore().loadAll()).isEmpty(); });
+    ASSERT_EQ(saved.size(), 1);
+    EXPECT_EQ(saved.first().name, "Greet Ada");
+    QFile markdown(SkillStore().markdownPath(saved.first()));
+    ASSERT_TRUE(markdown.open(QIODevice::ReadOnly));
+    EXPECT_EQ(QString::fromUtf8(markdown.readAll()), QString(kDraft).replace("name: Greet in the form", "name: Greet Ada"));
+    EXPECT_TRUE(app.waitFor([](const AccessibleNode& n) { return n.name().startsWith("Saved “Greet Ada”"); }));
+    screenshot("e2e-saved");
+    // Casting waits for the card to be put away: a skill runs only from an idle desktop.
+    std::optional<AccessibleNode> close = app.waitFor("push button", "Close");
+    ASSERT_TRUE(close);
+    clickAt(close->centre());
+    ASSERT_TRUE(app.waitForPillStatus("Ready"));
+
+    // Cast it from the palette: the runtime's lines become phrases as they come, the run ends
+    // in its audit record and the panel goes away.
+    openPaletteAndCast(app, "greet");
+    bool pictured = false;
+    const QSet<QString> texts = panelTextsUntil(
+        app,
+        [&] {
+            if (!pictured && app.pillStatus() == "Running: Greet Ada")
+                screenshot("e2e-running-greet"), pictured = true;
+            return !readAuditLog().isEmpty();
+        },
+        60000);
+    const QList<RunRecord> runs = readAuditLog();
+    ASSERT_EQ(runs.size(), 1);
+    EXPECT_EQ(runs.first().skill, "Greet Ada");
+    EXPECT_FALSE(runs.first().aborted);
+    const std::string shown = QStringList(texts.values()).join(" | ").toStdString();
+    EXPECT_TRUE(anyContains(texts, "Running “Greet Ada”")) << shown;
+    for (const char* phrase : {"Opening the page…", "Reading the page…", "Greeted Ada in the form"})
+        EXPECT_TRUE(anyContains(texts, phrase)) << phrase << " never showed in: " << shown;
+    EXPECT_TRUE(app.waitForPillStatus("Ready"));
+}
+
+// A skill with a destructive step asks first; declining runs nothing. A long run stops on Esc
+// with every process it started.
+TEST_F(ApplicationFlow, DeclinedDestructiveCastAndEscapeStopEverything) {
+    const QString groupFile = support.path() + "/group";
+    ASSERT_FALSE(SkillStore().save(librarySkill("Empty the trash", {{"exit", "0"}}, true)));
+    ASSERT_FALSE(SkillStore().save(librarySkill("Wait for the build", {{"hang", "1"}, {"pgrp_file", groupFile}}, false)));
+
+    RunningApplication app(environment());
+    ASSERT_TRUE(app.waitForPillStatus("Ready", 10000)) << "the pill never came up";
+    screenshot("e2e-main-window");
+
+    openPaletteAndCast(app, "empty");
+    std::optional<AccessibleNode> cancel = app.waitFor("push button", "Cancel");
+    ASSERT_TRUE(cancel) << "no confirmation was asked";
+    screenshot("e2e-confirm");
+    clickAt(cancel->centre());
+    EXPECT_TRUE(app.waitForPillStatus("Ready"));
+    pause(500);
+    EXPECT_TRUE(readAuditLog().isEmpty()) << "a declined skill ran";
+
+    openPaletteAndCast(app, "wait");
+    ASSERT_TRUE(waitUntil([&] { return QFile::exists(groupFile) && QFile(groupFile).size() > 0; }, 60000))
+        << "the long run never started";
+    QFile file(groupFile);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const qint64 group = file.readAll().toLongLong();
+    ASSERT_GT(group, 1);
+    EXPECT_EQ(app.pillStatus(), "Running: Wait for the build");
+    screenshot("e2e-running");
+
+    desktop.tap(XK_Escape);
+    desktop.sync();
+    EXPECT_TRUE(app.waitForPillStatus("Ready"));
+    EXPECT_TRUE(waitUntil([&] { return ProcessGroup::livingMembers(group) == 0; }, 5000))
+        << "a process of the run survived Esc";
+    EXPECT_TRUE(app.isRunning());
+}
+
+} // namespace
