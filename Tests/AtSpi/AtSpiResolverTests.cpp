@@ -212,6 +212,65 @@ TEST_F(AtSpiResolverTest, AStoppedApplicationCostsOneTimeoutThenNothing) {
     ASSERT_TRUE(focused);
     EXPECT_EQ(focused->appBundleID, "org.tavrik.TestForm");
     EXPECT_EQ(rects, before);
+
+    // What cannot be read counts as secure where it may be: the focus of a window with a secure
+    // field, a point inside the field seen last; not the rest of the window.
+    EXPECT_TRUE(focused->isSecure);
+    EXPECT_FALSE(focused->axValue);
+    EXPECT_FALSE(again->isSecure);
+    auto password = resolver->target(app.centre("password"));
+    ASSERT_TRUE(password);
+    EXPECT_TRUE(password->isSecure);
+}
+
+TEST_F(AtSpiResolverTest, AnUnreadFocusIsOrdinaryOnlyInAWindowKnownToHaveNoSecureField) {
+    // Never scanned: its focus may be a password field.
+    DesktopApp unknown({"--title", "Unknown Form", "--at", "60", "80"});
+    ASSERT_TRUE(unknown.started());
+    ASSERT_TRUE(waitForRole(unknown.centre("button"), "push button"));
+    unknown.pause();
+    auto focused = resolver->focusedTarget();
+    ASSERT_TRUE(focused);
+    EXPECT_EQ(focused->windowTitle, "Unknown Form");
+    EXPECT_FALSE(focused->axRole);
+    EXPECT_TRUE(focused->isSecure);
+
+    DesktopApp plain({"--app-id", "org.tavrik.PlainForm", "--no-password", "--title", "Plain Form",
+                      "--at", "600", "300"});
+    ASSERT_TRUE(plain.started());
+    ASSERT_TRUE(waitForRole(plain.centre("button"), "push button"));
+    ASSERT_EQ(resolver->secureFieldRects(), QList<Rect>());
+    plain.pause();
+    focused = resolver->focusedTarget();
+    ASSERT_TRUE(focused);
+    EXPECT_EQ(focused->windowTitle, "Plain Form");
+    EXPECT_FALSE(focused->axRole);
+    EXPECT_FALSE(focused->isSecure);
+}
+
+// A Qt window is walked node by node: a long list spends the whole budget on quick replies. That
+// leaves the secure fields found so far, and the application is still asked the next question.
+TEST_F(AtSpiResolverTest, AQuestionThatRunsOutOfTimeLeavesTheApplicationAnswering) {
+    DesktopApp app({"--rows", "3000"}, DesktopApp::Toolkit::qt);
+    ASSERT_TRUE(app.started());
+    ASSERT_TRUE(waitForRole(app.centre("button"), "push button"));
+
+    QElapsedTimer timer;
+    timer.start();
+    const QList<Rect> rects = resolver->secureFieldRects();
+    // Bounds leave room for a loaded machine; the whole walk would take seconds.
+    EXPECT_LT(timer.elapsed(), timeoutMs + 1000);
+    ASSERT_EQ(rects.size(), 1);
+    EXPECT_TRUE(near(rects.first(), app.rect("password")));
+
+    auto focused = resolver->focusedTarget();
+    ASSERT_TRUE(focused);
+    EXPECT_EQ(focused->axRole, "text");
+    EXPECT_EQ(focused->axValue, "hello");
+    auto password = resolver->target(app.centre("password"));
+    ASSERT_TRUE(password);
+    EXPECT_EQ(password->axRole, "password text");
+    EXPECT_TRUE(password->isSecure);
 }
 
 } // namespace

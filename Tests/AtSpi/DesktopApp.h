@@ -8,7 +8,8 @@
 
 namespace tavrik::test {
 
-// The GTK form of form_app.py running on the test display, with its widgets' screen rectangles.
+// The GTK form of form_app.py, or the Qt form (QtForm/), running on the test display, with its
+// widgets' screen rectangles. Arguments go to the form as they are.
 class DesktopApp {
 public:
     enum class Toolkit { gtk, qt };

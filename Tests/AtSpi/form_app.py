@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 # A small GTK 3 form for the accessibility tests: an entry, a password entry and a button.
 # Prints one JSON line with its pid and the screen rectangles of its widgets once it is shown.
-# Usage: form_app.py [--app-id ID | --plain NAME] [--title TITLE] [--at X Y]
+# Usage: form_app.py [--app-id ID | --plain NAME] [--title TITLE] [--at X Y] [--no-password]
 import argparse
 import json
 import os
@@ -14,6 +14,7 @@ parser.add_argument("--app-id", default="org.tavrik.TestForm")
 parser.add_argument("--plain", help="no GtkApplication; this program name instead")
 parser.add_argument("--title", default="Tavrik Form")
 parser.add_argument("--at", nargs=2, type=int, default=[100, 100])
+parser.add_argument("--no-password", action="store_true", help="leave the password entry out")
 args = parser.parse_args()
 
 gi.require_version("Gtk", "3.0")
@@ -44,16 +45,18 @@ def build(window):
     password.set_visibility(False)
     password.set_text("hunter2")
     button = Gtk.Button(label="Submit")
-    for w in (entry, password, button):
+    for w in (entry, button) if args.no_password else (entry, password, button):
         box.pack_start(w, False, False, 0)
     window.add(box)
     window.show_all()
     entry.grab_focus()
 
     def report():
-        print(json.dumps({"pid": os.getpid(), "window": rect(box, window),
-                          "entry": rect(entry, window), "password": rect(password, window),
-                          "button": rect(button, window)}), flush=True)
+        layout = {"pid": os.getpid(), "window": rect(box, window), "entry": rect(entry, window),
+                  "button": rect(button, window)}
+        if not args.no_password:
+            layout["password"] = rect(password, window)
+        print(json.dumps(layout), flush=True)
         return False
 
     # Let the window manager place the window before reporting positions.

@@ -51,7 +51,16 @@ protected:
     void clickAt(Point p, unsigned button = 1) {
         desktop.moveTo(int(p.x), int(p.y));
         desktop.click(button);
+        // The server has taken the click before anything else happens (the recorder starting).
+        desktop.sync();
         settle();
+    }
+    // Clicks an element and waits until the window manager has made its window the active one and
+    // the application has moved its focus there: keys sent earlier would go to the window that had
+    // the focus, and the recorder would read the focus from before the click.
+    bool focusBy(Point p, const QString& windowTitle, const QString& role) {
+        clickAt(p);
+        return waitForFocus(windowTitle, role);
     }
     void type(const char* text) {
         for (const char* c = text; *c; ++c)
@@ -59,6 +68,15 @@ protected:
         settle();
     }
     // The application shows its tree on the accessibility bus a little after its window.
+    // Asked on a resolver of the test's own, so that the recorder's sees only its own questions.
+    bool waitForFocus(const QString& windowTitle, const QString& role) {
+        return waitUntil(
+            [&] {
+                const std::optional<AXTarget> t = probe->focusedTarget();
+                return t && t->windowTitle == windowTitle && t->axRole == role;
+            },
+            15000);
+    }
     static bool waitForRole(AXResolver& resolver, Point at, const QString& role) {
         QElapsedTimer timer;
         timer.start();
@@ -73,12 +91,13 @@ protected:
 
     test::TempSupportFolder support;
     test::DesktopDriver desktop;
+    std::unique_ptr<AXResolver> probe = DesktopBackend::createAXResolver();
 };
 
 TEST_F(RecorderDesktop, RecordsRealApplicationsDrivenLikeAUser) {
     DesktopApp gtk({"--title", "Recorder GTK Form", "--at", "60", "80"});
     ASSERT_TRUE(gtk.started());
-    DesktopApp qt({}, DesktopApp::Toolkit::qt);
+    DesktopApp qt({"--title", "Recorder Qt Form", "--rows", "100"}, DesktopApp::Toolkit::qt);
     ASSERT_TRUE(qt.started());
 
     Recorder recorder(DesktopBackend::createInputMonitor(), DesktopBackend::createFrameCapturer(),
@@ -89,14 +108,14 @@ TEST_F(RecorderDesktop, RecordsRealApplicationsDrivenLikeAUser) {
     ASSERT_TRUE(waitForRole(recorder.resolver(), gtk.centre("button"), "push button"));
     ASSERT_TRUE(waitForRole(recorder.resolver(), qt.centre("button"), "push button"));
     // The GTK window is in front when recording starts.
-    clickAt(gtk.centre("button"));
+    ASSERT_TRUE(focusBy(gtk.centre("button"), "Recorder GTK Form", "push button"));
 
     recorder.start();
     ASSERT_TRUE(recorder.monitor().isRunning()) << recorder.monitor().errorString().toStdString();
     settle(300);
 
     const Rect entry = gtk.rect("entry");
-    clickAt(gtk.centre("entry"));
+    ASSERT_TRUE(focusBy(gtk.centre("entry"), "Recorder GTK Form", "text"));
     type("abc");
     desktop.tap(XK_Return);
     settle();
@@ -107,7 +126,7 @@ TEST_F(RecorderDesktop, RecordsRealApplicationsDrivenLikeAUser) {
         desktop.moveTo(int(entry.origin.x + 8 + dx), int(gtk.centre("entry").y));
     desktop.button(1, false);
     settle();
-    clickAt(gtk.centre("password"));
+    ASSERT_TRUE(focusBy(gtk.centre("password"), "Recorder GTK Form", "password text"));
     type("zebra");
     desktop.chord({XK_Control_L}, XK_c);
     settle();
@@ -116,9 +135,9 @@ TEST_F(RecorderDesktop, RecordsRealApplicationsDrivenLikeAUser) {
         desktop.click(5);
     settle();
 
-    clickAt(qt.centre("entry"));
+    ASSERT_TRUE(focusBy(qt.centre("entry"), "Recorder Qt Form", "text"));
     type("xyz");
-    clickAt(qt.centre("password"));
+    ASSERT_TRUE(focusBy(qt.centre("password"), "Recorder Qt Form", "password text"));
     type("walrus");
     desktop.moveTo(int(qt.centre("list").x), int(qt.centre("list").y));
     desktop.click(5);

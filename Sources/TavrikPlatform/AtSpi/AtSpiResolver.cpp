@@ -57,21 +57,29 @@ bool contains(const Rect& r, Point p) {
 
 // One question put to one application, with one time budget for all its calls: each call may
 // take only what is left of it (libatspi's method-call timeout is set from the remainder before
-// every call). When the budget runs out the application is taken as unresponsive and the
-// remaining calls are skipped, so a question never takes much longer than the budget.
+// every call). Once the budget is spent the remaining calls are skipped, so a question never takes
+// much longer than the budget.
+//
+// Running out of time is not the same as not answering. A big tree read over a slow bus (a loaded
+// machine, a Qt window walked node by node) spends the budget on hundreds of quick replies; only
+// a call that had a fair share of the budget and still got no reply marks the application as
+// unresponsive, which is what sends it into the cooldown.
 class Query {
 public:
     explicit Query(int budgetMs) : m_budgetMs(budgetMs) { m_clock.start(); }
 
-    bool hung() const { return m_hung; }
+    // No further calls: the budget is spent or the application stopped answering. What was read
+    // so far may be incomplete.
+    bool stopped() const { return m_stopped; }
+    bool unresponsive() const { return m_unresponsive; }
 
     template <typename F> auto call(F&& f) -> std::optional<decltype(f(nullptr))> {
-        if (m_hung) {
+        if (m_stopped) {
             return std::nullopt;
         }
         const qint64 remaining = m_budgetMs - m_clock.elapsed();
         if (remaining <= 0) {
-            m_hung = true;
+            m_stopped = true;
             return std::nullopt;
         }
         // libatspi can wait twice its timeout for an application that does not answer (its
@@ -82,8 +90,16 @@ public:
         const qint64 start = m_clock.elapsed();
         GError* error = nullptr;
         auto value = f(&error);
-        if (m_clock.elapsed() - start >= allowed || m_clock.elapsed() >= m_budgetMs) {
-            m_hung = true;
+        if (m_clock.elapsed() - start >= allowed) {
+            m_stopped = true;
+            // A sliver of the budget is no fair chance: the time is up, the application may be
+            // fine.
+            if (allowed * 4 >= m_budgetMs) {
+                m_unresponsive = true;
+            }
+        }
+        if (m_clock.elapsed() >= m_budgetMs) {
+            m_stopped = true;
         }
         if (error) {
             g_error_free(error);
@@ -147,7 +163,7 @@ public:
     std::vector<Accessible> children(AtspiAccessible* object, bool* complete = nullptr) {
         std::vector<Accessible> result;
         auto count = call([&](GError** e) { return atspi_accessible_get_child_count(object, e); });
-        for (gint i = 0; count && i < *count && !m_hung; ++i) {
+        for (gint i = 0; count && i < *count && !m_stopped; ++i) {
             Accessible child(call([&](GError** e) {
                                  return atspi_accessible_get_child_at_index(object, i, e);
                              }).value_or(nullptr));
@@ -156,7 +172,7 @@ public:
             }
         }
         if (complete) {
-            *complete = count.has_value() && !m_hung;
+            *complete = count.has_value() && !m_stopped;
         }
         return result;
     }
@@ -200,7 +216,8 @@ public:
 private:
     int m_budgetMs;
     QElapsedTimer m_clock;
-    bool m_hung = false;
+    bool m_stopped = false;
+    bool m_unresponsive = false;
 };
 
 // The accessibility tree as the bounded secure-field walk sees it.
@@ -217,7 +234,7 @@ struct AtSpiTree {
     std::optional<QList<Node>> children(const Node& node) {
         bool complete = false;
         std::vector<Accessible> kids = query.children(node.object, &complete);
-        if (query.hung()) {
+        if (query.stopped()) {
             return std::nullopt;
         }
         QList<Node> nodes;
@@ -237,16 +254,13 @@ struct AtSpiResolver::Private {
     bool atspiReady = false;
     // Applications by process id, refreshed from the desktop's children when one is missing.
     std::map<qint64, Accessible> applications;
-    // Applications that let a call run out, left alone until the deadline passes.
+    // Applications that did not answer a call, left alone until the deadline passes.
     QHash<qint64, QDeadlineTimer> quiet;
     // The last secure fields seen per window, kept for when its application stops answering.
     QHash<unsigned long, QList<Rect>> lastSecureRects;
 
-    bool isQuiet(const std::optional<qint64>& pid) {
-        if (!pid) {
-            return true;
-        }
-        auto it = quiet.find(*pid);
+    bool isQuiet(qint64 pid) {
+        auto it = quiet.find(pid);
         if (it == quiet.end()) {
             return false;
         }
@@ -261,9 +275,9 @@ struct AtSpiResolver::Private {
     // did not, its cached entry may be a process that has gone, so it is looked up afresh next
     // time.
     void finish(const Query& query, qint64 pid, bool found) {
-        if (query.hung()) {
+        if (query.unresponsive()) {
             quiet.insert(pid, QDeadlineTimer(options.cooldownMs));
-        } else if (!found) {
+        } else if (!found && !query.stopped()) {
             applications.erase(pid);
         }
     }
@@ -337,6 +351,25 @@ struct AtSpiResolver::Private {
         return target;
     }
 
+    // What stands in for an element of an accessible application that could not be read in time.
+    // A slow application must not make a password look like ordinary typing: the focus counts as
+    // secure unless the window's last complete scan found no secure field. A point counts as
+    // secure inside a secure field seen last.
+    AXTarget unreadFocus(const ClientWindow& window) {
+        AXTarget target = windowOnlyTarget(window);
+        const auto known = lastSecureRects.constFind(window.id);
+        target.isSecure = known == lastSecureRects.cend() || !known->isEmpty();
+        return target;
+    }
+
+    AXTarget unreadElementAt(const ClientWindow& window, Point at) {
+        AXTarget target = windowOnlyTarget(window);
+        const QList<Rect> known = lastSecureRects.value(window.id);
+        target.isSecure = std::any_of(known.cbegin(), known.cend(),
+                                      [&](const Rect& r) { return contains(r, at); });
+        return target;
+    }
+
     AXTarget makeTarget(AtspiAccessible* element, AtspiAccessible* windowObject,
                         const ClientWindow& window, Query& query) {
         AXTarget target = windowOnlyTarget(window);
@@ -399,7 +432,7 @@ struct AtSpiResolver::Private {
                                        Query& query) {
         Accessible document;
         Accessible current = retain(element);
-        for (int i = 0; current && i < maxAncestors && !query.hung(); ++i) {
+        for (int i = 0; current && i < maxAncestors && !query.stopped(); ++i) {
             if (query.role(current.get()) == ATSPI_ROLE_DOCUMENT_WEB) {
                 document = std::move(current);
                 break;
@@ -441,7 +474,7 @@ struct AtSpiResolver::Private {
         int visited = 0;
         std::function<Accessible(AtspiAccessible*, int)> visit = [&](AtspiAccessible* node,
                                                                      int depth) -> Accessible {
-            if (visited >= maxSecureScanElements || depth > maxSecureScanDepth || query.hung()) {
+            if (visited >= maxSecureScanElements || depth > maxSecureScanDepth || query.stopped()) {
                 return nullptr;
             }
             ++visited;
@@ -490,8 +523,11 @@ std::optional<AXTarget> AtSpiResolver::target(Point at) {
     if (!window) {
         return std::nullopt;
     }
-    if (!d->atspiReady || d->isQuiet(window->pid)) {
+    if (!d->atspiReady || !window->pid) {
         return d->windowOnlyTarget(*window);
+    }
+    if (d->isQuiet(*window->pid)) {
+        return d->unreadElementAt(*window, at);
     }
     Query query(d->options.timeoutMs);
     AXTarget result = d->windowOnlyTarget(*window);
@@ -501,7 +537,7 @@ std::optional<AXTarget> AtSpiResolver::target(Point at) {
         found = windowObject != nullptr;
         if (windowObject) {
             Accessible element = retain(windowObject.get());
-            for (int i = 0; i < maxDescent && !query.hung(); ++i) {
+            for (int i = 0; i < maxDescent && !query.stopped(); ++i) {
                 Accessible child(query
                                      .call([&](GError** e) {
                                          return atspi_component_get_accessible_at_point(
@@ -514,14 +550,14 @@ std::optional<AXTarget> AtSpiResolver::target(Point at) {
                 }
                 element = std::move(child);
             }
-            if (!query.hung()) {
+            if (!query.stopped()) {
                 result = d->makeTarget(element.get(), windowObject.get(), *window, query);
             }
         }
     }
     d->finish(query, *window->pid, found);
     // A half-read element is worse than none: after a timeout keep only what X told us.
-    return query.hung() ? d->windowOnlyTarget(*window) : result;
+    return query.stopped() ? d->unreadElementAt(*window, at) : result;
 }
 
 std::optional<AXTarget> AtSpiResolver::focusedTarget() {
@@ -529,8 +565,11 @@ std::optional<AXTarget> AtSpiResolver::focusedTarget() {
     if (!window) {
         return std::nullopt;
     }
-    if (!d->atspiReady || d->isQuiet(window->pid)) {
+    if (!d->atspiReady || !window->pid) {
         return d->windowOnlyTarget(*window);
+    }
+    if (d->isQuiet(*window->pid)) {
+        return d->unreadFocus(*window);
     }
     Query query(d->options.timeoutMs);
     AXTarget result = d->windowOnlyTarget(*window);
@@ -550,13 +589,13 @@ std::optional<AXTarget> AtSpiResolver::focusedTarget() {
                 focused = d->findFocused(windowObject.get(), query);
             }
             AtspiAccessible* element = focused ? focused.get() : windowObject.get();
-            if (!query.hung()) {
+            if (!query.stopped()) {
                 result = d->makeTarget(element, windowObject.get(), *window, query);
             }
         }
     }
     d->finish(query, *window->pid, found);
-    return query.hung() ? d->windowOnlyTarget(*window) : result;
+    return query.stopped() ? d->unreadFocus(*window) : result;
 }
 
 QList<Rect> AtSpiResolver::secureFieldRects() {
@@ -564,7 +603,7 @@ QList<Rect> AtSpiResolver::secureFieldRects() {
     if (!window) {
         return {};
     }
-    if (!d->atspiReady || d->isQuiet(window->pid)) {
+    if (!d->atspiReady || !window->pid || d->isQuiet(*window->pid)) {
         return d->lastSecureRects.value(window->id);
     }
     Query query(d->options.timeoutMs);
@@ -584,16 +623,16 @@ QList<Rect> AtSpiResolver::secureFieldRects() {
                             rects.append(*frame);
                         }
                     }
-                    complete = !query.hung();
+                    complete = !query.stopped();
                 }
             } else {
                 AtSpiTree tree{query, {}};
                 SecureFieldScan<AtSpiTree> scan(tree);
                 rects = scan.run(AtSpiTree::Node{windowObject.get()});
-                complete = !scan.aborted() && !query.hung();
+                complete = !scan.aborted() && !query.stopped();
             }
         } else {
-            complete = !query.hung();
+            complete = !query.stopped();
         }
     }
     d->finish(query, *window->pid, found);

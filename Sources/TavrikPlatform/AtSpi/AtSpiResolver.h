@@ -11,10 +11,13 @@ namespace tavrik::atspi {
 // active window) is found from X first; only its application is asked over the accessibility bus.
 //
 // Each question (a target, the focus, the secure fields) has `timeoutMs` for all its
-// accessibility calls together. An application that cannot answer within it is left alone for
-// `cooldownMs`: meanwhile its targets carry only what X knows (identity and window title) and
-// its secure fields are the last ones seen, so a hung application costs at most one timeout per
-// cooldown. Use from one thread.
+// accessibility calls together; what could not be read within it is left out. An application
+// that does not answer a call at all is left alone for `cooldownMs`: meanwhile its targets carry
+// only what X knows (identity and window title) and its secure fields are the last ones seen, so
+// a hung application costs at most one timeout per cooldown. An element that could not be read
+// counts as secure where it may be one (the focus in a window not known to be free of secure
+// fields, a point inside a secure field seen last), so that typing is never stored in the clear
+// for want of an answer. Use from one thread.
 class AtSpiResolver final : public AXResolver {
 public:
     struct Options {

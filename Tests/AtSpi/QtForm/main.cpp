@@ -1,10 +1,14 @@
-// The Qt counterpart of form_app.py: an entry, a password entry and a button, for the
-// accessibility tests. Prints one JSON line with its pid and widget rectangles once shown.
+// The Qt counterpart of form_app.py for the desktop tests: an entry, a password entry, a button
+// and, when asked, a list long enough to scroll (and to make the accessibility tree big). Prints
+// one JSON line with its pid and the screen rectangles of its widgets once shown.
+// Usage: QtForm [--title TITLE] [--rows N]
 #include <QApplication>
+#include <QCommandLineParser>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLineEdit>
+#include <QListWidget>
 #include <QPushButton>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -23,8 +27,21 @@ QJsonArray rect(const QWidget* w) {
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
     QApplication::setApplicationName("tavrik-qt-form");
+    QCommandLineParser parser;
+    const QCommandLineOption titleOption("title", "Window title.", "title", "Tavrik Qt Form");
+    const QCommandLineOption rowsOption("rows", "Rows of a list under the button.", "count", "0");
+    parser.addOptions({titleOption, rowsOption});
+    parser.process(app);
+    bool numeric = false;
+    const int rows = parser.value(rowsOption).toInt(&numeric);
+    if (!numeric || rows < 0) {
+        std::fprintf(stderr, "--rows takes a count, not \"%s\"\n",
+                     qPrintable(parser.value(rowsOption)));
+        return 2;
+    }
+
     QWidget window;
-    window.setWindowTitle("Tavrik Qt Form");
+    window.setWindowTitle(parser.value(titleOption));
     auto layout = new QVBoxLayout(&window);
     auto entry = new QLineEdit("hello");
     auto password = new QLineEdit("hunter2");
@@ -33,7 +50,14 @@ int main(int argc, char** argv) {
     layout->addWidget(entry);
     layout->addWidget(password);
     layout->addWidget(button);
-    window.resize(360, 200);
+    QListWidget* list = nullptr;
+    if (rows > 0) {
+        list = new QListWidget;
+        for (int i = 1; i <= rows; ++i)
+            list->addItem(QStringLiteral("Row %1").arg(i));
+        layout->addWidget(list);
+    }
+    window.resize(360, list ? 320 : 200);
     window.move(700, 200);
     window.show();
     entry->setFocus();
@@ -43,6 +67,8 @@ int main(int argc, char** argv) {
                                {"entry", rect(entry)},
                                {"password", rect(password)},
                                {"button", rect(button)}};
+        if (list)
+            layoutInfo.insert("list", rect(list));
         std::printf("%s\n", QJsonDocument(layoutInfo).toJson(QJsonDocument::Compact).constData());
         std::fflush(stdout);
     });
