@@ -216,7 +216,7 @@ void SkillDetailView::setSkill(const std::optional<Skill>& skill) {
     m_icon->setPixmap(iconChip(*skill, 48, devicePixelRatioF()));
     m_name->setText(skill->name.isEmpty() ? QStringLiteral("Untitled skill") : skill->name);
     m_command->setText(skill->slashCommand());
-    m_trigger->setText(skill->trigger.isEmpty() ? QString() : QStringLiteral("Use it %1").arg(skill->trigger));
+    m_trigger->setText(skill->trigger.isEmpty() ? QString() : QStringLiteral("Trigger: “%1”").arg(skill->trigger));
     m_trigger->setVisible(!skill->trigger.isEmpty());
     m_summary->setText(skill->summary);
     m_summary->setVisible(!skill->summary.isEmpty());
