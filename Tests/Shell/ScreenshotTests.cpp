@@ -4,6 +4,8 @@
 #include "Support/TempSupportFolder.h"
 #include "Tavrik/AppState.h"
 #include "Tavrik/Editor/SkillEditorWindow.h"
+#include "Tavrik/MCP/MCPLoginModel.h"
+#include "Tavrik/MCP/MCPLoginWindow.h"
 #include "Tavrik/MainWindow/MainWindow.h"
 #include "Tavrik/Onboarding/OnboardingWindow.h"
 #include "Tavrik/Overlay/OverlayController.h"
@@ -133,6 +135,16 @@ TEST(Screenshots, ApplicationWindows) {
         editor->show();
         save(editor, "editor");
         editor->close();
+    }
+    {
+        MCPLoginModel model(QStringLiteral("File the bug"), QStringLiteral("linear"));
+        MCPLoginWindow window(&model);
+        window.move(80, 60);
+        window.show();
+        save(&window, "connect-prompt");
+        model.setPhase(MCPLoginModel::Phase::failed(
+            QStringLiteral("Registering Tavrik with the service failed (HTTP 400): redirect not allowed")));
+        save(&window, "connect-failed");
     }
     {
         OverlayController overlay;

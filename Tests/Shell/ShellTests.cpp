@@ -1,7 +1,11 @@
+#include "Support/LocalHttpServer.h"
 #include "Support/TempSettings.h"
 #include "Support/TempSupportFolder.h"
 #include "Tavrik/AppState.h"
 #include "Tavrik/Editor/SkillEditorWindow.h"
+#include "Tavrik/MCP/MCPLoginModel.h"
+#include "Tavrik/MCP/MCPLoginWindow.h"
+#include "Tavrik/MCP/MCPOAuth.h"
 #include "Tavrik/MainWindow/MainWindow.h"
 #include "Tavrik/MenuBar/TrayMenu.h"
 #include "Tavrik/Onboarding/OnboardingWindow.h"
@@ -13,6 +17,7 @@
 #include "Tavrik/Pill/PillController.h"
 #include "Tavrik/Pill/PillWindow.h"
 #include "TavrikCore/Hotkeys/HotkeyEngine.h"
+#include "TavrikCore/MCP/MCPRegistry.h"
 #include "TavrikCore/Hotkeys/KeyCodes.h"
 #include "TavrikCore/Permissions/PermissionsManager.h"
 #include "TavrikCore/Storage/SkillStore.h"
@@ -23,6 +28,9 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QNetworkAccessManager>
+#include <QNetworkRequest>
+#include <QUrlQuery>
 #include <QMenu>
 #include <QPlainTextEdit>
 #include <QProcess>
@@ -271,4 +279,82 @@ TEST_F(ShellTest, ControlSlashOpensThePaletteAndClosingItRestoresThePill) {
         QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
     EXPECT_FALSE(shell.app()->paletteOpen());
     EXPECT_TRUE(shell.pill()->window()->isVisible());
+}
+
+// A skill of an application with a tool server offers to connect it; logging in through the
+// browser keeps the token in the registry and the offer goes away.
+TEST_F(ShellTest, ConnectingAToolServerKeepsItsTokenAndEndsTheOffer) {
+    test::LocalHttpServer service;
+    service.route("POST", "/register", test::CannedResponse::json(201, R"({"client_id":"c1"})"));
+    service.route("POST", "/token", test::CannedResponse::json(200, R"({"access_token":"tok-9"})"));
+    // The user's file points the built-in service at this machine.
+    MCPRegistry().persist(MCPServer{"linear", service.url("/mcp").toString(), {"com.linear"}, std::nullopt});
+
+    AppState app(services());
+    MainWindow window(&app);
+    Skill skill = savedSkill("File the bug", 1);
+    skill.appScope = {"com.linear"};
+    ASSERT_FALSE(SkillStore().save(skill));
+    app.reloadSkills();
+    window.select(0);
+    ASSERT_TRUE(window.detail()->connectButton()->isVisibleTo(&window));
+    EXPECT_EQ(window.detail()->connectButton()->text(), "Connect Linear");
+
+    std::optional<MCPServer> asked;
+    QObject::connect(&window, &MainWindow::connectRequested,
+                     [&](const Skill&, const MCPServer& server) { asked = server; });
+    window.detail()->connectButton()->click();
+    ASSERT_TRUE(asked);
+
+    QNetworkAccessManager browser;
+    auto* login = new MCPOAuth(*asked, skill.name, &window, [&](const QUrl& url) {
+        const QUrlQuery query(url);
+        QUrl back(query.queryItemValue("redirect_uri"));
+        back.setQuery("code=c&state=" + query.queryItemValue("state"));
+        browser.get(QNetworkRequest(back));
+        return true;
+    });
+    QPointer<MCPLoginWindow> prompt = login->window();
+    QObject::connect(login, &MCPOAuth::connected, &window, &MainWindow::showSelected);
+    login->show();
+    EXPECT_EQ(prompt->heading()->text(), "Connect Linear to Tavrik?");
+    EXPECT_TRUE(prompt->detail()->text().contains("“File the bug”"));
+
+    prompt->loginButton()->click();
+    EXPECT_EQ(login->model()->phase(), MCPLoginModel::Phase::authenticating());
+    QElapsedTimer clock;
+    clock.start();
+    while (prompt && clock.elapsed() < 5000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    EXPECT_FALSE(prompt) << "the prompt stayed open";
+    const std::optional<MCPServer> stored = MCPRegistry().server({"com.linear"});
+    ASSERT_TRUE(stored);
+    EXPECT_EQ(stored->authToken, "tok-9");
+    EXPECT_FALSE(window.detail()->connectButton()->isVisibleTo(&window));
+}
+
+// A refused login shows why and can be tried again; closing the prompt ends the login.
+TEST_F(ShellTest, AFailedToolServerLoginSaysWhy) {
+    test::LocalHttpServer service;
+    service.route("POST", "/register", test::CannedResponse::json(400, R"({"error_description":"redirect not allowed"})"));
+    const MCPServer server{"notion", service.url("/mcp").toString(), {"notion.id"}, std::nullopt};
+    auto* login = new MCPOAuth(server, "Write the notes", nullptr, [](const QUrl&) { return true; });
+    QPointer<MCPOAuth> alive = login;
+    QPointer<MCPLoginWindow> prompt = login->window();
+    login->show();
+    prompt->loginButton()->click();
+    QElapsedTimer clock;
+    clock.start();
+    while (login->model()->phase().kind != MCPLoginModel::Phase::Kind::failed && clock.elapsed() < 5000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    EXPECT_EQ(prompt->heading()->text(), "Couldn't connect Notion");
+    EXPECT_EQ(prompt->detail()->text(), "Registering Tavrik with the service failed (HTTP 400): redirect not allowed");
+    EXPECT_EQ(prompt->loginButton()->text(), "Try Again");
+    EXPECT_TRUE(prompt->loginButton()->isEnabled());
+
+    prompt->cancelButton()->click();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_FALSE(prompt);
+    EXPECT_FALSE(alive);
+    EXPECT_FALSE(MCPRegistry().server({"notion.id"}));
 }

@@ -5,6 +5,7 @@
 #include "Tavrik/MenuBar/TrayMenu.h"
 #include "Tavrik/Shell/WindowStyle.h"
 #include "Tavrik/Style/Theme.h"
+#include "TavrikCore/MCP/MCPRegistry.h"
 #include "TavrikCore/Storage/FuzzyMatch.h"
 
 #include <QHBoxLayout>
@@ -188,6 +189,8 @@ SkillDetailView::SkillDetailView(QWidget* parent) : QWidget(parent) {
     m_edit = new QPushButton(QStringLiteral("Edit"));
     m_export = new QPushButton(QStringLiteral("Export"));
     m_delete = new QPushButton(QStringLiteral("Delete"));
+    m_connect = new QPushButton;
+    WindowStyle::setKind(m_connect, WindowStyle::ButtonKind::secondary);
     WindowStyle::setKind(m_cast, WindowStyle::ButtonKind::primary);
     WindowStyle::setKind(m_edit, WindowStyle::ButtonKind::secondary);
     WindowStyle::setKind(m_export, WindowStyle::ButtonKind::secondary);
@@ -197,6 +200,7 @@ SkillDetailView::SkillDetailView(QWidget* parent) : QWidget(parent) {
     actions->addWidget(m_cast);
     actions->addWidget(m_edit);
     actions->addWidget(m_export);
+    actions->addWidget(m_connect);
     actions->addStretch(1);
     actions->addWidget(m_delete);
     layout->addLayout(actions);
@@ -205,12 +209,26 @@ SkillDetailView::SkillDetailView(QWidget* parent) : QWidget(parent) {
     connect(m_edit, &QPushButton::clicked, this, &SkillDetailView::editClicked);
     connect(m_export, &QPushButton::clicked, this, &SkillDetailView::exportClicked);
     connect(m_delete, &QPushButton::clicked, this, &SkillDetailView::deleteClicked);
+    connect(m_connect, &QPushButton::clicked, this, &SkillDetailView::connectClicked);
     setSkill(std::nullopt);
 }
 
 void SkillDetailView::setSkill(const std::optional<Skill>& skill) {
     m_placeholder->setVisible(!skill);
     m_content->setVisible(skill.has_value());
+    // A service the skill's application has a tool server for, not connected yet.
+    m_unconnected.reset();
+    if (skill && !skill->appScope.isEmpty()) {
+        const MCPRegistry registry;
+        if (registry.connectedServers(skill->appScope).isEmpty() && !registry.knownServers(skill->appScope).isEmpty())
+            m_unconnected = registry.knownServers(skill->appScope).first();
+    }
+    m_connect->setVisible(m_unconnected.has_value());
+    if (m_unconnected) {
+        const QString& name = m_unconnected->name;
+        m_connect->setText(QStringLiteral("Connect %1").arg(name.left(1).toUpper() + name.mid(1)));
+        m_connect->setToolTip(QStringLiteral("Log in so the skill can use %1 directly").arg(name));
+    }
     if (!skill)
         return;
     m_icon->setPixmap(iconChip(*skill, 48, devicePixelRatioF()));
@@ -369,6 +387,10 @@ MainWindow::MainWindow(AppState* app, QWidget* parent) : QWidget(parent), m_app(
     connect(m_detail, &SkillDetailView::exportClicked, this, [this] {
         if (m_list->currentRow() >= 0)
             m_app->exportSkill(m_shown.value(m_list->currentRow()));
+    });
+    connect(m_detail, &SkillDetailView::connectClicked, this, [this] {
+        if (m_list->currentRow() >= 0 && m_detail->unconnectedServer())
+            emit connectRequested(m_shown.value(m_list->currentRow()), *m_detail->unconnectedServer());
     });
     connect(m_detail, &SkillDetailView::deleteClicked, this, [this] {
         if (m_list->currentRow() >= 0)

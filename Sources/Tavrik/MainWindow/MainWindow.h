@@ -1,5 +1,6 @@
 #pragma once
 
+#include "TavrikCore/MCP/MCPServer.h"
 #include "TavrikCore/Models/Skill.h"
 
 #include <QWidget>
@@ -35,11 +36,16 @@ public:
 
 signals:
     void editRequested(const tavrik::Skill& skill);
+    // The skill works in an application whose tool server is not connected yet.
+    void connectRequested(const tavrik::Skill& skill, const tavrik::MCPServer& server);
+
+public slots:
+    // Reads the selected skill again, e.g. after a tool server was connected.
+    void showSelected();
 
 private:
     void refreshSkills();
     void refreshState();
-    void showSelected();
     void confirmDelete(const Skill& skill);
 
     AppState* m_app;
@@ -65,13 +71,17 @@ public:
     QPushButton* editButton() const { return m_edit; }
     QPushButton* exportButton() const { return m_export; }
     QPushButton* deleteButton() const { return m_delete; }
+    QPushButton* connectButton() const { return m_connect; }
     QLabel* nameLabel() const { return m_name; }
+    // The server the connect button offers, if any.
+    const std::optional<MCPServer>& unconnectedServer() const { return m_unconnected; }
 
 signals:
     void castClicked();
     void editClicked();
     void exportClicked();
     void deleteClicked();
+    void connectClicked();
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -90,6 +100,8 @@ private:
     QPushButton* m_edit;
     QPushButton* m_export;
     QPushButton* m_delete;
+    QPushButton* m_connect;
+    std::optional<MCPServer> m_unconnected;
     QWidget* m_content;
     QLabel* m_placeholder;
 };

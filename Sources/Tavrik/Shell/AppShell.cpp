@@ -3,6 +3,7 @@
 #include "Tavrik/AppState.h"
 #include "Tavrik/Editor/SkillEditorWindow.h"
 #include "Tavrik/FloatingViews.h"
+#include "Tavrik/MCP/MCPOAuth.h"
 #include "Tavrik/MainWindow/MainWindow.h"
 #include "Tavrik/MenuBar/TrayMenu.h"
 #include "Tavrik/ModelSynthesis.h"
@@ -63,6 +64,11 @@ AppShell::AppShell() : m_desktop(makeDesktopServices(this)) {
         m_tray->menu()->insertAction(first, edit);
     });
     connect(m_mainWindow, &MainWindow::editRequested, this, &AppShell::editSkill);
+    connect(m_mainWindow, &MainWindow::connectRequested, this, [this](const Skill& skill, const MCPServer& server) {
+        auto* login = new MCPOAuth(server, skill.name, m_mainWindow);
+        connect(login, &MCPOAuth::connected, m_mainWindow, &MainWindow::showSelected);
+        login->show();
+    });
 
     // The pill is always there; its window exists from here on.
     m_views->showPill();
