@@ -24,6 +24,9 @@ public:
     // True at once when running; false when global input cannot be read (errorString() says why).
     virtual bool start() = 0;
     virtual void stop() = 0;
+    // Hands over, through the signals and before returning, every event the desktop has already
+    // seen: a stop that arrives by another path (a hotkey) must not lose the last moments.
+    virtual void deliverPending() {}
     virtual bool isRunning() const = 0;
     virtual QString errorString() const = 0;
 

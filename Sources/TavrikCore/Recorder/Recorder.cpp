@@ -143,6 +143,8 @@ QFuture<std::optional<Recording>> Recorder::stop() {
         return m_stopFuture;
     if (!m_isRecording)
         return QtFuture::makeReadyFuture(std::optional<Recording>());
+    // What the user did just before asking to stop still belongs to the demonstration.
+    m_monitor->deliverPending();
     m_stopping = std::make_shared<QPromise<std::optional<Recording>>>();
     m_stopFuture = m_stopping->future();
     m_stopping->start();

@@ -1,5 +1,6 @@
 #include "TavrikPlatform/X11/RecordStream.h"
 
+#include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QThread>
 #include <X11/Xlib.h>
@@ -131,7 +132,28 @@ void RecordStream::recordingStarted() {
     m_readerState = 1;
 }
 
+void RecordStream::deliverPending(int maxWaitMs) {
+    if (!isRunning())
+        return;
+    // A round trip makes the server flush its output, recorded events included; the reader is
+    // done with them once it has been quiet for a moment.
+    XSync(m_control->display(), False);
+    constexpr int quietMs = 15;
+    QDeadlineTimer deadline(maxWaitMs);
+    quint64 seen = m_receivedCount;
+    QDeadlineTimer quiet(quietMs);
+    while (!quiet.hasExpired() && !deadline.hasExpired()) {
+        QThread::msleep(2);
+        if (m_receivedCount != seen) {
+            seen = m_receivedCount;
+            quiet.setRemainingTime(quietMs);
+        }
+    }
+    QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
+}
+
 void RecordStream::received(const Event& event) {
+    ++m_receivedCount;
     if (event.type < m_firstType || event.type > m_lastType)
         return;
     // Queued to this object: nothing is delivered once it is gone.

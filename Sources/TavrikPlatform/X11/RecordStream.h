@@ -37,6 +37,9 @@ public:
     // Returns once the server records (or failed to).
     bool start();
     void stop();
+    // Makes the server send what it recorded, waits until the reader has passed it on (at most
+    // `maxWaitMs`) and delivers it to the handler before returning. Owning thread only.
+    void deliverPending(int maxWaitMs = 150);
     bool isRunning() const { return m_context != 0; }
     QString errorString() const { return m_error; }
     // A connection for queries (key maps...) from the owning thread.
@@ -56,6 +59,7 @@ private:
     std::unique_ptr<QThread> m_reader;
     QTimer m_flushTimer;
     std::atomic<int> m_readerState{0}; // 0 starting, 1 recording, 2 ended
+    std::atomic<quint64> m_receivedCount{0};
     QString m_error;
 };
 

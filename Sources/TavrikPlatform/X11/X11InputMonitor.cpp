@@ -53,6 +53,11 @@ bool X11InputMonitor::start() {
     return true;
 }
 
+void X11InputMonitor::deliverPending() {
+    if (m_record)
+        m_record->deliverPending();
+}
+
 void X11InputMonitor::stop() {
     m_record.reset();
     m_keyMap.reset();
