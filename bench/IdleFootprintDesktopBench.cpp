@@ -18,7 +18,6 @@
 #include <QTemporaryDir>
 #include <QThread>
 #include <benchmark/benchmark.h>
-
 #include <unistd.h>
 
 using namespace tavrik;
@@ -42,15 +41,20 @@ QString tavrikExecutable() {
 }
 
 void saveLibrary(int count) {
-    const QStringList verbs{"Search", "Open", "File", "Send", "Archive", "Rename", "Download", "Export"};
-    const QStringList objects{"expense report", "weekly notes", "invoice", "flight", "photos", "receipt"};
+    const QStringList verbs{"Search",  "Open",   "File",     "Send",
+                            "Archive", "Rename", "Download", "Export"};
+    const QStringList objects{"expense report", "weekly notes", "invoice",
+                              "flight",         "photos",       "receipt"};
     const QStringList apps{"Firefox", "Files", "Thunderbird", "Calc", "Writer"};
     SkillStore store;
     for (int i = 0; i < count; ++i) {
         Skill skill;
-        skill.name = QStringLiteral("%1 the %2 %3").arg(verbs[i % verbs.size()], objects[(i / 8) % objects.size()]).arg(i);
+        skill.name = QStringLiteral("%1 the %2 %3")
+                         .arg(verbs[i % verbs.size()], objects[(i / 8) % objects.size()])
+                         .arg(i);
         skill.trigger = QStringLiteral("when the %1 is due").arg(objects[i % objects.size()]);
-        skill.summary = QStringLiteral("Opens %1 and works through the %2.").arg(apps[i % apps.size()], objects[i % objects.size()]);
+        skill.summary = QStringLiteral("Opens %1 and works through the %2.")
+                            .arg(apps[i % apps.size()], objects[i % objects.size()]);
         skill.appScope = {apps[i % apps.size()]};
         skill.createdAt = QDateTime::currentDateTimeUtc().addSecs(-i * 60);
         Parameter parameter;
@@ -71,8 +75,8 @@ void saveLibrary(int count) {
 // What /proc says about one process and its threads.
 struct Sample {
     bool alive = false;
-    qint64 cpuTicks = 0;  // utime + stime of all threads
-    qint64 switches = 0;  // voluntary and involuntary context switches of all threads
+    qint64 cpuTicks = 0; // utime + stime of all threads
+    qint64 switches = 0; // voluntary and involuntary context switches of all threads
     double rssMB = 0;
     double hwmMB = 0;
     int threads = 0;
@@ -108,8 +112,10 @@ Sample sample(qint64 pid) {
     result.rssMB = statusField(status, "VmRSS") / 1024.0;
     result.hwmMB = statusField(status, "VmHWM") / 1024.0;
     result.threads = int(statusField(status, "Threads"));
-    for (const QString& task : QDir(base + QStringLiteral("task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        const QByteArray taskStatus = readProc(base + QStringLiteral("task/") + task + QStringLiteral("/status"));
+    for (const QString& task :
+         QDir(base + QStringLiteral("task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        const QByteArray taskStatus =
+            readProc(base + QStringLiteral("task/") + task + QStringLiteral("/status"));
         result.switches += statusField(taskStatus, "voluntary_ctxt_switches") +
                            statusField(taskStatus, "nonvoluntary_ctxt_switches");
     }
@@ -121,7 +127,8 @@ QString permissionSummary() {
     std::unique_ptr<PermissionsManager> permissions = DesktopBackend::createPermissionsManager();
     QStringList parts;
     for (Permission permission : Permissions::all())
-        parts << Permissions::id(permission) + QLatin1Char('=') + Permissions::statusID(permissions->status(permission));
+        parts << Permissions::id(permission) + QLatin1Char('=') +
+                     Permissions::statusID(permissions->status(permission));
     return parts.join(QLatin1Char(' '));
 }
 
@@ -160,7 +167,8 @@ void BM_IdleApplication(benchmark::State& state) {
     environment.insert(QStringLiteral("XDG_DATA_HOME"), data);
     environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config);
     environment.insert(QStringLiteral("TAVRIK_WEB_HOST"), QStringLiteral("http://127.0.0.1:9"));
-    environment.insert(QStringLiteral("TAVRIK_ANALYTICS_HOST"), QStringLiteral("http://127.0.0.1:9"));
+    environment.insert(QStringLiteral("TAVRIK_ANALYTICS_HOST"),
+                       QStringLiteral("http://127.0.0.1:9"));
     environment.remove(QStringLiteral("QT_QPA_PLATFORM"));
     const QString permissions = permissionSummary();
     const double ticksPerSecond = double(sysconf(_SC_CLK_TCK));
@@ -172,7 +180,8 @@ void BM_IdleApplication(benchmark::State& state) {
         process.setStandardOutputFile(QProcess::nullDevice());
         process.start(program, {});
         if (!process.waitForStarted(5000)) {
-            state.SkipWithError(qPrintable(QStringLiteral("cannot start ") + program + QStringLiteral(": ") + process.errorString()));
+            state.SkipWithError(qPrintable(QStringLiteral("cannot start ") + program +
+                                           QStringLiteral(": ") + process.errorString()));
             return;
         }
         const qint64 pid = process.processId();
@@ -192,36 +201,49 @@ void BM_IdleApplication(benchmark::State& state) {
         const double seconds = clock.elapsed() / 1000.0;
         if (!first.alive || !last.alive) {
             process.waitForFinished(1000);
-            state.SkipWithError(qPrintable(QStringLiteral("tavrik ended while idle (exit status %1)").arg(process.exitCode())));
+            state.SkipWithError(
+                qPrintable(QStringLiteral("tavrik ended while idle (exit status %1)")
+                               .arg(process.exitCode())));
             return;
         }
         stop(process);
 
         state.SetIterationTime(seconds);
-        const double cpuPercent = 100.0 * double(last.cpuTicks - first.cpuTicks) / ticksPerSecond / seconds;
+        const double cpuPercent =
+            100.0 * double(last.cpuTicks - first.cpuTicks) / ticksPerSecond / seconds;
         state.counters["cpu_pct_of_core"] = cpuPercent;
         state.counters["rss_MB"] = last.rssMB;
         state.counters["rss_peak_MB"] = peakRss;
         state.counters["hwm_MB"] = last.hwmMB;
         state.counters["wakeups_per_s"] = double(last.switches - first.switches) / seconds;
         state.counters["threads"] = last.threads;
-        state.SetLabel(qPrintable(
-            QStringLiteral("%1 skills, %2 s after %3 s to settle; CPU %4% of one core (target < %5%), RSS %6 MB "
-                           "(target < %7 MB) %8 %9; permission poll every 1.5 s, it finds %10")
-                .arg(state.range(0))
-                .arg(seconds, 0, 'f', 1)
-                .arg(settleSeconds)
-                .arg(cpuPercent, 0, 'f', 2)
-                .arg(kCpuTargetPercent)
-                .arg(last.rssMB, 0, 'f', 1)
-                .arg(kRssTargetMB)
-                .arg(cpuPercent < kCpuTargetPercent ? QStringLiteral("[cpu ok,") : QStringLiteral("[cpu OVER,"))
-                .arg(last.rssMB < kRssTargetMB ? QStringLiteral("rss ok]") : QStringLiteral("rss OVER]"))
-                .arg(permissions)));
+        state.SetLabel(
+            qPrintable(QStringLiteral("%1 skills, %2 s after %3 s to settle; CPU %4% of one core "
+                                      "(target < %5%), RSS %6 MB "
+                                      "(target < %7 MB) %8 %9; running: main window, pill with its "
+                                      "pointer poll, hotkey engine, "
+                                      "permission poll every 1.5 s finding %10")
+                           .arg(state.range(0))
+                           .arg(seconds, 0, 'f', 1)
+                           .arg(settleSeconds)
+                           .arg(cpuPercent, 0, 'f', 2)
+                           .arg(kCpuTargetPercent)
+                           .arg(last.rssMB, 0, 'f', 1)
+                           .arg(kRssTargetMB)
+                           .arg(cpuPercent < kCpuTargetPercent ? QStringLiteral("[cpu ok,")
+                                                               : QStringLiteral("[cpu OVER,"))
+                           .arg(last.rssMB < kRssTargetMB ? QStringLiteral("rss ok]")
+                                                          : QStringLiteral("rss OVER]"))
+                           .arg(permissions)));
     }
 }
 // One long run says more than repetitions of it, and a minute each would make `make bench` slow.
-BENCHMARK(BM_IdleApplication)->Arg(1000)->Iterations(1)->Repetitions(1)->UseManualTime()->Unit(benchmark::kSecond);
+BENCHMARK(BM_IdleApplication)
+    ->Arg(1000)
+    ->Iterations(1)
+    ->Repetitions(1)
+    ->UseManualTime()
+    ->Unit(benchmark::kSecond);
 
 // One tick of the permission poll, which runs every 1.5 s for the life of the program: its share
 // of the idle budget is this time divided by 1,500 ms.

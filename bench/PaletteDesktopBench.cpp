@@ -21,11 +21,10 @@
 #include <QStyleFactory>
 #include <QTemporaryDir>
 #include <QTimer>
-#include <benchmark/benchmark.h>
-
 #include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>
 #include <X11/keysym.h>
+#include <benchmark/benchmark.h>
 // Xlib's event names clash with Qt's.
 #undef KeyPress
 #undef KeyRelease
@@ -41,9 +40,11 @@ constexpr int kTimeoutMs = 5000;
 QList<Skill> library(int count) {
     const QStringList verbs{"Search", "Open",     "File",   "Send", "Archive",
                             "Rename", "Download", "Export", "Book"};
-    const QStringList objects{"expense report", "weekly notes",    "invoice", "flight",   "photos", "meeting minutes",
-                              "pull request",   "calendar invite", "receipt", "playlist", "résumé"};
-    const QStringList places{"Firefox", "Files", "Thunderbird", "GitLab", "Calc", "Writer", "Slack", "the wiki"};
+    const QStringList objects{
+        "expense report", "weekly notes",    "invoice", "flight",   "photos", "meeting minutes",
+        "pull request",   "calendar invite", "receipt", "playlist", "résumé"};
+    const QStringList places{"Firefox", "Files",  "Thunderbird", "GitLab",
+                             "Calc",    "Writer", "Slack",       "the wiki"};
     QList<Skill> skills;
     for (int i = 0; i < count; ++i) {
         Skill skill;
@@ -97,8 +98,9 @@ public:
         if (event->type() != QEvent::Paint || painted || !object->isWidgetType())
             return false;
         auto* widget = static_cast<QWidget*>(object);
-        const bool match = watched ? widget == watched
-                                   : PaletteWindow::current() && widget->window() == PaletteWindow::current();
+        const bool match =
+            watched ? widget == watched
+                    : PaletteWindow::current() && widget->window() == PaletteWindow::current();
         if (match) {
             painted = true;
             m_loop.quit();
@@ -200,10 +202,11 @@ void BM_ControlSlashToPaintedPalette(benchmark::State& state) {
         PaintWatch watch;
         qApp->installEventFilter(&watch);
         qint64 openedNs = -1;
-        const QMetaObject::Connection opened = QObject::connect(app, &AppState::paletteOpenChanged, [&](bool open) {
-            if (open && openedNs < 0)
-                openedNs = watch.clock.nsecsElapsed();
-        });
+        const QMetaObject::Connection opened =
+            QObject::connect(app, &AppState::paletteOpenChanged, [&](bool open) {
+                if (open && openedNs < 0)
+                    openedNs = watch.clock.nsecsElapsed();
+            });
         keyboard.key(XK_Control_L, true);
         watch.clock.start();
         keyboard.key(XK_slash, true);
@@ -214,7 +217,8 @@ void BM_ControlSlashToPaintedPalette(benchmark::State& state) {
         keyboard.key(XK_slash, false);
         keyboard.key(XK_Control_L, false);
         if (!painted) {
-            state.SkipWithError("Control-/ did not bring up a painted palette: are the hotkeys running?");
+            state.SkipWithError(
+                "Control-/ did not bring up a painted palette: are the hotkeys running?");
             break;
         }
         state.SetIterationTime(double(ns) / 1e9);
@@ -222,10 +226,16 @@ void BM_ControlSlashToPaintedPalette(benchmark::State& state) {
         closePalette(app);
     }
     // The part of the time until the application knew of the hotkey (X server, grab, RECORD).
-    state.counters["to_hotkey_ms"] = benchmark::Counter(hotkeyMs, benchmark::Counter::kAvgIterations);
+    state.counters["to_hotkey_ms"] =
+        benchmark::Counter(hotkeyMs, benchmark::Counter::kAvgIterations);
     state.SetLabel(QStringLiteral("%1 skills; target < 50 ms").arg(state.range(0)).toStdString());
 }
-BENCHMARK(BM_ControlSlashToPaintedPalette)->Arg(1000)->Arg(10000)->Iterations(15)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ControlSlashToPaintedPalette)
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Iterations(15)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
 
 // One character typed into the open palette: the rows re-ranked and repainted.
 void BM_KeystrokeToRepaintedRows(benchmark::State& state) {
@@ -277,7 +287,8 @@ void BM_KeystrokeToRepaintedRows(benchmark::State& state) {
         deliveredMs += double(watch.keyNs) / 1e6;
     }
     // The part of the time until the key reached the search field (X server and Qt's event queue).
-    state.counters["to_field_ms"] = benchmark::Counter(deliveredMs, benchmark::Counter::kAvgIterations);
+    state.counters["to_field_ms"] =
+        benchmark::Counter(deliveredMs, benchmark::Counter::kAvgIterations);
     state.SetLabel(QStringLiteral("%1 skills; target < 16 ms").arg(state.range(0)).toStdString());
     closePalette(app);
 }

@@ -69,7 +69,8 @@ TEST(PillGeometry, ClicksPassThroughUnlessExpandedOrOverATipOrPanel) {
 TEST(PillGeometry, PollsWaitOnlyAsLongAsThePointerNeedsToReachAZone) {
     const QRect frame(1600, 470, 320, 140); // tab zone x 1896-1920, y 510-570
     const auto delay = [&](QPoint pointer, bool expanded, bool hasTip, SkillPanelPhase phase) {
-        const PillGeometry::Hover hover = PillGeometry::poll(frame, pointer, expanded, hasTip, phase);
+        const PillGeometry::Hover hover =
+            PillGeometry::poll(frame, pointer, expanded, hasTip, phase);
         return PillGeometry::nextPollDelay(frame, pointer, hover, hasTip, phase, 40, 250);
     };
     const auto idle = SkillPanelPhase::idle;

@@ -89,14 +89,15 @@ void PillController::pollAt(QPoint pointer) {
     if (!m_window)
         return;
     const QRect frame = m_window->frameGeometry();
-    const PillGeometry::Hover hover = PillGeometry::poll(frame, pointer, m_model.expanded(), m_hasTip, m_phase);
+    const PillGeometry::Hover hover =
+        PillGeometry::poll(frame, pointer, m_model.expanded(), m_hasTip, m_phase);
     setExpanded(hover.expanded);
     if (hover.acceptsMouse != m_acceptsMouse || hover.acceptsMouse != m_window->acceptsMouse()) {
         m_acceptsMouse = hover.acceptsMouse;
         m_window->setAcceptsMouse(hover.acceptsMouse);
     }
-    m_pollTimer.start(PillGeometry::nextPollDelay(frame, pointer, hover, m_hasTip, m_phase, pollIntervalMs,
-                                                  slowestPollIntervalMs));
+    m_pollTimer.start(PillGeometry::nextPollDelay(frame, pointer, hover, m_hasTip, m_phase,
+                                                  pollIntervalMs, slowestPollIntervalMs));
 }
 
 void PillController::setExpanded(bool expanded) {

@@ -64,8 +64,8 @@ Hover poll(const QRect& frame, QPoint pointer, bool expanded, bool hasTip, Skill
     return hover;
 }
 
-int nextPollDelay(const QRect& frame, QPoint pointer, Hover hover, bool hasTip, SkillPanelPhase phase,
-                  int minimumMs, int maximumMs) {
+int nextPollDelay(const QRect& frame, QPoint pointer, Hover hover, bool hasTip,
+                  SkillPanelPhase phase, int minimumMs, int maximumMs) {
     if (hover.expanded || hover.acceptsMouse)
         return minimumMs;
     double nearest = distance(tabZoneRect(frame), pointer);

@@ -41,7 +41,7 @@ inline constexpr double fastestPointerSpeed = 6.0;
 // the pointer needs at the fastest to reach a zone where a poll would change something, within
 // [minimumMs, maximumMs]. An open or clickable pill answers at the minimum, as leaving it matters
 // at once.
-int nextPollDelay(const QRect& frame, QPoint pointer, Hover hover, bool hasTip, SkillPanelPhase phase,
-                  int minimumMs, int maximumMs);
+int nextPollDelay(const QRect& frame, QPoint pointer, Hover hover, bool hasTip,
+                  SkillPanelPhase phase, int minimumMs, int maximumMs);
 
 } // namespace tavrik::PillGeometry
