@@ -83,18 +83,22 @@ private:
 
 // Stops a nested event loop at the first paint of a watched widget, once the paint (and with it
 // the whole window's repaint, which Qt does in one pass) is done.
-// Also notes when a key press reaches `keyTarget`, to tell the way there from the work after.
+// Also notes when a key press reaches `keyTarget`, and when a palette window is shown, to tell
+// the way there from the work after.
 class PaintWatch : public QObject {
 public:
     QWidget* watched = nullptr; // null: any widget of the open palette
     QObject* keyTarget = nullptr;
     QElapsedTimer clock;
     qint64 keyNs = -1;
+    qint64 shownNs = -1;
     bool painted = false;
 
     bool eventFilter(QObject* object, QEvent* event) override {
         if (event->type() == QEvent::KeyPress && object == keyTarget && keyNs < 0)
             keyNs = clock.nsecsElapsed();
+        if (event->type() == QEvent::Show && shownNs < 0 && qobject_cast<PaletteView*>(object))
+            shownNs = clock.nsecsElapsed();
         if (event->type() != QEvent::Paint || painted || !object->isWidgetType())
             return false;
         auto* widget = static_cast<QWidget*>(object);
@@ -197,22 +201,15 @@ void BM_ControlSlashToPaintedPalette(benchmark::State& state) {
     Keyboard keyboard;
     RunningApplication& running = applicationWith(int(state.range(0)));
     AppState* app = running.shell->app();
-    double hotkeyMs = 0;
+    double shownMs = 0;
     for (auto _ : state) {
         PaintWatch watch;
         qApp->installEventFilter(&watch);
-        qint64 openedNs = -1;
-        const QMetaObject::Connection opened =
-            QObject::connect(app, &AppState::paletteOpenChanged, [&](bool open) {
-                if (open && openedNs < 0)
-                    openedNs = watch.clock.nsecsElapsed();
-            });
         keyboard.key(XK_Control_L, true);
         watch.clock.start();
         keyboard.key(XK_slash, true);
         const bool painted = watch.wait();
         const qint64 ns = watch.clock.nsecsElapsed();
-        QObject::disconnect(opened);
         qApp->removeEventFilter(&watch);
         keyboard.key(XK_slash, false);
         keyboard.key(XK_Control_L, false);
@@ -222,12 +219,12 @@ void BM_ControlSlashToPaintedPalette(benchmark::State& state) {
             break;
         }
         state.SetIterationTime(double(ns) / 1e9);
-        hotkeyMs += double(openedNs) / 1e6;
+        shownMs += double(watch.shownNs) / 1e6;
         closePalette(app);
     }
-    // The part of the time until the application knew of the hotkey (X server, grab, RECORD).
-    state.counters["to_hotkey_ms"] =
-        benchmark::Counter(hotkeyMs, benchmark::Counter::kAvgIterations);
+    // The part of the time until the palette was built and shown (key through the X server to the
+    // hotkey engine, the palette ranked and laid out); the rest is the window mapped and painted.
+    state.counters["to_shown_ms"] = benchmark::Counter(shownMs, benchmark::Counter::kAvgIterations);
     state.SetLabel(QStringLiteral("%1 skills; target < 50 ms").arg(state.range(0)).toStdString());
 }
 BENCHMARK(BM_ControlSlashToPaintedPalette)
