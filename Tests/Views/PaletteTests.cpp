@@ -9,6 +9,7 @@
 #include <QPointer>
 #include <QPushButton>
 #include <gtest/gtest.h>
+#include <memory>
 
 using namespace tavrik;
 using namespace tavrik::testing;
@@ -71,6 +72,43 @@ TEST(PaletteModel, QueryRanksAndResetsTheSelection) {
     model.move(+3);
     model.setSkills({makeSkill("Only one")});
     EXPECT_EQ(model.selectedIndex(), 1);
+}
+
+TEST(PaletteModel, SearchesEachTextOfTheCurrentLibraryAlsoInACopy) {
+    Skill silent = makeSkill("Zip the résumé");
+    silent.trigger.clear();
+    Skill byTrigger = makeSkill("Backup");
+    byTrigger.trigger = QStringLiteral("nightly snapshot");
+    auto names = [](const PaletteModel& model) {
+        QStringList all;
+        for (const Skill& skill : model.shownSkills())
+            all << skill.name;
+        return all;
+    };
+
+    PaletteModel model;
+    model.setSkills({makeSkill("Send invoice"), silent, byTrigger});
+    model.setQuery(QStringLiteral("RÉSUMÉ"));
+    EXPECT_EQ(names(model), QStringList{"Zip the résumé"});
+    model.setQuery(QStringLiteral("snapshot"));
+    EXPECT_EQ(names(model), QStringList{"Backup"});
+    model.setQuery(QStringLiteral("/send-inv"));
+    EXPECT_EQ(names(model), QStringList{"Send invoice"});
+
+    // A new library replaces what is searched.
+    model.setSkills({makeSkill("Book a flight"), makeSkill("Send a postcard")});
+    model.setQuery(QStringLiteral("invoice"));
+    EXPECT_TRUE(names(model).isEmpty());
+    model.setQuery(QStringLiteral("send"));
+    EXPECT_EQ(names(model), QStringList{"Send a postcard"});
+
+    // A copy keeps searching once the original is gone.
+    auto original = std::make_unique<PaletteModel>(model);
+    PaletteModel copy = *original;
+    original.reset();
+    model = PaletteModel();
+    copy.setQuery(QStringLiteral("flight"));
+    EXPECT_EQ(names(copy), QStringList{"Book a flight"});
 }
 
 TEST(PaletteModel, CastsWithExampleValuesLaterNamesWinning) {

@@ -66,6 +66,56 @@ TEST(PillGeometry, ClicksPassThroughUnlessExpandedOrOverATipOrPanel) {
     EXPECT_FALSE(poll(active, {1400, 455}, false, false, SkillPanelPhase::idle).acceptsMouse);
 }
 
+TEST(PillGeometry, PollsWaitOnlyAsLongAsThePointerNeedsToReachAZone) {
+    const QRect frame(1600, 470, 320, 140); // tab zone x 1896-1920, y 510-570
+    const auto delay = [&](QPoint pointer, bool expanded, bool hasTip, SkillPanelPhase phase) {
+        const PillGeometry::Hover hover =
+            PillGeometry::poll(frame, pointer, expanded, hasTip, phase);
+        return PillGeometry::nextPollDelay(frame, pointer, hover, hasTip, phase, 40, 250);
+    };
+    const auto idle = SkillPanelPhase::idle;
+    // 600 points left of the tab take 100 ms at the fastest; right beside it, the minimum.
+    EXPECT_EQ(delay({1296, 540}, false, false, idle), 100);
+    EXPECT_EQ(delay({1880, 540}, false, false, idle), 40);
+    // Far corners wait at most the maximum, so a warped pointer is noticed soon enough.
+    EXPECT_EQ(delay({0, 0}, false, false, idle), 250);
+    // The distance counts in both directions.
+    EXPECT_EQ(delay({1896 - 360, 570 + 480}, false, false, idle), 100);
+
+    // An open pill, or one taking clicks over its tip, must notice the pointer leaving at once.
+    EXPECT_EQ(delay({1700, 540}, true, false, idle), 40);
+    EXPECT_EQ(delay({1650, 540}, false, true, idle), 40);
+    // A tip or a panel brings the zones closer than the tab.
+    EXPECT_EQ(delay({1000, 540}, false, false, idle), 149);
+    EXPECT_EQ(delay({1000, 540}, false, true, idle), 100);
+    EXPECT_EQ(delay({1000, 540}, false, false, SkillPanelPhase::editable), 100);
+}
+
+TEST(PillController, PollsSoonerAsThePointerNearsAndWhenTheZonesChange) {
+    PillController controller;
+    controller.setDockArea(screenArea);
+    controller.show();
+    EXPECT_EQ(controller.nextPollMs(), PillController::pollIntervalMs);
+
+    controller.pollAt({960, 540});
+    const int far = controller.nextPollMs();
+    EXPECT_GT(far, PillController::pollIntervalMs);
+    EXPECT_LE(far, PillController::slowestPollIntervalMs);
+    controller.pollAt({1700, 540});
+    EXPECT_LT(controller.nextPollMs(), far);
+
+    controller.pollAt({960, 540});
+    controller.setHasTip(true); // a tip appears over the card: its zone may be under the pointer
+    EXPECT_EQ(controller.nextPollMs(), PillController::pollIntervalMs);
+    controller.pollAt({960, 540});
+    controller.setPhase(SkillPanelPhase::generating);
+    EXPECT_EQ(controller.nextPollMs(), PillController::pollIntervalMs);
+
+    controller.hideForPalette();
+    controller.restore();
+    EXPECT_EQ(controller.nextPollMs(), PillController::pollIntervalMs);
+}
+
 TEST(PillController, ResizesWithThePhaseAndStaysOnTheEdge) {
     PillController controller;
     controller.setDockArea(screenArea);

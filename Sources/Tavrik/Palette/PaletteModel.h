@@ -65,6 +65,7 @@ private:
     };
 
     QList<Skill> m_skills;
+    QString m_texts; // the texts of all entries, which point into it
     QList<Entry> m_entries;
     bool m_prepared = false;
     QList<Skill> m_shown;

@@ -9,7 +9,7 @@
 namespace tavrik {
 
 PillController::PillController(QObject* parent) : QObject(parent) {
-    m_pollTimer.setInterval(pollIntervalMs);
+    m_pollTimer.setSingleShot(true);
     connect(&m_pollTimer, &QTimer::timeout, this, &PillController::poll);
 }
 
@@ -31,7 +31,7 @@ void PillController::show() {
     reposition();
     m_window->show();
     m_window->setAcceptsMouse(false);
-    m_pollTimer.start();
+    m_pollTimer.start(pollIntervalMs);
 }
 
 void PillController::setPhase(SkillPanelPhase phase) {
@@ -41,9 +41,14 @@ void PillController::setPhase(SkillPanelPhase phase) {
     if (m_window)
         m_window->setPhase(phase);
     syncSize();
+    // The pill's zones have changed; a poll scheduled for the old ones may be too late.
+    if (m_pollTimer.isActive())
+        m_pollTimer.start(pollIntervalMs);
 }
 
 void PillController::setHasTip(bool hasTip) {
+    if (hasTip != m_hasTip && m_pollTimer.isActive())
+        m_pollTimer.start(pollIntervalMs);
     m_hasTip = hasTip;
 }
 
@@ -76,18 +81,23 @@ void PillController::syncSize() {
 void PillController::poll() {
     if (m_window && m_window->isVisible())
         pollAt(QCursor::pos());
+    else if (m_window)
+        m_pollTimer.start(slowestPollIntervalMs); // hidden for the palette; back soon
 }
 
 void PillController::pollAt(QPoint pointer) {
     if (!m_window)
         return;
-    const PillGeometry::Hover hover = PillGeometry::poll(m_window->frameGeometry(), pointer,
-                                                         m_model.expanded(), m_hasTip, m_phase);
+    const QRect frame = m_window->frameGeometry();
+    const PillGeometry::Hover hover =
+        PillGeometry::poll(frame, pointer, m_model.expanded(), m_hasTip, m_phase);
     setExpanded(hover.expanded);
     if (hover.acceptsMouse != m_acceptsMouse || hover.acceptsMouse != m_window->acceptsMouse()) {
         m_acceptsMouse = hover.acceptsMouse;
         m_window->setAcceptsMouse(hover.acceptsMouse);
     }
+    m_pollTimer.start(PillGeometry::nextPollDelay(frame, pointer, hover, m_hasTip, m_phase,
+                                                  pollIntervalMs, slowestPollIntervalMs));
 }
 
 void PillController::setExpanded(bool expanded) {
@@ -105,6 +115,7 @@ void PillController::restore() {
     syncSize();
     m_window->show();
     m_window->raise();
+    m_pollTimer.start(pollIntervalMs);
 }
 
 } // namespace tavrik

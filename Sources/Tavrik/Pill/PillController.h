@@ -12,12 +12,15 @@ namespace tavrik {
 class PillWindow;
 
 // Owns the pill's window and decides its size, its place on the right edge of the screen,
-// whether it is expanded and whether it lets clicks through. The pointer is polled every 40 ms,
-// since a window that lets clicks through gets no hover events.
+// whether it is expanded and whether it lets clicks through. The pointer is polled, since a
+// window that lets clicks through gets no hover events: every 40 ms near the pill or while it is
+// open, less often while the pointer is too far away to reach it sooner, so an idle desktop
+// is not woken 25 times a second.
 class PillController : public QObject {
     Q_OBJECT
 public:
     static constexpr int pollIntervalMs = 40;
+    static constexpr int slowestPollIntervalMs = 250;
 
     explicit PillController(QObject* parent = nullptr);
     ~PillController() override;
@@ -39,8 +42,10 @@ public:
     void reposition();
     void syncSize();
     void poll();
-    // One poll with the pointer at a global position.
+    // One poll with the pointer at a global position; schedules the next.
     void pollAt(QPoint pointer);
+    // When the next poll is due, in milliseconds, while the timer runs.
+    int nextPollMs() const { return m_pollTimer.isActive() ? m_pollTimer.interval() : -1; }
     void setExpanded(bool expanded);
     bool acceptsMouse() const { return m_acceptsMouse; }
 

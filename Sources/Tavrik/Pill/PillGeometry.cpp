@@ -1,5 +1,8 @@
 #include "Tavrik/Pill/PillGeometry.h"
 
+#include <algorithm>
+#include <cmath>
+
 namespace tavrik::PillGeometry {
 
 namespace {
@@ -8,6 +11,13 @@ namespace {
 bool inside(const QRect& zone, QPoint point) {
     return point.x() >= zone.left() && point.x() <= zone.left() + zone.width() &&
            point.y() >= zone.top() && point.y() <= zone.top() + zone.height();
+}
+
+// Straight-line distance from a point outside `zone` to its nearest edge; 0 inside.
+double distance(const QRect& zone, QPoint point) {
+    const int dx = std::max({zone.left() - point.x(), 0, point.x() - (zone.left() + zone.width())});
+    const int dy = std::max({zone.top() - point.y(), 0, point.y() - (zone.top() + zone.height())});
+    return std::hypot(double(dx), double(dy));
 }
 
 int midY(const QRect& frame) {
@@ -52,6 +62,19 @@ Hover poll(const QRect& frame, QPoint pointer, bool expanded, bool hasTip, Skill
     const bool inPanel = phase != SkillPanelPhase::idle && inside(panelZoneRect(frame), pointer);
     hover.acceptsMouse = hover.expanded || inTip || inPanel;
     return hover;
+}
+
+int nextPollDelay(const QRect& frame, QPoint pointer, Hover hover, bool hasTip,
+                  SkillPanelPhase phase, int minimumMs, int maximumMs) {
+    if (hover.expanded || hover.acceptsMouse)
+        return minimumMs;
+    double nearest = distance(tabZoneRect(frame), pointer);
+    if (hasTip)
+        nearest = std::min(nearest, distance(tipZoneRect(frame), pointer));
+    if (phase != SkillPanelPhase::idle)
+        nearest = std::min(nearest, distance(panelZoneRect(frame), pointer));
+    const double ms = nearest / fastestPointerSpeed;
+    return int(std::clamp(ms, double(minimumMs), double(maximumMs)));
 }
 
 } // namespace tavrik::PillGeometry

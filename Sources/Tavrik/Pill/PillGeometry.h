@@ -33,4 +33,15 @@ struct Hover {
 // One pointer poll: the expansion after it and whether the window should take clicks.
 Hover poll(const QRect& frame, QPoint pointer, bool expanded, bool hasTip, SkillPanelPhase phase);
 
+// The fastest a hand moves the pointer, in points per millisecond: across a 1920-point screen
+// in about a third of a second.
+inline constexpr double fastestPointerSpeed = 6.0;
+
+// How long the next poll may wait, in milliseconds, after a poll that found `hover`: the time
+// the pointer needs at the fastest to reach a zone where a poll would change something, within
+// [minimumMs, maximumMs]. An open or clickable pill answers at the minimum, as leaving it matters
+// at once.
+int nextPollDelay(const QRect& frame, QPoint pointer, Hover hover, bool hasTip,
+                  SkillPanelPhase phase, int minimumMs, int maximumMs);
+
 } // namespace tavrik::PillGeometry
