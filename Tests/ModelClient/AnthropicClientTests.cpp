@@ -214,7 +214,8 @@ TEST_F(AnthropicClientTest, NoAnswerEndsAtTheTimeout) {
     EXPECT_GE(clock.elapsed(), 250);
 
     // A stream that stalls after its first event times out as well; the idle clock restarts
-    // with every piece of data.
+    // with every piece of data. (Gaps well inside the limit, for a loaded machine.)
+    client.setTimeout(800ms);
     server.route("POST", "/v1/messages",
                  CannedResponse::eventStream({{messages::textDelta("a"), 0},
                                               {messages::textDelta("b"), 200},
