@@ -6,6 +6,7 @@
 // pill and main window) over a library in a temporary XDG_DATA_HOME; nothing leaves the machine.
 // Needs an X display: run under scripts/virtual-desktop. PaletteBench measures the same on the
 // offscreen platform, without the X server's part.
+#include "SampleLibrary.h"
 #include "Tavrik/AppState.h"
 #include "Tavrik/Onboarding/OnboardingWindow.h"
 #include "Tavrik/Palette/PaletteRows.h"
@@ -36,32 +37,6 @@ using namespace tavrik;
 namespace {
 
 constexpr int kTimeoutMs = 5000;
-
-QList<Skill> library(int count) {
-    const QStringList verbs{"Search", "Open",     "File",   "Send", "Archive",
-                            "Rename", "Download", "Export", "Book"};
-    const QStringList objects{
-        "expense report", "weekly notes",    "invoice", "flight",   "photos", "meeting minutes",
-        "pull request",   "calendar invite", "receipt", "playlist", "résumé"};
-    const QStringList places{"Firefox", "Files",  "Thunderbird", "GitLab",
-                             "Calc",    "Writer", "Slack",       "the wiki"};
-    QList<Skill> skills;
-    for (int i = 0; i < count; ++i) {
-        Skill skill;
-        const QString verb = verbs[i % verbs.size()];
-        const QString object = objects[(i / 7) % objects.size()];
-        const QString place = places[(i / 3) % places.size()];
-        skill.name = QStringLiteral("%1 %2 in %3 %4").arg(verb, object, place).arg(i);
-        skill.trigger = QStringLiteral("%1 the %2 using %3").arg(verb.toLower(), object, place);
-        skill.summary = QStringLiteral("Opens %1 and works through the %2.").arg(place, object);
-        skill.createdAt = QDateTime::currentDateTimeUtc().addSecs(-i * 60);
-        PlanStep step;
-        step.intent = QStringLiteral("Open %1").arg(place);
-        skill.plan << step;
-        skills.append(skill);
-    }
-    return skills;
-}
 
 // Keys as the X server sees them from a keyboard, on a connection of their own.
 class Keyboard {
@@ -154,7 +129,7 @@ struct RunningApplication {
         qputenv("TAVRIK_WEB_HOST", "http://127.0.0.1:9");
         qputenv("TAVRIK_ANALYTICS_HOST", "http://127.0.0.1:9");
         SkillStore store;
-        for (const Skill& skill : library(count))
+        for (const Skill& skill : bench::sampleLibrary(count))
             store.save(skill);
         shell = std::make_unique<AppShell>();
         shell->launch();
