@@ -1,5 +1,6 @@
 #include "AgentRunner/StandInRuntime.h"
 #include "Support/CoreApplication.h"
+#include "Support/ScopedEnvironment.h"
 #include "Support/TempSupportFolder.h"
 #include "Tavrik/Runtime/AgentRunner.h"
 #include "Tavrik/Runtime/CastRules.h"
@@ -16,27 +17,9 @@
 #include <gtest/gtest.h>
 
 using namespace tavrik;
+using tavrik::test::ScopedEnvironment;
 
 namespace {
-
-class EnvironmentVariable {
-public:
-    EnvironmentVariable(const char* name, const QByteArray& value)
-        : m_name(name), m_previous(qgetenv(name)), m_wasSet(qEnvironmentVariableIsSet(name)) {
-        qputenv(name, value);
-    }
-    ~EnvironmentVariable() {
-        if (m_wasSet)
-            qputenv(m_name, m_previous);
-        else
-            qunsetenv(m_name);
-    }
-
-private:
-    const char* m_name;
-    QByteArray m_previous;
-    bool m_wasSet;
-};
 
 struct Outcome {
     QStringList phrases;
@@ -72,7 +55,7 @@ protected:
     }
     test::TempSupportFolder support;
     test::StandInRuntime runtime;
-    EnvironmentVariable runtimeDir{"TAVRIK_RUNTIME_DIR", runtime.path().toUtf8()};
+    ScopedEnvironment runtimeDir{"TAVRIK_RUNTIME_DIR", runtime.path().toUtf8()};
     Skill skill;
 };
 
@@ -143,53 +126,27 @@ TEST(AgentRunnerPhrases, DiscoveryOrder) {
     node.setPermissions(node.permissions() | QFile::ExeOwner);
     EXPECT_EQ(RuntimeLocator::installedRuntime(executable), prefix.path() + "/share/tavrik/runtime");
 
-    EnvironmentVariable home("HOME", prefix.path().toUtf8());
-    EnvironmentVariable named("TAVRIK_RUNTIME_DIR", (prefix.path() + "/nowhere").toUtf8());
+    ScopedEnvironment home("HOME", prefix.path().toUtf8());
+    ScopedEnvironment named("TAVRIK_RUNTIME_DIR", (prefix.path() + "/nowhere").toUtf8());
     EXPECT_FALSE(RuntimeLocator::developmentRuntime(executable));
     QFile(prefix.path() + "/runtime/package.json").open(QIODevice::WriteOnly);
     EXPECT_EQ(RuntimeLocator::developmentRuntime(executable), prefix.path() + "/runtime");
     QDir(prefix.path()).mkpath("named");
     QFile(prefix.path() + "/named/package.json").open(QIODevice::WriteOnly);
-    EnvironmentVariable namedAgain("TAVRIK_RUNTIME_DIR", (prefix.path() + "/named").toUtf8());
+    ScopedEnvironment namedAgain("TAVRIK_RUNTIME_DIR", (prefix.path() + "/named").toUtf8());
     EXPECT_EQ(RuntimeLocator::developmentRuntime(executable), prefix.path() + "/named");
 }
 
 TEST(AgentRunnerPhrases, NoRuntimeFinishesAtOnce) {
     test::TempSupportFolder support;
     QTemporaryDir home;
-    EnvironmentVariable homeVariable("HOME", home.path().toUtf8());
-    EnvironmentVariable named("TAVRIK_RUNTIME_DIR", home.path().toUtf8());
+    ScopedEnvironment homeVariable("HOME", home.path().toUtf8());
+    ScopedEnvironment named("TAVRIK_RUNTIME_DIR", home.path().toUtf8());
     AgentRunner runner;
     Outcome outcome = runToEnd(runner, Skill{}, {});
     EXPECT_TRUE(outcome.finished);
     EXPECT_FALSE(outcome.success);
     EXPECT_EQ(outcome.summary, "Couldn't find the Tavrik runtime.");
-}
-
-TEST_F(AgentRunnerTest, LinesBecomePhrasesStepsAndSummary) {
-    AgentRunner runner;
-    Outcome outcome = runToEnd(runner, skill,
-                               {{"lines", "→ open https://example.org|log noise|· reading|→ sheets_append rows=4|→|✓ Sent 3 messages"},
-                                {"note", "a=b c  d"},
-                                {"echo", "1"}});
-    ASSERT_TRUE(outcome.finished);
-    EXPECT_TRUE(outcome.success);
-    EXPECT_EQ(outcome.summary, "Sent 3 messages");
-    EXPECT_EQ(runner.steps(), (QList<QString>{"open", "sheets_append"}));
-    EXPECT_EQ(outcome.phrases, (QStringList{"arg: echo=1", "arg: lines=→ open https://example.org|log noise|· reading|→ sheets_append rows=4|→|✓ Sent 3 messages",
-                                            "arg: note=a=b c  d", "Opening the page…", "reading", "Adding rows to the sheet…",
-                                            "Working…", "Sent 3 messages"}));
-}
-
-TEST_F(AgentRunnerTest, ExitStatusDecidesSuccess) {
-    AgentRunner failing;
-    Outcome failed = runToEnd(failing, skill, {{"lines", "✗ The page never loaded"}, {"exit", "3"}});
-    EXPECT_FALSE(failed.success);
-    EXPECT_EQ(failed.summary, "The page never loaded");
-    AgentRunner quiet;
-    Outcome silent = runToEnd(quiet, skill, {});
-    EXPECT_TRUE(silent.success);
-    EXPECT_EQ(silent.summary, "");
 }
 
 TEST_F(AgentRunnerTest, CancelEndsTheWholeProcessGroupWithoutAFinish) {

@@ -77,15 +77,11 @@ struct FakePermissions : PermissionGate {
 struct FakeHotkeys : HotkeyControl {
     int starts = 0;
     bool casting = false;
-    QList<bool> castingHistory;
     bool start() override {
         ++starts;
         return true;
     }
-    void setCasting(bool c) override {
-        casting = c;
-        castingHistory << c;
-    }
+    void setCasting(bool c) override { casting = c; }
 };
 
 struct ScriptedQuestions : Questions {

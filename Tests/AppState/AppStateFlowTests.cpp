@@ -1,47 +1,19 @@
 #include "AppState/AppStateFixture.h"
 #include "AgentRunner/StandInRuntime.h"
+#include "Support/AuditLogReader.h"
 #include "Support/LocalHttpServer.h"
 #include "Support/MessagesApi.h"
+#include "Support/ScopedEnvironment.h"
 #include "Tavrik/ModelSynthesis.h"
 #include "TavrikCore/Synthesis/Hosts.h"
 #include "Tavrik/Runtime/ProcessGroup.h"
-#include "TavrikCore/Storage/AuditLog.h"
 #include "TavrikCore/Storage/Paths.h"
 #include "TavrikCore/Storage/SkillStore.h"
 
 #include <QFile>
-#include <QJsonDocument>
-#include <QSettings>
 
 using namespace tavrik;
 using namespace tavrik::test;
-
-namespace {
-
-class ScopedEnvironment {
-public:
-    ScopedEnvironment(const char* name, const QByteArray& value) : m_name(name), m_previous(qgetenv(name)) {
-        qputenv(name, value);
-    }
-    ~ScopedEnvironment() { qputenv(m_name, m_previous); }
-
-private:
-    const char* m_name;
-    QByteArray m_previous;
-};
-
-QList<QJsonObject> auditLines() {
-    QFile file(AuditLog::filePath());
-    QList<QJsonObject> lines;
-    if (!file.open(QIODevice::ReadOnly))
-        return lines;
-    for (const QByteArray& line : file.readAll().split('\n'))
-        if (!line.trimmed().isEmpty())
-            lines << QJsonDocument::fromJson(line).object();
-    return lines;
-}
-
-} // namespace
 
 TEST_F(AppStateTest, StartsIdleWithTheFoldersMadeAndHotkeysStartedOncePermissionsAllowThem) {
     permissions->granted = false;
@@ -216,21 +188,6 @@ TEST_F(AppStateTest, DiscardAsksOnlyAboutUnsavedEdits) {
     EXPECT_TRUE(app().skills().isEmpty());
 }
 
-TEST_F(AppStateTest, ADeclinedDestructiveSkillNeverStarts) {
-    const Skill skill = draftSkill("Submit Report", true);
-    ASSERT_FALSE(SkillStore().save(skill));
-    questions->answers = {1};
-    app().cast(skill);
-    ASSERT_EQ(questions->asked.size(), 1);
-    EXPECT_EQ(questions->asked[0].message, "Let Tavrik run “Submit Report”?");
-    EXPECT_TRUE(questions->asked[0].details.contains("•  Submit the report for {{week_ending}}"));
-    EXPECT_EQ(questions->asked[0].buttons, (QStringList{"Run It", "Cancel"}));
-    EXPECT_TRUE(questions->asked[0].warning);
-    EXPECT_EQ(app().state(), TavrikState::idle());
-    EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::idle);
-    EXPECT_TRUE(auditLines().isEmpty());
-}
-
 class AppStateRunTest : public AppStateTest {
 protected:
     void SetUp() override {
@@ -264,11 +221,11 @@ TEST_F(AppStateRunTest, RunFromThePanelShowsProgressThenTheOutcomeAndAppendsTheR
     EXPECT_FALSE(hotkeys->casting);
     EXPECT_EQ(eventNames().count("skill_run_started"), 1);
     EXPECT_EQ(eventNames().count("skill_run_finished"), 1);
-    const QList<QJsonObject> audit = auditLines();
+    const QList<RunRecord> audit = readAuditLog();
     ASSERT_EQ(audit.size(), 1);
-    EXPECT_EQ(audit[0]["skill"].toString(), "Weekly Report");
-    EXPECT_EQ(audit[0]["mode"].toString(), "agent");
-    EXPECT_FALSE(audit[0]["aborted"].toBool());
+    EXPECT_EQ(audit[0].skill, "Weekly Report");
+    EXPECT_EQ(audit[0].mode, "agent");
+    EXPECT_FALSE(audit[0].aborted);
 }
 
 TEST_F(AppStateRunTest, AConfirmedDestructiveRunThatFailsReportsTheRuntimesLastLine) {
@@ -276,13 +233,16 @@ TEST_F(AppStateRunTest, AConfirmedDestructiveRunThatFailsReportsTheRuntimesLastL
     ASSERT_FALSE(SkillStore().save(skill));
     questions->answers = {0};
     app().cast(skill, {{"exit", "1"}, {"lines", "→ click Submit|✗ The form rejected the week"}});
+    ASSERT_EQ(questions->asked.size(), 1);
+    EXPECT_EQ(questions->asked[0].buttons, (QStringList{"Run It", "Cancel"}));
+    EXPECT_TRUE(questions->asked[0].warning);
     EXPECT_EQ(app().state(), TavrikState::casting("Submit Report"));
     ASSERT_TRUE(waitFor([&] { return app().state() == TavrikState::idle(); }, 60000));
     EXPECT_EQ(app().runOutcome(), "The form rejected the week");
     EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::idle);
-    const QList<QJsonObject> audit = auditLines();
+    const QList<RunRecord> audit = readAuditLog();
     ASSERT_EQ(audit.size(), 1);
-    EXPECT_TRUE(audit[0]["aborted"].toBool());
+    EXPECT_TRUE(audit[0].aborted);
 }
 
 TEST_F(AppStateRunTest, PanicEndsTheRunAndEveryProcessItStarted) {
@@ -301,36 +261,20 @@ TEST_F(AppStateRunTest, PanicEndsTheRunAndEveryProcessItStarted) {
     EXPECT_EQ(app().runningLine(), "");
     EXPECT_TRUE(waitFor([&] { return ProcessGroup::livingMembers(group) == 0; }, 5000));
     EXPECT_FALSE(app().hasRunOutcome()); // a stopped run reports nothing late
-    EXPECT_TRUE(auditLines().isEmpty());
+    EXPECT_TRUE(readAuditLog().isEmpty());
     EXPECT_EQ(eventNames().count("skill_run_finished"), 1);
 }
 
-// The draft comes from a real streamed Messages API answer served on this machine.
-TEST_F(AppStateTest, TheModelsStreamedAnswerBecomesTheDraft) {
+// A refusal from the model, served on this machine, ends in the error phase with its status.
+// (A streamed answer becoming the draft is what the end-to-end test watches.)
+TEST_F(AppStateTest, TheModelsRefusalEndsInTheErrorPhase) {
     LocalHttpServer server;
     ScopedEnvironment modelHost{Hosts::modelApiVariable, server.baseUrl().toUtf8()};
     ScopedEnvironment key{"ANTHROPIC_API_KEY", "sk-ant-local"};
-    const QString markdown = "---\nname: Search B\ndescription: Searches b.\ntrigger: search b for {{term}}\n"
-                             "parameters:\n  - name: term\n    type: searchTerm\n    prompt: What?\n    example: x\n"
-                             "---\n\n# Search B\n";
-    QStringList pieces;
-    for (qsizetype at = 0; at < markdown.size(); at += 11)
-        pieces << markdown.mid(at, 11);
-    server.route("POST", "/v1/messages",
-                 CannedResponse::eventStream(CannedResponse::split(messages::textStream(pieces), 40, 5)));
-    useSynthesis(std::make_unique<ModelSynthesis>());
-    int growth = 0;
-    QObject::connect(&app(), &AppState::pendingSkillMarkdownChanged, [&] { ++growth; });
-    recordDraft();
-    ASSERT_EQ(app().skillPanelPhase(), SkillPanelPhase::editable) << app().skillGenerationError().toStdString();
-    EXPECT_GT(growth, 2); // it grew piece by piece before the final text replaced it
-    EXPECT_EQ(app().pendingSkillMarkdown(), markdown);
-    EXPECT_EQ(app().pendingGeneratedSkill()->name, "Search B");
-    EXPECT_EQ(server.requests().at(0).header("x-api-key"), "sk-ant-local");
-
     server.route("POST", "/v1/messages", CannedResponse::json(400, messages::errorBody("invalid_request_error", "too long")));
-    app().closeSkillPanel();
+    useSynthesis(std::make_unique<ModelSynthesis>());
     recordDraft();
     EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::error);
     EXPECT_TRUE(app().skillGenerationError().contains("400")) << app().skillGenerationError().toStdString();
+    EXPECT_EQ(server.requests().at(0).header("x-api-key"), "sk-ant-local");
 }

@@ -117,33 +117,6 @@ TEST(HotkeyEngine, ThirdTapStartsANewPairAndHeldControlDoesNotRepeat) {
     EXPECT_EQ(wrapped.toggles(), 0);
 }
 
-TEST(HotkeyEngine, ControlSlashOpensThePaletteUnlessSuperIsHeld) {
-    Driver d;
-    EXPECT_TRUE(d.press(KeyCodes::slash, ModifierFlags::control));
-    EXPECT_TRUE(d.press(KeyCodes::slash, ModifierFlags::control | ModifierFlags::shift |
-                                             ModifierFlags::alt | ModifierFlags::capsLock));
-    EXPECT_FALSE(d.press(KeyCodes::slash, ModifierFlags::control | ModifierFlags::super));
-    EXPECT_FALSE(d.press(KeyCodes::slash, 0));
-    EXPECT_FALSE(d.press(KeyCodes::period, ModifierFlags::control));
-    EXPECT_EQ(d.events,
-              (QList{HotkeyEngine::Event::openPalette, HotkeyEngine::Event::openPalette}));
-}
-
-TEST(HotkeyEngine, EscapeIsTakenOnlyWhileCasting) {
-    Driver d;
-    EXPECT_FALSE(d.press(KeyCodes::escape));
-    EXPECT_TRUE(d.events.isEmpty());
-    d.engine.setCasting(true);
-    EXPECT_TRUE(d.press(KeyCodes::escape));
-    EXPECT_TRUE(d.press(KeyCodes::escape, ModifierFlags::shift));
-    d.engine.setCasting(false);
-    EXPECT_FALSE(d.press(KeyCodes::escape));
-    EXPECT_EQ(d.events, (QList{HotkeyEngine::Event::panic, HotkeyEngine::Event::panic}));
-
-    EXPECT_TRUE(HotkeyEngine::swallows(KeyCodes::escape, 0, true));
-    EXPECT_FALSE(HotkeyEngine::swallows(KeyCodes::escape, 0, false));
-}
-
 TEST(HotkeyEngine, WithoutADesktopStartSaysSo) {
     HotkeyEngine engine;
     EXPECT_FALSE(engine.start());

@@ -22,16 +22,6 @@ RuntimeSpec openURL(const QString& url) {
 }
 } // namespace
 
-TEST(SkillModel, SlashCommand) {
-    EXPECT_EQ(named("Search Google & Maps").slashCommand(), "/search-google-and-maps");
-    EXPECT_EQ(named("!!!").slashCommand(), "/skill");
-    EXPECT_EQ(named("").slashCommand(), "/skill");
-    EXPECT_EQ(named("A&B").slashCommand(), "/aandb");
-    EXPECT_EQ(named("  Hello    World  ").slashCommand(), "/hello-world");
-    EXPECT_EQ(named("Café Straße 2").slashCommand(), "/café-straße-2");
-    EXPECT_EQ(named("Größe_über—Maß").slashCommand(), "/größe-über-maß");
-}
-
 TEST(SkillModel, AllURLTemplatesInOpeningOrder) {
     RuntimeSpec spec = openURL("a");
     spec.urlTemplates = QList<QString>{"b", "c"};

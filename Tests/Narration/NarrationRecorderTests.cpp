@@ -67,19 +67,6 @@ protected:
     static inline QTemporaryDir* dir = nullptr;
 };
 
-TEST(NarrationLevel, IsRootMeanSquareTimesEighteenClamped) {
-    std::vector<qint16> silence(1024, 0);
-    EXPECT_EQ(NarrationRecorder::level(silence.data(), 1024), 0.0f);
-    std::vector<qint16> quiet(1024);
-    for (size_t i = 0; i < quiet.size(); ++i) {
-        quiet[i] = i % 2 ? 1000 : -1000; // rms 1000/32768
-    }
-    EXPECT_NEAR(NarrationRecorder::level(quiet.data(), 1024), 1000.0 / 32768 * 18, 1e-4);
-    std::vector<qint16> loud(1024, -20000);
-    EXPECT_EQ(NarrationRecorder::level(loud.data(), 1024), 1.0f);
-    EXPECT_EQ(NarrationRecorder::level(nullptr, 0), 0.0f);
-}
-
 TEST_F(Speech, WavFilesOtherThanTheNarrationFormatAreRefusedWithTheReason) {
     QString error;
     const QString raw = dir->filePath("native.wav"); // espeak-ng writes 22050 Hz

@@ -40,7 +40,6 @@ public:
         return targetAt ? targetAt(at) : std::nullopt;
     }
     std::optional<AXTarget> focusedTarget() override {
-        ++focusCalls;
         nestedLoop();
         return focused;
     }
@@ -60,7 +59,6 @@ public:
     QList<Rect> secureRects;
     std::optional<FrontmostApplication> frontmost;
     int targetCalls = 0;
-    int focusCalls = 0;
 };
 
 // Keeps every capture request. Captures succeed at once with the requested size, unless the

@@ -9,8 +9,6 @@
 #include "Tavrik/MainWindow/MainWindow.h"
 #include "Tavrik/Onboarding/OnboardingWindow.h"
 #include "Tavrik/Overlay/OverlayController.h"
-#include "Tavrik/Palette/PaletteWindow.h"
-#include "Tavrik/Shell/AppShell.h"
 #include "Tavrik/Overlay/OverlayFrame.h"
 #include "TavrikCore/Permissions/PermissionsManager.h"
 #include "TavrikCore/Storage/SkillStore.h"
@@ -151,39 +149,4 @@ TEST(Screenshots, ApplicationWindows) {
         overlay.setVisible(true);
         save(overlay.windows().first().data(), "overlay", true);
     }
-}
-
-// The whole application as it starts on a desktop: main window, pill, onboarding; then the
-// palette, a recording and the panel after an empty recording.
-TEST(Screenshots, RunningApplication) {
-    if (screenshotDir().isEmpty() || QGuiApplication::platformName() != QLatin1String("xcb"))
-        GTEST_SKIP() << "set TAVRIK_SCREENSHOT_DIR and run on an X server to take pictures";
-    QDir().mkpath(screenshotDir());
-    test::TempSupportFolder support;
-    test::TempSettings settings;
-    // Nothing leaves the machine: the update check and analytics go to a closed local port.
-    qputenv("TAVRIK_WEB_HOST", "http://127.0.0.1:9");
-    qputenv("TAVRIK_ANALYTICS_HOST", "http://127.0.0.1:9");
-    saveLibrary();
-
-    AppShell shell;
-    shell.launch();
-    QWidget* main = shell.mainWindow();
-    main->move(40, 40);
-    main->resize(860, 560);
-    save(main, "app-launch", true);
-    if (shell.onboarding())
-        shell.onboarding()->close();
-
-    shell.app()->openPalette();
-    save(main, "app-palette", true);
-    PaletteWindow::close();
-    settle(600);
-
-    shell.app()->startRecording();
-    save(main, "app-recording", true);
-    shell.app()->stopRecording();
-    settle(300);
-    save(main, "app-empty-recording", true);
-    shell.app()->closeSkillPanel();
 }

@@ -12,13 +12,7 @@
 #include "Tavrik/Overlay/OverlayController.h"
 #include "Tavrik/Overlay/OverlayFrame.h"
 #include "Tavrik/Shell/SingleInstance.h"
-#include "Tavrik/Shell/AppShell.h"
-#include "Tavrik/Palette/PaletteWindow.h"
-#include "Tavrik/Pill/PillController.h"
-#include "Tavrik/Pill/PillWindow.h"
-#include "TavrikCore/Hotkeys/HotkeyEngine.h"
 #include "TavrikCore/MCP/MCPRegistry.h"
-#include "TavrikCore/Hotkeys/KeyCodes.h"
 #include "TavrikCore/Permissions/PermissionsManager.h"
 #include "TavrikCore/Storage/SkillStore.h"
 
@@ -37,7 +31,6 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QTemporaryDir>
-#include <QElapsedTimer>
 #include <gtest/gtest.h>
 
 using namespace tavrik;
@@ -254,31 +247,6 @@ TEST(SingleInstanceTest, ASecondStartHandsOverToTheRunningOne) {
     while (reopened == 0 && clock.elapsed() < 3000)
         QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
     EXPECT_EQ(reopened, 1);
-}
-
-// The running application's wiring: a hotkey reaches the state, the state opens the palette and
-// moves the pill aside, closing the palette brings the pill back.
-TEST_F(ShellTest, ControlSlashOpensThePaletteAndClosingItRestoresThePill) {
-    qputenv("TAVRIK_WEB_HOST", "http://127.0.0.1:9");
-    qputenv("TAVRIK_ANALYTICS_HOST", "http://127.0.0.1:9");
-    savedSkill("Email the invoice", 1);
-    AppShell shell;
-    shell.launch();
-    ASSERT_TRUE(shell.pill()->window());
-    EXPECT_TRUE(shell.mainWindow()->isVisible());
-
-    EXPECT_TRUE(shell.hotkeys()->handleKeyDown(KeyCodes::slash, ModifierFlags::control));
-    EXPECT_TRUE(shell.app()->paletteOpen());
-    ASSERT_TRUE(PaletteWindow::current());
-    EXPECT_EQ(PaletteWindow::current()->model().shownSkills().size(), 1);
-
-    PaletteWindow::close();
-    QElapsedTimer clock;
-    clock.start();
-    while (shell.app()->paletteOpen() && clock.elapsed() < 3000)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    EXPECT_FALSE(shell.app()->paletteOpen());
-    EXPECT_TRUE(shell.pill()->window()->isVisible());
 }
 
 // A skill of an application with a tool server offers to connect it; logging in through the

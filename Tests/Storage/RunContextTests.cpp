@@ -1,5 +1,4 @@
 #include "Support/TempSupportFolder.h"
-#include "TavrikCore/Models/TavrikState.h"
 #include "TavrikCore/Storage/AuditLog.h"
 #include "TavrikCore/Storage/Paths.h"
 #include "TavrikCore/Storage/RunContext.h"
@@ -41,17 +40,6 @@ TEST(RunContext, AbortIsStickyAndAuditTrailKeepsOrderAcrossThreads) {
             EXPECT_EQ(entry.intent, QString::number(expected++));
         }
     }
-}
-
-TEST(TavrikState, FlagsAndEquality) {
-    EXPECT_TRUE(TavrikState::recording().showsOverlay());
-    EXPECT_FALSE(TavrikState::casting("x").showsOverlay());
-    EXPECT_TRUE(TavrikState::casting("x").isCasting());
-    for (const TavrikState& state : {TavrikState::idle(), TavrikState::recording(), TavrikState::synthesizing(), TavrikState::creatingSkill()})
-        EXPECT_FALSE(state.isCasting());
-    EXPECT_EQ(TavrikState::casting("a"), TavrikState::casting("a"));
-    EXPECT_NE(TavrikState::casting("a"), TavrikState::casting("b"));
-    EXPECT_EQ(TavrikState(), TavrikState::idle());
 }
 
 TEST(AuditLog, AppendsCompactLinesCreatingTheFolder) {

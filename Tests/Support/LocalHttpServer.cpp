@@ -178,28 +178,6 @@ private:
             m_sentContinue = true;
             m_socket->write("HTTP/1.1 100 Continue\r\n\r\n");
         }
-        if (request.header("Transfer-Encoding").compare("chunked", Qt::CaseInsensitive) == 0) {
-            QByteArray body;
-            qsizetype at = 0;
-            for (;;) {
-                const qsizetype lineEnd = rest.indexOf("\r\n", at);
-                if (lineEnd < 0)
-                    return std::nullopt;
-                bool ok = false;
-                const qsizetype size =
-                    rest.mid(at, lineEnd - at).split(';').value(0).trimmed().toLongLong(&ok, 16);
-                if (!ok)
-                    return std::nullopt;
-                if (size == 0)
-                    break;
-                if (rest.size() < lineEnd + 2 + size + 2)
-                    return std::nullopt;
-                body += rest.mid(lineEnd + 2, size);
-                at = lineEnd + 2 + size + 2;
-            }
-            request.body = body;
-            return request;
-        }
         const qsizetype length = request.header("Content-Length").toLongLong();
         if (rest.size() < length)
             return std::nullopt;

@@ -7,12 +7,10 @@
 #include "Tavrik/Pill/PillController.h"
 #include "Tavrik/Pill/PillWindow.h"
 #include "Tavrik/Pill/SkillPanel.h"
-#include "TavrikCore/Storage/SkillMarkdown.h"
 #include "ViewsTestSupport.h"
 
 #include <QLabel>
 #include <QLineEdit>
-#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTimer>
 #include <gtest/gtest.h>
@@ -44,33 +42,9 @@ public:
     bool hotkeysPossible() const override { return false; }
 };
 
-// Streams a fixed draft in three pieces, then finishes, all from the event loop.
-class StreamingDraft : public SkillSynthesis {
-public:
-    std::unique_ptr<Task> streamSkill(const Recording&, const QString&,
-                                      std::function<void(const QString&)> onDelta,
-                                      std::function<void(Result)> done) override {
-        Skill skill;
-        skill.name = QStringLiteral("Submit timesheet");
-        skill.trigger = QStringLiteral("on Fridays");
-        skill.summary = QStringLiteral("Fills in the week.");
-        const QString markdown = SkillMarkdown::render(skill);
-        const int third = int(markdown.size() / 3);
-        for (int i = 0; i < 3; ++i) {
-            const QString piece = i < 2 ? markdown.mid(i * third, third) : markdown.mid(2 * third);
-            QTimer::singleShot(5 * (i + 1), [onDelta, piece] { onDelta(piece); });
-        }
-        QTimer::singleShot(30, [done, skill, markdown] {
-            done(Result{Draft{skill, markdown}, {}});
-        });
-        return std::make_unique<Task>();
-    }
-};
-
 AppServices services(bool emptyRecording = false) {
     AppServices s;
     s.recorder = std::make_unique<OneClickRecorder>(emptyRecording);
-    s.synthesis = std::make_unique<StreamingDraft>();
     s.permissions = std::make_unique<Granted>();
     s.analytics = [](const QString&, const QJsonObject&) {};
     return s;
@@ -83,43 +57,6 @@ protected:
 };
 
 } // namespace
-
-TEST_F(FloatingViewsTest, DraftStreamsIntoThePanelAndSaveWritesTheSkill) {
-    AppState app(services());
-    FloatingViews views(&app);
-    views.showPill();
-    PillWindow* window = views.pill()->window();
-    SkillPanel* panel = window->skillPanel();
-
-    app.startRecording();
-    EXPECT_TRUE(window->recordButton()->text().contains("Stop"));
-    app.stopRecording();
-    EXPECT_EQ(panel->phase(), SkillPanelPhase::generating);
-    EXPECT_EQ(window->size(), QSize(580, 240));
-
-    QStringList seen;
-    QObject::connect(panel->editor(), &QPlainTextEdit::textChanged,
-                     [&] { seen << panel->markdown(); });
-    ASSERT_TRUE(processUntil([&] { return panel->phase() == SkillPanelPhase::editable; }));
-    EXPECT_GE(seen.size(), 3) << "the draft should grow piece by piece";
-    EXPECT_EQ(panel->markdown(), app.pendingSkillMarkdown());
-    EXPECT_EQ(panel->heading()->text(), "Submit timesheet");
-
-    // The user renames the skill in the text, then saves from the panel.
-    QString edited = panel->markdown();
-    edited.replace(QStringLiteral("name: Submit timesheet"), QStringLiteral("name: Weekly hours"));
-    panel->editor()->setPlainText(edited);
-    EXPECT_EQ(app.pendingSkillMarkdown(), edited);
-    panel->saveButton()->click();
-    EXPECT_EQ(panel->phase(), SkillPanelPhase::saved);
-    ASSERT_EQ(app.store().loadAll().size(), 1);
-    EXPECT_EQ(app.store().loadAll().first().name, "Weekly hours");
-    EXPECT_TRUE(panel->heading()->text().contains("Weekly hours"));
-
-    panel->closeButton()->click();
-    EXPECT_EQ(app.skillPanelPhase(), SkillPanelPhase::idle);
-    EXPECT_EQ(window->size(), QSize(320, 140));
-}
 
 TEST_F(FloatingViewsTest, AnEmptyRecordingShowsTheErrorHeading) {
     AppState app(services(true));
