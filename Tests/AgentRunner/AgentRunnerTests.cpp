@@ -50,8 +50,8 @@ class AgentRunnerTest : public ::testing::Test {
 protected:
     void SetUp() override {
         test::ensureCoreApplication();
-        if (!runtime.isUsable())
-            GTEST_SKIP() << "runtime/node_modules is not installed (scripts/build-runtime)";
+        // Not a skip: a run without it would pass while testing nothing.
+        ASSERT_TRUE(runtime.isUsable()) << "runtime/node_modules is missing: run scripts/build-runtime (make test does)";
     }
     test::TempSupportFolder support;
     test::StandInRuntime runtime;
