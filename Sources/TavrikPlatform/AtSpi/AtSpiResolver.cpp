@@ -258,6 +258,18 @@ struct AtSpiResolver::Private {
     QHash<qint64, QDeadlineTimer> quiet;
     // The last secure fields seen per window, kept for when its application stops answering.
     QHash<unsigned long, QList<Rect>> lastSecureRects;
+    // The element last found focused per window. Typing asks for the focus at every key; checking
+    // this one first is a single call, where a search of a big window may run out of time.
+    std::map<unsigned long, Accessible> lastFocused;
+
+    bool stillFocused(AtspiAccessible* element, Query& query) {
+        auto set = query.call([&](GError**) { return atspi_accessible_get_state_set(element); });
+        if (!set || !*set) {
+            return false;
+        }
+        Ref<AtspiStateSet> states(*set);
+        return atspi_state_set_contains(*set, ATSPI_STATE_FOCUSED);
+    }
 
     bool isQuiet(qint64 pid) {
         auto it = quiet.find(pid);
@@ -579,7 +591,10 @@ std::optional<AXTarget> AtSpiResolver::focusedTarget() {
         found = windowObject != nullptr;
         if (windowObject) {
             Accessible focused;
-            if (query.interfaces(windowObject.get()).contains("Collection")) {
+            const auto known = d->lastFocused.find(window->id);
+            if (known != d->lastFocused.end() && d->stillFocused(known->second.get(), query)) {
+                focused = retain(known->second.get());
+            } else if (query.interfaces(windowObject.get()).contains("Collection")) {
                 auto found =
                     query.matches(windowObject.get(), ATSPI_ROLE_INVALID, {ATSPI_STATE_FOCUSED}, 1);
                 if (found && !found->empty()) {
@@ -587,6 +602,12 @@ std::optional<AXTarget> AtSpiResolver::focusedTarget() {
                 }
             } else {
                 focused = d->findFocused(windowObject.get(), query);
+            }
+            if (focused && !query.stopped()) {
+                if (d->lastFocused.size() > 64) {
+                    d->lastFocused.clear(); // windows long closed
+                }
+                d->lastFocused[window->id] = retain(focused.get());
             }
             AtspiAccessible* element = focused ? focused.get() : windowObject.get();
             if (!query.stopped()) {
