@@ -51,7 +51,7 @@ bool X11HotkeyGrabber::start() {
     m_record = std::make_unique<RecordStream>(
         KeyPress, KeyRelease,
         [this](const RecordStream::Event& e) { onRecorded(e.type, e.detail, e.state, e.time); },
-        100); // keys reach a focused client, which flushes them sooner anyway
+        250); // keys reach a focused client, which flushes them sooner anyway
     if (!m_record->start()) {
         m_error = m_record->errorString();
         stop();
