@@ -175,11 +175,8 @@ std::optional<AccessibleNode> findNode(const AccessibleNode& root,
     return std::nullopt;
 }
 
-std::optional<AccessibleNode> findNode(const AccessibleNode& root, const QString& role,
-                                       const QString& name) {
-    return findNode(root, [&](const AccessibleNode& node) {
-        return node.role() == role && node.name() == name;
-    });
+std::optional<AccessibleNode> focusedTextField(const AccessibleNode& root) {
+    return findNode(root, [](const AccessibleNode& node) { return node.role() == "text" && node.isFocused(); });
 }
 
 } // namespace tavrik::test

@@ -40,7 +40,7 @@ std::optional<AccessibleNode> applicationOf(qint64 pid);
 // The first showing node under `root` (depth first) that `matches`.
 std::optional<AccessibleNode> findNode(const AccessibleNode& root,
                                        const std::function<bool(const AccessibleNode&)>& matches);
-std::optional<AccessibleNode> findNode(const AccessibleNode& root, const QString& role,
-                                       const QString& name);
+// The first showing text field under `root` that has the keyboard.
+std::optional<AccessibleNode> focusedTextField(const AccessibleNode& root);
 
 } // namespace tavrik::test

@@ -146,9 +146,7 @@ protected:
         // Typing goes where the keyboard is: wait until the palette's field has it.
         ASSERT_TRUE(waitUntil([&] {
             const std::optional<AccessibleNode> palette = app.window("Tavrik Palette");
-            return palette && findNode(*palette, [](const AccessibleNode& n) {
-                       return n.role() == "text" && n.isFocused();
-                   });
+            return palette && focusedTextField(*palette);
         })) << "the palette did not open with the keyboard";
         type(query);
         screenshot(qPrintable("e2e-palette-" + query));
@@ -211,8 +209,7 @@ TEST_F(ApplicationFlow, RecordDraftSaveAndCast) {
     // The demonstration is what the form really received.
     auto formEntry = [&] {
         const std::optional<AccessibleNode> formApp = applicationOf(form.pid());
-        return formApp ? findNode(*formApp, [](const AccessibleNode& n) { return n.role() == "text" && n.isFocused(); })
-                       : std::nullopt;
+        return formApp ? focusedTextField(*formApp) : std::nullopt;
     };
     ASSERT_TRUE(waitUntil([&] { return formEntry().has_value(); })) << "the click did not focus the entry";
     desktop.chord({XK_Control_L}, XK_a);

@@ -99,6 +99,19 @@ protected:
         authorization->start();
     }
 
+    // The error of a login whose browser never comes back; `opens` says whether it opened.
+    std::optional<QString> failureWithoutCallback(bool opens, int timeoutMs = MCPAuthorization::defaultTimeoutMs) {
+        outcome = {};
+        authorization = std::make_unique<MCPAuthorization>(server.http.url("/mcp"),
+                                                           [opens](const QUrl&) { return opens; });
+        authorization->setTimeout(timeoutMs);
+        QObject::connect(authorization.get(), &MCPAuthorization::failed,
+                         [this](const QString& e) { outcome.error = e; });
+        authorization->start();
+        wait(outcome);
+        return outcome.error;
+    }
+
     static QUrl callback(const QUrl& redirect, const QString& query) {
         QUrl url = redirect;
         url.setQuery(query);
@@ -165,31 +178,13 @@ TEST_F(MCPAuthorizationTest, SaysWhyItFailed) {
     EXPECT_EQ(outcome.error, "Getting the access token failed (HTTP 400): code or verifier wrong");
 
     // Nobody ever comes back from the browser.
-    outcome = {};
-    authorization = std::make_unique<MCPAuthorization>(server.http.url("/mcp"), [](const QUrl&) { return true; });
-    authorization->setTimeout(300);
-    QObject::connect(authorization.get(), &MCPAuthorization::failed, [this](const QString& e) { outcome.error = e; });
-    authorization->start();
-    wait(outcome);
-    EXPECT_EQ(outcome.error, "The login took too long. Try again.");
-
+    EXPECT_EQ(failureWithoutCallback(true, 300), "The login took too long. Try again.");
     // No browser to open.
-    outcome = {};
-    authorization = std::make_unique<MCPAuthorization>(server.http.url("/mcp"), [](const QUrl&) { return false; });
-    QObject::connect(authorization.get(), &MCPAuthorization::failed, [this](const QString& e) { outcome.error = e; });
-    authorization->start();
-    wait(outcome);
-    EXPECT_EQ(outcome.error, "Could not open the web browser to log in.");
-
+    EXPECT_EQ(failureWithoutCallback(false), "Could not open the web browser to log in.");
     // Registration is refused.
-    outcome = {};
     server.http.route("POST", "/oauth/register",
                       CannedResponse::json(403, R"({"error":"forbidden","error_description":"registration closed"})"));
-    authorization = std::make_unique<MCPAuthorization>(server.http.url("/mcp"), [](const QUrl&) { return true; });
-    QObject::connect(authorization.get(), &MCPAuthorization::failed, [this](const QString& e) { outcome.error = e; });
-    authorization->start();
-    wait(outcome);
-    EXPECT_EQ(outcome.error, "Registering Tavrik with the service failed (HTTP 403): registration closed");
+    EXPECT_EQ(failureWithoutCallback(true), "Registering Tavrik with the service failed (HTTP 403): registration closed");
 }
 
 TEST_F(MCPAuthorizationTest, ACancelledLoginReportsNothing) {

@@ -20,6 +20,8 @@
 #include <QStyledItemDelegate>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace tavrik {
 
 namespace {
@@ -220,8 +222,10 @@ void SkillDetailView::setSkill(const std::optional<Skill>& skill) {
     m_unconnected.reset();
     if (skill && !skill->appScope.isEmpty()) {
         const MCPRegistry registry;
-        if (registry.connectedServers(skill->appScope).isEmpty() && !registry.knownServers(skill->appScope).isEmpty())
-            m_unconnected = registry.knownServers(skill->appScope).first();
+        const QList<MCPServer> known = registry.knownServers(skill->appScope);
+        const bool anyConnected = std::any_of(known.begin(), known.end(), [](const MCPServer& s) { return s.isConfigured(); });
+        if (!known.isEmpty() && !anyConnected)
+            m_unconnected = known.first();
     }
     m_connect->setVisible(m_unconnected.has_value());
     if (m_unconnected) {
