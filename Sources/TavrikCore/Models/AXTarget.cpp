@@ -24,6 +24,10 @@ QJsonObject AXTarget::toJson() const {
         o.insert("frameInWindow", frameInWindow->toJson());
     o.insert("isSecure", isSecure);
     json::putOptional(o, "url", url);
+    json::putOptional(o, "axDescription", axDescription);
+    json::putOptional(o, "axPath", axPath);
+    if (windowFrame)
+        o.insert("windowFrame", windowFrame->toJson());
     return o;
 }
 
@@ -41,6 +45,9 @@ std::optional<AXTarget> AXTarget::fromJson(const QJsonValue& value, QString* err
     t.frameInWindow = r.optionalObject<Rect>("frameInWindow");
     t.isSecure = r.boolean("isSecure");
     t.url = r.optionalString("url");
+    t.axDescription = r.optionalString("axDescription");
+    t.axPath = r.optionalString("axPath");
+    t.windowFrame = r.optionalObject<Rect>("windowFrame");
     return json::finish(r, t, error);
 }
 
@@ -52,10 +59,12 @@ size_t hashOptional(const std::optional<QString>& s, size_t seed) {
 
 size_t qHash(const AXTarget& t, size_t seed) {
     for (const auto* field : {&t.appBundleID, &t.appName, &t.windowTitle, &t.axRole, &t.axSubrole,
-                              &t.axTitle, &t.axValue, &t.axIdentifier, &t.url})
+                              &t.axTitle, &t.axValue, &t.axIdentifier, &t.url, &t.axDescription, &t.axPath})
         seed = hashOptional(*field, seed);
     if (t.frameInWindow)
         seed = qHash(*t.frameInWindow, seed);
+    if (t.windowFrame)
+        seed = qHash(*t.windowFrame, seed);
     return qHashMulti(seed, t.isSecure);
 }
 

@@ -19,6 +19,12 @@ struct AXTarget {
     std::optional<Rect> frameInWindow;
     bool isSecure = false;
     std::optional<QString> url;
+    // Replay finds the element again by these: its accessible description, its place under the
+    // window (see AXPath.h) and the window's frame in global points when it was recorded, which
+    // `frameInWindow` and the event's location are relative to.
+    std::optional<QString> axDescription;
+    std::optional<QString> axPath;
+    std::optional<Rect> windowFrame;
 
     // First present of title, value, role (presence, not emptiness), else "element"; then
     // " in <app>" when the application's name is known.

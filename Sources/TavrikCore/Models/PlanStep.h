@@ -2,6 +2,7 @@
 
 #include "TavrikCore/Models/AXTarget.h"
 #include "TavrikCore/Models/ActionType.h"
+#include "TavrikCore/Models/Size.h"
 
 #include <QUuid>
 
@@ -20,6 +21,9 @@ struct PlanStep {
     std::optional<quint64> modifierFlags;
     std::optional<QString> precondition;
     bool isDestructive = false;
+    // Where a drag ended and how far a scroll went, as recorded; replay needs them.
+    std::optional<Point> endLocation;
+    std::optional<Size> scrollDelta;
 
     bool operator==(const PlanStep&) const = default;
     QJsonObject toJson() const;

@@ -60,6 +60,10 @@ QJsonObject PlanStep::toJson() const {
     if (modifierFlags)
         o.insert("modifierFlags", qint64(*modifierFlags));
     json::putOptional(o, "precondition", precondition);
+    if (endLocation)
+        o.insert("endLocation", endLocation->toJson());
+    if (scrollDelta)
+        o.insert("scrollDelta", scrollDelta->toJson());
     return o;
 }
 
@@ -79,6 +83,8 @@ std::optional<PlanStep> PlanStep::fromJson(const QJsonValue& value, QString* err
         s.modifierFlags = quint64(*flags);
     s.precondition = r.optionalString("precondition");
     s.isDestructive = r.boolean("isDestructive");
+    s.endLocation = r.optionalObject<Point>("endLocation");
+    s.scrollDelta = r.optionalObject<Size>("scrollDelta");
     return json::finish(r, s, error);
 }
 

@@ -260,6 +260,8 @@ PlanStep stepFromEvent(const ActionEvent& event, qsizetype index) {
     step.text = event.typedText;
     step.keyCode = event.keyCode;
     step.modifierFlags = event.modifierFlags;
+    step.endLocation = event.endLocation;
+    step.scrollDelta = event.scrollDelta;
     return step;
 }
 
