@@ -11,9 +11,9 @@ import { describeCall, toolDefinitions, type Toolbelt } from './tools.js';
 // A Messages answer is at most a few hundred kilobytes, even with long tool calls.
 const modelAnswerLimit = 8 * 1024 * 1024;
 
-// The SDK retries what its fetch throws; a host that redirects elsewhere or answers without end will
-// do so again, so those end the request at once. A new error, because the SDK retries the one its
-// fetch threw wherever it meets it.
+// The SDK retries whatever its fetch throws. A host that redirected elsewhere or answered without end
+// would only do it again, so that ends the request at once, rethrown as a new error because the SDK
+// recognises (and retries) the very error its fetch threw.
 const noRetryForHostErrors: Middleware = async (request, next) => {
   try {
     return await next(request);
