@@ -1,11 +1,26 @@
-import Anthropic from '@anthropic-ai/sdk';
+import Anthropic, { type Middleware } from '@anthropic-ai/sdk';
 import type { RuntimeConfig } from './config.js';
+import { HostError, hostFetch, trimForPeople } from './hostfetch.js';
 import type { Credentials } from './key.js';
 import { proxyToken } from './key.js';
 import type { Output } from './protocol.js';
 import type { Skill } from './skill.js';
 import { fill } from './template.js';
 import { describeCall, toolDefinitions, type Toolbelt } from './tools.js';
+
+// A Messages answer is at most a few hundred kilobytes, even with long tool calls.
+const modelAnswerLimit = 8 * 1024 * 1024;
+
+// The SDK retries whatever its fetch throws. A host that redirected elsewhere or answered without end
+// would only do it again, so that ends the request at once, rethrown as a new error because the SDK
+// recognises (and retries) the very error its fetch threw.
+const noRetryForHostErrors: Middleware = async (request, next) => {
+  try {
+    return await next(request);
+  } catch (e) {
+    throw e instanceof HostError ? new HostError(e.message) : e;
+  }
+};
 
 export function makeClient(creds: Credentials, log: (...a: unknown[]) => void): Anthropic {
   const logger = {
@@ -14,18 +29,20 @@ export function makeClient(creds: Credentials, log: (...a: unknown[]) => void): 
     info: (...a: unknown[]) => log('sdk:', ...a),
     debug: () => {},
   };
+  const options = { maxRetries: 2, timeout: 120_000, logger, middleware: [noRetryForHostErrors] };
+  const guarded = (url: string | URL | Request, init?: RequestInit) => hostFetch(String(url instanceof Request ? url.url : url), init, { limitBytes: modelAnswerLimit });
   if (creds.kind === 'key') {
-    return new Anthropic({ apiKey: creds.apiKey, baseURL: creds.baseURL, maxRetries: 2, timeout: 120_000, logger });
+    return new Anthropic({ ...options, apiKey: creds.apiKey, baseURL: creds.baseURL, fetch: guarded });
   }
   // The proxy takes the Messages request as it is, at its own address, with the product's client token instead of a key.
-  const proxyFetch: typeof fetch = (_url, init) => {
+  const proxyFetch = (_url: string | URL | Request, init?: RequestInit) => {
     const headers = new Headers(init?.headers);
     headers.delete('x-api-key');
     headers.delete('authorization');
     headers.set('x-tavrik-proxy', proxyToken);
-    return fetch(creds.url, { ...init, headers });
+    return guarded(creds.url, { ...init, headers });
   };
-  return new Anthropic({ apiKey: 'unused', baseURL: new URL(creds.url).origin, fetch: proxyFetch, maxRetries: 2, timeout: 120_000, logger });
+  return new Anthropic({ ...options, apiKey: 'unused', baseURL: new URL(creds.url).origin, fetch: proxyFetch });
 }
 
 export function systemPrompt(skill: Skill, values: Record<string, string>): string {
@@ -44,9 +61,10 @@ export function systemPrompt(skill: Skill, values: Record<string, string>): stri
 }
 
 export function describeApiError(e: unknown): string {
+  for (let c: unknown = e, depth = 0; c instanceof Error && depth < 5; c = c.cause, depth++) if (c instanceof HostError) return c.message;
   if (e instanceof Anthropic.APIError && typeof e.status === 'number') {
     const body = e.error !== undefined ? (typeof e.error === 'string' ? e.error : JSON.stringify(e.error)) : e.message;
-    return `Anthropic API HTTP ${e.status}: ${body}`;
+    return `Anthropic API HTTP ${e.status}: ${trimForPeople(body)}`;
   }
   if (e instanceof Anthropic.APIConnectionError) return `Couldn't reach the model: ${e.message}`;
   return e instanceof Error ? e.message : String(e);

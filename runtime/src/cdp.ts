@@ -5,12 +5,18 @@ import { BrowserError, NavigationError } from './errors.js';
 // A direct skill only opens pages: a few DevTools commands do that without loading a whole automation
 // library, which is most of the time a direct run would otherwise take.
 
+// The DevTools endpoint answers in a few hundred bytes; one that does not is not a browser.
+const maxAnswer = 256 * 1024;
+
 function request(method: string, url: string, timeoutMs: number): Promise<string> {
   return new Promise((resolve, reject) => {
     const req = http.request(url, { method, timeout: timeoutMs }, (res) => {
       let body = '';
       res.setEncoding('utf8');
-      res.on('data', (c) => (body += c));
+      res.on('data', (c) => {
+        body += c;
+        if (body.length > maxAnswer) req.destroy(new Error('the answer was too large'));
+      });
       res.on('end', () => (res.statusCode === 200 ? resolve(body) : reject(new Error(`HTTP ${res.statusCode}: ${body.slice(0, 200)}`))));
     });
     req.on('timeout', () => req.destroy(new Error('no answer')));
@@ -49,7 +55,7 @@ class Target {
 
   static connect(wsUrl: string): Promise<Target> {
     return new Promise((resolve, reject) => {
-      const ws = new WebSocket(wsUrl, { perMessageDeflate: false });
+      const ws = new WebSocket(wsUrl, { perMessageDeflate: false, maxPayload: 64 * 1024 * 1024 });
       ws.once('open', () => resolve(new Target(ws)));
       ws.once('error', reject);
     });

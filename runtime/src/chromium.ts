@@ -52,7 +52,13 @@ export function probe(port: number, timeoutMs = 800): Promise<string | null> {
     const req = http.get({ host: '127.0.0.1', port, path: '/json/version', timeout: timeoutMs }, (res) => {
       let body = '';
       res.setEncoding('utf8');
-      res.on('data', (c) => (body += c));
+      res.on('data', (c) => {
+        body += c;
+        if (body.length > 64 * 1024) {
+          req.destroy();
+          resolve(null);
+        }
+      });
       res.on('end', () => {
         try {
           const ws = JSON.parse(body).webSocketDebuggerUrl;

@@ -9,7 +9,7 @@ import { findCredentials } from './key.js';
 import { Log } from './log.js';
 import { Output, stdoutWriter } from './protocol.js';
 import { paths, supportDir } from './paths.js';
-import { BrowserError, NavigationError, SetupError } from './errors.js';
+import { BrowserError, HostError, NavigationError, RefusedError, SetupError } from './errors.js';
 import { SkillError, isDirect, loadSkill } from './skill.js';
 import { ArgumentError, parseArguments, runValues } from './template.js';
 import { Toolbelt } from './tools.js';
@@ -97,7 +97,7 @@ async function main(argv: string[]): Promise<number> {
     const ok = await runAgent({ client: makeClient(creds, say), config, skill, values, tools, out, log: say });
     return ok ? 0 : 1;
   } catch (e) {
-    const known = [ArgumentError, ConfigError, SkillError, BrowserError, NavigationError, SetupError, DirectError].some((c) => e instanceof c);
+    const known = [ArgumentError, ConfigError, SkillError, BrowserError, NavigationError, SetupError, DirectError, RefusedError, HostError].some((c) => e instanceof c);
     say(known ? 'failed:' : 'unexpected failure:', e);
     const msg = e instanceof Error ? e.message : String(e);
     out.failure(known ? msg : `Something went wrong: ${msg.split('\n')[0]}`);

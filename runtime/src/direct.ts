@@ -2,6 +2,7 @@ import type { OpenedTab } from './cdp.js';
 import type { Output } from './protocol.js';
 import { allURLTemplates, type Skill } from './skill.js';
 import { fill } from './template.js';
+import { webAddress } from './weburl.js';
 
 export class DirectError extends Error {}
 
@@ -10,14 +11,10 @@ export function directUrls(skill: Skill, values: Record<string, string>): string
   return allURLTemplates(skill.runtime!).map((t) => {
     const { text, missing } = fill(t, values);
     if (missing.length) throw new DirectError(`No value for ${missing.map((m) => `{{${m}}}`).join(', ')}: pass ${missing[0]}=VALUE.`);
-    let url: URL;
-    try {
-      url = new URL(text.trim());
-    } catch {
-      throw new DirectError(`The skill's address "${text}" isn't a full web address.`);
-    }
-    if (!['http:', 'https:', 'file:'].includes(url.protocol)) throw new DirectError(`The skill's address "${text}" isn't a web address.`);
-    return url.href;
+    const address = webAddress(text);
+    if ('url' in address) return address.url.href;
+    if (address.problem === 'not-absolute') throw new DirectError(`The skill's address "${text}" isn't a full web address.`);
+    throw new DirectError(`The skill's address "${text}" isn't a web page: Tavrik opens only http and https addresses.`);
   });
 }
 

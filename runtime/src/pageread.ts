@@ -1,12 +1,16 @@
 import type { Page } from 'playwright-core';
 
-// The in-page code is kept as plain text: a bundler's helpers must not leak into the page.
+// The in-page code is kept as plain text: a bundler's helpers must not leak into the page. It runs in
+// a world of its own, apart from the page's scripts, so a page that redefines what a field says about
+// itself (its type, getAttribute, even Array.prototype.map) changes nothing the reader sees.
 // Values of secret fields are never read; they show only as "[hidden]" so the model knows one is there.
 const common = String.raw`
+  const secretHint = /password|passwd|passcode|pwd|otp|one-time|cc-number|cc-csc/;
+  const isField = (el) => el instanceof HTMLInputElement || el instanceof HTMLTextAreaElement;
   const isSecret = (el) => {
-    if (!(el instanceof HTMLInputElement)) return false;
-    const hint = [el.type, el.autocomplete, el.name, el.id].join(' ').toLowerCase();
-    return el.type === 'password' || /password|passwd|pwd|one-time-code|cc-number|cc-csc/.test(hint);
+    if (!isField(el)) return false;
+    if (el instanceof HTMLInputElement && el.type === 'password') return true;
+    return secretHint.test(['name', 'id', 'autocomplete'].map((a) => el.getAttribute(a) || '').join(' ').toLowerCase());
   };
   const visible = (el) => {
     const r = el.getBoundingClientRect();
@@ -16,23 +20,34 @@ const common = String.raw`
   };
   const clean = (t) => (t || '').replace(/[ \t\u00a0]+/g, ' ').replace(/\n\s*\n+/g, '\n').trim();
   const labelOf = (el) => {
-    if (el.labels && el.labels.length) return clean(el.labels[0].innerText);
-    return el.getAttribute('aria-label') || el.getAttribute('placeholder') || el.name || el.id || '';
+    const label = el.labels && el.labels.length ? clean(el.labels[0].innerText) : el.getAttribute('aria-label') || el.getAttribute('placeholder') || el.name || el.id || '';
+    return label.slice(0, 200);
   };
+  // Text without the text inside textareas: that is a field's starting value, perhaps a secret one.
+  const textBesideFields = (el) => {
+    let text = '';
+    const walk = document.createTreeWalker(el, NodeFilter.SHOW_TEXT);
+    for (let n = walk.nextNode(); n && text.length < 4000; n = walk.nextNode()) {
+      if (!n.parentElement || !n.parentElement.closest('textarea, script, style')) text += n.data;
+    }
+    return text;
+  };
+  const fieldValue = (el) => (isSecret(el) ? (el.value ? '[hidden]' : '') : el.value.slice(0, 1000));
 `;
 
 const readScript = String.raw`(() => {
   ${common}
   const fields = [];
   for (const el of document.querySelectorAll('input, textarea, select')) {
+    if (fields.length >= 100) break;
     if (!visible(el) || (el instanceof HTMLInputElement && ['hidden', 'submit', 'button', 'image', 'reset'].includes(el.type))) continue;
-    const value = isSecret(el) ? (el.value ? '[hidden]' : '') : el instanceof HTMLInputElement && (el.type === 'checkbox' || el.type === 'radio') ? String(el.checked) : el.value;
+    const value = el instanceof HTMLInputElement && (el.type === 'checkbox' || el.type === 'radio') ? String(el.checked) : isField(el) ? fieldValue(el) : el.value.slice(0, 1000);
     fields.push({ label: labelOf(el), type: el.type || el.tagName.toLowerCase(), value });
   }
   const links = [];
   for (const a of document.querySelectorAll('a[href]')) {
     const text = clean(a.innerText);
-    if (text && visible(a) && links.length < 60) links.push({ text: text.slice(0, 80), href: a.href });
+    if (text && visible(a) && links.length < 60) links.push({ text: text.slice(0, 80), href: a.href.slice(0, 500) });
   }
   return { url: location.href, title: document.title, text: clean(document.body ? document.body.innerText : ''), fields, links };
 })()`;
@@ -41,7 +56,7 @@ function extractScript(rows: string, fields: string[]): string {
   return String.raw`((rowsHint, fields) => {
   ${common}
   const norm = (s) => (s || '').toLowerCase().replace(/[_\-]+/g, ' ').replace(/\s+/g, ' ').trim();
-  const textOf = (el) => clean(el.innerText || el.textContent);
+  const textOf = (el) => (isField(el) ? fieldValue(el) : clean(el.innerText || textBesideFields(el)).slice(0, 2000));
   const tableRows = (table) => {
     const trs = [...table.querySelectorAll('tr')].filter((tr) => tr.closest('table') === table);
     if (trs.length < 1) return null;
@@ -147,8 +162,22 @@ export interface PageReading {
   links: { text: string; href: string }[];
 }
 
+// Runs expression in a fresh isolated world of the page's main frame and returns its value.
+async function evaluateApart(page: Page, expression: string): Promise<unknown> {
+  const cdp = await page.context().newCDPSession(page);
+  try {
+    const { frameTree } = await cdp.send('Page.getFrameTree');
+    const { executionContextId } = await cdp.send('Page.createIsolatedWorld', { frameId: frameTree.frame.id, worldName: 'tavrik-reader' });
+    const r = await cdp.send('Runtime.evaluate', { expression, contextId: executionContextId, returnByValue: true });
+    if (r.exceptionDetails) throw new Error(`Couldn't read the page: ${r.exceptionDetails.exception?.description?.split('\n')[0] ?? r.exceptionDetails.text}`);
+    return r.result.value;
+  } finally {
+    void cdp.detach().catch(() => {});
+  }
+}
+
 export async function readPage(page: Page, maxChars = 20000): Promise<PageReading> {
-  const r = (await page.evaluate(readScript)) as PageReading;
+  const r = (await evaluateApart(page, readScript)) as PageReading;
   if (r.text.length > maxChars) r.text = r.text.slice(0, maxChars) + '\n[…the rest of the page was cut]';
   return r;
 }
@@ -161,5 +190,5 @@ export interface Extraction {
 }
 
 export async function extractRows(page: Page, rows: string, fields: string[]): Promise<Extraction> {
-  return (await page.evaluate(extractScript(rows, fields))) as Extraction;
+  return (await evaluateApart(page, extractScript(rows, fields))) as Extraction;
 }

@@ -5,22 +5,13 @@ import { csvAppend, csvSetCell, parseCell } from './csv.js';
 import { expandHome } from './paths.js';
 
 import { SetupError } from './errors.js';
+import { answerExcerpt, hostFetch } from './hostfetch.js';
 
 export { SetupError };
 
-export type Fetch = typeof fetch;
-
-async function answerText(res: Response): Promise<string> {
-  const body = await res.text().catch(() => '');
-  try {
-    const j = JSON.parse(body);
-    const msg = j?.error?.message ?? j?.message;
-    if (typeof msg === 'string') return msg;
-  } catch {
-    // not JSON
-  }
-  return body.slice(0, 300);
-}
+// Sheets and SMS answers are small JSON documents.
+const answerLimit = 1024 * 1024;
+const ask = (url: string, init: RequestInit) => hostFetch(url, init, { limitBytes: answerLimit, timeoutMs: 60_000 });
 
 export type Cell = string | number | boolean | null;
 
@@ -70,7 +61,6 @@ export class GoogleSheet implements SheetTarget {
   constructor(
     private readonly cfg: SheetsConfig,
     readonly spreadsheetId: string,
-    private readonly fetchFn: Fetch = fetch,
   ) {
     this.token = cfg.accessToken;
   }
@@ -80,7 +70,7 @@ export class GoogleSheet implements SheetTarget {
 
   private async accessToken(): Promise<string> {
     if (this.token) return this.token;
-    const res = await this.fetchFn(this.cfg.tokenUrl, {
+    const res = await ask(this.cfg.tokenUrl, {
       method: 'POST',
       headers: { 'content-type': 'application/x-www-form-urlencoded' },
       body: new URLSearchParams({
@@ -90,7 +80,7 @@ export class GoogleSheet implements SheetTarget {
         client_secret: this.cfg.clientSecret!,
       }),
     });
-    if (!res.ok) throw new SetupError(`Google refused the Sheets refresh token (HTTP ${res.status}: ${await answerText(res)}).`);
+    if (!res.ok) throw new SetupError(`Google refused the Sheets refresh token (HTTP ${res.status}: ${await answerExcerpt(res)}).`);
     const j = (await res.json()) as { access_token?: string };
     if (!j.access_token) throw new SetupError('Google answered the token refresh without an access token.');
     this.token = j.access_token;
@@ -99,14 +89,14 @@ export class GoogleSheet implements SheetTarget {
 
   private async call(method: string, range: string, suffix: string, body: unknown): Promise<unknown> {
     const url = `${this.cfg.baseUrl}/v4/spreadsheets/${encodeURIComponent(this.spreadsheetId)}/values/${encodeURIComponent(range)}${suffix}`;
-    const res = await this.fetchFn(url, {
+    const res = await ask(url, {
       method,
       headers: { authorization: `Bearer ${await this.accessToken()}`, 'content-type': 'application/json' },
       body: JSON.stringify(body),
     });
     if (res.status === 401 || res.status === 403)
-      throw new SetupError(`Google Sheets refused the token (HTTP ${res.status}: ${await answerText(res)}); renew it in the sheets section of the settings file.`);
-    if (!res.ok) throw new Error(`Google Sheets answered HTTP ${res.status}: ${await answerText(res)}`);
+      throw new SetupError(`Google Sheets refused the token (HTTP ${res.status}: ${await answerExcerpt(res)}); renew it in the sheets section of the settings file.`);
+    if (!res.ok) throw new Error(`Google Sheets answered HTTP ${res.status}: ${await answerExcerpt(res)}`);
     return res.json().catch(() => ({}));
   }
 
@@ -128,10 +118,10 @@ export class GoogleSheet implements SheetTarget {
   }
 }
 
-export async function sendSms(cfg: SmsConfig, to: string, body: string, fetchFn: Fetch = fetch): Promise<string> {
+export async function sendSms(cfg: SmsConfig, to: string, body: string): Promise<string> {
   if (!/^\+?[0-9 ()-]{5,20}$/.test(to.trim())) throw new Error(`"${to}" doesn't look like a phone number.`);
   const url = `${cfg.baseUrl}/2010-04-01/Accounts/${encodeURIComponent(cfg.accountSid)}/Messages.json`;
-  const res = await fetchFn(url, {
+  const res = await ask(url, {
     method: 'POST',
     headers: {
       authorization: 'Basic ' + Buffer.from(`${cfg.accountSid}:${cfg.authToken}`).toString('base64'),
@@ -140,8 +130,8 @@ export async function sendSms(cfg: SmsConfig, to: string, body: string, fetchFn:
     body: new URLSearchParams({ To: to.replace(/[ ()-]/g, ''), From: cfg.from, Body: body }),
   });
   if (res.status === 401 || res.status === 403)
-    throw new SetupError(`The text service refused the account (HTTP ${res.status}: ${await answerText(res)}); check the sms section of the settings file.`);
-  if (!res.ok) throw new Error(`The text service answered HTTP ${res.status}: ${await answerText(res)}`);
+    throw new SetupError(`The text service refused the account (HTTP ${res.status}: ${await answerExcerpt(res)}); check the sms section of the settings file.`);
+  if (!res.ok) throw new Error(`The text service answered HTTP ${res.status}: ${await answerExcerpt(res)}`);
   const j = (await res.json().catch(() => ({}))) as { sid?: string; status?: string };
   return `Text sent${j.sid ? ' (' + j.sid + (j.status ? ', ' + j.status : '') + ')' : ''}.`;
 }

@@ -1,11 +1,12 @@
 import type Anthropic from '@anthropic-ai/sdk';
 import type { RuntimeConfig } from './config.js';
 import type { BrowserSession } from './browser.js';
-import { BrowserError, NavigationError, SetupError } from './errors.js';
+import { BrowserError, HostError, NavigationError, RefusedError, SetupError } from './errors.js';
 import { extractRows, readPage } from './pageread.js';
 import { oneLine } from './protocol.js';
 import { CsvSheet, GoogleSheet, normaliseRows, sendSms, spreadsheetIdFrom, type SheetTarget } from './services.js';
 import type { Skill } from './skill.js';
+import { webAddress } from './weburl.js';
 
 export interface ToolOutcome {
   content: string;
@@ -138,12 +139,13 @@ export class Toolbelt {
     );
   }
 
-  // Failures the agent can work around come back as tool errors; set-up and browser failures end the run.
+  // Failures the agent can work around come back as tool errors; set-up, browser, refused-address and
+  // misbehaving-host failures end the run.
   async run(name: string, input: Input): Promise<ToolOutcome> {
     try {
       return await this.dispatch(name, input ?? {});
     } catch (e) {
-      if (e instanceof SetupError || e instanceof BrowserError || !(e instanceof Error)) throw e;
+      if ([SetupError, BrowserError, RefusedError, HostError].some((c) => e instanceof c) || !(e instanceof Error)) throw e;
       this.log(`tool ${name} failed:`, e.message);
       return { content: e.message, isError: true };
     }
@@ -153,16 +155,11 @@ export class Toolbelt {
     switch (name) {
       case 'open': {
         const url = s(input.url).trim();
-        let parsed: URL;
-        try {
-          parsed = new URL(url);
-        } catch {
-          return { content: `"${url}" isn't a full web address.`, isError: true };
-        }
-        if (!['http:', 'https:', 'file:'].includes(parsed.protocol)) return { content: `Only web addresses can be opened, not ${parsed.protocol}`, isError: true };
+        const address = webAddress(url);
+        if (!('url' in address)) throw new RefusedError(`Tavrik didn't open "${oneLine(url, 120)}": it opens only http and https addresses.`);
         const session = await this.browserSession();
         try {
-          const page = await session.open(parsed.href);
+          const page = await session.open(address.url.href);
           return { content: JSON.stringify({ url: page.url(), title: await page.title() }) };
         } catch (e) {
           if (e instanceof NavigationError) return { content: e.message, isError: true };

@@ -3,6 +3,10 @@ import * as fs from 'node:fs';
 import * as path from 'node:path';
 import { after, before, test } from 'node:test';
 import { readActivePort } from '../src/chromium.js';
+import { loadConfig } from '../src/config.js';
+import { RefusedError } from '../src/errors.js';
+import { parseSkillMarkdown } from '../src/skill.js';
+import { Toolbelt } from '../src/tools.js';
 import { alive, groupMembers, html, runCli, serve, startBrowser, startCli, tempHome, writeSkill, type Server } from './helpers.js';
 
 let home: ReturnType<typeof tempHome>;
@@ -73,6 +77,16 @@ test('bad input ends with one clear ✗ line and a non-zero status', async () =>
   const r = await runCli(['agent', notUrl], home.env);
   assert.equal(r.code, 1);
   assert.deepEqual(r.lines, ['✗ The skill\'s address "red shoes & socks" isn\'t a full web address.']);
+
+  // Only the web: a template, or a value filled into one, that points anywhere else opens nothing.
+  for (const [template, term] of [['file:///etc/passwd', ''], ['{{term}}', 'javascript:alert(1)'], ['view-source:{{term}}', 'http://x/']]) {
+    const refused = await runCli(['agent', writeSkill(home.root, skillWith(`runtime:\n  type: open_url\n  url_template: "${template}"`)), `term=${term}`], home.env);
+    const address = template.replace('{{term}}', term);
+    assert.deepEqual(refused.lines, [`✗ The skill's address "${address}" isn't a web page: Tavrik opens only http and https addresses.`]);
+  }
+  const tools = new Toolbelt(loadConfig(home.support, {}, () => {}), parseSkillMarkdown('---\nname: T\n---\n'), () => assert.fail('no browser for that'), () => {});
+  for (const url of ['file:///etc/passwd', 'javascript:alert(1)', 'data:text/html,hi', 'chrome://settings', 'about:blank', '/relative'])
+    await assert.rejects(tools.run('open', { url }), new RefusedError(`Tavrik didn't open "${url}": it opens only http and https addresses.`));
 
   const unknown = writeSkill(home.root, skillWith(`runtime:\n  type: open_url\n  url_template: ${pages.url}/{{nope}}`));
   assert.deepEqual((await runCli(['agent', unknown], home.env)).lines, ['✗ No value for {{nope}}: pass nope=VALUE.']);

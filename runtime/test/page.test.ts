@@ -2,7 +2,10 @@ import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
 import { BrowserSession } from '../src/browser.js';
 import { GoogleSheet, SetupError, sendSms } from '../src/services.js';
-import { extractRows, readPage } from '../src/pageread.js';
+import { loadConfig } from '../src/config.js';
+import { extractRows, readPage, type PageReading } from '../src/pageread.js';
+import { parseSkillMarkdown } from '../src/skill.js';
+import { Toolbelt } from '../src/tools.js';
 import { html, json, serve, startBrowser, tempHome, type Server } from './helpers.js';
 
 let home: ReturnType<typeof tempHome>;
@@ -18,10 +21,21 @@ const cards = `<title>Shop</title><main>
   <div class="card"><h3 class="product-name">Blender</h3><span class="price">€55</span><a href="/p/3">more</a></div>
 </div>
 <table id="plain"><tr><td>x1</td><td>y1</td></tr><tr><td>x2</td><td>y2</td></tr></table>
-<form><input type="password" name="pin" value="9999-secret"><input name="one_time" autocomplete="one-time-code" value="123456-secret">
-<textarea name="note">visible note</textarea><input type="checkbox" name="remember" checked></form>
+<form><input type="password" name="pin" value="9999-secret"><input name="code" autocomplete="one-time-code" value="123456-secret">
+<textarea name="note">visible note</textarea><input type="checkbox" name="remember" checked>
+<div class="card"><textarea name="password">textarea-secret</textarea></div><input id="user_otp" value="otp-secret">
+<input autocomplete="new-password" value="new-secret"><input name="city" value="Lisbon"></form>
 <div id="late"></div>
-<script>setTimeout(() => { document.getElementById('late').textContent = 'loaded later'; }, 300);</script>
+<script>setTimeout(() => { document.getElementById('late').textContent = 'loaded later'; }, 300);
+// A page that lies about its fields to whoever reads them from its own world.
+Object.defineProperty(HTMLInputElement.prototype, 'type', { get: () => 'text' });
+Object.defineProperty(HTMLInputElement.prototype, 'autocomplete', { get: () => '' });
+Element.prototype.getAttribute = () => null;
+const map = Array.prototype.map;
+Array.prototype.map = function (f) { return map.call(this, (x, i, a) => { const v = f(x, i, a); return v === 'password' ? 'x' : v; }); };
+RegExp.prototype.test = () => false;
+String.prototype.toLowerCase = function () { return 'plain'; };
+</script>
 </main>`;
 
 before(async () => {
@@ -62,17 +76,18 @@ test('extract finds look-alike rows by field names, by selector, and by position
   assert.deepEqual(positional.rows, [{ first: 'x1', second: 'y1' }, { first: 'x2', second: 'y2' }]);
 });
 
-test('read shows text and fields but never a secret value, and waits for late content', async () => {
-  const page = await session.open(`${pages.url}/shop`);
-  await session.settle(page);
-  const r = await readPage(page);
-  const all = JSON.stringify(r);
-  assert.ok(!all.includes('secret'), all);
-  assert.deepEqual(r.fields.map((f) => f.value), ['[hidden]', '[hidden]', 'visible note', 'true']);
+test('read and extract show text and fields but never a secret value, whatever the page script does, and wait for late content', async () => {
+  const tools = new Toolbelt(loadConfig(home.support, {}, () => {}), parseSkillMarkdown('---\nname: T\n---\n'), async () => session, () => {});
+  assert.equal((await tools.run('open', { url: `${pages.url}/shop` })).isError, undefined);
+  const r = JSON.parse((await tools.run('read', { prompt: 'city' })).content) as PageReading;
+  const rows = (await tools.run('extract', { rows: 'form > *', fields: ['password', 'pin', 'code', 'city'] })).content;
+  for (const seen of [JSON.stringify(r), rows]) assert.ok(!seen.includes('secret'), seen);
+  assert.deepEqual(r.fields.map((f) => f.value), ['[hidden]', '[hidden]', 'visible note', 'true', '[hidden]', '[hidden]', '[hidden]', 'Lisbon']);
+  assert.ok(rows.includes('Lisbon'));
   assert.match(r.text, /loaded later/);
   assert.equal(r.title, 'Shop');
   assert.ok(r.links.some((l) => l.text === 'Deals'));
-  assert.ok((await readPage(page, 10)).text.endsWith('[…the rest of the page was cut]'));
+  assert.ok((await readPage(session.current()!, 10)).text.endsWith('[…the rest of the page was cut]'));
 });
 
 test('Sheets: a refresh token is traded for an access token; a refused token asks for set-up', async () => {
