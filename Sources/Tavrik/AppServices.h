@@ -89,6 +89,13 @@ class Questions {
 public:
     virtual ~Questions() = default;
     virtual int ask(const Question& question) = 0;
+    // A value typed without showing it (a password for a replayed step); nothing when the user
+    // cancels. The answer is used once and never kept.
+    virtual std::optional<QString> askSecret(const QString& message, const QString& fieldLabel) {
+        Q_UNUSED(message);
+        Q_UNUSED(fieldLabel);
+        return std::nullopt;
+    }
 };
 
 // Everything the application state is given; any of it may be missing, and the flows that need a

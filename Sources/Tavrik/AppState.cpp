@@ -3,6 +3,7 @@
 #include "Tavrik/Analytics.h"
 #include "Tavrik/Runtime/AgentRunner.h"
 #include "Tavrik/Runtime/CastRules.h"
+#include "TavrikCore/Replay/CastRoute.h"
 #include "TavrikCore/Storage/AuditLog.h"
 #include "TavrikCore/Storage/Paths.h"
 #include "TavrikCore/Storage/SkillMarkdown.h"
@@ -432,6 +433,12 @@ void AppState::cast(const Skill& skill, const QMap<QString, QString>& parameters
     runViaAgent(skill, CastRules::completeParameters(skill, parameters));
 }
 
+void AppState::check(const Skill& skill) {
+    if (m_state.kind() != TavrikState::Kind::idle)
+        return;
+    runViaAgent(skill, CastRules::completeParameters(skill, {}), true);
+}
+
 bool AppState::confirmDestructiveSteps(const Skill& skill) {
     const std::optional<CastRules::DestructiveWarning> warning = CastRules::destructiveWarning(skill);
     if (!warning)
@@ -444,10 +451,30 @@ bool AppState::confirmDestructiveSteps(const Skill& skill) {
                                               true}) == 0;
 }
 
-void AppState::runViaAgent(const Skill& skill, const QMap<QString, QString>& parameters) {
-    if (!confirmDestructiveSteps(skill)) {
+void AppState::runViaAgent(const Skill& skill, const QMap<QString, QString>& parameters, bool checkOnly) {
+    if (!checkOnly && !confirmDestructiveSteps(skill)) {
         set(TavrikState::idle());
         return;
+    }
+    AgentRunner::Options options;
+    options.checkOnly = checkOnly;
+    if (!checkOnly && CastRoute::method(skill) == CastMethod::replay) {
+        for (qsizetype step : CastRoute::secretSteps(skill)) {
+            std::optional<QString> secret =
+                m_services.questions
+                    ? m_services.questions->askSecret(
+                          QStringLiteral("“%1” types into a password field at step %2. Type the value to use "
+                                         "for this run; Tavrik does not keep it.")
+                              .arg(skill.name)
+                              .arg(step + 1),
+                          CastRoute::secretFieldLabel(skill.plan[step]))
+                    : std::nullopt;
+            if (!secret) {
+                set(TavrikState::idle());
+                return;
+            }
+            options.secrets.insert(step, *secret);
+        }
     }
     setSkillPanelPhase(SkillPanelPhase::running);
     setRunningLine(QStringLiteral("Starting…"));
@@ -460,24 +487,30 @@ void AppState::runViaAgent(const Skill& skill, const QMap<QString, QString>& par
         if (m_agentRunner == runner)
             setRunningLine(phrase);
     });
-    connect(runner, &AgentRunner::finished, this, [this, runner, skill](bool success, const QString& summary) {
+    connect(runner, &AgentRunner::finished, this, [this, runner, skill, checkOnly](bool success, const QString& summary) {
         if (m_agentRunner != runner)
             return; // stopped by panic; its late news is not wanted
         setRunOutcome(CastRules::outcomeText(success, summary));
-        AuditLog::append(CastRules::runRecord(m_runStartedAt, skill, runner->steps(), success));
+        if (!checkOnly)
+            AuditLog::append(CastRules::runRecord(m_runStartedAt, skill, runner->steps(), success));
         m_agentRunner = nullptr;
         runner->deleteLater();
         setRunningLine(QString());
         set(TavrikState::idle());
         emit runFinished(success);
     });
-    runner->run(skill, parameters);
+    m_runningSkill = skill;
+    m_runIsCheck = checkOnly;
+    runner->run(skill, parameters, {}, options);
 }
 
 void AppState::panic() {
     if (AgentRunner* runner = m_agentRunner) {
         m_agentRunner = nullptr;
         runner->cancel();
+        // A stopped run is a run: it goes into the audit log, marked aborted.
+        if (!m_runIsCheck)
+            AuditLog::append(CastRules::runRecord(m_runStartedAt, m_runningSkill, runner->steps(), false));
         runner->deleteLater();
     }
     setRunningLine(QString());

@@ -121,6 +121,9 @@ public slots:
 
     // Ignored unless idle. Missing or empty parameters take their example values.
     void cast(const tavrik::Skill& skill, const QMap<QString, QString>& parameters = {});
+    // Finds every recorded step's element on the desktop now, acting on nothing; the outcome
+    // shows like a run's, and nothing is audited. Ignored unless idle.
+    void check(const tavrik::Skill& skill);
     void panic();
 
     void openPalette();
@@ -168,7 +171,7 @@ private:
     void startHotkeysIfPossible();
     void finishGenerating(const Skill& skill, const QString& markdown);
     void failGenerating(const QString& message);
-    void runViaAgent(const Skill& skill, const QMap<QString, QString>& parameters);
+    void runViaAgent(const Skill& skill, const QMap<QString, QString>& parameters, bool checkOnly = false);
     bool confirmDestructiveSteps(const Skill& skill);
 
     void setSkillPanelPhase(SkillPanelPhase phase);
@@ -210,6 +213,8 @@ private:
     QString m_generatedMarkdownSnapshot;
     std::optional<Skill> m_savedSkill;
     QPointer<AgentRunner> m_agentRunner;
+    Skill m_runningSkill;
+    bool m_runIsCheck = false;
     QDateTime m_runStartedAt;
 };
 

@@ -4,6 +4,7 @@
 #include "Tavrik/Runtime/CastRules.h"
 #include "Tavrik/Runtime/ProcessGroup.h"
 #include "Tavrik/SkillReference.h"
+#include "TavrikCore/Replay/CastRoute.h"
 #include "TavrikCore/Storage/AuditLog.h"
 
 #include <QCoreApplication>
@@ -14,7 +15,9 @@
 
 #include <csignal>
 #include <cstdio>
+#include <string>
 #include <sys/socket.h>
+#include <termios.h>
 #include <unistd.h>
 
 namespace tavrik {
@@ -61,6 +64,35 @@ private:
     struct sigaction m_previousTerm {};
 };
 
+// A secure step's value, typed at the terminal without echo (read as a plain line when standard
+// input is not a terminal, for scripts).
+std::optional<QString> askSecret(const QString& label, QTextStream& err) {
+    err << "Value for " << label << " (not shown): ";
+    err.flush();
+    termios saved {};
+    const bool terminal = ::isatty(STDIN_FILENO) && ::tcgetattr(STDIN_FILENO, &saved) == 0;
+    if (terminal) {
+        termios quiet = saved;
+        quiet.c_lflag &= ~tcflag_t(ECHO);
+        ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
+    }
+    std::string line;
+    int c = 0;
+    while ((c = std::fgetc(stdin)) != EOF && c != '\n')
+        line.push_back(char(c));
+    if (terminal) {
+        ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved);
+        err << '\n';
+        err.flush();
+    }
+    if (c == EOF && line.empty())
+        return std::nullopt;
+    QString value = QString::fromLocal8Bit(line.data(), qsizetype(line.size()));
+    // Wipe our copy; the QString is handed on.
+    std::fill(line.begin(), line.end(), '\0');
+    return value;
+}
+
 bool askToProceed(const CastRules::DestructiveWarning& warning, QTextStream& out) {
     out << warning.message << "\n\n" << warning.details << "\n\nRun it? [y/N] ";
     out.flush();
@@ -81,10 +113,13 @@ int castSkill(const QStringList& arguments, QTextStream& out, QTextStream& err) 
     };
     std::optional<QString> ref;
     bool assumeYes = false;
+    bool dryRun = false;
     QMap<QString, QString> given;
     for (const QString& argument : arguments) {
         if (argument == QStringLiteral("--yes") || argument == QStringLiteral("-y"))
             assumeYes = true;
+        else if (argument == QStringLiteral("--dry-run"))
+            dryRun = true;
         else if (argument.startsWith(QStringLiteral("--")))
             return fail(QStringLiteral("unknown option for cast: %1 (see tavrik --help)").arg(argument), 2);
         else if (!ref)
@@ -113,9 +148,25 @@ int castSkill(const QStringList& arguments, QTextStream& out, QTextStream& err) 
                         2);
         }
     }
-    if (std::optional<CastRules::DestructiveWarning> warning = CastRules::destructiveWarning(skill)) {
-        if (!assumeYes && !askToProceed(*warning, out))
-            return fail(QStringLiteral("not run"), 1);
+    AgentRunner::Options options;
+    options.checkOnly = dryRun;
+    if (dryRun && skill.plan.isEmpty())
+        return fail(QStringLiteral("“%1” has no recorded steps to check").arg(skill.name), 1);
+    if (!dryRun) {
+        if (std::optional<CastRules::DestructiveWarning> warning = CastRules::destructiveWarning(skill)) {
+            if (!assumeYes && !askToProceed(*warning, out))
+                return fail(QStringLiteral("not run"), 1);
+        }
+        if (CastRoute::method(skill) == CastMethod::replay) {
+            for (qsizetype step : CastRoute::secretSteps(skill)) {
+                const QString label = CastRoute::secretFieldLabel(skill.plan[step]) +
+                                      QStringLiteral(" (step %1)").arg(step + 1);
+                std::optional<QString> value = askSecret(label, err);
+                if (!value)
+                    return fail(QStringLiteral("not run: no value for %1").arg(label), 1);
+                options.secrets.insert(step, *value);
+            }
+        }
     }
 
     const QDateTime startedAt = QDateTime::currentDateTimeUtc();
@@ -129,7 +180,9 @@ int castSkill(const QStringList& arguments, QTextStream& out, QTextStream& err) 
     QObject::connect(&runner, &AgentRunner::finished, [&](bool success, const QString& summary) {
         const QString outcome = CastRules::outcomeText(success, summary);
         (success ? out : err) << (success ? "✓ " : "✗ ") << outcome << '\n';
-        AuditLog::append(CastRules::runRecord(startedAt, skill, runner.steps(), success));
+        // A check acts on nothing, so it is no run to audit.
+        if (!dryRun)
+            AuditLog::append(CastRules::runRecord(startedAt, skill, runner.steps(), success));
         status = success ? 0 : 1;
         loop.quit();
     });
@@ -141,13 +194,14 @@ int castSkill(const QStringList& arguments, QTextStream& out, QTextStream& err) 
                 return;
             runner.cancel();
             err << "Stopped.\n";
-            AuditLog::append(CastRules::runRecord(startedAt, skill, runner.steps(), false));
+            if (!dryRun)
+                AuditLog::append(CastRules::runRecord(startedAt, skill, runner.steps(), false));
             status = kInterruptedStatus;
             loop.quit();
         });
-    out << "Running " << skill.name << "…\n";
+    out << (dryRun ? "Checking " : "Running ") << skill.name << "…\n";
     out.flush();
-    runner.run(skill, CastRules::completeParameters(skill, given), resolved->folder);
+    runner.run(skill, CastRules::completeParameters(skill, given), resolved->folder, options);
     if (runner.isRunning())
         loop.exec();
     out.flush();

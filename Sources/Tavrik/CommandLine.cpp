@@ -1,6 +1,7 @@
 #include "Tavrik/CommandLine.h"
 
 #include "Tavrik/CastCommand.h"
+#include "Tavrik/ReplayCommand.h"
 #include "Tavrik/SelfTest.h"
 #include "Tavrik/SkillReference.h"
 #include "Tavrik/TraceCommand.h"
@@ -30,10 +31,17 @@ Commands:
   show REF [--json | --markdown]
                               print one skill; REF is a skill id, its slash
                               command (/search-google) or a skill folder
-  cast REF [NAME=VALUE ...] [--yes]
+  cast REF [NAME=VALUE ...] [--yes] [--dry-run]
                               run a skill without the interface; parameters
                               left out take their example values; --yes skips
-                              the question before destructive steps; Ctrl-C stops
+                              the question before destructive steps; Ctrl-C stops;
+                              --dry-run finds every recorded step's element on
+                              the desktop now and says found, ambiguous or
+                              missing, acting on nothing
+  replay REF [NAME=VALUE ...] [--check] [--secrets-on-stdin]
+                              carry out a skill's recorded plan on this desktop,
+                              printing progress lines; casts run this for skills
+                              recorded in desktop applications
   trace RECORDING [--narration TEXT]
                               show what would be sent to the model to write a
                               skill from a recording: the text exactly, and the
@@ -148,6 +156,8 @@ int runCommand(const QStringList& arguments, QTextStream& out, QTextStream& err)
         return traceRecording(rest, out, err);
     if (command == QStringLiteral("cast"))
         return castSkill(rest, out, err);
+    if (command == QStringLiteral("replay"))
+        return replaySkill(rest, out, err);
     return io.fail(QStringLiteral("unknown command %1 (see tavrik --help)").arg(command), kUsage);
 }
 

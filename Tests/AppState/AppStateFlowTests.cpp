@@ -261,7 +261,10 @@ TEST_F(AppStateRunTest, PanicEndsTheRunAndEveryProcessItStarted) {
     EXPECT_EQ(app().runningLine(), "");
     EXPECT_TRUE(waitFor([&] { return ProcessGroup::livingMembers(group) == 0; }, 5000));
     EXPECT_FALSE(app().hasRunOutcome()); // a stopped run reports nothing late
-    EXPECT_TRUE(readAuditLog().isEmpty());
+    const QList<RunRecord> audit = readAuditLog();
+    ASSERT_EQ(audit.size(), 1); // but it is audited, as stopped
+    EXPECT_TRUE(audit[0].aborted);
+    EXPECT_EQ(audit[0].skill, "Long One");
     EXPECT_EQ(eventNames().count("skill_run_finished"), 1);
 }
 

@@ -188,18 +188,22 @@ SkillDetailView::SkillDetailView(QWidget* parent) : QWidget(parent) {
     auto* actions = new QHBoxLayout;
     actions->setSpacing(8);
     m_cast = new QPushButton(QStringLiteral("Cast"));
+    m_check = new QPushButton(QStringLiteral("Check"));
     m_edit = new QPushButton(QStringLiteral("Edit"));
     m_export = new QPushButton(QStringLiteral("Export"));
     m_delete = new QPushButton(QStringLiteral("Delete"));
     m_connect = new QPushButton;
     WindowStyle::setKind(m_connect, WindowStyle::ButtonKind::secondary);
     WindowStyle::setKind(m_cast, WindowStyle::ButtonKind::primary);
+    WindowStyle::setKind(m_check, WindowStyle::ButtonKind::secondary);
     WindowStyle::setKind(m_edit, WindowStyle::ButtonKind::secondary);
     WindowStyle::setKind(m_export, WindowStyle::ButtonKind::secondary);
     WindowStyle::setKind(m_delete, WindowStyle::ButtonKind::danger);
     m_cast->setToolTip(QStringLiteral("Run this skill now with its example values"));
+    m_check->setToolTip(QStringLiteral("Find every recorded step's element on your desktop now, without acting"));
     m_export->setToolTip(QStringLiteral("Copy its SKILL.md into your Downloads folder"));
     actions->addWidget(m_cast);
+    actions->addWidget(m_check);
     actions->addWidget(m_edit);
     actions->addWidget(m_export);
     actions->addWidget(m_connect);
@@ -208,6 +212,7 @@ SkillDetailView::SkillDetailView(QWidget* parent) : QWidget(parent) {
     layout->addLayout(actions);
 
     connect(m_cast, &QPushButton::clicked, this, &SkillDetailView::castClicked);
+    connect(m_check, &QPushButton::clicked, this, &SkillDetailView::checkClicked);
     connect(m_edit, &QPushButton::clicked, this, &SkillDetailView::editClicked);
     connect(m_export, &QPushButton::clicked, this, &SkillDetailView::exportClicked);
     connect(m_delete, &QPushButton::clicked, this, &SkillDetailView::deleteClicked);
@@ -265,12 +270,15 @@ void SkillDetailView::setSkill(const std::optional<Skill>& skill) {
                               : QString());
     }
     steps += QStringLiteral("</table>");
+    m_hasPlan = !skill->plan.isEmpty();
+    m_check->setVisible(m_hasPlan);
     m_stepsHeading->setVisible(!skill->plan.isEmpty());
     m_steps->setText(skill->plan.isEmpty() ? QString() : steps);
 }
 
 void SkillDetailView::setCastEnabled(bool enabled) {
     m_cast->setEnabled(enabled);
+    m_check->setEnabled(enabled && m_hasPlan);
 }
 
 void SkillDetailView::paintEvent(QPaintEvent*) {
@@ -383,6 +391,10 @@ MainWindow::MainWindow(AppState* app, QWidget* parent) : QWidget(parent), m_app(
     connect(m_detail, &SkillDetailView::castClicked, this, [this] {
         if (m_list->currentRow() >= 0)
             m_app->cast(m_shown.value(m_list->currentRow()));
+    });
+    connect(m_detail, &SkillDetailView::checkClicked, this, [this] {
+        if (m_list->currentRow() >= 0)
+            m_app->check(m_shown.value(m_list->currentRow()));
     });
     connect(m_detail, &SkillDetailView::editClicked, this, [this] {
         if (m_list->currentRow() >= 0)

@@ -78,6 +78,7 @@ public:
 
 signals:
     void castClicked();
+    void checkClicked();
     void editClicked();
     void exportClicked();
     void deleteClicked();
@@ -96,6 +97,8 @@ private:
     QLabel* m_parameters;
     QLabel* m_stepsHeading;
     QLabel* m_steps;
+    QPushButton* m_check = nullptr;
+    bool m_hasPlan = false;
     QPushButton* m_cast;
     QPushButton* m_edit;
     QPushButton* m_export;

@@ -3,6 +3,8 @@
 #include "Tavrik/Analytics.h"
 #include "Tavrik/Runtime/ProcessGroup.h"
 #include "Tavrik/Runtime/RuntimeLocator.h"
+#include "TavrikCore/Replay/CastRoute.h"
+#include "TavrikCore/Replay/ReplaySecrets.h"
 #include "TavrikCore/Storage/Paths.h"
 
 #include <QSettings>
@@ -45,12 +47,26 @@ bool AgentRunner::isRunning() const {
     return m_process && m_process->state() != QProcess::NotRunning;
 }
 
-void AgentRunner::run(const Skill& skill, const QMap<QString, QString>& parameters, const QString& givenFolder) {
+void AgentRunner::run(const Skill& skill, const QMap<QString, QString>& parameters, const QString& givenFolder,
+                      const Options& options) {
     const QString skillFolder = givenFolder.isEmpty() ? Paths::skill(skill.id) : givenFolder;
+    const bool replays = options.checkOnly || CastRoute::method(skill) == CastMethod::replay;
     QString program;
     QStringList arguments;
     QString workingDirectory;
-    if (std::optional<QString> installed = RuntimeLocator::installedRuntime()) {
+    if (replays) {
+        std::optional<QString> tavrik = RuntimeLocator::replayProgram();
+        if (!tavrik) {
+            emit finished(false, QStringLiteral("Couldn't find the tavrik program to replay the skill."));
+            return;
+        }
+        program = *tavrik;
+        arguments = {QStringLiteral("replay"), skillFolder};
+        if (options.checkOnly)
+            arguments.append(QStringLiteral("--check"));
+        if (!options.secrets.isEmpty())
+            arguments.append(QStringLiteral("--secrets-on-stdin"));
+    } else if (std::optional<QString> installed = RuntimeLocator::installedRuntime()) {
         workingDirectory = *installed;
         program = *installed + QStringLiteral("/node");
         arguments = {*installed + QStringLiteral("/dist/cli.js"), QStringLiteral("agent"), skillFolder};
@@ -80,7 +96,11 @@ void AgentRunner::run(const Skill& skill, const QMap<QString, QString>& paramete
         m_process = nullptr;
         process->deleteLater();
         emit finished(false, QStringLiteral("Couldn't launch the runtime: ") + reason);
+        return;
     }
+    if (!options.secrets.isEmpty())
+        process->write(ReplaySecrets::encode(options.secrets));
+    process->closeWriteChannel();
 }
 
 void AgentRunner::cancel(int graceMs) {

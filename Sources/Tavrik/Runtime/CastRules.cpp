@@ -1,5 +1,7 @@
 #include "Tavrik/Runtime/CastRules.h"
 
+#include "TavrikCore/Replay/CastRoute.h"
+
 namespace tavrik::CastRules {
 
 QMap<QString, QString> completeParameters(const Skill& skill, const QMap<QString, QString>& given) {
@@ -31,7 +33,8 @@ QString outcomeText(bool success, const QString& summary) {
 }
 
 RunRecord runRecord(const QDateTime& startedAt, const Skill& skill, const QList<QString>& steps, bool success) {
-    return RunRecord{startedAt, skill.name, QStringLiteral("agent"),
+    const bool replayed = CastRoute::method(skill) == CastMethod::replay;
+    return RunRecord{startedAt, skill.name, replayed ? QStringLiteral("replay") : QStringLiteral("agent"),
                      steps.isEmpty() ? QList<QString>{QStringLiteral("(no tool calls)")} : steps, !success};
 }
 

@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QStandardPaths>
 
 namespace tavrik::RuntimeLocator {
 
@@ -43,6 +44,20 @@ std::optional<QString> developmentRuntime(const QString& executable) {
     if (hasPackage(desktop))
         return desktop;
     return std::nullopt;
+}
+
+std::optional<QString> replayProgram(const QString& executable) {
+    const QString given = qEnvironmentVariable("TAVRIK_EXECUTABLE");
+    if (!given.isEmpty())
+        return QFileInfo(given).isExecutable() ? std::optional<QString>(given) : std::nullopt;
+    const QFileInfo self(executable);
+    if (self.fileName() == QStringLiteral("tavrik") && self.isExecutable())
+        return executable;
+    const QFileInfo beside(self.path() + QStringLiteral("/tavrik"));
+    if (!executable.isEmpty() && beside.isFile() && beside.isExecutable())
+        return beside.filePath();
+    const QString onPath = QStandardPaths::findExecutable(QStringLiteral("tavrik"));
+    return onPath.isEmpty() ? std::nullopt : std::optional<QString>(onPath);
 }
 
 } // namespace tavrik::RuntimeLocator

@@ -17,4 +17,8 @@ std::optional<QString> installedRuntime(const QString& executable = currentExecu
 // build puts tavrik at the top of its build folder), then ~/Desktop/Tavrik/runtime.
 std::optional<QString> developmentRuntime(const QString& executable = currentExecutable());
 
+// The tavrik program, which replays recorded plans in a process of its own: TAVRIK_EXECUTABLE,
+// else this program when it is tavrik, else tavrik beside it or on the PATH.
+std::optional<QString> replayProgram(const QString& executable = currentExecutable());
+
 } // namespace tavrik::RuntimeLocator

@@ -10,6 +10,8 @@
 
 #include <QApplication>
 #include <QFutureWatcher>
+#include <QInputDialog>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
 
@@ -111,6 +113,22 @@ int DialogQuestions::ask(const Question& question) {
     box.activateWindow();
     box.exec();
     return int(buttons.indexOf(box.clickedButton()));
+}
+
+std::optional<QString> DialogQuestions::askSecret(const QString& message, const QString& fieldLabel) {
+    QInputDialog dialog;
+    dialog.setWindowTitle(QStringLiteral("Tavrik"));
+    dialog.setLabelText(message + QStringLiteral("\n\n") + fieldLabel + u':');
+    dialog.setTextEchoMode(QLineEdit::Password);
+    dialog.setInputMethodHints(Qt::ImhSensitiveData | Qt::ImhNoPredictiveText);
+    dialog.setOkButtonText(QStringLiteral("Run It"));
+    dialog.setWindowFlag(Qt::WindowStaysOnTopHint);
+    dialog.show();
+    dialog.raise();
+    dialog.activateWindow();
+    if (dialog.exec() != QDialog::Accepted)
+        return std::nullopt;
+    return dialog.textValue();
 }
 
 DesktopServices makeDesktopServices(QObject* owner) {

@@ -25,6 +25,7 @@ DesktopServices makeDesktopServices(QObject* owner);
 class DialogQuestions final : public Questions {
 public:
     int ask(const Question& question) override;
+    std::optional<QString> askSecret(const QString& message, const QString& fieldLabel) override;
 };
 
 } // namespace tavrik

@@ -232,6 +232,8 @@ QJsonObject Skill::toJson() const {
         o.insert("runtime", runtime->toJson());
     if (sourceRecordingID)
         o.insert("sourceRecordingID", json::uuidText(*sourceRecordingID));
+    if (castWith)
+        o.insert("castWith", toString(*castWith));
     return o;
 }
 
@@ -250,6 +252,13 @@ std::optional<Skill> Skill::fromJson(const QJsonValue& value, QString* error) {
     s.runtime = r.optionalObject<RuntimeSpec>("runtime");
     s.createdAt = r.date("createdAt");
     s.sourceRecordingID = r.optionalUuid("sourceRecordingID");
+    if (std::optional<QString> method = r.optionalString("castWith")) {
+        s.castWith = castMethodFromString(*method);
+        if (!s.castWith && error)
+            *error = QStringLiteral("unknown castWith: ") + *method;
+        if (!s.castWith)
+            return std::nullopt;
+    }
     return json::finish(r, s, error);
 }
 

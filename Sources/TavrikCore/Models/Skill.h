@@ -1,5 +1,6 @@
 #pragma once
 
+#include "TavrikCore/Models/CastMethod.h"
 #include "TavrikCore/Models/ExecutionMode.h"
 #include "TavrikCore/Models/Parameter.h"
 #include "TavrikCore/Models/PlanStep.h"
@@ -23,6 +24,9 @@ struct Skill {
     std::optional<RuntimeSpec> runtime;
     QDateTime createdAt;
     std::optional<QUuid> sourceRecordingID;
+    // Set when the skill's author chose how it is cast ("cast_with" in SKILL.md); otherwise the
+    // cast rules decide.
+    std::optional<CastMethod> castWith;
 
     // "/" + the lower-cased name, "&" spelled "and", alphanumeric pieces joined by "-";
     // "/skill" when nothing is left.

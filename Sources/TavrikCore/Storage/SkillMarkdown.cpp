@@ -142,7 +142,7 @@ struct KeyValue {
 
 // The front-matter keys the parser reads; any other key is read and ignored.
 struct FrontMatter {
-    Value name, description, trigger, mode, created, appScope, url;
+    Value name, description, trigger, mode, created, appScope, url, castWith;
     QList<QStringView> rawLines; // between the opening and closing "---", untrimmed
     QStringView body;
 
@@ -153,7 +153,8 @@ struct FrontMatter {
                                  {u"mode", &mode},
                                  {u"created", &created},
                                  {u"app_scope", &appScope},
-                                 {u"url", &url}})
+                                 {u"url", &url},
+                                 {u"cast_with", &castWith}})
             if (kv.key == QStringView(key))
                 *slot = kv.value;
     }
@@ -406,6 +407,8 @@ QString render(const Skill& skill) {
     out += u"]\n";
     if (skill.url && !skill.url->isEmpty())
         putLine(out, u"url: ", *skill.url);
+    if (skill.castWith)
+        putLine(out, u"cast_with: ", toString(*skill.castWith));
     if (skill.runtime)
         renderRuntime(out, *skill.runtime);
     if (!skill.parameters.isEmpty()) {
@@ -457,6 +460,9 @@ std::optional<Skill> parse(const QString& text) {
         skill.appScope = parseAppScope(*front.appScope);
     skill.url = toText(front.url);
     skill.runtime = parseRuntime(front.rawLines);
+    // An unknown choice is ignored rather than failing the whole skill.
+    if (std::optional<QString> method = toText(front.castWith))
+        skill.castWith = castMethodFromString(*method);
     skill.parameters = parseParameters(front.rawLines);
     skill.summary = front.description ? front.description->toString() : summaryFromBody(front.body);
     return skill;

@@ -1,0 +1,79 @@
+#include "Tavrik/ReplayCommand.h"
+
+#include "Tavrik/Runtime/CastRules.h"
+#include "Tavrik/SkillReference.h"
+#include "TavrikCore/Replay/ReplayEngine.h"
+#include "TavrikCore/Replay/ReplaySecrets.h"
+#include "TavrikPlatform/AccessibilityBackend.h"
+#include "TavrikPlatform/DesktopBackend.h"
+
+namespace tavrik::DesktopBackend {
+std::unique_ptr<DesktopActor> createDesktopActor();
+std::unique_ptr<SyntheticInput> createSyntheticInput();
+} // namespace tavrik::DesktopBackend
+
+#include <QFile>
+
+namespace tavrik {
+
+int replaySkill(const QStringList& arguments, QTextStream& out, QTextStream& err) {
+    const auto fail = [&err](const QString& message, int status) {
+        err << "tavrik: " << message << '\n';
+        err.flush();
+        return status;
+    };
+    std::optional<QString> ref;
+    bool checkOnly = false;
+    bool secretsOnStdin = false;
+    QMap<QString, QString> given;
+    for (const QString& argument : arguments) {
+        if (argument == QStringLiteral("--check"))
+            checkOnly = true;
+        else if (argument == QStringLiteral("--secrets-on-stdin"))
+            secretsOnStdin = true;
+        else if (argument.startsWith(QStringLiteral("--")))
+            return fail(QStringLiteral("unknown option for replay: %1 (see tavrik --help)").arg(argument), 2);
+        else if (!ref)
+            ref = argument;
+        else if (const qsizetype equals = argument.indexOf(u'='); equals > 0)
+            given.insert(argument.left(equals), argument.mid(equals + 1));
+        else
+            return fail(QStringLiteral("parameters are given as name=value, not %1").arg(argument), 2);
+    }
+    if (!ref)
+        return fail(QStringLiteral("replay needs a skill: an id, a slash command or a folder"), 2);
+    QString error;
+    std::optional<ResolvedSkill> resolved = resolveSkillReference(*ref, &error);
+    if (!resolved)
+        return fail(error, 1);
+
+    QMap<qsizetype, QString> secrets;
+    if (secretsOnStdin) {
+        QFile input;
+        if (!input.open(stdin, QIODevice::ReadOnly))
+            return fail(QStringLiteral("could not read the secrets from standard input"), 1);
+        std::optional<QMap<qsizetype, QString>> decoded = ReplaySecrets::decode(input.readLine(1 << 20));
+        if (!decoded)
+            return fail(QStringLiteral("the secrets on standard input are not a JSON object of texts"), 2);
+        secrets = *decoded;
+    }
+
+    const auto emitLine = [&out](const QString& line) {
+        out << line << '\n';
+        out.flush();
+    };
+    std::unique_ptr<DesktopActor> actor = DesktopBackend::createDesktopActor();
+    std::unique_ptr<SyntheticInput> input = DesktopBackend::createSyntheticInput();
+    if (!actor->isAvailable() || (!checkOnly && !input->isAvailable())) {
+        emitLine(QStringLiteral("✗ Replay needs a desktop session with its accessibility bus; none was found"));
+        return 1;
+    }
+    SystemReplayClock clock;
+    ReplayEngine engine(*actor, *input, clock);
+    const QMap<QString, QString> values = CastRules::completeParameters(resolved->skill, given);
+    const bool succeeded = checkOnly ? engine.check(resolved->skill, values, emitLine)
+                                     : engine.run(resolved->skill, values, secrets, emitLine);
+    return succeeded ? 0 : 1;
+}
+
+} // namespace tavrik

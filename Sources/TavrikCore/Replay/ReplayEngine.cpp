@@ -1,0 +1,495 @@
+#include "TavrikCore/Replay/ReplayEngine.h"
+
+#include "TavrikCore/Hotkeys/KeyCodes.h"
+#include "TavrikCore/Replay/ParameterFill.h"
+
+#include <QRegularExpression>
+
+#include <algorithm>
+#include <cmath>
+
+namespace tavrik {
+
+struct ReplayEngine::Located {
+    enum class Kind { element, window, none, failed };
+    Kind kind = Kind::none;
+    std::optional<LiveElement> element;
+    std::optional<LiveWindow> window;
+    TargetMatcher::Match::Kind match = TargetMatcher::Match::Kind::missing;
+    QString problem;
+};
+
+namespace {
+
+QString quoted(const QString& text) {
+    return QStringLiteral("“") + text + QStringLiteral("”");
+}
+
+// How a target is named in lines: its name, else its description, else its role.
+QString targetLabel(const AXTarget& target) {
+    QString label;
+    if (target.axTitle && !target.axTitle->isEmpty())
+        label = quoted(*target.axTitle);
+    else if (target.axDescription && !target.axDescription->isEmpty())
+        label = quoted(*target.axDescription);
+    else if (target.axRole && !target.axRole->isEmpty())
+        label = QStringLiteral("the ") + *target.axRole;
+    else
+        label = QStringLiteral("the window");
+    if (target.appName && !target.appName->isEmpty())
+        label += QStringLiteral(" in ") + *target.appName;
+    else if (target.appBundleID && !target.appBundleID->isEmpty())
+        label += QStringLiteral(" in ") + *target.appBundleID;
+    return label;
+}
+
+QString appLabel(const AXTarget& target) {
+    if (target.appName && !target.appName->isEmpty())
+        return *target.appName;
+    return target.appBundleID.value_or(QStringLiteral("The application"));
+}
+
+QString toolName(const PlanStep& step, bool typesText) {
+    switch (step.action) {
+    case ActionType::click:
+        return QStringLiteral("click");
+    case ActionType::rightClick:
+        return QStringLiteral("right_click");
+    case ActionType::doubleClick:
+        return QStringLiteral("double_click");
+    case ActionType::drag:
+        return QStringLiteral("drag");
+    case ActionType::scroll:
+        return QStringLiteral("scroll");
+    case ActionType::keystroke:
+        return typesText ? QStringLiteral("type") : QStringLiteral("press");
+    case ActionType::appSwitch:
+    case ActionType::windowFocus:
+        return QStringLiteral("switch");
+    case ActionType::wait:
+        return QStringLiteral("wait");
+    }
+    return QStringLiteral("step");
+}
+
+QString stepName(const PlanStep& step) {
+    QString name = QStringLiteral("Step ") + QString::number(step.index + 1);
+    if (!step.intent.isEmpty())
+        name += QStringLiteral(" (") + step.intent + u')';
+    return name;
+}
+
+// The recorded target as this run expects to see it: names and values that showed an example
+// value show the run's value.
+AXTarget expectedTarget(const AXTarget& recorded, const Skill& skill, const QMap<QString, QString>& values) {
+    AXTarget expected = recorded;
+    if (expected.axTitle)
+        expected.axTitle = ParameterFill::fill(*expected.axTitle, skill.parameters, values);
+    if (expected.axValue)
+        expected.axValue = ParameterFill::fill(*expected.axValue, skill.parameters, values);
+    return expected;
+}
+
+bool hasRole(const AXTarget& target) {
+    return target.axRole && !target.axRole->isEmpty();
+}
+
+std::optional<QString> pressAction(const LiveElement& element) {
+    static const QStringList preferred{QStringLiteral("click"),  QStringLiteral("press"),
+                                       QStringLiteral("toggle"), QStringLiteral("activate"),
+                                       QStringLiteral("trigger"), QStringLiteral("jump")};
+    for (const QString& wanted : preferred)
+        for (const QString& action : element.actions)
+            if (action.compare(wanted, Qt::CaseInsensitive) == 0)
+                return action;
+    return std::nullopt;
+}
+
+std::optional<QString> namedAction(const LiveElement& element, std::initializer_list<const char*> names) {
+    for (const char* wanted : names)
+        for (const QString& action : element.actions)
+            if (action.compare(QLatin1String(wanted), Qt::CaseInsensitive) == 0)
+                return action;
+    return std::nullopt;
+}
+
+bool isRowRole(const QString& role) {
+    static const QStringList roles{QStringLiteral("list item"), QStringLiteral("table cell"),
+                                   QStringLiteral("tree item"), QStringLiteral("page tab")};
+    return roles.contains(role);
+}
+
+Point center(const Rect& r) {
+    return Point{r.origin.x + r.size.width / 2, r.origin.y + r.size.height / 2};
+}
+
+// Where in the element the recorded pointer was, carried over to the element's size now. Without
+// a recorded frame, its centre.
+Point pointInElement(const PlanStep& step, const LiveElement& element) {
+    if (!step.location || !step.target || !step.target->frameInWindow || !step.target->windowFrame)
+        return center(element.frame);
+    const Rect& was = *step.target->frameInWindow;
+    if (was.size.width <= 0 || was.size.height <= 0)
+        return center(element.frame);
+    const double fx = (step.location->x - step.target->windowFrame->origin.x - was.origin.x) / was.size.width;
+    const double fy = (step.location->y - step.target->windowFrame->origin.y - was.origin.y) / was.size.height;
+    if (fx < 0 || fx > 1 || fy < 0 || fy > 1)
+        return center(element.frame);
+    return Point{element.frame.origin.x + fx * element.frame.size.width,
+                 element.frame.origin.y + fy * element.frame.size.height};
+}
+
+// Elements that do nothing (labels, panels) have no enabled state to wait for.
+bool mustBeEnabled(const LiveElement& element) {
+    return !element.actions.isEmpty() || element.editable || TargetMatcher::isTextRole(element.role);
+}
+
+quint64 modifierBits(const PlanStep& step) {
+    constexpr quint64 mask =
+        ModifierFlags::shift | ModifierFlags::control | ModifierFlags::alt | ModifierFlags::super;
+    return step.modifierFlags.value_or(0) & mask;
+}
+
+} // namespace
+
+ReplayEngine::ReplayEngine(DesktopActor& actor, SyntheticInput& input, ReplayClock& clock)
+    : ReplayEngine(actor, input, clock, Options{}) {}
+
+ReplayEngine::ReplayEngine(DesktopActor& actor, SyntheticInput& input, ReplayClock& clock, Options options)
+    : m_actor(actor), m_input(input), m_clock(clock), m_options(options) {}
+
+int ReplayEngine::waitFor(const PlanStep& step) const {
+    if (!step.precondition || step.precondition->trimmed().isEmpty())
+        return m_options.defaultWaitMs;
+    static const QRegularExpression seconds(QStringLiteral("(\\d+(?:\\.\\d+)?)\\s*(s|sec|secs|seconds?)\\b"),
+                                            QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression minutes(QStringLiteral("(\\d+(?:\\.\\d+)?)\\s*(min|mins|minutes?)\\b"),
+                                            QRegularExpression::CaseInsensitiveOption);
+    double ms = 3.0 * m_options.defaultWaitMs;
+    if (const auto m = seconds.match(*step.precondition); m.hasMatch())
+        ms = m.captured(1).toDouble() * 1000;
+    else if (const auto m = minutes.match(*step.precondition); m.hasMatch())
+        ms = m.captured(1).toDouble() * 60000;
+    return int(std::clamp<double>(ms, m_options.defaultWaitMs, m_options.longestWaitMs));
+}
+
+bool ReplayEngine::looksDestructive(const PlanStep& step) {
+    if (step.isDestructive)
+        return true;
+    if (!step.target || !step.target->axTitle)
+        return false;
+    static const QRegularExpression words(
+        QStringLiteral("\\b(delete|remove|erase|discard|send|submit|overwrite|replace|empty|format|"
+                       "uninstall|purchase|buy|pay|transfer|publish|post)\\b"),
+        QRegularExpression::CaseInsensitiveOption);
+    return words.match(*step.target->axTitle).hasMatch();
+}
+
+bool ReplayEngine::settle(const std::function<bool()>& condition) {
+    const qint64 deadline = m_clock.elapsedMs() + m_options.effectWaitMs;
+    while (true) {
+        if (condition())
+            return true;
+        if (m_clock.elapsedMs() >= deadline || stopRequested())
+            return false;
+        m_clock.sleepMs(std::min(m_options.pollMs, 50));
+    }
+}
+
+ReplayEngine::Located ReplayEngine::locate(const PlanStep& step, const AXTarget& expected, int waitMs) {
+    const qint64 deadline = m_clock.elapsedMs() + waitMs;
+    Located result;
+    while (true) {
+        const QList<LiveWindow> windows = m_actor.windows();
+        QList<LiveWindow> ours;
+        for (const LiveWindow& w : windows)
+            if (TargetMatcher::sameApplication(expected, w))
+                ours.append(w);
+        if (ours.isEmpty()) {
+            result = Located{Located::Kind::failed, {}, {}, TargetMatcher::Match::Kind::missing,
+                             appLabel(expected) + QStringLiteral(" has no window open")};
+        } else if (!hasRole(expected)) {
+            // Only the window was recorded: the one with the same title, else the one in front.
+            auto it = std::find_if(ours.cbegin(), ours.cend(),
+                                   [&](const LiveWindow& w) { return expected.windowTitle == w.title; });
+            if (it == ours.cend())
+                it = std::find_if(ours.cbegin(), ours.cend(), [](const LiveWindow& w) { return w.active; });
+            result = Located{Located::Kind::window, {}, it == ours.cend() ? ours.first() : *it,
+                             TargetMatcher::Match::Kind::found, {}};
+            return result;
+        } else {
+            QList<TargetMatcher::Candidate> candidates;
+            for (const LiveWindow& w : ours)
+                for (const LiveElement& e : m_actor.elements(w, *expected.axRole, m_options.elementLimit))
+                    candidates.append({e, w});
+            const TargetMatcher::Match match = TargetMatcher::best(expected, candidates);
+            result = Located{Located::Kind::failed, {}, {}, match.kind, {}};
+            switch (match.kind) {
+            case TargetMatcher::Match::Kind::found:
+                if (match.best->element.showing && (match.best->element.enabled || !mustBeEnabled(match.best->element)))
+                    return Located{Located::Kind::element, match.best->element, match.best->window,
+                                   TargetMatcher::Match::Kind::found, {}};
+                result.problem = targetLabel(expected) + QStringLiteral(" is there but not enabled");
+                break;
+            case TargetMatcher::Match::Kind::ambiguous: {
+                const Point a = center(match.best->element.frame);
+                const Point b = center(match.rival->element.frame);
+                result.problem = QStringLiteral("more than one element fits %1 (at %2,%3 and %4,%5)")
+                                     .arg(targetLabel(expected))
+                                     .arg(qRound(a.x))
+                                     .arg(qRound(a.y))
+                                     .arg(qRound(b.x))
+                                     .arg(qRound(b.y));
+                break;
+            }
+            case TargetMatcher::Match::Kind::missing:
+                result.problem = QStringLiteral("no element like %1 (%2) is showing")
+                                     .arg(targetLabel(expected), *expected.axRole);
+                break;
+            }
+        }
+        if (m_clock.elapsedMs() >= deadline || stopRequested())
+            return result;
+        m_clock.sleepMs(m_options.pollMs);
+    }
+}
+
+ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Located& where) {
+    const bool destructive = looksDestructive(step);
+    Point at;
+    if (where.kind == Located::Kind::window) {
+        // Nothing but the window was recorded: the point where it was within the window.
+        if (destructive)
+            return {false, QStringLiteral("it may delete, send or overwrite, and its element was never "
+                                          "identified; Tavrik does not click where it once was")};
+        if (!step.location || !step.target || !step.target->windowFrame)
+            return {false, QStringLiteral("the recording does not say where in the window it was")};
+        at = Point{where.window->frame.origin.x + step.location->x - step.target->windowFrame->origin.x,
+                   where.window->frame.origin.y + step.location->y - step.target->windowFrame->origin.y};
+    } else {
+        const LiveElement& element = *where.element;
+        if (step.action == ActionType::click) {
+            if (element.editable || TargetMatcher::isTextRole(element.role)) {
+                // A click into a field is how the demonstration gave it the keyboard.
+                if (m_actor.focus(element) && settle([&] {
+                        const auto now = m_actor.refresh(element);
+                        return now && now->focused;
+                    }))
+                    return {};
+            } else if (isRowRole(element.role) && !pressAction(element)) {
+                if (m_actor.select(element))
+                    return {};
+            } else if (const std::optional<QString> action = pressAction(element)) {
+                const bool wasChecked = element.checked;
+                if (m_actor.performAction(element, *action)) {
+                    if (!element.checkable)
+                        return {};
+                    if (settle([&] {
+                            const auto now = m_actor.refresh(element);
+                            return now && now->checked != wasChecked;
+                        }))
+                        return {};
+                    return {false, targetLabel(*step.target) + QStringLiteral(" did not change")};
+                }
+            }
+        } else if (step.action == ActionType::doubleClick && isRowRole(element.role)) {
+            if (const auto activate = namedAction(element, {"activate"})) {
+                m_actor.select(element);
+                if (m_actor.performAction(element, *activate))
+                    return {};
+            }
+        } else if (step.action == ActionType::rightClick) {
+            if (const auto menu = namedAction(element, {"showmenu", "show menu", "menu"}))
+                if (m_actor.performAction(element, *menu))
+                    return {};
+        }
+        at = pointInElement(step, element);
+    }
+    // No accessible action fits: synthetic input at where the element is now.
+    if (where.window && !where.window->active)
+        m_actor.activateWindow(*where.window);
+    bool sent = false;
+    switch (step.action) {
+    case ActionType::rightClick:
+        sent = m_input.click(at, SyntheticInput::Button::right, 1);
+        break;
+    case ActionType::doubleClick:
+        sent = m_input.click(at, SyntheticInput::Button::left, 2);
+        break;
+    case ActionType::scroll: {
+        const Size delta = step.scrollDelta.value_or(Size{0, 0});
+        // Recorded as the wheel reports it: up and left are positive.
+        sent = m_input.scroll(at, -int(std::lround(delta.width)), -int(std::lround(delta.height)));
+        break;
+    }
+    case ActionType::drag: {
+        if (!step.endLocation || !step.location)
+            return {false, QStringLiteral("the recording does not say where the drag ended")};
+        const Point to{at.x + step.endLocation->x - step.location->x, at.y + step.endLocation->y - step.location->y};
+        sent = m_input.drag(at, to);
+        break;
+    }
+    default:
+        sent = m_input.click(at, SyntheticInput::Button::left, 1);
+        break;
+    }
+    return sent ? Outcome{} : Outcome{false, QStringLiteral("the input could not be sent")};
+}
+
+ReplayEngine::Outcome ReplayEngine::actTyping(const PlanStep& step, const Located& where, const QString& text) {
+    if (where.window && !where.window->active && where.kind != Located::Kind::element)
+        m_actor.activateWindow(*where.window);
+    if (where.kind != Located::Kind::element) {
+        return m_input.typeText(text) ? Outcome{}
+                                      : Outcome{false, QStringLiteral("the text could not be typed")};
+    }
+    const LiveElement& element = *where.element;
+    if (!element.focused)
+        m_actor.focus(element);
+    const bool readable = !element.secure;
+    const std::optional<QString> before = readable ? m_actor.text(element) : std::nullopt;
+    const auto arrived = [&] {
+        const std::optional<QString> now = m_actor.text(element);
+        return now && (now->contains(text) || (before && *now != *before));
+    };
+    if ((element.editable || TargetMatcher::isTextRole(element.role)) && m_actor.insertText(element, text)) {
+        if (!readable || settle(arrived))
+            return {};
+    }
+    // Not editable through accessibility (terminals, custom widgets), or nothing changed: keys.
+    if (where.window && !where.window->active)
+        m_actor.activateWindow(*where.window);
+    m_actor.focus(element);
+    if (!m_input.typeText(text))
+        return {false, QStringLiteral("the text could not be typed")};
+    if (readable && !settle(arrived))
+        return {false, QStringLiteral("the text did not arrive in ") + targetLabel(*step.target)};
+    return {};
+}
+
+ReplayEngine::Outcome ReplayEngine::actKey(const PlanStep& step, const Located& where) {
+    if (where.window && !where.window->active)
+        m_actor.activateWindow(*where.window);
+    if (where.kind == Located::Kind::element && !where.element->focused && where.element->focusable)
+        m_actor.focus(*where.element);
+    return m_input.pressKey(*step.keyCode, modifierBits(step))
+               ? Outcome{}
+               : Outcome{false, QStringLiteral("the key could not be pressed")};
+}
+
+ReplayEngine::Outcome ReplayEngine::act(const PlanStep& step, const AXTarget& expected, const Located& where,
+                                        const QString& text) {
+    Q_UNUSED(expected);
+    switch (step.action) {
+    case ActionType::wait:
+        m_clock.sleepMs(1000);
+        return {};
+    case ActionType::appSwitch:
+    case ActionType::windowFocus:
+        return m_actor.activateWindow(*where.window) ? Outcome{}
+                                                      : Outcome{false, QStringLiteral("its window could not be brought to the front")};
+    case ActionType::keystroke:
+        if (!text.isNull())
+            return actTyping(step, where, text);
+        if (step.keyCode)
+            return actKey(step, where);
+        return {false, QStringLiteral("the recording holds no key for it")};
+    default:
+        return actPointer(step, where);
+    }
+}
+
+bool ReplayEngine::run(const Skill& skill, const QMap<QString, QString>& values,
+                       const QMap<qsizetype, QString>& secrets, const LineSink& emitLine) {
+    const qsizetype total = skill.plan.size();
+    for (qsizetype i = 0; i < total; ++i) {
+        const PlanStep& step = skill.plan[i];
+        if (stopRequested()) {
+            emitLine(QStringLiteral("✗ Stopped"));
+            return false;
+        }
+        QString text;
+        if (step.action == ActionType::keystroke) {
+            if (step.target && step.target->isSecure && !step.text && !step.keyCode) {
+                if (!secrets.contains(i)) {
+                    emitLine(QStringLiteral("✗ ") + stepName(step) + QStringLiteral(": no value was given for the secure field"));
+                    return false;
+                }
+                text = secrets.value(i);
+            } else if (step.text) {
+                text = ParameterFill::fill(*step.text, skill.parameters, values);
+            }
+        }
+        const bool typesText = !text.isNull();
+        const AXTarget expected = step.target ? expectedTarget(*step.target, skill, values) : AXTarget{};
+        const bool secret = step.target && step.target->isSecure && typesText;
+        emitLine(QStringLiteral("→ ") + toolName(step, typesText) + u' ' +
+                 (secret ? QStringLiteral("(a secret) into ") : QString()) + targetLabel(expected));
+        emitLine(QStringLiteral("· Step %1 of %2: %3").arg(i + 1).arg(total).arg(step.intent));
+
+        Located where;
+        if (step.action == ActionType::wait) {
+            where.kind = Located::Kind::none;
+        } else if (!step.target) {
+            if (step.action != ActionType::keystroke) {
+                emitLine(QStringLiteral("✗ ") + stepName(step) + QStringLiteral(": the recording names no element for it"));
+                return false;
+            }
+        } else {
+            where = locate(step, expected, waitFor(step));
+            if (stopRequested()) {
+                emitLine(QStringLiteral("✗ Stopped"));
+                return false;
+            }
+            // A key press goes to its window when its element is gone, unless it may do damage.
+            if (where.kind == Located::Kind::failed && step.action == ActionType::keystroke && !typesText &&
+                where.match == TargetMatcher::Match::Kind::missing && !looksDestructive(step)) {
+                AXTarget windowOnly = expected;
+                windowOnly.axRole.reset();
+                where = locate(step, windowOnly, 0);
+            }
+            if (where.kind == Located::Kind::failed) {
+                emitLine(QStringLiteral("✗ ") + stepName(step) + QStringLiteral(": ") + where.problem);
+                return false;
+            }
+        }
+        const Outcome outcome = act(step, expected, where, text);
+        if (!outcome.ok) {
+            emitLine(QStringLiteral("✗ ") + stepName(step) + QStringLiteral(": ") + outcome.problem);
+            return false;
+        }
+    }
+    emitLine(QStringLiteral("✓ Replayed %1 %2 of %3").arg(total).arg(total == 1 ? "step" : "steps", quoted(skill.name)));
+    return true;
+}
+
+bool ReplayEngine::check(const Skill& skill, const QMap<QString, QString>& values, const LineSink& emitLine) {
+    int missing = 0;
+    int found = 0;
+    for (const PlanStep& step : skill.plan) {
+        if (!step.target || step.action == ActionType::wait) {
+            emitLine(QStringLiteral("· ") + stepName(step) + QStringLiteral(": nothing to find"));
+            continue;
+        }
+        const AXTarget expected = expectedTarget(*step.target, skill, values);
+        const Located where = locate(step, expected, 0);
+        if (where.kind == Located::Kind::failed) {
+            ++missing;
+            const QString verdict =
+                where.match == TargetMatcher::Match::Kind::ambiguous ? QStringLiteral("ambiguous") : QStringLiteral("missing");
+            emitLine(QStringLiteral("· ") + stepName(step) + QStringLiteral(": ") + verdict + QStringLiteral(", ") +
+                     where.problem);
+        } else {
+            ++found;
+            emitLine(QStringLiteral("· ") + stepName(step) + QStringLiteral(": found ") + targetLabel(expected));
+        }
+    }
+    if (missing == 0) {
+        emitLine(QStringLiteral("✓ Found the elements of all %1 steps").arg(found));
+        return true;
+    }
+    emitLine(QStringLiteral("✗ %1 of %2 steps have no element to act on now").arg(missing).arg(skill.plan.size()));
+    return false;
+}
+
+} // namespace tavrik

@@ -1,0 +1,171 @@
+#include "Replay/FakeDesktop.h"
+
+namespace tavrik::test {
+
+LiveWindow& FakeDesktop::addWindow(const QString& appID, const QString& title, Rect frame) {
+    LiveWindow window;
+    window.handle = m_nextHandle++;
+    window.appID = appID;
+    window.appName = appID;
+    window.title = title;
+    window.frame = frame;
+    window.active = windowList.isEmpty();
+    windowList.append(window);
+    return windowList.last();
+}
+
+LiveElement& FakeDesktop::addElement(const LiveWindow& window, const QString& role, const QString& name,
+                                     const QString& path, Rect frameInWindow) {
+    LiveElement element;
+    element.handle = m_nextHandle++;
+    element.window = window.handle;
+    element.role = role;
+    element.name = name;
+    element.path = path;
+    element.frame = Rect(window.frame.origin.x + frameInWindow.origin.x, window.frame.origin.y + frameInWindow.origin.y,
+                         frameInWindow.size.width, frameInWindow.size.height);
+    element.showing = true;
+    element.enabled = true;
+    element.focusable = true;
+    if (role == QStringLiteral("text") || role == QStringLiteral("password text")) {
+        element.editable = true;
+        element.value = QString();
+        element.secure = role == QStringLiteral("password text");
+    } else if (role == QStringLiteral("check box") || role == QStringLiteral("toggle button")) {
+        element.checkable = true;
+        element.actions = {QStringLiteral("click")};
+    } else if (role == QStringLiteral("push button") || role == QStringLiteral("menu item")) {
+        element.actions = {QStringLiteral("click")};
+    }
+    elementList.append(element);
+    return elementList.last();
+}
+
+LiveElement* FakeDesktop::find(const QString& name) {
+    for (LiveElement& e : elementList)
+        if (e.name == name)
+            return &e;
+    return nullptr;
+}
+
+LiveElement* FakeDesktop::byHandle(quint64 handle) {
+    for (LiveElement& e : elementList)
+        if (e.handle == handle)
+            return &e;
+    return nullptr;
+}
+
+QList<LiveElement> FakeDesktop::elements(const LiveWindow& window, const QString& role, int limit) {
+    QList<LiveElement> found;
+    for (const LiveElement& e : elementList)
+        if (e.window == window.handle && e.showing && (role.isEmpty() || e.role == role) && found.size() < limit)
+            found.append(e);
+    return found;
+}
+
+std::optional<LiveElement> FakeDesktop::refresh(const LiveElement& element) {
+    if (LiveElement* e = byHandle(element.handle))
+        return *e;
+    return std::nullopt;
+}
+
+bool FakeDesktop::performAction(const LiveElement& element, const QString& action) {
+    LiveElement* e = byHandle(element.handle);
+    if (!e || refusedActions.contains(action))
+        return false;
+    log.append(QStringLiteral("action %1 %2").arg(action, e->name));
+    if (e->checkable)
+        e->checked = !e->checked;
+    return true;
+}
+
+bool FakeDesktop::focus(const LiveElement& element) {
+    LiveElement* e = byHandle(element.handle);
+    if (!e)
+        return false;
+    for (LiveElement& other : elementList)
+        other.focused = false;
+    e->focused = true;
+    log.append(QStringLiteral("focus %1").arg(e->name));
+    return true;
+}
+
+bool FakeDesktop::select(const LiveElement& element) {
+    LiveElement* e = byHandle(element.handle);
+    if (!e)
+        return false;
+    e->selected = true;
+    log.append(QStringLiteral("select %1").arg(e->name));
+    return true;
+}
+
+bool FakeDesktop::insertText(const LiveElement& element, const QString& text) {
+    LiveElement* e = byHandle(element.handle);
+    if (!e || !insertTextWorks)
+        return false;
+    e->value = e->value.value_or(QString()) + text;
+    log.append(QStringLiteral("insert %1 into %2").arg(e->secure ? QStringLiteral("(secret)") : text, e->name));
+    return true;
+}
+
+bool FakeDesktop::replaceText(const LiveElement& element, const QString& text) {
+    LiveElement* e = byHandle(element.handle);
+    if (!e)
+        return false;
+    e->value = text;
+    return true;
+}
+
+std::optional<QString> FakeDesktop::text(const LiveElement& element) {
+    LiveElement* e = byHandle(element.handle);
+    if (!e || e->secure)
+        return std::nullopt;
+    return e->value;
+}
+
+bool FakeDesktop::activateWindow(const LiveWindow& window) {
+    for (LiveWindow& w : windowList)
+        w.active = w.handle == window.handle;
+    log.append(QStringLiteral("activate %1").arg(window.title));
+    return true;
+}
+
+bool FakeDesktop::pressKey(quint16 keyCode, quint64 modifierFlags) {
+    log.append(QStringLiteral("key %1 %2").arg(keyCode).arg(modifierFlags, 0, 16));
+    return true;
+}
+
+bool FakeDesktop::typeText(const QString& text) {
+    for (LiveElement& e : elementList)
+        if (e.focused && e.editable)
+            e.value = e.value.value_or(QString()) + text;
+    log.append(QStringLiteral("type %1").arg(text));
+    return true;
+}
+
+bool FakeDesktop::click(Point at, Button button, int count) {
+    log.append(QStringLiteral("click %1,%2 %3 x%4")
+                   .arg(qRound(at.x))
+                   .arg(qRound(at.y))
+                   .arg(button == Button::right ? "right" : "left")
+                   .arg(count));
+    return true;
+}
+
+bool FakeDesktop::drag(Point from, Point to) {
+    log.append(QStringLiteral("drag %1,%2 to %3,%4").arg(qRound(from.x)).arg(qRound(from.y)).arg(qRound(to.x)).arg(qRound(to.y)));
+    return true;
+}
+
+bool FakeDesktop::scroll(Point at, int dx, int dy) {
+    log.append(QStringLiteral("scroll %1,%2 by %3,%4").arg(qRound(at.x)).arg(qRound(at.y)).arg(dx).arg(dy));
+    return true;
+}
+
+void FakeDesktop::sleepMs(int ms) {
+    now += ms;
+    if (onSleep)
+        onSleep();
+}
+
+} // namespace tavrik::test

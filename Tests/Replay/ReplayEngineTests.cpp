@@ -1,0 +1,202 @@
+#include "Replay/FakeDesktop.h"
+#include "Replay/Recorded.h"
+#include "TavrikCore/Hotkeys/KeyCodes.h"
+#include "TavrikCore/Replay/ReplayEngine.h"
+
+#include <gtest/gtest.h>
+
+namespace tavrik::test {
+namespace {
+
+// A sign-up form: a name field, a password field, a "Subscribe" check box and a Save button.
+struct SignUp : ::testing::Test {
+    FakeDesktop desktop;
+    LiveWindow window;
+    Skill skill;
+    QStringList lines;
+    ReplayEngine::LineSink sink = [this](const QString& line) { lines.append(line); };
+
+    SignUp() {
+        window = desktop.addWindow(QStringLiteral("org.example.SignUp"), QStringLiteral("Sign up"), Rect(50, 50, 500, 400));
+        desktop.addElement(window, QStringLiteral("text"), QStringLiteral("Name"), QStringLiteral("filler:0/text:0"),
+                           Rect(20, 20, 300, 24));
+        desktop.addElement(window, QStringLiteral("password text"), QStringLiteral("Password"),
+                           QStringLiteral("filler:0/password text:1"), Rect(20, 60, 300, 24));
+        desktop.addElement(window, QStringLiteral("check box"), QStringLiteral("Subscribe"), QStringLiteral("filler:0/check box:2"),
+                           Rect(20, 100, 120, 24));
+        desktop.addElement(window, QStringLiteral("push button"), QStringLiteral("Save"), QStringLiteral("filler:0/push button:3"),
+                           Rect(400, 350, 80, 30));
+
+        skill.name = QStringLiteral("Sign up");
+        skill.parameters = {Parameter{QUuid::createUuid(), QStringLiteral("full_name"), ParameterType::text,
+                                      QStringLiteral("Who?"), QStringLiteral("Ada"), {1}}};
+        skill.plan.append(recordedStep(0, ActionType::click, *desktop.find(QStringLiteral("Name")), window));
+        PlanStep typed = recordedStep(1, ActionType::keystroke, *desktop.find(QStringLiteral("Name")), window);
+        typed.text = QStringLiteral("Ada Lovelace");
+        skill.plan.append(typed);
+        skill.plan.append(recordedStep(2, ActionType::keystroke, *desktop.find(QStringLiteral("Password")), window));
+        skill.plan.append(recordedStep(3, ActionType::click, *desktop.find(QStringLiteral("Subscribe")), window));
+        skill.plan.append(recordedStep(4, ActionType::click, *desktop.find(QStringLiteral("Save")), window));
+    }
+
+    bool run(const QMap<QString, QString>& values, const QMap<qsizetype, QString>& secrets = {{2, QStringLiteral("hunter2")}}) {
+        ReplayEngine engine(desktop, desktop, desktop);
+        return engine.run(skill, values, secrets, sink);
+    }
+};
+
+TEST_F(SignUp, CarriesOutTheFormThroughAccessibilityWithTheRunsValues) {
+    ASSERT_TRUE(run({{QStringLiteral("full_name"), QStringLiteral("Grace")}})) << lines.join('\n').toStdString();
+    EXPECT_EQ(desktop.find(QStringLiteral("Name"))->value, QStringLiteral("Grace Lovelace"));
+    EXPECT_TRUE(desktop.find(QStringLiteral("Subscribe"))->checked);
+    EXPECT_EQ(desktop.log, (QStringList{QStringLiteral("focus Name"), QStringLiteral("insert Grace Lovelace into Name"),
+                                        QStringLiteral("focus Password"), QStringLiteral("insert (secret) into Password"),
+                                        QStringLiteral("action click Subscribe"), QStringLiteral("action click Save")}));
+    EXPECT_EQ(lines.last(), QStringLiteral("✓ Replayed 5 steps of “Sign up”"));
+    EXPECT_TRUE(lines.contains(QStringLiteral("→ type (a secret) into “Password” in org.example.SignUp")));
+    // The secret goes into the field and nowhere else.
+    EXPECT_FALSE(lines.join('\n').contains(QStringLiteral("hunter2")));
+    EXPECT_FALSE(desktop.log.join('\n').contains(QStringLiteral("hunter2")));
+}
+
+TEST_F(SignUp, WaitsForATargetThatAppearsLateAndGivesUpOnOneThatNeverDoes) {
+    desktop.find(QStringLiteral("Save"))->showing = false;
+    desktop.onSleep = [this] {
+        if (desktop.now >= 2000)
+            desktop.find(QStringLiteral("Save"))->showing = true;
+    };
+    ASSERT_TRUE(run({}));
+    EXPECT_GE(desktop.now, 2000);
+
+    // Gone for good: the run ends at that step, after the wait, having done nothing more.
+    desktop.elementList.removeLast();
+    desktop.onSleep = nullptr;
+    desktop.now = 0;
+    desktop.log.clear();
+    EXPECT_FALSE(run({}));
+    EXPECT_EQ(lines.last(), QStringLiteral("✗ Step 5 (Step on Save): no element like “Save” in org.example.SignUp "
+                                           "(push button) is showing"));
+    EXPECT_GE(desktop.now, 10000);
+    EXPECT_LT(desktop.now, 11000);
+    EXPECT_FALSE(desktop.log.contains(QStringLiteral("action click Save")));
+}
+
+TEST_F(SignUp, WaitsForADisabledButtonAndALongerPreconditionWait) {
+    desktop.find(QStringLiteral("Save"))->enabled = false;
+    skill.plan[4].precondition = QStringLiteral("the upload finished; wait up to 30 seconds");
+    desktop.onSleep = [this] {
+        if (desktop.now >= 20000)
+            desktop.find(QStringLiteral("Save"))->enabled = true;
+    };
+    EXPECT_TRUE(run({})) << lines.last().toStdString();
+}
+
+TEST_F(SignUp, ARefusedActionFallsBackToAClickWhereTheElementIsNow) {
+    desktop.refusedActions = {QStringLiteral("click")};
+    skill.plan = {skill.plan[3]};
+    // The action is refused: the engine falls back to a click where the box is now.
+    ASSERT_TRUE(run({}));
+    EXPECT_EQ(desktop.log, QStringList{QStringLiteral("click 130,162 left x1")});
+}
+
+TEST_F(SignUp, NoSecretNoRun) {
+    EXPECT_FALSE(run({}, {}));
+    EXPECT_EQ(lines.last(), QStringLiteral("✗ Step 3 (Step on Password): no value was given for the secure field"));
+    EXPECT_FALSE(desktop.log.contains(QStringLiteral("action click Save")));
+}
+
+TEST_F(SignUp, StopsBetweenActionsWhenAsked) {
+    ReplayEngine engine(desktop, desktop, desktop);
+    engine.setStopRequest([this] { return desktop.log.size() >= 2; });
+    EXPECT_FALSE(engine.run(skill, {}, {{2, QStringLiteral("x")}}, sink));
+    EXPECT_EQ(lines.last(), QStringLiteral("✗ Stopped"));
+    EXPECT_EQ(desktop.log.size(), 2);
+}
+
+TEST_F(SignUp, TypingFallsBackToKeysWhenTheFieldRefusesText) {
+    desktop.insertTextWorks = false;
+    skill.plan = {skill.plan[1]};
+    ASSERT_TRUE(run({}));
+    EXPECT_TRUE(desktop.log.contains(QStringLiteral("type Ada Lovelace")));
+    EXPECT_EQ(desktop.find(QStringLiteral("Name"))->value, QStringLiteral("Ada Lovelace"));
+}
+
+TEST_F(SignUp, ChecksEveryStepWithoutActing) {
+    desktop.elementList.removeLast();
+    ReplayEngine engine(desktop, desktop, desktop);
+    EXPECT_FALSE(engine.check(skill, {}, sink));
+    EXPECT_TRUE(desktop.log.isEmpty());
+    EXPECT_EQ(lines[0], QStringLiteral("· Step 1 (Step on Name): found “Name” in org.example.SignUp"));
+    EXPECT_TRUE(lines[4].startsWith(QStringLiteral("· Step 5 (Step on Save): missing, ")));
+    EXPECT_EQ(lines.last(), QStringLiteral("✗ 1 of 5 steps have no element to act on now"));
+    EXPECT_EQ(desktop.now, 0);
+}
+
+// Pointer steps with nothing but a window recorded (a canvas the toolkit does not describe).
+TEST(ReplayEngine, WindowOnlyStepsClickWhereTheyWereInTheWindowButNeverDestructively) {
+    FakeDesktop desktop;
+    const LiveWindow window = desktop.addWindow(QStringLiteral("paint"), QStringLiteral("Canvas"), Rect(300, 200, 640, 480));
+    PlanStep click;
+    click.intent = QStringLiteral("Click the canvas");
+    click.action = ActionType::click;
+    click.target = AXTarget{};
+    click.target->appBundleID = QStringLiteral("paint");
+    click.target->windowFrame = Rect(0, 0, 640, 480);
+    click.location = Point{100, 50};
+    PlanStep drag = click;
+    drag.index = 1;
+    drag.action = ActionType::drag;
+    drag.endLocation = Point{150, 90};
+    Skill skill;
+    skill.plan = {click, drag};
+    QStringList lines;
+    ReplayEngine engine(desktop, desktop, desktop);
+    ASSERT_TRUE(engine.run(skill, {}, {}, [&](const QString& l) { lines.append(l); }));
+    EXPECT_EQ(desktop.log, (QStringList{QStringLiteral("click 400,250 left x1"), QStringLiteral("drag 400,250 to 450,290")}));
+
+    desktop.log.clear();
+    skill.plan = {click};
+    skill.plan[0].isDestructive = true;
+    EXPECT_FALSE(engine.run(skill, {}, {}, [&](const QString& l) { lines.append(l); }));
+    EXPECT_TRUE(desktop.log.isEmpty());
+    EXPECT_TRUE(lines.last().startsWith(QStringLiteral("✗ Step 1 (Click the canvas): it may delete")));
+}
+
+TEST(ReplayEngine, KeyPressesFocusTheirElementAndAnOpenApplicationIsNeeded) {
+    FakeDesktop desktop;
+    const LiveWindow window = desktop.addWindow(QStringLiteral("editor"), QStringLiteral("Notes"), Rect(0, 0, 800, 600));
+    const LiveElement& text = desktop.addElement(window, QStringLiteral("text"), QString(), QStringLiteral("scroll pane:0/text:0"),
+                                                 Rect(0, 40, 800, 560));
+    PlanStep save = recordedStep(0, ActionType::keystroke, text, window);
+    save.keyCode = KeyCodes::s;
+    save.modifierFlags = ModifierFlags::control | 0x100; // device bits are not passed on
+    Skill skill;
+    skill.plan = {save};
+    QStringList lines;
+    ReplayEngine engine(desktop, desktop, desktop);
+    ASSERT_TRUE(engine.run(skill, {}, {}, [&](const QString& l) { lines.append(l); }));
+    EXPECT_EQ(desktop.log, (QStringList{QStringLiteral("focus "), QStringLiteral("key 1 40000")}));
+
+    desktop.windowList.clear();
+    desktop.log.clear();
+    EXPECT_FALSE(engine.run(skill, {}, {}, [&](const QString& l) { lines.append(l); }));
+    EXPECT_EQ(lines.last(), QStringLiteral("✗ Step 1 (Step on ): editor has no window open"));
+}
+
+TEST(ReplayEngine, PreconditionsLengthenTheWait) {
+    FakeDesktop desktop;
+    ReplayEngine engine(desktop, desktop, desktop);
+    PlanStep step;
+    EXPECT_EQ(engine.waitFor(step), 10000);
+    step.precondition = QStringLiteral("the file has downloaded (up to 45 s)");
+    EXPECT_EQ(engine.waitFor(step), 45000);
+    step.precondition = QStringLiteral("after 5 minutes");
+    EXPECT_EQ(engine.waitFor(step), 120000);
+    step.precondition = QStringLiteral("the dialog is open");
+    EXPECT_EQ(engine.waitFor(step), 30000);
+    step.precondition = QStringLiteral("wait 2 seconds");
+    EXPECT_EQ(engine.waitFor(step), 10000);
+}
+
+} // namespace
+} // namespace tavrik::test

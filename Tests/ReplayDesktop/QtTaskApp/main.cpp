@@ -1,0 +1,113 @@
+// The Qt counterpart of task_app.py for the replay tests, with the same widgets, options and
+// JSON lines: the layout once shown, then one line per thing that happens.
+#include <QApplication>
+#include <QCheckBox>
+#include <QCommandLineParser>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTimer>
+#include <QVBoxLayout>
+#include <QWidget>
+#include <cstdio>
+
+namespace {
+
+QJsonArray rect(const QWidget* w) {
+    const QPoint origin = w->mapToGlobal(QPoint(0, 0));
+    return {origin.x(), origin.y(), w->width(), w->height()};
+}
+
+void emitLine(const QJsonObject& object) {
+    std::printf("%s\n", QJsonDocument(object).toJson(QJsonDocument::Compact).constData());
+    std::fflush(stdout);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QApplication app(argc, argv);
+    QApplication::setApplicationName("tavrik-qt-task-form");
+    QCommandLineParser parser;
+    const QCommandLineOption at("at", "Window position x,y.", "x,y", "700,120");
+    const QCommandLineOption size("size", "Window size w,h.", "w,h", "420,560");
+    const QCommandLineOption fontSize("font-size", "Font size in points.", "pt", "0");
+    const QCommandLineOption extraFruit("extra-fruit", "A fruit listed first.", "name", "");
+    const QCommandLineOption title("title", "Window title.", "title", "Qt Order Form");
+    parser.addOptions({at, size, fontSize, extraFruit, title});
+    parser.process(app);
+    if (const int pt = parser.value(fontSize).toInt(); pt > 0) {
+        QFont font = app.font();
+        font.setPointSize(pt);
+        app.setFont(font);
+    }
+
+    QWidget window;
+    window.setWindowTitle(parser.value(title));
+    auto* layout = new QVBoxLayout(&window);
+    auto* name = new QLineEdit;
+    name->setAccessibleName("Name");
+    auto* notes = new QLineEdit;
+    auto* password = new QLineEdit;
+    password->setEchoMode(QLineEdit::Password);
+    password->setAccessibleName("Password");
+    auto* subscribe = new QCheckBox("Subscribe");
+    auto* fruits = new QListWidget;
+    if (!parser.value(extraFruit).isEmpty())
+        fruits->addItem(parser.value(extraFruit));
+    fruits->addItems({"Apples", "Pears", "Plums"});
+    auto* choose = new QPushButton("Choose Colour…");
+    auto* save = new QPushButton("Save");
+    auto* remove = new QPushButton("Delete All");
+    layout->addWidget(new QLabel("Your order"));
+    for (QWidget* w : {static_cast<QWidget*>(name), static_cast<QWidget*>(notes), static_cast<QWidget*>(password),
+                       static_cast<QWidget*>(subscribe), static_cast<QWidget*>(fruits), static_cast<QWidget*>(choose),
+                       static_cast<QWidget*>(save), static_cast<QWidget*>(remove)})
+        layout->addWidget(w);
+
+    QString colour = "none";
+    QObject::connect(choose, &QPushButton::clicked, [&] {
+        QMessageBox box(&window);
+        box.setWindowTitle("Pick a Colour");
+        box.setText("Pick a colour");
+        QPushButton* red = box.addButton("Red", QMessageBox::AcceptRole);
+        box.addButton("Blue", QMessageBox::AcceptRole);
+        box.exec();
+        colour = box.clickedButton() == red ? "red" : "blue";
+    });
+    QObject::connect(save, &QPushButton::clicked, [&] {
+        emitLine({{"event", "saved"},
+                  {"name", name->text()},
+                  {"notes", notes->text()},
+                  {"password", password->text()},
+                  {"subscribe", subscribe->isChecked()},
+                  {"fruit", fruits->selectedItems().isEmpty() ? QString() : fruits->selectedItems().first()->text()},
+                  {"colour", colour}});
+    });
+    QObject::connect(remove, &QPushButton::clicked, [] { emitLine({{"event", "deleted"}}); });
+
+    const QStringList position = parser.value(at).split(',');
+    const QStringList dimensions = parser.value(size).split(',');
+    window.resize(dimensions.value(0).toInt(), dimensions.value(1).toInt());
+    window.move(position.value(0).toInt(), position.value(1).toInt());
+    window.show();
+    name->setFocus();
+    QTimer::singleShot(300, [&] {
+        emitLine({{"pid", qint64(QCoreApplication::applicationPid())},
+                  {"window", rect(&window)},
+                  {"name", rect(name)},
+                  {"notes", rect(notes)},
+                  {"password", rect(password)},
+                  {"subscribe", rect(subscribe)},
+                  {"fruits", rect(fruits)},
+                  {"choose", rect(choose)},
+                  {"save", rect(save)},
+                  {"delete", rect(remove)}});
+    });
+    return app.exec();
+}

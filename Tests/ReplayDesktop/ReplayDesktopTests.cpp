@@ -1,0 +1,284 @@
+#include "DesktopDriver.h"
+#include "Support/TempSupportFolder.h"
+#include "TaskApp.h"
+#include "Tavrik/Runtime/AgentRunner.h"
+#include "TavrikCore/Hotkeys/KeyCodes.h"
+#include "TavrikCore/Recorder/Recorder.h"
+#include "TavrikCore/Replay/CastRoute.h"
+#include "TavrikCore/Replay/ReplaySecrets.h"
+#include "TavrikCore/Storage/Paths.h"
+#include "TavrikCore/Storage/RecordingStore.h"
+#include "TavrikCore/Storage/SkillStore.h"
+#include "TavrikCore/Synthesis/Synthesizer.h"
+#include "TavrikPlatform/AccessibilityBackend.h"
+#include "TavrikPlatform/DesktopBackend.h"
+
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QThread>
+#include <gtest/gtest.h>
+
+// Xlib defines macros (None, Bool) that clash with gtest: it comes last.
+// clang-format off
+#include <X11/Xlib.h>
+#include <X11/keysym.h>
+// clang-format on
+
+using namespace tavrik;
+using tavrik::test::TaskApp;
+using tavrik::test::waitUntil;
+
+namespace {
+
+const char* const kSkillText = R"(---
+name: Order fruit
+trigger: order fruit for someone
+parameters:
+  - name: full_name
+    type: text
+    prompt: Whose order is it?
+    example: Ada
+---
+
+# Order fruit
+
+Fills in the order form and saves it.
+)";
+
+void settle(int ms = 450) {
+    waitUntil([] { return false; }, ms);
+}
+
+struct ReplayResult {
+    int exitCode = -1;
+    QStringList lines;
+};
+
+// `tavrik replay` as a cast runs it: its own process, values as arguments, secrets on stdin.
+ReplayResult replay(const QString& folder, const QStringList& values, const QMap<qsizetype, QString>& secrets) {
+    QProcess process;
+    QStringList arguments{QStringLiteral("replay"), folder};
+    arguments += values;
+    if (!secrets.isEmpty())
+        arguments.append(QStringLiteral("--secrets-on-stdin"));
+    process.start(QStringLiteral(TAVRIK_EXECUTABLE_PATH), arguments);
+    process.waitForStarted();
+    if (!secrets.isEmpty())
+        process.write(ReplaySecrets::encode(secrets));
+    process.closeWriteChannel();
+    ReplayResult result;
+    waitUntil([&] { return process.state() == QProcess::NotRunning; }, 120000);
+    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    result.lines = QString::fromUtf8(process.readAll()).split(u'\n', Qt::SkipEmptyParts);
+    return result;
+}
+
+class ReplayDesktop : public testing::TestWithParam<TaskApp::Toolkit> {
+protected:
+    void SetUp() override {
+        if (qEnvironmentVariableIsEmpty("DISPLAY"))
+            GTEST_SKIP() << "needs an X display with an accessibility bus (scripts/virtual-desktop)";
+        ASSERT_TRUE(desktop.isOpen());
+        // Casts find the replaying program here.
+        qputenv("TAVRIK_EXECUTABLE", TAVRIK_EXECUTABLE_PATH);
+    }
+
+    void clickAt(Point p) {
+        desktop.moveTo(int(p.x), int(p.y));
+        desktop.click(1);
+        desktop.sync();
+        settle();
+    }
+    void type(const char* text) {
+        for (const char* c = text; *c; ++c)
+            desktop.tap(XStringToKeysym(QByteArray(1, *c).constData()));
+        settle();
+    }
+    bool waitForFocusRole(const QString& role) {
+        return waitUntil(
+            [&] {
+                const std::optional<AXTarget> t = probe->focusedTarget();
+                return t && t->axRole == role;
+            },
+            15000);
+    }
+    bool waitForRole(Point at, const QString& role) {
+        return waitUntil(
+            [&] {
+                const std::optional<AXTarget> t = probe->target(at);
+                return t && t->axRole == role;
+            },
+            15000);
+    }
+
+    // Demonstrates the order once in a fresh window and saves it as a skill; returns its folder.
+    QString demonstrate(TaskApp::Toolkit toolkit) {
+        TaskApp app(toolkit);
+        EXPECT_TRUE(app.started());
+        Recorder recorder(DesktopBackend::createInputMonitor(), DesktopBackend::createFrameCapturer(),
+                          DesktopBackend::createAXResolver());
+        EXPECT_TRUE(waitForRole(app.centre("save"), QStringLiteral("push button")));
+        clickAt(app.centre("name"));
+        EXPECT_TRUE(waitForFocusRole(QStringLiteral("text")));
+        recorder.start();
+        settle(300);
+        clickAt(app.centre("name"));
+        type("Ada");
+        clickAt(app.centre("notes"));
+        type("fast");
+        clickAt(app.centre("password"));
+        EXPECT_TRUE(waitForFocusRole(QStringLiteral("password text")));
+        type("pw123");
+        clickAt(app.centre("subscribe"));
+        const Rect fruits = app.rect("fruits");
+        // The second of three rows: Pears.
+        clickAt(Point{fruits.origin.x + 40, fruits.origin.y + fruits.size.height / 2});
+        clickAt(app.centre("save"));
+        EXPECT_TRUE(app.waitForEvent(QStringLiteral("saved"), 5000));
+        QFuture<std::optional<Recording>> stopped = recorder.stop();
+        EXPECT_TRUE(waitUntil([&] { return stopped.isFinished(); }, 20000));
+        if (!stopped.result())
+            return {};
+        Skill skill = Synthesizer::skillFromMarkdown(QString::fromUtf8(kSkillText), *stopped.result());
+        skill.sourceRecordingID = stopped.result()->id;
+        const std::optional<QString> error = SkillStore().save(skill);
+        EXPECT_FALSE(error) << error->toStdString();
+        m_skill = skill;
+        return Paths::skill(skill.id);
+    }
+
+    test::TempSupportFolder support;
+    test::DesktopDriver desktop;
+    std::unique_ptr<AXResolver> probe = DesktopBackend::createAXResolver();
+    Skill m_skill;
+};
+
+TEST_P(ReplayDesktop, ADemonstrationReplaysWithOtherValuesInChangedWindows) {
+    const TaskApp::Toolkit toolkit = GetParam();
+    const QString folder = demonstrate(toolkit);
+    ASSERT_FALSE(folder.isEmpty());
+    ASSERT_EQ(CastRoute::method(m_skill), CastMethod::replay);
+    const QList<qsizetype> secretSteps = CastRoute::secretSteps(m_skill);
+    ASSERT_EQ(secretSteps.size(), 1);
+
+    const QList<QStringList> changes{
+        {},
+        {QStringLiteral("--at"), QStringLiteral("900"), QStringLiteral("300"), QStringLiteral("--size"), QStringLiteral("600"),
+         QStringLiteral("640")},
+        {QStringLiteral("--font-size"), QStringLiteral("15"), QStringLiteral("--size"), QStringLiteral("560"), QStringLiteral("760")},
+        {QStringLiteral("--extra-fruit"), QStringLiteral("Apricots")},
+    };
+    for (const QStringList& change : changes) {
+        SCOPED_TRACE(change.join(u' ').toStdString());
+        const QString qtChange = change.join(u' ')
+                                     .replace(QStringLiteral("--at 900 300"), QStringLiteral("--at 900,300"))
+                                     .replace(QStringLiteral("--size 600 640"), QStringLiteral("--size 600,640"))
+                                     .replace(QStringLiteral("--size 560 760"), QStringLiteral("--size 560,760"));
+        TaskApp app(toolkit, toolkit == TaskApp::Toolkit::gtk ? change : qtChange.split(u' ', Qt::SkipEmptyParts));
+        ASSERT_TRUE(app.started());
+        ASSERT_TRUE(waitForRole(app.centre("save"), QStringLiteral("push button")));
+        const ReplayResult result =
+            replay(folder, {QStringLiteral("full_name=Grace")}, {{secretSteps.first(), QStringLiteral("s3cret")}});
+        ASSERT_EQ(result.exitCode, 0) << result.lines.join(u'\n').toStdString();
+        EXPECT_TRUE(result.lines.last().startsWith(QStringLiteral("✓ "))) << result.lines.join(u'\n').toStdString();
+        EXPECT_FALSE(result.lines.join(u'\n').contains(QStringLiteral("s3cret")));
+        const std::optional<QJsonObject> saved = app.waitForEvent(QStringLiteral("saved"), 5000);
+        ASSERT_TRUE(saved);
+        EXPECT_EQ(saved->value("name").toString(), QStringLiteral("Grace"));
+        EXPECT_EQ(saved->value("notes").toString(), QStringLiteral("fast"));
+        EXPECT_EQ(saved->value("password").toString(), QStringLiteral("s3cret"));
+        EXPECT_TRUE(saved->value("subscribe").toBool());
+        EXPECT_EQ(saved->value("fruit").toString(), QStringLiteral("Pears"));
+    }
+}
+
+TEST_P(ReplayDesktop, StopsAtAMissingTargetAndNeverGuessesADestructiveStep) {
+    const TaskApp::Toolkit toolkit = GetParam();
+    const QString folder = demonstrate(toolkit);
+    ASSERT_FALSE(folder.isEmpty());
+
+    // The Save button renamed in the skill: that step has nothing to act on.
+    Skill renamed = m_skill;
+    PlanStep& save = renamed.plan.last();
+    ASSERT_EQ(save.target->axTitle, QStringLiteral("Save"));
+    save.target->axTitle = QStringLiteral("Submit Order");
+    save.precondition.reset();
+    ASSERT_FALSE(SkillStore().save(renamed));
+    {
+        TaskApp app(toolkit);
+        ASSERT_TRUE(app.started());
+        ASSERT_TRUE(waitForRole(app.centre("save"), QStringLiteral("push button")));
+        const ReplayResult result = replay(folder, {}, {{CastRoute::secretSteps(renamed).first(), QStringLiteral("x")}});
+        EXPECT_EQ(result.exitCode, 1);
+        EXPECT_TRUE(result.lines.last().startsWith(QStringLiteral("✗ Step %1 (").arg(renamed.plan.size())))
+            << result.lines.join(u'\n').toStdString();
+        EXPECT_TRUE(result.lines.last().contains(QStringLiteral("“Submit Order”")));
+        EXPECT_FALSE(app.waitForEvent(QStringLiteral("saved"), 500));
+    }
+
+    // A destructive click whose element was never identified: not clicked where it once was.
+    Skill risky = m_skill;
+    TaskApp app(toolkit);
+    ASSERT_TRUE(app.started());
+    PlanStep wipe = risky.plan.last();
+    wipe.index = 0;
+    wipe.intent = QStringLiteral("Delete everything");
+    wipe.isDestructive = true;
+    wipe.target->axRole.reset();
+    wipe.target->axTitle.reset();
+    wipe.location = app.centre("delete");
+    wipe.target->windowFrame = Rect(app.rect("window").origin.x, app.rect("window").origin.y, 1, 1);
+    risky.plan = {wipe};
+    ASSERT_FALSE(SkillStore().save(risky));
+    const ReplayResult result = replay(folder, {}, {});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(result.lines.last().contains(QStringLiteral("does not click where it once was")))
+        << result.lines.join(u'\n').toStdString();
+    EXPECT_FALSE(app.waitForEvent(QStringLiteral("deleted"), 500));
+}
+
+// Esc ends a cast's process group: a replay stopped halfway types nothing more.
+TEST_P(ReplayDesktop, AStoppedReplayTypesNothingMore) {
+    const TaskApp::Toolkit toolkit = GetParam();
+    ASSERT_FALSE(demonstrate(toolkit).isEmpty());
+    Skill keys = m_skill;
+    const PlanStep clickNotes = m_skill.plan[2];
+    ASSERT_EQ(clickNotes.action, ActionType::click);
+    keys.plan = {clickNotes};
+    for (int i = 1; i <= 60; ++i) {
+        PlanStep press = clickNotes;
+        press.index = i;
+        press.action = ActionType::keystroke;
+        press.keyCode = KeyCodes::x;
+        press.intent = QStringLiteral("Press x");
+        keys.plan.append(press);
+    }
+    ASSERT_FALSE(SkillStore().save(keys));
+
+    TaskApp app(toolkit);
+    ASSERT_TRUE(app.started());
+    ASSERT_TRUE(waitForRole(app.centre("notes"), QStringLiteral("text")));
+    AgentRunner runner;
+    runner.run(keys, {});
+    const auto typed = [&] {
+        const std::optional<AXTarget> focus = probe->focusedTarget();
+        return focus && focus->axValue ? focus->axValue->size() : 0;
+    };
+    ASSERT_TRUE(waitUntil([&] { return typed() >= 5; }, 20000));
+    QElapsedTimer stopping;
+    stopping.start();
+    runner.cancel();
+    const qsizetype atStop = typed();
+    settle(1000);
+    const qsizetype later = typed();
+    std::printf("replay stopped with %lld keys typed; %lld after a second (cancel took %lld ms)\n", qlonglong(atStop),
+                qlonglong(later), qlonglong(stopping.elapsed()));
+    // One key may have been on its way when the signal landed; nothing after that.
+    EXPECT_LE(later, atStop + 1);
+    EXPECT_LT(later, 60);
+}
+
+INSTANTIATE_TEST_SUITE_P(Toolkits, ReplayDesktop, testing::Values(TaskApp::Toolkit::gtk, TaskApp::Toolkit::qt),
+                         [](const auto& info) { return info.param == TaskApp::Toolkit::gtk ? "Gtk" : "Qt"; });
+
+} // namespace

@@ -1,0 +1,107 @@
+// The replay engine's own cost per step, apart from the desktop: a window of many elements held
+// in memory, answering at once. What a real step costs on top is the accessibility bus and the
+// application (ReplayDesktop tests).
+#include "TavrikCore/Replay/ReplayEngine.h"
+
+#include <benchmark/benchmark.h>
+
+using namespace tavrik;
+
+namespace {
+
+class MemoryDesktop final : public DesktopActor, public SyntheticInput, public ReplayClock {
+public:
+    explicit MemoryDesktop(int elementCount) {
+        m_window = LiveWindow{1, QStringLiteral("org.example.Big"), QStringLiteral("Big"), QStringLiteral("Big"),
+                              Rect(100, 100, 1200, 900), true};
+        for (int i = 0; i < elementCount; ++i) {
+            LiveElement e;
+            e.handle = quint64(i + 2);
+            e.window = 1;
+            e.role = i % 3 == 0 ? QStringLiteral("text") : QStringLiteral("push button");
+            e.name = e.role == QStringLiteral("text") ? QString() : QStringLiteral("Button %1").arg(i);
+            e.path = QStringLiteral("filler:0/panel:%1/%2:%3").arg(i / 50).arg(e.role).arg(i % 50);
+            e.frame = Rect(100 + (i % 40) * 30, 100 + (i / 40) * 20, 28, 18);
+            e.showing = e.enabled = e.focusable = true;
+            e.editable = e.role == QStringLiteral("text");
+            if (!e.editable)
+                e.actions = {QStringLiteral("click")};
+            e.value = QString();
+            m_elements.append(e);
+        }
+    }
+    const LiveWindow& window() const { return m_window; }
+    const QList<LiveElement>& all() const { return m_elements; }
+
+    bool isAvailable() const override { return true; }
+    QList<LiveWindow> windows() override { return {m_window}; }
+    QList<LiveElement> elements(const LiveWindow&, const QString& role, int limit) override {
+        QList<LiveElement> found;
+        for (const LiveElement& e : m_elements)
+            if ((role.isEmpty() || e.role == role) && found.size() < limit)
+                found.append(e);
+        return found;
+    }
+    std::optional<LiveElement> refresh(const LiveElement& e) override { return e; }
+    bool performAction(const LiveElement&, const QString&) override { return true; }
+    bool focus(const LiveElement&) override { return true; }
+    bool select(const LiveElement&) override { return true; }
+    bool insertText(const LiveElement&, const QString& text) override {
+        m_text = text;
+        return true;
+    }
+    bool replaceText(const LiveElement&, const QString&) override { return true; }
+    std::optional<QString> text(const LiveElement&) override { return m_text; }
+    bool activateWindow(const LiveWindow&) override { return true; }
+    bool pressKey(quint16, quint64) override { return true; }
+    bool typeText(const QString&) override { return true; }
+    bool click(Point, Button, int) override { return true; }
+    bool drag(Point, Point) override { return true; }
+    bool scroll(Point, int, int) override { return true; }
+    qint64 elapsedMs() const override { return 0; }
+    void sleepMs(int) override {}
+
+private:
+    LiveWindow m_window;
+    QList<LiveElement> m_elements;
+    QString m_text;
+};
+
+// Ten steps (clicks on buttons, typing into fields) spread over a window of `range(0)` elements.
+void BM_ReplayTenStepsInABigWindow(benchmark::State& state) {
+    MemoryDesktop desktop(int(state.range(0)));
+    Skill skill;
+    skill.name = QStringLiteral("Bench");
+    for (int i = 0; i < 10; ++i) {
+        const LiveElement& e = desktop.all()[(i * 97 + 5) % desktop.all().size()];
+        PlanStep step;
+        step.index = i;
+        step.intent = QStringLiteral("Step");
+        step.action = e.editable ? ActionType::keystroke : ActionType::click;
+        if (e.editable)
+            step.text = QStringLiteral("hello");
+        AXTarget t;
+        t.appBundleID = desktop.window().appID;
+        t.windowTitle = desktop.window().title;
+        t.axRole = e.role;
+        if (!e.name.isEmpty())
+            t.axTitle = e.name;
+        t.axPath = e.path;
+        t.windowFrame = desktop.window().frame;
+        t.frameInWindow = Rect(e.frame.origin.x - 100, e.frame.origin.y - 100, e.frame.size.width, e.frame.size.height);
+        step.target = t;
+        skill.plan.append(step);
+    }
+    ReplayEngine engine(desktop, desktop, desktop);
+    for (auto _ : state) {
+        const bool ok = engine.run(skill, {}, {}, [](const QString&) {});
+        if (!ok)
+            state.SkipWithError("a step failed");
+    }
+    // Seconds per step: the inverse of steps per second.
+    state.counters["step_time"] =
+        benchmark::Counter(10, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+BENCHMARK(BM_ReplayTenStepsInABigWindow)->Arg(200)->Arg(2000)->Unit(benchmark::kMillisecond);
+
+} // namespace
