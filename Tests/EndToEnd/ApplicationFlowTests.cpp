@@ -30,13 +30,15 @@ using namespace tavrik::test;
 
 namespace {
 
-// What the model writes for the demonstration. The stand-in runtime prints the `lines`
-// parameter, so casting it with its example value gives known progress and outcome.
+// What the model writes for the demonstration. It asks for the agent rather than a replay of
+// the form, and the stand-in runtime prints the `lines` parameter, so casting it with its
+// example value gives known progress and outcome.
 const QString kDraft = QStringLiteral(
     "---\n"
     "name: Greet in the form\n"
     "description: Types a greeting into the test form.\n"
     "trigger: greet someone in the form\n"
+    "cast_with: agent\n"
     "parameters:\n"
     "  - name: lines\n"
     "    type: text\n"
