@@ -3,6 +3,7 @@
 #include "TavrikPlatform/Null/NullAccessibility.h"
 
 #ifdef TAVRIK_HAVE_ATSPI
+#include "TavrikPlatform/AtSpi/AtSpiDesktopActor.h"
 #include "TavrikPlatform/AtSpi/AtSpiResolver.h"
 #include "TavrikPlatform/Permissions/LinuxPermissionBackend.h"
 #endif
@@ -22,6 +23,18 @@ std::unique_ptr<AXResolver> createAXResolver() {
     }
 #endif
     return std::make_unique<NullAXResolver>();
+}
+
+std::unique_ptr<DesktopActor> createDesktopActor() {
+#ifdef TAVRIK_HAVE_ATSPI
+    if (!qEnvironmentVariableIsEmpty("DISPLAY")) {
+        auto actor = std::make_unique<atspi::AtSpiDesktopActor>();
+        if (actor->isAvailable()) {
+            return actor;
+        }
+    }
+#endif
+    return std::make_unique<NullDesktopActor>();
 }
 
 std::unique_ptr<PermissionsManager> createPermissionsManager(QObject* parent) {

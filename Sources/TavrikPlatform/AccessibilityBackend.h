@@ -3,6 +3,7 @@
 #include "TavrikCore/Permissions/PermissionsManager.h"
 #include "TavrikCore/Recorder/AXResolver.h"
 #include "TavrikCore/Recorder/NarrationRecorder.h"
+#include "TavrikCore/Replay/DesktopActor.h"
 
 #include <memory>
 
@@ -12,6 +13,8 @@ namespace tavrik::DesktopBackend {
 
 // AT-SPI2 with X11 window state when built with it and a display is set.
 std::unique_ptr<AXResolver> createAXResolver();
+// The same, for acting on the desktop's elements during a replay.
+std::unique_ptr<DesktopActor> createDesktopActor();
 // X11 and session-bus checks; settings opened with the desktop's own settings program.
 std::unique_ptr<PermissionsManager> createPermissionsManager(QObject* parent = nullptr);
 // The microphone (or the WAV file named by TAVRIK_NARRATION_WAV) and pocketsphinx; without

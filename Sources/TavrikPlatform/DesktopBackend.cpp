@@ -6,6 +6,7 @@
 #include "TavrikPlatform/X11/X11FrameCapturer.h"
 #include "TavrikPlatform/X11/X11HotkeyGrabber.h"
 #include "TavrikPlatform/X11/X11InputMonitor.h"
+#include "TavrikPlatform/X11/XTestInput.h"
 #endif
 
 namespace tavrik::DesktopBackend {
@@ -40,6 +41,17 @@ std::unique_ptr<FrameCapturer> createFrameCapturer() {
         return std::make_unique<x11::X11FrameCapturer>();
 #endif
     return std::make_unique<NullFrameCapturer>();
+}
+
+std::unique_ptr<SyntheticInput> createSyntheticInput() {
+#ifdef TAVRIK_HAVE_X11
+    if (hasX11()) {
+        auto input = std::make_unique<x11::XTestInput>();
+        if (input->isAvailable())
+            return input;
+    }
+#endif
+    return std::make_unique<NullSyntheticInput>();
 }
 
 } // namespace tavrik::DesktopBackend

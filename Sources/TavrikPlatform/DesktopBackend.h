@@ -3,6 +3,7 @@
 #include "TavrikCore/Hotkeys/HotkeyGrabber.h"
 #include "TavrikCore/Recorder/FrameCapturer.h"
 #include "TavrikCore/Recorder/InputMonitor.h"
+#include "TavrikCore/Replay/SyntheticInput.h"
 
 #include <memory>
 
@@ -14,5 +15,7 @@ bool hasX11();
 std::unique_ptr<InputMonitor> createInputMonitor();
 std::unique_ptr<HotkeyGrabber> createHotkeyGrabber();
 std::unique_ptr<FrameCapturer> createFrameCapturer();
+// XTest input; a stand-in when the server lacks the extension.
+std::unique_ptr<SyntheticInput> createSyntheticInput();
 
 } // namespace tavrik::DesktopBackend

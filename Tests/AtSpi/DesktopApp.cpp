@@ -2,6 +2,7 @@
 
 #include "Support/CoreApplication.h"
 
+#include <QDeadlineTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <csignal>
@@ -50,6 +51,22 @@ Rect DesktopApp::rect(const char* widget) const {
 Point DesktopApp::centre(const char* widget) const {
     const Rect r = rect(widget);
     return Point{r.origin.x + r.size.width / 2, r.origin.y + r.size.height / 2};
+}
+
+bool DesktopApp::waitForLine(const QString& line, int timeoutMs) {
+    QDeadlineTimer deadline(timeoutMs);
+    while (true) {
+        while (m_process.canReadLine()) {
+            m_lines.append(QString::fromUtf8(m_process.readLine()).trimmed());
+        }
+        if (m_lines.removeOne(line)) {
+            return true;
+        }
+        if (deadline.hasExpired() || m_process.state() != QProcess::Running) {
+            return false;
+        }
+        m_process.waitForReadyRead(int(std::max<qint64>(1, deadline.remainingTime())));
+    }
 }
 
 void DesktopApp::pause() {

@@ -22,12 +22,17 @@ public:
     Rect rect(const char* widget) const;
     Point centre(const char* widget) const;
 
+    // Waits, at most `timeoutMs`, for the form to print `line` (what it says when its widgets are
+    // used); lines read before count once.
+    bool waitForLine(const QString& line, int timeoutMs = 5000);
+
     void pause();  // SIGSTOP: the application stops answering anything
     void resume(); // SIGCONT
 
 private:
     QProcess m_process;
     QJsonObject m_layout;
+    QStringList m_lines;
     bool m_started = false;
     bool m_paused = false;
 };

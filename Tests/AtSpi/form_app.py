@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 # A small GTK 3 form for the accessibility tests: an entry, a password entry and a button.
-# Prints one JSON line with its pid and the screen rectangles of its widgets once it is shown.
+# Prints one JSON line with its pid and the screen rectangles of its widgets once it is shown,
+# then "clicked" when the button is pressed and "activated" when Return is pressed in the entry.
 # Usage: form_app.py [--app-id ID | --plain NAME] [--title TITLE] [--at X Y] [--no-password]
 import argparse
 import json
@@ -45,6 +46,8 @@ def build(window):
     password.set_visibility(False)
     password.set_text("hunter2")
     button = Gtk.Button(label="Submit")
+    button.connect("clicked", lambda b: print("clicked", flush=True))
+    entry.connect("activate", lambda e: print("activated", flush=True))
     for w in (entry, button) if args.no_password else (entry, password, button):
         box.pack_start(w, False, False, 0)
     window.add(box)

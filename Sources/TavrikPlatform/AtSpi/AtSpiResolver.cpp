@@ -1,6 +1,5 @@
-// libatspi pulls in GLib, whose headers use `signals` as a field name: include it before Qt.
 // clang-format off
-#include <atspi/atspi.h>
+#include "TavrikPlatform/AtSpi/AtSpiQuery.h"
 // clang-format on
 
 #include "TavrikPlatform/AtSpi/AtSpiResolver.h"
@@ -20,205 +19,10 @@ namespace tavrik::atspi {
 
 namespace {
 
-// Longest ancestor chain followed, and deepest hit-test descent; real trees are far shallower.
-constexpr int maxAncestors = 64;
+// Deepest hit-test descent; real trees are far shallower.
 constexpr int maxDescent = 64;
 // A field's text beyond this is not worth storing in a recording.
 constexpr int maxValueLength = 2000;
-
-struct Unref {
-    void operator()(gpointer object) const {
-        if (object) {
-            g_object_unref(object);
-        }
-    }
-};
-template <typename T> using Ref = std::unique_ptr<T, Unref>;
-using Accessible = Ref<AtspiAccessible>;
-
-Accessible retain(AtspiAccessible* object) {
-    return Accessible(object ? static_cast<AtspiAccessible*>(g_object_ref(object)) : nullptr);
-}
-
-QString takeString(gchar* text) {
-    QString result = text ? QString::fromUtf8(text) : QString();
-    g_free(text);
-    return result;
-}
-
-std::optional<QString> nonEmpty(const QString& text) {
-    return text.isEmpty() ? std::nullopt : std::optional<QString>(text);
-}
-
-bool contains(const Rect& r, Point p) {
-    return p.x >= r.origin.x && p.y >= r.origin.y && p.x < r.origin.x + r.size.width &&
-           p.y < r.origin.y + r.size.height;
-}
-
-// One question put to one application, with one time budget for all its calls: each call may
-// take only what is left of it (libatspi's method-call timeout is set from the remainder before
-// every call). Once the budget is spent the remaining calls are skipped, so a question never takes
-// much longer than the budget.
-//
-// Running out of time is not the same as not answering. A big tree read over a slow bus (a loaded
-// machine, a Qt window walked node by node) spends the budget on hundreds of quick replies; only
-// a call that had a fair share of the budget and still got no reply marks the application as
-// unresponsive, which is what sends it into the cooldown.
-class Query {
-public:
-    explicit Query(int budgetMs) : m_budgetMs(budgetMs) { m_clock.start(); }
-
-    // No further calls: the budget is spent or the application stopped answering. What was read
-    // so far may be incomplete.
-    bool stopped() const { return m_stopped; }
-    bool unresponsive() const { return m_unresponsive; }
-
-    template <typename F> auto call(F&& f) -> std::optional<decltype(f(nullptr))> {
-        if (m_stopped) {
-            return std::nullopt;
-        }
-        const qint64 remaining = m_budgetMs - m_clock.elapsed();
-        if (remaining <= 0) {
-            m_stopped = true;
-            return std::nullopt;
-        }
-        // libatspi can wait twice its timeout for an application that does not answer (its
-        // reentrant wait starts over once after dispatching other traffic): hence half. A call
-        // that used up its share ran out, whatever it returned.
-        const qint64 allowed = std::max<qint64>(1, remaining / 2);
-        atspi_set_timeout(int(allowed), 0);
-        const qint64 start = m_clock.elapsed();
-        GError* error = nullptr;
-        auto value = f(&error);
-        if (m_clock.elapsed() - start >= allowed) {
-            m_stopped = true;
-            // A sliver of the budget is no fair chance: the time is up, the application may be
-            // fine.
-            if (allowed * 4 >= m_budgetMs) {
-                m_unresponsive = true;
-            }
-        }
-        if (m_clock.elapsed() >= m_budgetMs) {
-            m_stopped = true;
-        }
-        if (error) {
-            g_error_free(error);
-            return std::nullopt;
-        }
-        return value;
-    }
-
-    Accessible accessible(AtspiAccessible* (*getter)(AtspiAccessible*, GError**),
-                          AtspiAccessible* of) {
-        return Accessible(call([&](GError** e) { return getter(of, e); }).value_or(nullptr));
-    }
-
-    std::optional<AtspiRole> role(AtspiAccessible* object) {
-        auto role = call([&](GError** e) { return atspi_accessible_get_role(object, e); });
-        if (!role || *role == ATSPI_ROLE_INVALID) {
-            return std::nullopt;
-        }
-        return role;
-    }
-
-    std::optional<Rect> extents(AtspiAccessible* object) {
-        auto rect = call([&](GError** e) {
-            return atspi_component_get_extents(ATSPI_COMPONENT(object), ATSPI_COORD_TYPE_SCREEN, e);
-        });
-        if (!rect || !*rect) {
-            return std::nullopt;
-        }
-        Rect result((*rect)->x, (*rect)->y, (*rect)->width, (*rect)->height);
-        g_free(*rect);
-        if (result.size.width <= 0 || result.size.height <= 0) {
-            return std::nullopt;
-        }
-        return result;
-    }
-
-    // Without a reply the set comes back empty, which reads as "none of these states".
-    bool hasStates(AtspiAccessible* object, std::initializer_list<AtspiStateType> states) {
-        auto set = call([&](GError**) { return atspi_accessible_get_state_set(object); });
-        if (!set || !*set) {
-            return false;
-        }
-        Ref<AtspiStateSet> owned(*set);
-        return std::all_of(states.begin(), states.end(),
-                           [&](AtspiStateType s) { return atspi_state_set_contains(*set, s); });
-    }
-
-    QStringList interfaces(AtspiAccessible* object) {
-        QStringList names;
-        auto array = call([&](GError**) { return atspi_accessible_get_interfaces(object); });
-        if (!array || !*array) {
-            return names;
-        }
-        for (guint i = 0; i < (*array)->len; ++i) {
-            names.append(takeString(g_array_index(*array, gchar*, i)));
-        }
-        g_array_free(*array, TRUE);
-        return names;
-    }
-
-    std::vector<Accessible> children(AtspiAccessible* object, bool* complete = nullptr) {
-        std::vector<Accessible> result;
-        auto count = call([&](GError** e) { return atspi_accessible_get_child_count(object, e); });
-        for (gint i = 0; count && i < *count && !m_stopped; ++i) {
-            Accessible child(call([&](GError** e) {
-                                 return atspi_accessible_get_child_at_index(object, i, e);
-                             }).value_or(nullptr));
-            if (child) {
-                result.push_back(std::move(child));
-            }
-        }
-        if (complete) {
-            *complete = count.has_value() && !m_stopped;
-        }
-        return result;
-    }
-
-    // Matches under `root` through the application's own Collection search; absent when the
-    // application has none (Qt) or it failed.
-    std::optional<std::vector<Accessible>> matches(AtspiAccessible* root, AtspiRole role,
-                                                   std::initializer_list<AtspiStateType> states,
-                                                   int count) {
-        AtspiStateSet* stateSet = atspi_state_set_new(nullptr);
-        for (AtspiStateType s : states) {
-            atspi_state_set_add(stateSet, s);
-        }
-        GArray* roles = g_array_new(FALSE, FALSE, sizeof(AtspiRole));
-        if (role != ATSPI_ROLE_INVALID) {
-            g_array_append_val(roles, role);
-        }
-        AtspiMatchRule* rule = atspi_match_rule_new(
-            stateSet, ATSPI_Collection_MATCH_ALL, nullptr, ATSPI_Collection_MATCH_NONE, roles,
-            role != ATSPI_ROLE_INVALID ? ATSPI_Collection_MATCH_ANY : ATSPI_Collection_MATCH_NONE,
-            nullptr, ATSPI_Collection_MATCH_NONE, FALSE);
-        auto found = call([&](GError** e) {
-            return atspi_collection_get_matches(ATSPI_COLLECTION(root), rule,
-                                                ATSPI_Collection_SORT_ORDER_CANONICAL, count, TRUE,
-                                                e);
-        });
-        g_object_unref(rule);
-        g_object_unref(stateSet);
-        g_array_free(roles, TRUE);
-        if (!found || !*found) {
-            return std::nullopt;
-        }
-        std::vector<Accessible> result;
-        for (guint i = 0; i < (*found)->len; ++i) {
-            result.emplace_back(g_array_index(*found, AtspiAccessible*, i));
-        }
-        g_array_free(*found, TRUE);
-        return result;
-    }
-
-private:
-    int m_budgetMs;
-    QElapsedTimer m_clock;
-    bool m_stopped = false;
-    bool m_unresponsive = false;
-};
 
 // The accessibility tree as the bounded secure-field walk sees it.
 struct AtSpiTree {
@@ -259,8 +63,13 @@ struct AtSpiResolver::Private {
     // The last secure fields seen per window, kept for when its application stops answering.
     QHash<unsigned long, QList<Rect>> lastSecureRects;
     // The element last found focused per window. Typing asks for the focus at every key; checking
-    // this one first is a single call, where a search of a big window may run out of time.
-    std::map<unsigned long, Accessible> lastFocused;
+    // this one first is a single call, where a search of a big window may run out of time. Its
+    // place under the window is kept too: walking its ancestors at every key costs a call a level.
+    struct Focus {
+        Accessible element;
+        std::optional<QString> path;
+    };
+    std::map<unsigned long, Focus> lastFocused;
 
     bool stillFocused(AtspiAccessible* element, Query& query) {
         auto set = query.call([&](GError**) { return atspi_accessible_get_state_set(element); });
@@ -382,8 +191,10 @@ struct AtSpiResolver::Private {
         return target;
     }
 
+    // `knownPath` saves the ancestor walk when the element's place is already known.
     AXTarget makeTarget(AtspiAccessible* element, AtspiAccessible* windowObject,
-                        const ClientWindow& window, Query& query) {
+                        const ClientWindow& window, Query& query,
+                        std::optional<QString> knownPath = std::nullopt) {
         AXTarget target = windowOnlyTarget(window);
         if (auto role = query.role(element)) {
             target.isSecure = *role == ATSPI_ROLE_PASSWORD_TEXT;
@@ -398,46 +209,26 @@ struct AtSpiResolver::Private {
         const QStringList interfaces = query.interfaces(element);
         // A password field's text is never read, not even masked: its length alone says too much.
         if (!target.isSecure) {
-            target.axValue = readValue(element, interfaces, query);
+            target.axValue = query.value(element, interfaces, maxValueLength);
         }
+        target.axDescription = nonEmpty(takeString(
+            query.call([&](GError** e) { return atspi_accessible_get_description(element, e); })
+                .value_or(nullptr)));
+        std::optional<Rect> windowFrame = windowObject ? query.extents(windowObject) : std::nullopt;
+        target.windowFrame = windowFrame.value_or(window.frame);
         if (auto frame = query.extents(element)) {
-            std::optional<Rect> windowFrame =
-                windowObject ? query.extents(windowObject) : std::nullopt;
-            const Rect origin = windowFrame.value_or(window.frame);
+            const Rect& origin = *target.windowFrame;
             target.frameInWindow =
                 Rect(frame->origin.x - origin.origin.x, frame->origin.y - origin.origin.y,
                      frame->size.width, frame->size.height);
+        }
+        if (windowObject) {
+            target.axPath = knownPath ? knownPath : query.path(element, windowObject);
         }
         if (target.appBundleID && BrowserIdentity::isBrowser(*target.appBundleID)) {
             target.url = pageAddress(element, windowObject, query);
         }
         return target;
-    }
-
-    std::optional<QString> readValue(AtspiAccessible* element, const QStringList& interfaces,
-                                     Query& query) {
-        if (interfaces.contains("Text")) {
-            auto count = query.call(
-                [&](GError** e) { return atspi_text_get_character_count(ATSPI_TEXT(element), e); });
-            if (count && *count > 0) {
-                return nonEmpty(takeString(query
-                                               .call([&](GError** e) {
-                                                   return atspi_text_get_text(
-                                                       ATSPI_TEXT(element), 0,
-                                                       std::min(*count, maxValueLength), e);
-                                               })
-                                               .value_or(nullptr)));
-            }
-            return std::nullopt;
-        }
-        if (interfaces.contains("Value")) {
-            auto value = query.call(
-                [&](GError** e) { return atspi_value_get_current_value(ATSPI_VALUE(element), e); });
-            if (value) {
-                return QString::number(*value);
-            }
-        }
-        return std::nullopt;
     }
 
     std::optional<QString> pageAddress(AtspiAccessible* element, AtspiAccessible* windowObject,
@@ -591,9 +382,12 @@ std::optional<AXTarget> AtSpiResolver::focusedTarget() {
         found = windowObject != nullptr;
         if (windowObject) {
             Accessible focused;
+            std::optional<QString> knownPath;
             const auto known = d->lastFocused.find(window->id);
-            if (known != d->lastFocused.end() && d->stillFocused(known->second.get(), query)) {
-                focused = retain(known->second.get());
+            if (known != d->lastFocused.end() &&
+                d->stillFocused(known->second.element.get(), query)) {
+                focused = retain(known->second.element.get());
+                knownPath = known->second.path;
             } else if (query.interfaces(windowObject.get()).contains("Collection")) {
                 auto found =
                     query.matches(windowObject.get(), ATSPI_ROLE_INVALID, {ATSPI_STATE_FOCUSED}, 1);
@@ -603,15 +397,15 @@ std::optional<AXTarget> AtSpiResolver::focusedTarget() {
             } else {
                 focused = d->findFocused(windowObject.get(), query);
             }
+            AtspiAccessible* element = focused ? focused.get() : windowObject.get();
+            if (!query.stopped()) {
+                result = d->makeTarget(element, windowObject.get(), *window, query, knownPath);
+            }
             if (focused && !query.stopped()) {
                 if (d->lastFocused.size() > 64) {
                     d->lastFocused.clear(); // windows long closed
                 }
-                d->lastFocused[window->id] = retain(focused.get());
-            }
-            AtspiAccessible* element = focused ? focused.get() : windowObject.get();
-            if (!query.stopped()) {
-                result = d->makeTarget(element, windowObject.get(), *window, query);
+                d->lastFocused[window->id] = Private::Focus{retain(focused.get()), result.axPath};
             }
         }
     }

@@ -1,7 +1,9 @@
 #include "TavrikPlatform/AtSpi/ClientWindows.h"
 
+#include <QDeadlineTimer>
 #include <QFile>
 #include <QStandardPaths>
+#include <QThread>
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
@@ -156,6 +158,62 @@ std::optional<ClientWindow> ClientWindows::active() {
         return std::nullopt;
     }
     return describe(active.first());
+}
+
+QList<ClientWindow> ClientWindows::clients() {
+    QList<ClientWindow> result;
+    if (!m_display) {
+        return result;
+    }
+    const QList<Window> stacking = windowProperty<Window>(m_display, DefaultRootWindow(m_display),
+                                                          "_NET_CLIENT_LIST_STACKING", XA_WINDOW);
+    for (auto it = stacking.crbegin(); it != stacking.crend(); ++it) {
+        if (std::optional<ClientWindow> window = describe(*it)) {
+            result.append(*window);
+        }
+    }
+    return result;
+}
+
+bool ClientWindows::activate(unsigned long window, int timeoutMs) {
+    if (!m_display) {
+        return false;
+    }
+    const Window root = DefaultRootWindow(m_display);
+    auto isActive = [&] {
+        const QList<Window> active =
+            windowProperty<Window>(m_display, root, "_NET_ACTIVE_WINDOW", XA_WINDOW);
+        return !active.isEmpty() && active.first() == window;
+    };
+    if (isActive()) {
+        return true;
+    }
+    XEvent event{};
+    event.xclient.type = ClientMessage;
+    event.xclient.window = window;
+    event.xclient.message_type = XInternAtom(m_display, "_NET_ACTIVE_WINDOW", False);
+    event.xclient.format = 32;
+    // Source 2: a pager or similar tool acting for the user, which window managers obey rather
+    // than treat as a window stealing the focus.
+    event.xclient.data.l[0] = 2;
+    event.xclient.data.l[1] = CurrentTime;
+    {
+        XErrorTrap trap(m_display);
+        XSendEvent(m_display, root, False, SubstructureRedirectMask | SubstructureNotifyMask,
+                   &event);
+        if (trap.failed()) {
+            return false;
+        }
+    }
+    // The window manager answers on its own time; only its property says when it is done.
+    const QDeadlineTimer deadline(timeoutMs);
+    while (!isActive()) {
+        if (deadline.hasExpired()) {
+            return false;
+        }
+        QThread::msleep(10);
+    }
+    return true;
 }
 
 QString ClientWindows::appName(const ClientWindow& window) {

@@ -40,6 +40,11 @@ public:
 
     std::optional<ClientWindow> topmostAt(Point point);
     std::optional<ClientWindow> active();
+    // The mapped client windows, the top of the stack first.
+    QList<ClientWindow> clients();
+    // Asks the window manager to activate the window and waits, at most `timeoutMs`, until it is
+    // the active one.
+    bool activate(unsigned long window, int timeoutMs);
 
     // The Name of the application's desktop entry, else the WM_CLASS class.
     QString appName(const ClientWindow& window);

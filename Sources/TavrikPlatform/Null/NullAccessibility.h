@@ -2,6 +2,7 @@
 
 #include "TavrikCore/Permissions/PermissionBackend.h"
 #include "TavrikCore/Recorder/AXResolver.h"
+#include "TavrikCore/Replay/DesktopActor.h"
 
 namespace tavrik {
 
@@ -13,6 +14,22 @@ public:
     QList<Rect> secureFieldRects() override { return {}; }
     std::optional<FrontmostApplication> frontmostApplication() override { return std::nullopt; }
     bool isAvailable() const override { return false; }
+};
+
+// No accessibility to replay through: no windows, and every action fails.
+class NullDesktopActor final : public DesktopActor {
+public:
+    bool isAvailable() const override { return false; }
+    QList<LiveWindow> windows() override { return {}; }
+    QList<LiveElement> elements(const LiveWindow&, const QString&, int) override { return {}; }
+    std::optional<LiveElement> refresh(const LiveElement&) override { return std::nullopt; }
+    bool performAction(const LiveElement&, const QString&) override { return false; }
+    bool focus(const LiveElement&) override { return false; }
+    bool select(const LiveElement&) override { return false; }
+    bool insertText(const LiveElement&, const QString&) override { return false; }
+    bool replaceText(const LiveElement&, const QString&) override { return false; }
+    std::optional<QString> text(const LiveElement&) override { return std::nullopt; }
+    bool activateWindow(const LiveWindow&) override { return false; }
 };
 
 // A session this build cannot examine: nothing is known and nothing can be switched on.

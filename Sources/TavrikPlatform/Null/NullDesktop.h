@@ -3,6 +3,7 @@
 #include "TavrikCore/Hotkeys/HotkeyGrabber.h"
 #include "TavrikCore/Recorder/FrameCapturer.h"
 #include "TavrikCore/Recorder/InputMonitor.h"
+#include "TavrikCore/Replay/SyntheticInput.h"
 
 namespace tavrik {
 
@@ -36,6 +37,16 @@ public:
     QString errorString() const override { return desktopUnavailableReason(); }
     QList<DisplayInfo> displays() const override { return {}; }
     QFuture<std::optional<Size>> captureAndSave(quint32, int, int, QList<Rect>, QString) override;
+};
+
+class NullSyntheticInput : public SyntheticInput {
+public:
+    bool isAvailable() const override { return false; }
+    bool pressKey(quint16, quint64) override { return false; }
+    bool typeText(const QString&) override { return false; }
+    bool click(Point, Button, int) override { return false; }
+    bool drag(Point, Point) override { return false; }
+    bool scroll(Point, int, int) override { return false; }
 };
 
 } // namespace tavrik

@@ -1,6 +1,7 @@
 // The Qt counterpart of form_app.py for the desktop tests: an entry, a password entry, a button
 // and, when asked, a list long enough to scroll (and to make the accessibility tree big). Prints
-// one JSON line with its pid and the screen rectangles of its widgets once shown.
+// one JSON line with its pid and the screen rectangles of its widgets once shown, then "clicked"
+// when the button is pressed and "activated" when Return is pressed in the entry.
 // Usage: QtForm [--title TITLE] [--rows N]
 #include <QApplication>
 #include <QCommandLineParser>
@@ -47,6 +48,12 @@ int main(int argc, char** argv) {
     auto password = new QLineEdit("hunter2");
     password->setEchoMode(QLineEdit::Password);
     auto button = new QPushButton("Submit");
+    const auto say = [](const char* what) {
+        std::printf("%s\n", what);
+        std::fflush(stdout);
+    };
+    QObject::connect(button, &QPushButton::clicked, [&] { say("clicked"); });
+    QObject::connect(entry, &QLineEdit::returnPressed, [&] { say("activated"); });
     layout->addWidget(entry);
     layout->addWidget(password);
     layout->addWidget(button);

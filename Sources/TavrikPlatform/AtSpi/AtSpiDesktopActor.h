@@ -1,0 +1,49 @@
+#pragma once
+
+#include "TavrikCore/Replay/DesktopActor.h"
+
+#include <memory>
+
+namespace tavrik::atspi {
+
+// DesktopActor on AT-SPI2 (libatspi), with X11 for what the accessibility bus does not know: an
+// application's identity (the same one AtSpiResolver records, read from its X windows by process
+// id), which window is active, and activating one. Tavrik's own windows are left out.
+//
+// Each question has `timeoutMs` for all its accessibility calls together (a walk of a big window
+// `walkTimeoutMs`); an application that stops answering is left alone for `cooldownMs`, during
+// which its windows are missing and acting on its elements fails at once. Handles stay valid
+// for the life of the actor unless it has handed out more than `maxHandles`, when the elements'
+// (not the windows') are forgotten. Use from one thread.
+class AtSpiDesktopActor final : public DesktopActor {
+public:
+    struct Options {
+        int timeoutMs = 1000;
+        int walkTimeoutMs = 3000;
+        int cooldownMs = 3000;
+        int activationTimeoutMs = 1000;
+        int maxHandles = 20000;
+    };
+
+    AtSpiDesktopActor();
+    explicit AtSpiDesktopActor(Options options);
+    ~AtSpiDesktopActor() override;
+
+    bool isAvailable() const override;
+    QList<LiveWindow> windows() override;
+    QList<LiveElement> elements(const LiveWindow& window, const QString& role, int limit) override;
+    std::optional<LiveElement> refresh(const LiveElement& element) override;
+    bool performAction(const LiveElement& element, const QString& action) override;
+    bool focus(const LiveElement& element) override;
+    bool select(const LiveElement& element) override;
+    bool insertText(const LiveElement& element, const QString& text) override;
+    bool replaceText(const LiveElement& element, const QString& text) override;
+    std::optional<QString> text(const LiveElement& element) override;
+    bool activateWindow(const LiveWindow& window) override;
+
+private:
+    struct Private;
+    std::unique_ptr<Private> d;
+};
+
+} // namespace tavrik::atspi

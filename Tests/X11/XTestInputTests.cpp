@@ -1,0 +1,159 @@
+#include "DesktopDriver.h"
+#include "TavrikCore/Hotkeys/KeyCodes.h"
+#include "TavrikPlatform/X11/X11InputMonitor.h"
+#include "TavrikPlatform/X11/XTestInput.h"
+
+#include <gtest/gtest.h>
+
+// Xlib defines macros (None, Bool) that clash with gtest: it comes last.
+// clang-format off
+#include <X11/keysym.h>
+// clang-format on
+
+using namespace tavrik;
+
+namespace {
+
+// What the input monitor saw of the input XTestInput made: the recorder's view of a replay.
+struct Seen {
+    QString kind;
+    Point point;
+    int button = -1;
+    int clickCount = 0;
+    double dx = 0, dy = 0;
+    quint16 keyCode = 0;
+    quint64 flags = 0;
+    std::optional<QString> characters;
+};
+
+class SyntheticInputTest : public testing::Test {
+protected:
+    using MouseButton = InputMonitor::MouseButton;
+
+    void SetUp() override {
+        if (qEnvironmentVariableIsEmpty("DISPLAY"))
+            GTEST_SKIP() << "needs an X display (run under scripts/virtual-desktop)";
+        ASSERT_TRUE(input.isAvailable());
+        desktop.createFocusWindow();
+        QObject::connect(&monitor, &InputMonitor::mouseDown, [this](Point p, MouseButton b, int n) {
+            seen.append({"down", p, int(b), n});
+        });
+        QObject::connect(&monitor, &InputMonitor::mouseUp, [this](Point p, MouseButton b) {
+            seen.append({"up", p, int(b)});
+        });
+        QObject::connect(&monitor, &InputMonitor::mouseDragged, [this](Point p) {
+            seen.append({"drag", p});
+        });
+        QObject::connect(&monitor, &InputMonitor::scroll, [this](Point p, double dx, double dy) {
+            Seen s{"scroll", p};
+            s.dx = dx;
+            s.dy = dy;
+            seen.append(s);
+        });
+        QObject::connect(&monitor, &InputMonitor::key,
+                         [this](quint16 code, quint64 flags, std::optional<QString> chars) {
+                             Seen s{"key"};
+                             s.keyCode = code;
+                             s.flags = flags;
+                             s.characters = chars;
+                             seen.append(s);
+                         });
+        ASSERT_TRUE(monitor.start()) << monitor.errorString().toStdString();
+    }
+
+    QList<Seen> ofKind(const QString& kind) const {
+        QList<Seen> out;
+        for (const Seen& s : seen)
+            if (s.kind == kind)
+                out.append(s);
+        return out;
+    }
+
+    // Ends a sequence with a z and waits for the monitor to see it.
+    bool finish() {
+        input.pressKey(KeyCodes::z, 0);
+        return test::waitUntil([&] {
+            for (const Seen& s : seen)
+                if (s.kind == "key" && s.keyCode == KeyCodes::z)
+                    return true;
+            return false;
+        });
+    }
+
+    x11::XTestInput input;
+    test::DesktopDriver desktop;
+    x11::X11InputMonitor monitor;
+    QList<Seen> seen;
+};
+
+} // namespace
+
+TEST_F(SyntheticInputTest, KeysCarryTheirModifiersAndTypeTheirCharacters) {
+    ASSERT_TRUE(input.pressKey(KeyCodes::c, ModifierFlags::control));
+    ASSERT_TRUE(input.pressKey(KeyCodes::returnKey, 0));
+    ASSERT_TRUE(input.pressKey(KeyCodes::a, ModifierFlags::shift | ModifierFlags::alt));
+    ASSERT_TRUE(input.pressKey(KeyCodes::f5, 0));
+    ASSERT_TRUE(input.typeText("Hi!"));
+    EXPECT_FALSE(input.pressKey(KeyCodes::unknown, 0));
+    // A control character has no key: nothing of the text is typed.
+    EXPECT_FALSE(input.typeText("ab\x01"));
+    ASSERT_TRUE(finish());
+
+    const QList<Seen> keys = ofKind("key");
+    ASSERT_EQ(keys.size(), 8);
+    EXPECT_EQ(keys[0].keyCode, KeyCodes::c);
+    EXPECT_EQ(keys[0].flags, ModifierFlags::control);
+    EXPECT_EQ(keys[1].keyCode, KeyCodes::returnKey);
+    EXPECT_EQ(keys[1].flags, 0u);
+    EXPECT_EQ(keys[2].keyCode, KeyCodes::a);
+    EXPECT_EQ(keys[2].flags, ModifierFlags::shift | ModifierFlags::alt);
+    EXPECT_EQ(keys[3].keyCode, KeyCodes::f5);
+    EXPECT_EQ(keys[4].characters, QString("H"));
+    EXPECT_EQ(keys[4].flags, ModifierFlags::shift);
+    EXPECT_EQ(keys[5].characters, QString("i"));
+    EXPECT_EQ(keys[5].flags, 0u);
+    EXPECT_EQ(keys[6].keyCode, KeyCodes::digit1);
+    EXPECT_EQ(keys[6].characters, QString("!"));
+    EXPECT_EQ(keys[7].keyCode, KeyCodes::z);
+
+    // The focused window got them too, and every key went back up.
+    const QList<unsigned long> received = desktop.keysUntil(XK_z);
+    EXPECT_TRUE(received.contains(XK_c));
+    EXPECT_TRUE(received.contains(XK_F5));
+    EXPECT_FALSE(received.contains(XK_b));
+}
+
+TEST_F(SyntheticInputTest, PointerInputLandsWhereAsked) {
+    using B = SyntheticInput::Button;
+    ASSERT_TRUE(input.click(Point{100, 200}, B::left, 2));
+    ASSERT_TRUE(input.click(Point{300, 50}, B::right, 1));
+    ASSERT_TRUE(input.click(Point{310, 60}, B::middle, 1));
+    EXPECT_FALSE(input.click(Point{310, 60}, B::left, 0));
+    ASSERT_TRUE(input.drag(Point{400, 400}, Point{500, 450}));
+    ASSERT_TRUE(input.scroll(Point{640, 360}, -1, 2));
+    ASSERT_TRUE(finish());
+
+    const QList<Seen> downs = ofKind("down");
+    ASSERT_EQ(downs.size(), 5);
+    EXPECT_EQ(downs[0].point, (Point{100, 200}));
+    EXPECT_EQ(downs[1].clickCount, 2);
+    EXPECT_EQ(downs[2].point, (Point{300, 50}));
+    EXPECT_EQ(downs[2].button, int(MouseButton::right));
+    EXPECT_EQ(downs[3].button, int(MouseButton::middle));
+    EXPECT_EQ(downs[4].point, (Point{400, 400}));
+    const QList<Seen> ups = ofKind("up");
+    ASSERT_EQ(ups.size(), 5);
+    EXPECT_EQ(ups[4].point, (Point{500, 450}));
+    // The pointer travels in steps, ending where the button comes up.
+    const QList<Seen> drags = ofKind("drag");
+    ASSERT_GE(drags.size(), 3);
+    EXPECT_EQ(drags.last().point, (Point{500, 450}));
+
+    const QList<Seen> scrolls = ofKind("scroll");
+    ASSERT_EQ(scrolls.size(), 3);
+    EXPECT_EQ(scrolls[0].point, (Point{640, 360}));
+    // The monitor reports wheel deltas, where down and right are negative.
+    EXPECT_EQ(std::pair(scrolls[0].dx, scrolls[0].dy), std::pair(0.0, -1.0));
+    EXPECT_EQ(std::pair(scrolls[1].dx, scrolls[1].dy), std::pair(0.0, -1.0));
+    EXPECT_EQ(std::pair(scrolls[2].dx, scrolls[2].dy), std::pair(1.0, 0.0));
+}
