@@ -7,11 +7,6 @@
 #include "TavrikPlatform/AccessibilityBackend.h"
 #include "TavrikPlatform/DesktopBackend.h"
 
-namespace tavrik::DesktopBackend {
-std::unique_ptr<DesktopActor> createDesktopActor();
-std::unique_ptr<SyntheticInput> createSyntheticInput();
-} // namespace tavrik::DesktopBackend
-
 #include <QFile>
 
 namespace tavrik {

@@ -59,6 +59,8 @@ class TaskWindow(Gtk.ApplicationWindow):
             row = Gtk.ListBoxRow()
             row.add(Gtk.Label(label=name, xalign=0))
             self.fruits.add(row)
+            if name == "Pears":
+                self.pears = row
         self.colour = "none"
         choose = Gtk.Button(label="Choose Colour…")
         choose.connect("clicked", self.choose_colour)
@@ -74,7 +76,7 @@ class TaskWindow(Gtk.ApplicationWindow):
         self.name.grab_focus()
         self.widgets = {"name": self.name, "notes": self.notes, "password": self.password,
                         "subscribe": self.subscribe, "fruits": self.fruits, "choose": choose,
-                        "save": save, "delete": delete}
+                        "save": save, "delete": delete, "pears": self.pears}
         GLib.timeout_add(300, self.report)
 
     def report(self):

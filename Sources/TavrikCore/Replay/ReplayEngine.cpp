@@ -94,6 +94,11 @@ bool hasRole(const AXTarget& target) {
     return target.axRole && !target.axRole->isEmpty();
 }
 
+// The hit test found nothing below the window: the step happened somewhere in it.
+bool isWindowItself(const AXTarget& target) {
+    return target.axPath && target.axPath->isEmpty();
+}
+
 std::optional<QString> pressAction(const LiveElement& element) {
     static const QStringList preferred{QStringLiteral("click"),  QStringLiteral("press"),
                                        QStringLiteral("toggle"), QStringLiteral("activate"),
@@ -208,7 +213,7 @@ ReplayEngine::Located ReplayEngine::locate(const PlanStep& step, const AXTarget&
         if (ours.isEmpty()) {
             result = Located{Located::Kind::failed, {}, {}, TargetMatcher::Match::Kind::missing,
                              appLabel(expected) + QStringLiteral(" has no window open")};
-        } else if (!hasRole(expected)) {
+        } else if (!hasRole(expected) || isWindowItself(expected)) {
             // Only the window was recorded: the one with the same title, else the one in front.
             auto it = std::find_if(ours.cbegin(), ours.cend(),
                                    [&](const LiveWindow& w) { return expected.windowTitle == w.title; });
@@ -277,7 +282,11 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
                     }))
                     return {};
             } else if (isRowRole(element.role) && !pressAction(element)) {
-                if (m_actor.select(element))
+                // Some toolkits take the selection without showing it: only a selection seen counts.
+                if (m_actor.select(element) && settle([&] {
+                        const auto now = m_actor.refresh(element);
+                        return now && now->selected;
+                    }))
                     return {};
             } else if (const std::optional<QString> action = pressAction(element)) {
                 const bool wasChecked = element.checked;

@@ -164,6 +164,26 @@ struct AtSpiResolver::Private {
         return std::move(candidates.front());
     }
 
+    // A showing child of a container whose frame holds the point, among its first children only:
+    // rows of a long list beyond them are not worth the calls.
+    Accessible childHolding(AtspiAccessible* container, Point at, Query& query) {
+        constexpr int maxChildren = 200;
+        auto count = query.call([&](GError** e) { return atspi_accessible_get_child_count(container, e); });
+        if (!count || *count <= 0 || *count > maxChildren) {
+            return nullptr;
+        }
+        for (Accessible& child : query.children(container)) {
+            if (!query.hasStates(child.get(), {ATSPI_STATE_SHOWING})) {
+                continue;
+            }
+            auto frame = query.extents(child.get());
+            if (frame && contains(*frame, at)) {
+                return std::move(child);
+            }
+        }
+        return nullptr;
+    }
+
     AXTarget windowOnlyTarget(const ClientWindow& window) {
         AXTarget target;
         target.appBundleID = window.appID();
@@ -349,7 +369,12 @@ std::optional<AXTarget> AtSpiResolver::target(Point at) {
                                      })
                                      .value_or(nullptr));
                 if (!child || child.get() == element.get()) {
-                    break;
+                    // Some toolkits' hit test stops at a container (a Qt list above its rows):
+                    // one of its showing children may still hold the point.
+                    child = d->childHolding(element.get(), at, query);
+                    if (!child) {
+                        break;
+                    }
                 }
                 element = std::move(child);
             }

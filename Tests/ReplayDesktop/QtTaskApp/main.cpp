@@ -105,6 +105,11 @@ int main(int argc, char** argv) {
                   {"password", rect(password)},
                   {"subscribe", rect(subscribe)},
                   {"fruits", rect(fruits)},
+                  {"pears", [&] {
+                       const QRect r = fruits->visualItemRect(fruits->findItems("Pears", Qt::MatchExactly).first());
+                       const QPoint origin = fruits->viewport()->mapToGlobal(r.topLeft());
+                       return QJsonArray{origin.x(), origin.y(), r.width(), r.height()};
+                   }()},
                   {"choose", rect(choose)},
                   {"save", rect(save)},
                   {"delete", rect(remove)}});
