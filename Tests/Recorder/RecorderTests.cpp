@@ -184,6 +184,27 @@ TEST_F(RecorderTest, TypingIntoOneFieldIsOneRunEndedByAPressOrAnotherField) {
     EXPECT_EQ(r.frames.size(), 3);
 }
 
+// By the time a key is read, the application has acted on it: Tab has moved the focus on.
+TEST_F(RecorderTest, KeysThatMoveTheFocusBelongToTheElementThatHadIt) {
+    resolver->focused = field("Name");
+    recorder->start();
+    type("ann");
+    resolver->focused = field("Email");
+    emit monitor->key(KeyCodes::tab, 0, QStringLiteral("\t"));
+    type("a@b");
+    resolver->focused = field("Send");
+    emit monitor->key(KeyCodes::returnKey, 0, QStringLiteral("\r"));
+    // After a focus-moving key the next one asks afresh.
+    emit monitor->key(KeyCodes::returnKey, 0, QStringLiteral("\r"));
+    const Recording r = stop();
+    ASSERT_EQ(r.events.size(), 5);
+    EXPECT_EQ(r.events[1].keyCode, KeyCodes::tab);
+    EXPECT_EQ(r.events[1].target->axTitle, "Name");
+    EXPECT_EQ(r.events[2].target->axTitle, "Email");
+    EXPECT_EQ(r.events[3].target->axTitle, "Email");
+    EXPECT_EQ(r.events[4].target->axTitle, "Send");
+}
+
 TEST_F(RecorderTest, TypingWithoutAFocusedElementGivesOneEventPerKey) {
     recorder->start();
     type("hi");

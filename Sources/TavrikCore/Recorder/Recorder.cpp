@@ -106,6 +106,7 @@ void Recorder::start() {
     m_lastMousePoint.reset();
     m_gesture.reset();
     m_keyRun.reset();
+    m_lastFocus.reset();
     m_scrollRun.reset();
     m_framesRequested = 0;
     m_framesByReservation.clear();
@@ -283,6 +284,8 @@ void Recorder::mouseDown(Point point, InputMonitor::MouseButton button, int clic
     flushScrollRun();
     std::optional<AXTarget> target = m_resolver->target(point);
     noteContext(target);
+    // A click gives the keyboard to what it lands on, as far as anything can tell here.
+    m_lastFocus = target && target->axRole ? target : std::nullopt;
     std::optional<qint64> reservation = requestFrame(point);
     // An earlier press that was never released is dropped.
     m_gesture = MouseGesture{point, button, clickCount, now(), std::move(target), reservation};
@@ -310,7 +313,12 @@ void Recorder::key(quint16 keyCode, quint64 flags, const std::optional<QString>&
     if (discrete) {
         flushKeyRun();
         flushScrollRun();
-        std::optional<AXTarget> target = m_resolver->focusedTarget();
+        const bool movesFocus = keyCode == KeyCodes::tab || keyCode == KeyCodes::returnKey ||
+                                keyCode == KeyCodes::keypadEnter;
+        std::optional<AXTarget> target =
+            movesFocus && m_lastFocus ? m_lastFocus : m_resolver->focusedTarget();
+        // Where the focus went is not known until it is asked for.
+        m_lastFocus = movesFocus ? std::nullopt : target;
         noteContext(target);
         std::optional<qint64> reservation = requestFrame(std::nullopt);
         ActionEvent event;
@@ -325,6 +333,7 @@ void Recorder::key(quint16 keyCode, quint64 flags, const std::optional<QString>&
     }
 
     std::optional<AXTarget> target = m_resolver->focusedTarget();
+    m_lastFocus = target;
     if (m_keyRun && sameTarget(m_keyRun->target, target)) {
         // A secure run only remembers that something was typed.
         if (!m_keyRun->secure)

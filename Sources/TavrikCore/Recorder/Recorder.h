@@ -146,6 +146,10 @@ private:
     std::optional<Point> m_lastMousePoint;
     std::optional<MouseGesture> m_gesture;
     std::optional<KeyRun> m_keyRun;
+    // The element that had the keyboard as last seen (typed into, pressed a key in, clicked). A
+    // key that moves the focus is read after the application has moved it, so it is recorded
+    // against this one instead.
+    std::optional<AXTarget> m_lastFocus;
     std::optional<ScrollRun> m_scrollRun;
     qint64 m_framesRequested = 0;
     QMap<qint64, FrameRef> m_framesByReservation;

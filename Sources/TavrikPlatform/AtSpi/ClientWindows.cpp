@@ -258,6 +258,26 @@ std::optional<ClientWindow> ClientWindows::geometry(unsigned long id) {
     return window;
 }
 
+QString ClientWindows::applicationIDOfProcess(qint64 pid) {
+    if (auto known = m_applicationIDs.constFind(pid); known != m_applicationIDs.constEnd())
+        return *known;
+    const QList<Window> clients =
+        windowProperty<Window>(m_display, DefaultRootWindow(m_display), "_NET_CLIENT_LIST", XA_WINDOW);
+    for (Window client : clients) {
+        const QList<long> owner = windowProperty<long>(m_display, client, "_NET_WM_PID", XA_CARDINAL);
+        if (owner.isEmpty() || owner.first() != pid)
+            continue;
+        const QString id = utf8Property(m_display, client, "_GTK_APPLICATION_ID");
+        if (!id.isEmpty()) {
+            if (m_applicationIDs.size() > 256)
+                m_applicationIDs.clear(); // processes long gone
+            m_applicationIDs.insert(pid, id);
+            return id;
+        }
+    }
+    return {};
+}
+
 std::optional<ClientWindow> ClientWindows::describe(unsigned long id) {
     std::optional<ClientWindow> found = geometry(id);
     if (!found) {
@@ -290,6 +310,13 @@ std::optional<ClientWindow> ClientWindows::describe(unsigned long id) {
     }
     if (trap.failed()) {
         return std::nullopt;
+    }
+    // Under the same trap: a window of the process that vanished meanwhile is only skipped.
+    if (window.pid) {
+        if (!window.gtkApplicationID.isEmpty())
+            m_applicationIDs.insert(*window.pid, window.gtkApplicationID);
+        else
+            window.gtkApplicationID = applicationIDOfProcess(*window.pid);
     }
     return window;
 }

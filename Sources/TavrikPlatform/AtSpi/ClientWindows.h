@@ -54,8 +54,13 @@ private:
     std::optional<ClientWindow> geometry(unsigned long window);
     std::optional<ClientWindow> describe(unsigned long window);
 
+    // The GTK application id of another window of the same process: a GTK application's dialogs
+    // carry only its WM_CLASS, which names it differently from its main window.
+    QString applicationIDOfProcess(qint64 pid);
+
     _XDisplay* m_display = nullptr;
     QHash<QString, QString> m_desktopNames;
+    QHash<qint64, QString> m_applicationIDs;
 };
 
 } // namespace tavrik::atspi
