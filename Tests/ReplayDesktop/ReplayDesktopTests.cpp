@@ -5,6 +5,7 @@
 #include "TavrikCore/Hotkeys/KeyCodes.h"
 #include "TavrikCore/Recorder/Recorder.h"
 #include "TavrikCore/Replay/CastRoute.h"
+#include "TavrikCore/Replay/DesktopActor.h"
 #include "TavrikCore/Replay/ReplaySecrets.h"
 #include "TavrikCore/Storage/Paths.h"
 #include "TavrikCore/Storage/RecordingStore.h"
@@ -161,6 +162,9 @@ protected:
     Skill m_skill;
 };
 
+// The same desktop without a toolkit to vary (GetParam is not called).
+class ReplayDesktopGtk : public ReplayDesktop {};
+
 TEST_P(ReplayDesktop, ADemonstrationReplaysWithOtherValuesInChangedWindows) {
     const TaskApp::Toolkit toolkit = GetParam();
     const QString folder = demonstrate(toolkit);
@@ -281,6 +285,32 @@ TEST_P(ReplayDesktop, AStoppedReplayTypesNothingMore) {
     // One key may have been on its way when the signal landed; nothing after that.
     EXPECT_LE(later, atStop + 1);
     EXPECT_LT(later, 60);
+}
+
+// A GTK dialog carries only the program's window class; it is still the same application.
+TEST_F(ReplayDesktopGtk, ADialogHasTheIdentityOfItsApplication) {
+    TaskApp app(TaskApp::Toolkit::gtk);
+    ASSERT_TRUE(app.started());
+    ASSERT_TRUE(waitForRole(app.centre("choose"), QStringLiteral("push button")));
+    clickAt(app.centre("choose"));
+    std::unique_ptr<DesktopActor> actor = DesktopBackend::createDesktopActor();
+    std::optional<LiveWindow> dialog;
+    ASSERT_TRUE(waitUntil(
+        [&] {
+            for (const LiveWindow& w : actor->windows())
+                if (w.title == QStringLiteral("Pick a Colour"))
+                    dialog = w;
+            return dialog.has_value();
+        },
+        10000));
+    EXPECT_EQ(dialog->appID, QStringLiteral("org.tavrik.TaskForm"));
+    ASSERT_TRUE(waitUntil(
+        [&] {
+            const std::optional<AXTarget> focus = probe->focusedTarget();
+            return focus && focus->windowTitle == QStringLiteral("Pick a Colour");
+        },
+        10000));
+    EXPECT_EQ(probe->focusedTarget()->appBundleID, QStringLiteral("org.tavrik.TaskForm"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Toolkits, ReplayDesktop, testing::Values(TaskApp::Toolkit::gtk, TaskApp::Toolkit::qt),
