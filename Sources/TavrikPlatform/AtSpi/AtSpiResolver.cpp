@@ -409,16 +409,24 @@ std::optional<AXTarget> AtSpiResolver::focusedTarget() {
             Accessible focused;
             std::optional<QString> knownPath;
             const auto known = d->lastFocused.find(window->id);
-            if (known != d->lastFocused.end() &&
-                d->stillFocused(known->second.element.get(), query)) {
+            // Where the application can search itself the focus is asked as it is now: a page
+            // left behind keeps reporting focus after the address bar took it. Only a walk (Qt)
+            // is costly enough to try the last one first.
+            const bool searchable = query.interfaces(windowObject.get()).contains("Collection");
+            if (searchable) {
+                auto found =
+                    query.matches(windowObject.get(), ATSPI_ROLE_INVALID, {ATSPI_STATE_FOCUSED}, 8);
+                if (found && !found->empty()) {
+                    auto real = std::find_if(found->begin(), found->end(), [&](Accessible& a) {
+                        const auto role = query.role(a.get());
+                        return role != ATSPI_ROLE_DOCUMENT_WEB && role != ATSPI_ROLE_DOCUMENT_FRAME;
+                    });
+                    focused = std::move(real != found->end() ? *real : found->front());
+                }
+            } else if (known != d->lastFocused.end() &&
+                       d->stillFocused(known->second.element.get(), query)) {
                 focused = retain(known->second.element.get());
                 knownPath = known->second.path;
-            } else if (query.interfaces(windowObject.get()).contains("Collection")) {
-                auto found =
-                    query.matches(windowObject.get(), ATSPI_ROLE_INVALID, {ATSPI_STATE_FOCUSED}, 1);
-                if (found && !found->empty()) {
-                    focused = std::move(found->front());
-                }
             } else {
                 focused = d->findFocused(windowObject.get(), query);
             }
