@@ -1,5 +1,6 @@
 #include "TavrikPlatform/AccessibilityBackend.h"
 
+#include "TavrikPlatform/DesktopSession.h"
 #include "TavrikPlatform/Null/NullAccessibility.h"
 
 #ifdef TAVRIK_HAVE_ATSPI
@@ -15,7 +16,8 @@ namespace tavrik::DesktopBackend {
 
 std::unique_ptr<AXResolver> createAXResolver() {
 #ifdef TAVRIK_HAVE_ATSPI
-    if (!qEnvironmentVariableIsEmpty("DISPLAY")) {
+    // Both find windows through X: on Wayland they would see only XWayland programs.
+    if (DesktopSession::current() == DesktopSession::Kind::x11) {
         auto resolver = std::make_unique<atspi::AtSpiResolver>();
         if (resolver->isAvailable()) {
             return resolver;
@@ -27,7 +29,7 @@ std::unique_ptr<AXResolver> createAXResolver() {
 
 std::unique_ptr<DesktopActor> createDesktopActor() {
 #ifdef TAVRIK_HAVE_ATSPI
-    if (!qEnvironmentVariableIsEmpty("DISPLAY")) {
+    if (DesktopSession::current() == DesktopSession::Kind::x11) {
         auto actor = std::make_unique<atspi::AtSpiDesktopActor>();
         if (actor->isAvailable()) {
             return actor;

@@ -1,5 +1,6 @@
 #include "TavrikPlatform/DesktopBackend.h"
 
+#include "TavrikPlatform/DesktopSession.h"
 #include "TavrikPlatform/Null/NullDesktop.h"
 
 #ifdef TAVRIK_HAVE_X11
@@ -13,7 +14,7 @@ namespace tavrik::DesktopBackend {
 
 bool hasX11() {
 #ifdef TAVRIK_HAVE_X11
-    return !qEnvironmentVariableIsEmpty("DISPLAY");
+    return DesktopSession::current() == DesktopSession::Kind::x11;
 #else
     return false;
 #endif

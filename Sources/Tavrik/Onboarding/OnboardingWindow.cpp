@@ -4,6 +4,7 @@
 #include "Tavrik/Shell/WindowStyle.h"
 #include "Tavrik/Style/Theme.h"
 #include "TavrikCore/Permissions/PermissionsManager.h"
+#include "TavrikPlatform/DesktopSession.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -57,6 +58,14 @@ OnboardingWindow::OnboardingWindow(PermissionsManager* permissions, QWidget* par
                                         "repeat what you do, it needs three things from your desktop."),
                          10.5, QFont::Normal, true));
     root->addSpacing(8);
+    // A session Tavrik cannot fully work in is said first, with what would change it.
+    if (const QString limits = DesktopSession::limitations(DesktopSession::current()); !limits.isEmpty()) {
+        auto* notice = text(limits, 9.5, QFont::Normal);
+        notice->setObjectName(QStringLiteral("sessionNotice"));
+        notice->setAccessibleName(QStringLiteral("Desktop session"));
+        root->addWidget(notice);
+        root->addSpacing(8);
+    }
 
     for (Permission permission : Permissions::all()) {
         auto* card = new Card;

@@ -3,8 +3,10 @@
 #include "Tavrik/Shell/AppShell.h"
 #include "Tavrik/Shell/SingleInstance.h"
 #include "TavrikCore/Version.h"
+#include "TavrikPlatform/DesktopSession.h"
 
 #include <QApplication>
+#include <QDebug>
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QStyleFactory>
@@ -36,6 +38,9 @@ int runDesktopApplication(int argc, char** argv) {
     }
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "xcb");
+    // Said once at start, where the log shows it, rather than failing quietly later.
+    if (const QString limits = DesktopSession::limitations(DesktopSession::current()); !limits.isEmpty())
+        qWarning().noquote() << limits;
 
     QApplication application(argc, argv);
     QApplication::setOrganizationName(QStringLiteral("Tavrik"));
