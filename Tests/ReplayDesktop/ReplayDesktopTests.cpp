@@ -287,6 +287,52 @@ TEST_P(ReplayDesktop, AStoppedReplayTypesNothingMore) {
     EXPECT_LT(later, 60);
 }
 
+// `tavrik cast` as a person types it: a dry run first, then the cast, the password typed at the
+// terminal (here, piped in) and never echoed or kept.
+TEST_F(ReplayDesktopGtk, TheCommandLineChecksThenCastsWithAPasswordFromTheTerminal) {
+    const QString folder = demonstrate(TaskApp::Toolkit::gtk);
+    ASSERT_FALSE(folder.isEmpty());
+    const auto tavrik = [&](const QStringList& arguments, const QByteArray& input) {
+        QProcess process;
+        process.start(QStringLiteral(TAVRIK_EXECUTABLE_PATH), arguments);
+        process.waitForStarted();
+        process.write(input);
+        process.closeWriteChannel();
+        waitUntil([&] { return process.state() == QProcess::NotRunning; }, 120000);
+        return std::pair{process.exitCode(), QString::fromUtf8(process.readAllStandardOutput() + process.readAllStandardError())};
+    };
+
+    // Nothing open: every step's element is missing, and nothing is run.
+    const auto [closedStatus, closedText] = tavrik({QStringLiteral("cast"), folder, QStringLiteral("--dry-run")}, {});
+    EXPECT_EQ(closedStatus, 1) << closedText.toStdString();
+    EXPECT_TRUE(closedText.contains(QStringLiteral("Step 9 (Click on Save in"))) << closedText.toStdString();
+    EXPECT_TRUE(closedText.contains(QStringLiteral("missing, "))) << closedText.toStdString();
+
+    TaskApp app(TaskApp::Toolkit::gtk, {QStringLiteral("--extra-fruit"), QStringLiteral("Apricots")});
+    ASSERT_TRUE(app.started());
+    ASSERT_TRUE(waitForRole(app.centre("save"), QStringLiteral("push button")));
+    const auto [checkStatus, checkText] = tavrik({QStringLiteral("cast"), folder, QStringLiteral("--dry-run")}, {});
+    EXPECT_EQ(checkStatus, 0) << checkText.toStdString();
+    EXPECT_TRUE(checkText.contains(QStringLiteral("✓ Found the elements of all 9 steps"))) << checkText.toStdString();
+    EXPECT_FALSE(app.waitForEvent(QStringLiteral("saved"), 300)) << "a dry run acted";
+
+    const auto [castStatus, castText] =
+        tavrik({QStringLiteral("cast"), folder, QStringLiteral("full_name=Lin")}, QByteArrayLiteral("t0p\n"));
+    EXPECT_EQ(castStatus, 0) << castText.toStdString();
+    EXPECT_FALSE(castText.contains(QStringLiteral("t0p")));
+    const std::optional<QJsonObject> saved = app.waitForEvent(QStringLiteral("saved"), 5000);
+    ASSERT_TRUE(saved);
+    EXPECT_EQ(saved->value("name").toString(), QStringLiteral("Lin"));
+    EXPECT_EQ(saved->value("password").toString(), QStringLiteral("t0p"));
+    EXPECT_EQ(saved->value("fruit").toString(), QStringLiteral("Pears"));
+    // The run is audited with its steps, the password nowhere in it.
+    QFile log(Paths::logs() + QStringLiteral("/runs.jsonl"));
+    ASSERT_TRUE(log.open(QIODevice::ReadOnly));
+    const QByteArray audit = log.readAll();
+    EXPECT_TRUE(audit.contains("\"mode\":\"replay\"")) << audit.constData();
+    EXPECT_FALSE(audit.contains("t0p"));
+}
+
 // A GTK dialog carries only the program's window class; it is still the same application.
 TEST_F(ReplayDesktopGtk, ADialogHasTheIdentityOfItsApplication) {
     TaskApp app(TaskApp::Toolkit::gtk);
