@@ -1,6 +1,5 @@
+#include "FuzzCheck.h"
 #include "TavrikCore/Synthesis/EventStreamReader.h"
-
-#include <cstdlib>
 
 // The model host's event stream, cut into reads of the sizes the first bytes choose. However the
 // network splits it, the reader must see the same text as when the whole body arrives at once.
@@ -25,8 +24,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     pieces.finish();
 
-    if (pieces.text() != whole.text() || delivered != pieces.text() ||
-        pieces.sawMessageStop() != whole.sawMessageStop())
-        std::abort();
+    FUZZ_CHECK(pieces.text() == whole.text());
+    FUZZ_CHECK(delivered == pieces.text());
+    FUZZ_CHECK(pieces.sawMessageStop() == whole.sawMessageStop());
     return 0;
 }

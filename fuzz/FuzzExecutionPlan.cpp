@@ -1,7 +1,7 @@
+#include "FuzzCheck.h"
 #include "TavrikCore/Models/ExecutionPlanDocument.h"
 
 #include <QJsonDocument>
-#include <cstdlib>
 
 // execution_plan.json travels with a shared skill. Decode it as the library does; a plan that
 // decodes must survive being saved and loaded again.
@@ -22,7 +22,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const QJsonObject saved = plan->toJson();
     const std::optional<tavrik::ExecutionPlanDocument> reloaded =
         tavrik::ExecutionPlanDocument::fromJson(saved);
-    if (!reloaded || reloaded->toJson() != saved)
-        std::abort();
+    FUZZ_CHECK(reloaded && reloaded->toJson() == saved);
     return 0;
 }

@@ -1,7 +1,7 @@
+#include "FuzzCheck.h"
 #include "TavrikCore/Models/Recording.h"
 
 #include <QJsonDocument>
-#include <cstdlib>
 
 // recording.json is read back from disk, where anything may have replaced it. Decode it as
 // RecordingStore::load does; a recording that decodes must survive being saved and loaded again.
@@ -20,7 +20,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // what saving writes: that must read back and save to the same bytes.
     const QJsonObject saved = recording->toJson();
     const std::optional<tavrik::Recording> reloaded = tavrik::Recording::fromJson(saved);
-    if (!reloaded || reloaded->toJson() != saved)
-        std::abort();
+    FUZZ_CHECK(reloaded && reloaded->toJson() == saved);
     return 0;
 }

@@ -1,8 +1,8 @@
+#include "FuzzCheck.h"
 #include "TavrikCore/Update/Release.h"
 #include "TavrikCore/Update/UpdateChecker.h"
 
 #include <QUrl>
-#include <cstdlib>
 
 // The release feed is fetched from the web host. Read it the way the update check does: decode,
 // compare versions, resolve the download against the host.
@@ -15,11 +15,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const QString current = tavrik::UpdateChecker::buildVersion();
     for (const tavrik::Release& release : *feed) {
         // A version is never newer than itself, and of two different ones at most one is newer.
-        if (tavrik::UpdateChecker::isNewer(release.version, release.version))
-            std::abort();
-        if (tavrik::UpdateChecker::isNewer(release.version, current) &&
-            tavrik::UpdateChecker::isNewer(current, release.version))
-            std::abort();
+        FUZZ_CHECK(!tavrik::UpdateChecker::isNewer(release.version, release.version));
+        FUZZ_CHECK(!(tavrik::UpdateChecker::isNewer(release.version, current) &&
+                     tavrik::UpdateChecker::isNewer(current, release.version)));
         (void)base.resolved(QUrl(release.file)).scheme();
     }
     return 0;

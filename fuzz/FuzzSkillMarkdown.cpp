@@ -1,7 +1,6 @@
+#include "FuzzCheck.h"
 #include "TavrikCore/Storage/SkillMarkdown.h"
 #include "TavrikCore/Support/Files.h"
-
-#include <cstdlib>
 
 // SKILL.md files come from anyone a skill is shared with. Read them as the library does, then
 // write the skill out and read it again, as saving an edited skill does. Quoting is knowingly
@@ -16,7 +15,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         return 0;
     (void)skill->slashCommand();
     const QString rendered = tavrik::SkillMarkdown::render(*skill);
-    if (!tavrik::SkillMarkdown::parse(rendered))
-        std::abort();
+    FUZZ_CHECK(tavrik::SkillMarkdown::parse(rendered));
     return 0;
 }
