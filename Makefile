@@ -29,6 +29,8 @@ test: build
 bench: build
 	scripts/run-benchmarks $(BUILD)
 
+# Reports name the file and line of what failed.
+sanitize: export UBSAN_OPTIONS ?= print_stacktrace=1
 sanitize:
 	$(MAKE) test BUILD=build-asan CMAKE_FLAGS="$(CMAKE_FLAGS) -DTAVRIK_SANITIZE=ON -DTAVRIK_BUILD_BENCH=OFF"
 
