@@ -2,8 +2,10 @@
 BUILD ?= build
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
+FUZZ_BUILD ?= build-fuzz
+FUZZ_SECONDS ?= 20
 
-.PHONY: all deps configure build run test bench sanitize clean
+.PHONY: all deps configure build run test bench sanitize fuzz clean
 
 all: build
 
@@ -27,8 +29,18 @@ test: build
 bench: build
 	scripts/run-benchmarks $(BUILD)
 
+# Reports name the file and line of what failed.
+sanitize: export UBSAN_OPTIONS ?= print_stacktrace=1
 sanitize:
-	$(MAKE) test BUILD=build-asan CMAKE_FLAGS="-DTAVRIK_SANITIZE=ON -DTAVRIK_BUILD_BENCH=OFF"
+	$(MAKE) test BUILD=build-asan CMAKE_FLAGS="$(CMAKE_FLAGS) -DTAVRIK_SANITIZE=ON -DTAVRIK_BUILD_BENCH=OFF"
+
+# Builds the core and its libFuzzer targets with clang, then runs each for FUZZ_SECONDS.
+fuzz: deps
+	@scripts/install-deps fuzz
+	cmake -S . -B $(FUZZ_BUILD) -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+		-DTAVRIK_FUZZ=ON $(CMAKE_FLAGS)
+	cmake --build $(FUZZ_BUILD) -j$(JOBS)
+	scripts/run-fuzz $(FUZZ_BUILD) $(FUZZ_SECONDS)
 
 clean:
-	rm -rf $(BUILD) build-asan
+	rm -rf $(BUILD) build-asan $(FUZZ_BUILD)

@@ -120,6 +120,10 @@ TEST(SkillModel, DatesAreUtcWholeSecondsAndStrict) {
     EXPECT_FALSE(json::parseDate(u"2026-01-02"));
     EXPECT_FALSE(json::parseDate(u"yesterday"));
     EXPECT_FALSE(json::parseDate(u"2026-13-02T03:04:05Z"));
+    // Only dates that dateText writes back in the same form.
+    EXPECT_FALSE(json::parseDate(u"9999-12-31T23:59:59-01:00"));
+    EXPECT_FALSE(json::parseDate(u"0001-01-01T00:00:00+01:00"));
+    EXPECT_TRUE(json::parseDate(u"9999-12-31T23:59:59+01:00"));
     EXPECT_TRUE(json::parseUuid(u"0b8d3e2c-7f6a-4b1c-9d2e-3f4a5b6c7d8e"));
     EXPECT_FALSE(json::parseUuid(u"{0b8d3e2c-7f6a-4b1c-9d2e-3f4a5b6c7d8e}"));
     EXPECT_FALSE(json::parseUuid(u"0b8d3e2c-7f6a-4b1c-9d2e-3f4a5b6c7d8g"));

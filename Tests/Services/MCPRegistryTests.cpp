@@ -138,15 +138,18 @@ TEST_F(MCPRegistryTest, BrokenOrPartialFileNeverFailsLoading) {
         writeUserFile(content);
         const MCPRegistry registry;
         EXPECT_EQ(registry.servers(), MCPRegistry::builtIns()) << content.toStdString();
+        EXPECT_EQ(MCPRegistry::fromFileContents(content), MCPRegistry::builtIns());
     }
 
     // A list with unreadable entries: the readable ones still count.
-    writeUserFile(R"([
+    const QByteArray partial = R"([
         {"name": "linear", "bundle_ids": ["com.linear"], "auth_token": "no url"},
         42,
         {"name": "notion", "url": "https://n/mcp", "bundle_ids": ["notion.id"], "auth_token": "n"}
-    ])");
+    ])";
+    writeUserFile(partial);
     const MCPRegistry registry;
+    EXPECT_EQ(MCPRegistry::fromFileContents(partial), registry.servers());
     EXPECT_EQ(registry.servers().size(), 2);
     EXPECT_EQ(registry.server({"com.linear"}), std::nullopt);
     EXPECT_EQ(registry.server({"notion.id"})->authToken, "n");

@@ -22,6 +22,18 @@ struct UserFile {
     QJsonArray entries;
 };
 
+UserFile parseUserFile(const QByteArray& contents, const QString& fileName) {
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(contents, &error);
+    if (error.error != QJsonParseError::NoError || !document.isArray()) {
+        qWarning("Tavrik: ignoring %s: %s", qPrintable(fileName),
+                 error.error != QJsonParseError::NoError ? qPrintable(error.errorString())
+                                                         : "not a JSON array");
+        return {FileState::notAList, {}};
+    }
+    return {FileState::list, document.array()};
+}
+
 UserFile readUserFile() {
     QFile file(MCPRegistry::filePath());
     if (!file.exists())
@@ -31,15 +43,27 @@ UserFile readUserFile() {
                  qPrintable(file.errorString()));
         return {FileState::unreadable, {}};
     }
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
-    if (error.error != QJsonParseError::NoError || !document.isArray()) {
-        qWarning("Tavrik: ignoring %s: %s", qPrintable(file.fileName()),
-                 error.error != QJsonParseError::NoError ? qPrintable(error.errorString())
-                                                         : "not a JSON array");
-        return {FileState::notAList, {}};
+    return parseUserFile(file.readAll(), file.fileName());
+}
+
+QList<MCPServer> mergedWithBuiltIns(const QJsonArray& entries) {
+    QList<MCPServer> servers = MCPRegistry::builtIns();
+    for (qsizetype i = 0; i < entries.size(); ++i) {
+        QString error;
+        std::optional<MCPServer> server = MCPServer::fromJson(entries.at(i), &error);
+        if (!server) {
+            qWarning("Tavrik: skipping entry %lld of %s: %s", qlonglong(i),
+                     qPrintable(MCPRegistry::filePath()), qPrintable(error));
+            continue;
+        }
+        auto same = std::find_if(servers.begin(), servers.end(),
+                                 [&](const MCPServer& s) { return s.name == server->name; });
+        if (same != servers.end())
+            *same = std::move(*server);
+        else
+            servers.append(std::move(*server));
     }
-    return {FileState::list, document.array()};
+    return servers;
 }
 
 bool sameName(const QJsonValue& entry, const QString& name) {
@@ -65,23 +89,10 @@ QString MCPRegistry::filePath() {
     return Paths::support() + u'/' + kFileName;
 }
 
-MCPRegistry::MCPRegistry() : m_servers(builtIns()) {
-    const UserFile file = readUserFile();
-    for (qsizetype i = 0; i < file.entries.size(); ++i) {
-        QString error;
-        std::optional<MCPServer> server = MCPServer::fromJson(file.entries.at(i), &error);
-        if (!server) {
-            qWarning("Tavrik: skipping entry %lld of %s: %s", qlonglong(i), qPrintable(filePath()),
-                     qPrintable(error));
-            continue;
-        }
-        auto same = std::find_if(m_servers.begin(), m_servers.end(),
-                                 [&](const MCPServer& s) { return s.name == server->name; });
-        if (same != m_servers.end())
-            *same = std::move(*server);
-        else
-            m_servers.append(std::move(*server));
-    }
+MCPRegistry::MCPRegistry() : m_servers(mergedWithBuiltIns(readUserFile().entries)) {}
+
+QList<MCPServer> MCPRegistry::fromFileContents(const QByteArray& contents) {
+    return mergedWithBuiltIns(parseUserFile(contents, filePath()).entries);
 }
 
 QList<MCPServer> MCPRegistry::knownServers(const QList<QString>& bundleIDs) const {

@@ -15,6 +15,8 @@ public:
 
     static QList<MCPServer> builtIns();
     static QString filePath();
+    // The servers a user file with these contents gives, read as the constructor reads the file.
+    static QList<MCPServer> fromFileContents(const QByteArray& contents);
 
     const QList<MCPServer>& servers() const { return m_servers; }
 

@@ -35,10 +35,12 @@ std::optional<QDateTime> parseDate(QStringView text) {
         QStringLiteral(R"(^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d(\.\d+)?(Z|[+-]\d\d:\d\d)$)"));
     if (!pattern.match(text).hasMatch())
         return std::nullopt;
-    QDateTime date = QDateTime::fromString(text.toString(), Qt::ISODateWithMs);
-    if (!date.isValid())
+    const QDateTime date = QDateTime::fromString(text.toString(), Qt::ISODateWithMs).toUTC();
+    // An offset can carry the last day of 9999 into a year dateText writes with five digits,
+    // which would make a file that loads once unreadable after the next save.
+    if (!date.isValid() || date.date().year() < 1 || date.date().year() > 9999)
         return std::nullopt;
-    return date.toUTC();
+    return date;
 }
 
 QDateTime truncatedToSeconds(const QDateTime& date) {
