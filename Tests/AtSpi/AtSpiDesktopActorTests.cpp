@@ -179,6 +179,25 @@ TEST_F(AtSpiDesktopActorTest, ActsOnGtkElements) {
     EXPECT_FALSE(focused(*entry));
 }
 
+TEST_F(AtSpiDesktopActorTest, SelectsARowWithinItsList) {
+    DesktopApp app({"--rows", "3"});
+    ASSERT_TRUE(app.started());
+    const std::optional<LiveWindow> form = window("Tavrik Form");
+    ASSERT_TRUE(form);
+    const QList<LiveElement> rows = actor->elements(*form, "list item", 10);
+    ASSERT_EQ(rows.size(), 3);
+    EXPECT_TRUE(rows[1].path.endsWith("list box:3/list item:1")) << rows[1].path.toStdString();
+    ASSERT_FALSE(rows[1].selected);
+    ASSERT_TRUE(actor->select(rows[1]));
+    EXPECT_TRUE(eventually([&] {
+        const std::optional<LiveElement> row = actor->refresh(rows[1]);
+        return row && row->selected;
+    }));
+    EXPECT_FALSE(actor->refresh(rows[0]).value_or(LiveElement{}).selected);
+    // A button is no list's child.
+    EXPECT_FALSE(actor->select(*element(*form, "push button")));
+}
+
 // Qt has no Collection search (the window is walked) and counts inserted text in UTF-16 units.
 TEST_F(AtSpiDesktopActorTest, ActsOnQtElements) {
     DesktopApp app({}, DesktopApp::Toolkit::qt);
