@@ -48,7 +48,7 @@ def build(window):
     password.set_visibility(False)
     password.set_text("hunter2")
     button = Gtk.Button(label="Submit")
-    button.set_tooltip_text("Sends the form")  # the button's accessible description
+    button.get_accessible().set_description("Sends the form")
     button.connect("clicked", lambda b: print("clicked", flush=True))
     entry.connect("activate", lambda e: print("activated", flush=True))
     for w in (entry, button) if args.no_password else (entry, password, button):
