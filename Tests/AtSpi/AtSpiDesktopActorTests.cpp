@@ -110,6 +110,8 @@ TEST_F(AtSpiDesktopActorTest, LiveElementsMatchWhatTheRecorderStores) {
     ASSERT_EQ(buttons.size(), 1);
     const LiveElement& button = buttons.first();
     EXPECT_EQ(button.name, "Submit");
+    EXPECT_EQ(button.description, "Sends the form");
+    EXPECT_EQ(recorded->axDescription, button.description);
     ASSERT_TRUE(recorded->axPath);
     EXPECT_EQ(button.path, *recorded->axPath);
     EXPECT_TRUE(button.path.endsWith("push button:2")) << button.path.toStdString();
@@ -159,16 +161,13 @@ TEST_F(AtSpiDesktopActorTest, ActsOnGtkElements) {
     EXPECT_TRUE(app.waitForLine("clicked"));
     EXPECT_FALSE(actor->performAction(*button, "no such action"));
 
+    // At the caret, which taking the focus at start put after the text; ATK counts the
+    // inserted length in bytes.
+    EXPECT_TRUE(actor->insertText(*entry, ", Wörld"));
+    EXPECT_TRUE(textBecomes(*entry, "hello, Wörld"));
+    EXPECT_EQ(actor->refresh(*entry).value_or(LiveElement{}).value, "hello, Wörld");
     EXPECT_TRUE(actor->replaceText(*entry, "Hello"));
     EXPECT_TRUE(textBecomes(*entry, "Hello"));
-    XTestInput input;
-    ASSERT_TRUE(input.isAvailable());
-    ASSERT_TRUE(input.pressKey(KeyCodes::end, 0));
-    EXPECT_TRUE(eventually([&] { return focused(*entry); }));
-    // At the caret, which End put after the text; ATK counts the inserted length in bytes.
-    EXPECT_TRUE(actor->insertText(*entry, ", Wörld"));
-    EXPECT_TRUE(textBecomes(*entry, "Hello, Wörld"));
-    EXPECT_EQ(actor->refresh(*entry).value_or(LiveElement{}).value, "Hello, Wörld");
 
     // Secure fields are written but never read.
     EXPECT_TRUE(actor->replaceText(*password, "swordfish"));
@@ -178,6 +177,25 @@ TEST_F(AtSpiDesktopActorTest, ActsOnGtkElements) {
     ASSERT_TRUE(actor->focus(*button));
     EXPECT_TRUE(eventually([&] { return focused(*button); }));
     EXPECT_FALSE(focused(*entry));
+}
+
+TEST_F(AtSpiDesktopActorTest, SelectsARowWithinItsList) {
+    DesktopApp app({"--rows", "3"});
+    ASSERT_TRUE(app.started());
+    const std::optional<LiveWindow> form = window("Tavrik Form");
+    ASSERT_TRUE(form);
+    const QList<LiveElement> rows = actor->elements(*form, "list item", 10);
+    ASSERT_EQ(rows.size(), 3);
+    EXPECT_TRUE(rows[1].path.endsWith("list box:3/list item:1")) << rows[1].path.toStdString();
+    ASSERT_FALSE(rows[1].selected);
+    ASSERT_TRUE(actor->select(rows[1]));
+    EXPECT_TRUE(eventually([&] {
+        const std::optional<LiveElement> row = actor->refresh(rows[1]);
+        return row && row->selected;
+    }));
+    EXPECT_FALSE(actor->refresh(rows[0]).value_or(LiveElement{}).selected);
+    // A button is no list's child.
+    EXPECT_FALSE(actor->select(*element(*form, "push button")));
 }
 
 // Qt has no Collection search (the window is walked) and counts inserted text in UTF-16 units.
@@ -193,6 +211,8 @@ TEST_F(AtSpiDesktopActorTest, ActsOnQtElements) {
     ASSERT_TRUE(button);
     EXPECT_EQ(button->name, "Submit");
     EXPECT_EQ(button->path, recorded->axPath);
+    EXPECT_EQ(button->description, "Sends the form");
+    EXPECT_EQ(recorded->axDescription, button->description);
     EXPECT_TRUE(button->actions.contains("Press"));
 
     EXPECT_TRUE(actor->performAction(*button, "Press"));
@@ -259,7 +279,8 @@ TEST_F(AtSpiDesktopActorTest, GoneAndStoppedApplicationsAreLeftAlone) {
     const std::optional<LiveElement> button = element(*form, "push button");
     ASSERT_TRUE(button);
     std::optional<DesktopApp> other;
-    other.emplace(QStringList{"--title", "Short Form", "--at", "600", "300"});
+    other.emplace(QStringList{"--app-id", "org.tavrik.ShortForm", "--title", "Short Form", "--at",
+                              "600", "300"});
     ASSERT_TRUE(other->started());
     const std::optional<LiveWindow> shortLived = window("Short Form");
     ASSERT_TRUE(shortLived);

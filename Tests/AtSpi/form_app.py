@@ -3,6 +3,7 @@
 # Prints one JSON line with its pid and the screen rectangles of its widgets once it is shown,
 # then "clicked" when the button is pressed and "activated" when Return is pressed in the entry.
 # Usage: form_app.py [--app-id ID | --plain NAME] [--title TITLE] [--at X Y] [--no-password]
+#                    [--rows N]
 import argparse
 import json
 import os
@@ -16,6 +17,7 @@ parser.add_argument("--plain", help="no GtkApplication; this program name instea
 parser.add_argument("--title", default="Tavrik Form")
 parser.add_argument("--at", nargs=2, type=int, default=[100, 100])
 parser.add_argument("--no-password", action="store_true", help="leave the password entry out")
+parser.add_argument("--rows", type=int, default=0, help="a list of this many rows under the button")
 args = parser.parse_args()
 
 gi.require_version("Gtk", "3.0")
@@ -46,10 +48,16 @@ def build(window):
     password.set_visibility(False)
     password.set_text("hunter2")
     button = Gtk.Button(label="Submit")
+    button.get_accessible().set_description("Sends the form")
     button.connect("clicked", lambda b: print("clicked", flush=True))
     entry.connect("activate", lambda e: print("activated", flush=True))
     for w in (entry, button) if args.no_password else (entry, password, button):
         box.pack_start(w, False, False, 0)
+    if args.rows:
+        rows = Gtk.ListBox()
+        for i in range(1, args.rows + 1):
+            rows.add(Gtk.Label(label="Row %d" % i))
+        box.pack_start(rows, False, False, 0)
     window.add(box)
     window.show_all()
     entry.grab_focus()

@@ -204,9 +204,13 @@ struct AtSpiDesktopActor::Private {
                 continue;
             }
             ++visited;
+            // Hidden rows of a long list are many: their role is not worth a call.
             const std::optional<States> states = States::of(child.get(), query);
+            if (!states || !states->has(ATSPI_STATE_SHOWING)) {
+                continue;
+            }
             const std::optional<AtspiRole> role = query.role(child.get());
-            if (!states || !role || !states->has(ATSPI_STATE_SHOWING)) {
+            if (!role) {
                 continue;
             }
             const QString childPath = joinPath(path, AXPath::segment(roleName(*role), i));

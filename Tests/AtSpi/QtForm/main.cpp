@@ -48,6 +48,7 @@ int main(int argc, char** argv) {
     auto password = new QLineEdit("hunter2");
     password->setEchoMode(QLineEdit::Password);
     auto button = new QPushButton("Submit");
+    button->setAccessibleDescription("Sends the form");
     const auto say = [](const char* what) {
         std::printf("%s\n", what);
         std::fflush(stdout);
