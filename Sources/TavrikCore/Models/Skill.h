@@ -24,8 +24,8 @@ struct Skill {
     QDateTime createdAt;
     std::optional<QUuid> sourceRecordingID;
 
-    // "/" + the lower-cased name, "&" spelled "and", alphanumeric pieces joined by "-";
-    // "/skill" when nothing is left.
+    // "/" + the lower-cased name, "&" spelled "and", alphanumeric pieces (isAlphanumeric, so
+    // marks stay with their letters) joined by "-"; "/skill" when nothing is left.
     QString slashCommand() const;
 
     bool operator==(const Skill&) const = default;
