@@ -1,5 +1,6 @@
 #include "Support/TempSupportFolder.h"
 #include "Tavrik/CommandLine.h"
+#include "Tavrik/SkillReference.h"
 #include "TavrikCore/Storage/Paths.h"
 #include "TavrikCore/Storage/SkillMarkdown.h"
 #include "TavrikCore/Storage/SkillStore.h"
@@ -87,6 +88,36 @@ TEST_F(CommandLine, ShowFindsASkillByIdSlashCommandOrFolder) {
     EXPECT_EQ(decoded->id, older.id);
     EXPECT_EQ(decoded->plan.size(), 1);
     EXPECT_TRUE(asJson.out.indexOf("\"appScope\"") < asJson.out.indexOf("\"createdAt\""));
+}
+
+// References as people type them: a folder completed by the shell ends in "/", and a folder
+// made by hand (uuidgen writes lower case) must be found by the id `skills` prints for it.
+TEST_F(CommandLine, ShowResolvesFolderPathsWithASlashAndIdsInEitherCase) {
+    const auto shownId = [](const QString& ref) -> std::optional<QUuid> {
+        Result shown = run({"show", ref, "--json"});
+        if (shown.status != 0)
+            return std::nullopt;
+        std::optional<Skill> decoded =
+            Skill::fromJson(QJsonDocument::fromJson(shown.out.toUtf8()).object());
+        return decoded ? std::optional(decoded->id) : std::nullopt;
+    };
+    EXPECT_EQ(shownId(Paths::skill(older.id) + "/"), older.id);
+    EXPECT_EQ(shownId(Paths::skill(older.id) + "//"), older.id);
+
+    const QString handMade = Paths::skills() + "/" + json::uuidText(newer.id).toLower();
+    ASSERT_TRUE(QDir().rename(Paths::skill(newer.id), handMade));
+    const QJsonArray rows = QJsonDocument::fromJson(run({"skills", "--json"}).out.toUtf8()).array();
+    ASSERT_EQ(rows.size(), 2);
+    const QString printed = rows[0].toObject().value("id").toString();
+    EXPECT_EQ(printed, json::uuidText(newer.id));
+    for (const QString& ref :
+         {printed, printed.toLower(), QString("/post-a-comment-and-like"), handMade + "/"}) {
+        EXPECT_EQ(shownId(ref), newer.id) << ref.toStdString();
+        QString error;
+        std::optional<ResolvedSkill> resolved = resolveSkillReference(ref, &error);
+        ASSERT_TRUE(resolved) << ref.toStdString() << error.toStdString();
+        EXPECT_EQ(QDir(resolved->folder), QDir(handMade)) << resolved->folder.toStdString();
+    }
 }
 
 TEST_F(CommandLine, BadInputGetsOneClearLineAndANonZeroStatus) {
