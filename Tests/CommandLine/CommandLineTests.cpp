@@ -1,5 +1,7 @@
+#include "Support/ScopedEnvironment.h"
 #include "Support/TempSupportFolder.h"
 #include "Tavrik/CommandLine.h"
+#include "Tavrik/Shell/DesktopApplication.h"
 #include "Tavrik/SkillReference.h"
 #include "TavrikCore/Storage/Paths.h"
 #include "TavrikCore/Storage/SkillMarkdown.h"
@@ -118,6 +120,58 @@ TEST_F(CommandLine, ShowResolvesFolderPathsWithASlashAndIdsInEitherCase) {
         ASSERT_TRUE(resolved) << ref.toStdString() << error.toStdString();
         EXPECT_EQ(QDir(resolved->folder), QDir(handMade)) << resolved->folder.toStdString();
     }
+}
+
+// Qt's own options belong to QApplication: alone they start the application, as no arguments do.
+TEST(CommandLineBasics, QtsOwnOptionsStartTheApplication) {
+    const QList<QStringList> desktop{
+        {},
+        {"-style", "fusion"},
+        {"-style=fusion"},
+        {"--style", "fusion"},
+        {"-platform", "xcb", "-display", ":1"},
+        {"-geometry", "640x480+10+10", "-reverse"},
+        {"-stylesheet", "/tmp/look.qss"},
+        {"-stylesheet=/tmp/look.qss"},
+        {"-qwindowgeometry", "800x600", "-qwindowtitle", "Tavrik", "-session", "abc_123"},
+        {"-platformtheme", "gtk3", "-plugin", "evdevkeyboard", "-widgetcount"},
+        {"-style"},               // a value left out: Qt ignores the option
+        {"-title", "-name", "x"}, // a value is taken whatever it looks like
+    };
+    for (const QStringList& arguments : desktop)
+        EXPECT_TRUE(startsDesktopApplication(arguments)) << arguments.join(' ').toStdString();
+    const QList<QStringList> commands{
+        {"skills"},
+        {"--help"},
+        {"-h"},
+        {"--selftest"},
+        {"-platform", "offscreen", "--selftest"},
+        {"-style", "--selftest"}, // the self-test is asked for anywhere
+        {"-style", "fusion", "skills"},
+        {"-frobnicate"},
+        {"fusion"},
+    };
+    for (const QStringList& arguments : commands)
+        EXPECT_FALSE(startsDesktopApplication(arguments)) << arguments.join(' ').toStdString();
+
+    EXPECT_EQ(toolkitOptionValue({"-style", "a", "--style=b", "-stylesheet=c"}, u"-style"), "b");
+    EXPECT_EQ(toolkitOptionValue({"-title", "-platform", "-platform", "offscreen"}, u"-platform"),
+              "offscreen");
+    EXPECT_FALSE(toolkitOptionValue({"-platform"}, u"-platform"));
+    EXPECT_FALSE(toolkitOptionValue({"-stylesheet", "x"}, u"-style"));
+}
+
+// The platform and display chosen by Qt's options are the ones checked before starting.
+TEST(CommandLineBasics, QtsPlatformAndDisplayOptionsDecideWhetherThereIsADisplay) {
+    test::ScopedEnvironment noPlatform = test::ScopedEnvironment::unset("QT_QPA_PLATFORM");
+    test::ScopedEnvironment noDisplay = test::ScopedEnvironment::unset("DISPLAY");
+    EXPECT_TRUE(missingDisplayReason({}));
+    EXPECT_FALSE(missingDisplayReason({"-platform", "offscreen"}));
+    EXPECT_FALSE(missingDisplayReason({"--platform", "vnc:size=800x600"}));
+    EXPECT_TRUE(missingDisplayReason({"-platform", "xcb"}));
+    const std::optional<QString> unanswered = missingDisplayReason({"-display", ":4242"});
+    ASSERT_TRUE(unanswered);
+    EXPECT_TRUE(unanswered->contains(":4242")) << unanswered->toStdString();
 }
 
 TEST_F(CommandLine, BadInputGetsOneClearLineAndANonZeroStatus) {
