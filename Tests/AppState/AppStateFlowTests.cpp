@@ -177,7 +177,7 @@ TEST_F(AppStateTest, SavingAnEditedDraftOrSkillKeepsEveryFrontMatterEdit) {
     app().setPendingSkillMarkdown(
         text.replace("https://old.example.org/", "https://new.example.org/")
             .replace("example: 2026-06-06", "example: 2026-06-13"));
-    app().renameSkill("Report: " weekly "");
+    app().renameSkill("Report: \"weekly\"");
     app().saveGeneratedSkill();
     ASSERT_EQ(app().skills().size(), 1);
     Skill named = synthesis->skill;
