@@ -136,7 +136,7 @@ TEST(CommandLineBasics, QtsOwnOptionsStartTheApplication) {
         {"-qwindowgeometry", "800x600", "-qwindowtitle", "Tavrik", "-session", "abc_123"},
         {"-platformtheme", "gtk3", "-plugin", "evdevkeyboard", "-widgetcount"},
         {"-style"},               // a value left out: Qt ignores the option
-        {"-title", "-name", "x"}, // a value is taken whatever it looks like
+        {"-title", "-name"},      // a value is taken whatever it looks like
     };
     for (const QStringList& arguments : desktop)
         EXPECT_TRUE(startsDesktopApplication(arguments)) << arguments.join(' ').toStdString();
