@@ -6,7 +6,7 @@
 #include "TavrikCore/Replay/CastRoute.h"
 #include "TavrikCore/Storage/AuditLog.h"
 #include "TavrikCore/Storage/Paths.h"
-#include "TavrikCore/Storage/SkillMarkdown.h"
+#include "TavrikCore/Storage/SkillEdits.h"
 #include "TavrikCore/Update/UpdateChecker.h"
 
 #include <QDir>
@@ -28,14 +28,6 @@ void log(const QString& line) {
 
 QString quotedName(const QString& name) {
     return u'"' + name + u'"';
-}
-
-// A front-matter value as the SKILL.md reader takes it back.
-QString frontMatterValue(const QString& value) {
-    bool quote = value.startsWith(u' ');
-    for (QChar c : value)
-        quote = quote || c == u':' || c == u'#' || c == u',' || c == u'[';
-    return quote ? u'"' + value + u'"' : value;
 }
 
 } // namespace
@@ -313,50 +305,20 @@ void AppState::setPendingSkillMarkdown(const QString& markdown) {
 }
 
 void AppState::applyMarkdownEdits() {
-    if (!m_pendingGeneratedSkill)
-        return;
-    const std::optional<Skill> parsed = SkillMarkdown::parse(m_pendingSkillMarkdown);
-    if (!parsed)
-        return;
-    Skill skill = *m_pendingGeneratedSkill;
-    skill.name = parsed->name;
-    skill.trigger = parsed->trigger;
-    skill.summary = parsed->summary;
-    skill.appScope = parsed->appScope;
-    skill.runtime = parsed->runtime;
-    setPendingGeneratedSkill(skill);
-}
-
-QString AppState::withName(const QString& markdown, const QString& name) {
-    QStringList lines = markdown.split(u'\n');
-    // Only the front matter's own line; a "name:" among the parameters is indented and stays.
-    const bool hasFrontMatter = !lines.isEmpty() && lines.first().trimmed() == QStringLiteral("---");
-    for (qsizetype i = hasFrontMatter ? 1 : 0; i < lines.size(); ++i) {
-        if (hasFrontMatter && lines[i].trimmed() == QStringLiteral("---"))
-            break;
-        if (lines[i].startsWith(QStringLiteral("name:"))) {
-            lines[i] = QStringLiteral("name: ") + frontMatterValue(name.simplified());
-            break;
-        }
-    }
-    return lines.join(u'\n');
+    if (m_pendingGeneratedSkill)
+        setPendingGeneratedSkill(
+            SkillEdits::merged(*m_pendingGeneratedSkill, m_pendingSkillMarkdown));
 }
 
 void AppState::renameSkill(const QString& name) {
-    setPendingSkillMarkdown(withName(m_pendingSkillMarkdown, name));
+    setPendingSkillMarkdown(SkillEdits::renamed(m_pendingSkillMarkdown, name));
     applyMarkdownEdits();
 }
 
 void AppState::saveGeneratedSkill() {
     if (!m_pendingGeneratedSkill)
         return;
-    Skill skill = *m_pendingGeneratedSkill;
-    if (const std::optional<Skill> parsed = SkillMarkdown::parse(m_pendingSkillMarkdown)) {
-        skill.name = parsed->name;
-        skill.trigger = parsed->trigger;
-        skill.summary = parsed->summary;
-        skill.appScope = parsed->appScope;
-    }
+    const Skill skill = SkillEdits::merged(*m_pendingGeneratedSkill, m_pendingSkillMarkdown);
     if (std::optional<QString> error = m_store.save(skill, m_pendingSkillMarkdown)) {
         setGenerationError(*error);
         setSkillPanelPhase(SkillPanelPhase::error);
@@ -563,13 +525,7 @@ void AppState::deleteSkill(const Skill& skill) {
 }
 
 std::optional<QString> AppState::saveEditedSkill(const Skill& skill, const QString& markdown) {
-    Skill edited = skill;
-    if (const std::optional<Skill> parsed = SkillMarkdown::parse(markdown)) {
-        edited.name = parsed->name;
-        edited.trigger = parsed->trigger;
-        edited.summary = parsed->summary;
-        edited.appScope = parsed->appScope;
-    }
+    const Skill edited = SkillEdits::merged(skill, markdown);
     if (std::optional<QString> error = m_store.save(edited, markdown)) {
         log(QStringLiteral("save FAILED for %1: %2").arg(quotedName(skill.name), *error));
         return error;

@@ -93,9 +93,6 @@ public:
     PermissionGate* permissions() const { return m_services.permissions.get(); }
     const SkillStore& store() const { return m_store; }
 
-    // The SKILL.md text with its front-matter name line carrying `name`.
-    static QString withName(const QString& markdown, const QString& name);
-
     // The folder exports go to: the user's Downloads folder, else the home folder.
     static QString exportFolder();
 
@@ -133,8 +130,8 @@ public slots:
     void dismissTips();
     void reloadSkills();
     void deleteSkill(const tavrik::Skill& skill);
-    // A saved skill's SKILL.md as edited in the editor window: its name, trigger, summary and
-    // app scope are taken from the text, the rest stays. The error's text, or nothing.
+    // A saved skill's SKILL.md as edited in the editor window, merged as SkillEdits::merged
+    // does. The error's text, or nothing.
     std::optional<QString> saveEditedSkill(const tavrik::Skill& skill, const QString& markdown);
     // The path written, or nothing (the reason is logged).
     std::optional<QString> exportSkill(const tavrik::Skill& skill);

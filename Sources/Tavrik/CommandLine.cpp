@@ -161,6 +161,62 @@ int runCommand(const QStringList& arguments, QTextStream& out, QTextStream& err)
     return io.fail(QStringLiteral("unknown command %1 (see tavrik --help)").arg(command), kUsage);
 }
 
+namespace {
+// What QApplication reads and removes from the arguments itself (QGuiApplication, QApplication
+// and the xcb platform), each also spelled with two dashes.
+bool isToolkitFlag(QStringView option) {
+    for (const char16_t* flag :
+         {u"-reverse", u"-testability", u"-widgetcount", u"-nograb", u"-dograb"})
+        if (option == QStringView(flag))
+            return true;
+    return option.startsWith(u"-style=") || option.startsWith(u"-stylesheet=") ||
+           option.startsWith(u"-qmljsdebugger=");
+}
+
+bool isToolkitOptionWithValue(QStringView option) {
+    for (const char16_t* name :
+         {u"-platform", u"-platformpluginpath", u"-platformtheme", u"-plugin", u"-qwindowgeometry",
+          u"-qwindowtitle", u"-qwindowicon", u"-geometry", u"-title", u"-icon", u"-session",
+          u"-style", u"-stylesheet", u"-display", u"-name", u"-visual", u"-qmljsdebugger"})
+        if (option == QStringView(name))
+            return true;
+    return false;
+}
+} // namespace
+
+std::optional<QString> toolkitOptionValue(const QStringList& arguments, QStringView option) {
+    std::optional<QString> value;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        QStringView argument(arguments[i]);
+        if (argument.startsWith(u"--"))
+            argument = argument.sliced(1);
+        if (argument.startsWith(option) && argument.sliced(option.size()).startsWith(u'=') &&
+            isToolkitFlag(argument))
+            value = argument.sliced(option.size() + 1).toString();
+        else if (argument == option && isToolkitOptionWithValue(argument) &&
+                 i + 1 < arguments.size())
+            value = arguments[++i];
+        else if (isToolkitOptionWithValue(argument))
+            ++i;
+    }
+    return value;
+}
+
+bool startsDesktopApplication(const QStringList& arguments) {
+    if (arguments.contains(QStringLiteral("--selftest")))
+        return false;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        QStringView option(arguments[i]);
+        if (option.startsWith(u"--"))
+            option = option.sliced(1);
+        if (isToolkitOptionWithValue(option))
+            ++i; // Qt takes the next argument whatever it is; a missing one it just ignores
+        else if (!isToolkitFlag(option))
+            return false;
+    }
+    return true;
+}
+
 int runCommandLine(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("Tavrik"));

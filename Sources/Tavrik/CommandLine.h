@@ -3,7 +3,17 @@
 #include <QStringList>
 #include <QTextStream>
 
+#include <optional>
+
 namespace tavrik {
+
+// No arguments, or only Qt's own options with their values (-style fusion, -platform xcb,
+// -reverse, ...), start the desktop application, which hands them to QApplication; anything
+// else is a command. Takes the arguments without the program name.
+bool startsDesktopApplication(const QStringList& arguments);
+// The value the last of Qt's `option` gives ("-platform" in `-platform offscreen`, "-style" in
+// `--style=fusion`), read as QApplication reads it; nothing when it is not given.
+std::optional<QString> toolkitOptionValue(const QStringList& arguments, QStringView option);
 
 // The command line for people and scripts. Every command here runs without a display.
 int runCommandLine(int argc, char** argv);

@@ -4,6 +4,7 @@
 #include "TavrikCore/Support/Json.h"
 #include "TavrikCore/Synthesis/Synthesizer.h"
 
+#include <QDir>
 #include <QFileInfo>
 
 namespace tavrik {
@@ -32,11 +33,17 @@ int traceRecording(const QStringList& arguments, QTextStream& out, QTextStream& 
     }
     if (!ref)
         return fail(QStringLiteral("trace needs a recording id (the folder name under %1)").arg(Paths::recordings()), 2);
-    // A recording folder's path works as well as its id.
-    const QString name = QFileInfo(*ref).fileName().isEmpty() ? *ref : QFileInfo(*ref).fileName();
-    std::optional<QUuid> id = json::parseUuid(name);
+    // A recording folder's path works as well as its id, with or without the "/" that shell
+    // completion leaves. Recordings are read from the library, so a folder elsewhere is refused
+    // rather than standing in for the library's recording of the same id.
+    const QFileInfo folder(QDir::cleanPath(*ref));
+    std::optional<QUuid> id = json::parseUuid(folder.fileName());
     if (!id)
         return fail(QStringLiteral("%1 is not a recording id").arg(*ref), 2);
+    if (folder.isDir() && QFileInfo(folder.absolutePath()).canonicalFilePath() !=
+                              QFileInfo(Paths::recordings()).canonicalFilePath())
+        return fail(QStringLiteral("%1 is not a recording in %2").arg(*ref, Paths::recordings()),
+                    2);
     Synthesizer synthesizer;
     QString error;
     std::optional<Recording> recording = synthesizer.store.load(*id, &error);

@@ -1,10 +1,13 @@
 #include "Tavrik/CommandLine.h"
 #include "Tavrik/Shell/DesktopApplication.h"
 
-// No arguments starts the desktop application; anything else is the command line, which never
-// needs a display.
+// No arguments (or only Qt's own options) starts the desktop application; anything else is the
+// command line, which never needs a display.
 int main(int argc, char** argv) {
-    if (argc == 1)
+    QStringList arguments;
+    for (int i = 1; i < argc; ++i)
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+    if (tavrik::startsDesktopApplication(arguments))
         return tavrik::runDesktopApplication(argc, argv);
     return tavrik::runCommandLine(argc, argv);
 }

@@ -8,6 +8,7 @@
 #include "TavrikCore/Synthesis/Hosts.h"
 #include "Tavrik/Runtime/ProcessGroup.h"
 #include "TavrikCore/Storage/Paths.h"
+#include "TavrikCore/Storage/SkillMarkdown.h"
 #include "TavrikCore/Storage/SkillStore.h"
 
 #include <QFile>
@@ -162,6 +163,44 @@ TEST_F(AppStateTest, RenameAndSaveWriteTheEditedSkillAndTheFirstSkillTeachesTheP
     app().saveGeneratedSkill();
     EXPECT_EQ(app().skills().size(), 2);
     EXPECT_FALSE(app().showCallSkillTip());
+}
+
+// The editor's text is the skill: an edited address or example is what a later cast uses, on
+// either save path, and a rename writes the name as SKILL.md renders it.
+TEST_F(AppStateTest, SavingAnEditedDraftOrSkillKeepsEveryFrontMatterEdit) {
+    synthesis->skill.runtime =
+        RuntimeSpec{"open_url", "org.chromium.Chromium", "https://old.example.org/", {}, {}};
+    synthesis->fragments = fragmentsOf(synthesis->skill);
+    recordDraft();
+    QString text = app().pendingSkillMarkdown();
+    ASSERT_TRUE(text.contains("https://old.example.org/"));
+    app().setPendingSkillMarkdown(
+        text.replace("https://old.example.org/", "https://new.example.org/")
+            .replace("example: 2026-06-06", "example: 2026-06-13"));
+    app().renameSkill("Report: \"weekly\"");
+    app().saveGeneratedSkill();
+    ASSERT_EQ(app().skills().size(), 1);
+    Skill named = synthesis->skill;
+    named.name = "Report: \"weekly\"";
+    EXPECT_TRUE(app().pendingSkillMarkdown().contains(
+        SkillMarkdown::render(named).section('\n', 1, 1) + "\n"))
+        << app().pendingSkillMarkdown().toStdString();
+    Skill saved = app().skills().first();
+    ASSERT_TRUE(saved.runtime);
+    EXPECT_EQ(saved.runtime->urlTemplate, "https://new.example.org/");
+    ASSERT_EQ(saved.parameters.size(), 1);
+    EXPECT_EQ(saved.parameters[0].exampleValue, "2026-06-13");
+    EXPECT_EQ(saved.parameters[0].id, synthesis->skill.parameters[0].id);
+
+    // The editor window of a saved skill.
+    QFile file(SkillStore().markdownPath(saved));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QString edited = QString::fromUtf8(file.readAll())
+                               .replace("https://new.example.org/", "https://third.example.org/");
+    ASSERT_FALSE(app().saveEditedSkill(saved, edited));
+    ASSERT_EQ(app().skills().size(), 1);
+    EXPECT_EQ(app().skills().first().runtime->urlTemplate, "https://third.example.org/");
+    EXPECT_EQ(app().skills().first().id, saved.id);
 }
 
 TEST_F(AppStateTest, DiscardAsksOnlyAboutUnsavedEdits) {

@@ -1,5 +1,8 @@
+#include "Support/ScopedEnvironment.h"
 #include "Support/TempSupportFolder.h"
 #include "Tavrik/CommandLine.h"
+#include "Tavrik/Shell/DesktopApplication.h"
+#include "Tavrik/SkillReference.h"
 #include "TavrikCore/Storage/Paths.h"
 #include "TavrikCore/Storage/SkillMarkdown.h"
 #include "TavrikCore/Storage/SkillStore.h"
@@ -87,6 +90,88 @@ TEST_F(CommandLine, ShowFindsASkillByIdSlashCommandOrFolder) {
     EXPECT_EQ(decoded->id, older.id);
     EXPECT_EQ(decoded->plan.size(), 1);
     EXPECT_TRUE(asJson.out.indexOf("\"appScope\"") < asJson.out.indexOf("\"createdAt\""));
+}
+
+// References as people type them: a folder completed by the shell ends in "/", and a folder
+// made by hand (uuidgen writes lower case) must be found by the id `skills` prints for it.
+TEST_F(CommandLine, ShowResolvesFolderPathsWithASlashAndIdsInEitherCase) {
+    const auto shownId = [](const QString& ref) -> std::optional<QUuid> {
+        Result shown = run({"show", ref, "--json"});
+        if (shown.status != 0)
+            return std::nullopt;
+        std::optional<Skill> decoded =
+            Skill::fromJson(QJsonDocument::fromJson(shown.out.toUtf8()).object());
+        return decoded ? std::optional(decoded->id) : std::nullopt;
+    };
+    EXPECT_EQ(shownId(Paths::skill(older.id) + "/"), older.id);
+    EXPECT_EQ(shownId(Paths::skill(older.id) + "//"), older.id);
+
+    const QString handMade = Paths::skills() + "/" + json::uuidText(newer.id).toLower();
+    ASSERT_TRUE(QDir().rename(Paths::skill(newer.id), handMade));
+    const QJsonArray rows = QJsonDocument::fromJson(run({"skills", "--json"}).out.toUtf8()).array();
+    ASSERT_EQ(rows.size(), 2);
+    const QString printed = rows[0].toObject().value("id").toString();
+    EXPECT_EQ(printed, json::uuidText(newer.id));
+    for (const QString& ref :
+         {printed, printed.toLower(), QString("/post-a-comment-and-like"), handMade + "/"}) {
+        EXPECT_EQ(shownId(ref), newer.id) << ref.toStdString();
+        QString error;
+        std::optional<ResolvedSkill> resolved = resolveSkillReference(ref, &error);
+        ASSERT_TRUE(resolved) << ref.toStdString() << error.toStdString();
+        EXPECT_EQ(QDir(resolved->folder), QDir(handMade)) << resolved->folder.toStdString();
+    }
+}
+
+// Qt's own options belong to QApplication: alone they start the application, as no arguments do.
+TEST(CommandLineBasics, QtsOwnOptionsStartTheApplication) {
+    const QList<QStringList> desktop{
+        {},
+        {"-style", "fusion"},
+        {"-style=fusion"},
+        {"--style", "fusion"},
+        {"-platform", "xcb", "-display", ":1"},
+        {"-geometry", "640x480+10+10", "-reverse"},
+        {"-stylesheet", "/tmp/look.qss"},
+        {"-stylesheet=/tmp/look.qss"},
+        {"-qwindowgeometry", "800x600", "-qwindowtitle", "Tavrik", "-session", "abc_123"},
+        {"-platformtheme", "gtk3", "-plugin", "evdevkeyboard", "-widgetcount"},
+        {"-style"},               // a value left out: Qt ignores the option
+        {"-title", "-name"},      // a value is taken whatever it looks like
+    };
+    for (const QStringList& arguments : desktop)
+        EXPECT_TRUE(startsDesktopApplication(arguments)) << arguments.join(' ').toStdString();
+    const QList<QStringList> commands{
+        {"skills"},
+        {"--help"},
+        {"-h"},
+        {"--selftest"},
+        {"-platform", "offscreen", "--selftest"},
+        {"-style", "--selftest"}, // the self-test is asked for anywhere
+        {"-style", "fusion", "skills"},
+        {"-frobnicate"},
+        {"fusion"},
+    };
+    for (const QStringList& arguments : commands)
+        EXPECT_FALSE(startsDesktopApplication(arguments)) << arguments.join(' ').toStdString();
+
+    EXPECT_EQ(toolkitOptionValue({"-style", "a", "--style=b", "-stylesheet=c"}, u"-style"), "b");
+    EXPECT_EQ(toolkitOptionValue({"-title", "-platform", "-platform", "offscreen"}, u"-platform"),
+              "offscreen");
+    EXPECT_FALSE(toolkitOptionValue({"-platform"}, u"-platform"));
+    EXPECT_FALSE(toolkitOptionValue({"-stylesheet", "x"}, u"-style"));
+}
+
+// The platform and display chosen by Qt's options are the ones checked before starting.
+TEST(CommandLineBasics, QtsPlatformAndDisplayOptionsDecideWhetherThereIsADisplay) {
+    test::ScopedEnvironment noPlatform = test::ScopedEnvironment::unset("QT_QPA_PLATFORM");
+    test::ScopedEnvironment noDisplay = test::ScopedEnvironment::unset("DISPLAY");
+    EXPECT_TRUE(missingDisplayReason({}));
+    EXPECT_FALSE(missingDisplayReason({"-platform", "offscreen"}));
+    EXPECT_FALSE(missingDisplayReason({"--platform", "vnc:size=800x600"}));
+    EXPECT_TRUE(missingDisplayReason({"-platform", "xcb"}));
+    const std::optional<QString> unanswered = missingDisplayReason({"-display", ":4242"});
+    ASSERT_TRUE(unanswered);
+    EXPECT_TRUE(unanswered->contains(":4242")) << unanswered->toStdString();
 }
 
 TEST_F(CommandLine, BadInputGetsOneClearLineAndANonZeroStatus) {

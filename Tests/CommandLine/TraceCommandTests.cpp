@@ -5,6 +5,7 @@
 #include "TavrikCore/Support/Json.h"
 #include "TavrikCore/Synthesis/Synthesizer.h"
 
+#include <QDir>
 #include <QFile>
 #include <QImage>
 #include <gtest/gtest.h>
@@ -66,9 +67,14 @@ TEST(TraceCommand, ShowsTheExactTextAndTheFramesThatWouldLeave) {
                              "frames/000003.png  Frame at 3.0s:  not attached (not an image)\n"))
         << out.toStdString();
 
-    QString plain;
-    ASSERT_EQ(run({"trace", Paths::recording(recording.id)}, &plain, &err), 0);
-    EXPECT_TRUE(plain.startsWith(Synthesizer::traceDescription(recording) + "\n\n--- frames"));
+    // The folder's path as typed or completed by the shell, with its trailing "/".
+    for (const QString& folder :
+         {Paths::recording(recording.id), Paths::recording(recording.id) + "/"}) {
+        QString plain;
+        ASSERT_EQ(run({"trace", folder}, &plain, &err), 0)
+            << folder.toStdString() << err.toStdString();
+        EXPECT_TRUE(plain.startsWith(Synthesizer::traceDescription(recording) + "\n\n--- frames"));
+    }
 }
 
 TEST(TraceCommand, BadReferencesAreClearErrors) {
@@ -80,5 +86,16 @@ TEST(TraceCommand, BadReferencesAreClearErrors) {
     err.clear();
     EXPECT_EQ(run({"trace", "5A3B9C1D-0000-4000-8000-000000000001"}, &out, &err), 1);
     EXPECT_TRUE(err.startsWith("tavrik: cannot read ")) << err.toStdString();
+    EXPECT_TRUE(out.isEmpty());
+
+    // A copy outside the library is not quietly traced as the library's recording of that id.
+    RecordingStore store;
+    const Recording recording = recordingWithFrames(store);
+    ASSERT_FALSE(store.save(recording));
+    const QString copy = support.path() + "/elsewhere/" + json::uuidText(recording.id);
+    ASSERT_TRUE(QDir().mkpath(copy));
+    err.clear();
+    EXPECT_EQ(run({"trace", copy + "/"}, &out, &err), 2);
+    EXPECT_TRUE(err.contains("is not a recording in " + Paths::recordings())) << err.toStdString();
     EXPECT_TRUE(out.isEmpty());
 }

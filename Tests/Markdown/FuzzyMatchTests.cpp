@@ -1,4 +1,5 @@
 #include "TavrikCore/Storage/FuzzyMatch.h"
+#include "TavrikCore/Support/Alphanumeric.h"
 
 #include <QTextBoundaryFinder>
 #include <gtest/gtest.h>
@@ -221,14 +222,14 @@ TEST(FuzzyMatchRank, FoldsCaseAndComposition) {
 }
 
 // The slash command is built in one pass for speed; it must agree with the plain reading:
-// lower-case, "&" as "and", alphanumeric pieces joined by "-".
+// lower-case, "&" as "and", alphanumeric pieces (marks included) joined by "-".
 TEST(FuzzyMatchRank, SlashCommandAgreesWithThePlainAlgorithmForEveryCodePoint) {
     auto plain = [](const QString& name) {
         const QString lowered = name.toLower().replace(u'&', QStringLiteral("and"));
         QStringList pieces;
         QString piece;
         for (char32_t c : lowered.toUcs4()) {
-            if (QChar::isLetterOrNumber(c)) {
+            if (isAlphanumeric(c)) {
                 piece += QString::fromUcs4(&c, 1);
             } else if (!piece.isEmpty()) {
                 pieces.append(piece);
@@ -272,4 +273,14 @@ TEST(FuzzyMatchRank, SkillsMatchOnSlashCommandNameAndTrigger) {
               (std::array<QString, 3>{"/search-google", "Search Google", "look up"}));
     EXPECT_EQ(FuzzyMatch::skillFields(skill(kThumbsUp + " Launch & \U0001D400x"))[0],
               "/launch-and-\U0001D400x");
+
+    // A word with marks is one word of the slash command, so typing its command finds it.
+    const QList<Skill> marked{skill("Caf" + kDecomposedE + " Menu"),
+                              skill(QString::fromUtf8("नमस्ते दुनिया")), skill("Cafe Mentions")};
+    EXPECT_EQ(
+        names(FuzzyMatch::rank(marked, "/caf" + kComposedE + "-menu", FuzzyMatch::skillFields)),
+        QList<QString>{"Caf" + kDecomposedE + " Menu"});
+    EXPECT_EQ(
+        names(FuzzyMatch::rank(marked, QString::fromUtf8("/नमस्ते-दुनिया"), FuzzyMatch::skillFields)),
+        QList<QString>{QString::fromUtf8("नमस्ते दुनिया")});
 }

@@ -128,3 +128,20 @@ TEST(SkillModel, DatesAreUtcWholeSecondsAndStrict) {
     EXPECT_FALSE(json::parseUuid(u"{0b8d3e2c-7f6a-4b1c-9d2e-3f4a5b6c7d8e}"));
     EXPECT_FALSE(json::parseUuid(u"0b8d3e2c-7f6a-4b1c-9d2e-3f4a5b6c7d8g"));
 }
+
+// Marks belong to their letters: a decomposed accent, a Devanagari vowel sign or virama, and
+// the dot that "İ" lowers to keep each word whole.
+TEST(SkillModel, SlashCommandKeepsMarksWithTheirLetters) {
+    EXPECT_EQ(named(QStringLiteral("Cafe\u0301 Menu")).slashCommand(),
+              QStringLiteral("/cafe\u0301-menu"));
+    EXPECT_EQ(named(QStringLiteral("नमस्ते दुनिया")).slashCommand(), QStringLiteral("/नमस्ते-दुनिया"));
+    EXPECT_EQ(named(QStringLiteral("İstanbul Trip")).slashCommand(),
+              QStringLiteral("/i\u0307stanbul-trip"));
+    EXPECT_EQ(named(QStringLiteral("Caf\u00E9 & Bar")).slashCommand(),
+              QStringLiteral("/caf\u00E9-and-bar"));
+    // A mark with no letter before it still makes a word, as the other alphanumerics do.
+    EXPECT_EQ(named(QStringLiteral("\u0301 x")).slashCommand(), QStringLiteral("/\u0301-x"));
+    EXPECT_EQ(named(QStringLiteral("  Hello   World! ")).slashCommand(),
+              QStringLiteral("/hello-world"));
+    EXPECT_EQ(named(QStringLiteral("!!!")).slashCommand(), QStringLiteral("/skill"));
+}

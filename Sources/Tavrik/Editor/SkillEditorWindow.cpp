@@ -4,6 +4,7 @@
 #include "Tavrik/MenuBar/TrayMenu.h"
 #include "Tavrik/Shell/WindowStyle.h"
 #include "Tavrik/Style/Theme.h"
+#include "TavrikCore/Storage/SkillEdits.h"
 #include "TavrikCore/Storage/SkillMarkdown.h"
 
 #include <QFile>
@@ -66,7 +67,7 @@ SkillEditorWindow::SkillEditorWindow(AppState* app, const Skill& skill, QWidget*
     m_syncing = false;
     connect(m_name, &QLineEdit::editingFinished, this, [this] {
         m_syncing = true;
-        m_editor->setPlainText(AppState::withName(m_editor->toPlainText(), m_name->text()));
+        m_editor->setPlainText(SkillEdits::renamed(m_editor->toPlainText(), m_name->text()));
         m_syncing = false;
     });
     connect(m_secondary, &QPushButton::clicked, this, &QWidget::close);
@@ -137,7 +138,7 @@ void SkillEditorWindow::save() {
         m_app->saveGeneratedSkill();
         return;
     }
-    const QString text = AppState::withName(m_editor->toPlainText(), m_name->text());
+    const QString text = SkillEdits::renamed(m_editor->toPlainText(), m_name->text());
     if (std::optional<QString> error = m_app->saveEditedSkill(*m_saved, text)) {
         showMessage(QStringLiteral("Couldn't save: ") + *error, true);
         return;

@@ -1,5 +1,6 @@
 #include "Tavrik/Shell/DesktopApplication.h"
 
+#include "Tavrik/CommandLine.h"
 #include "Tavrik/Shell/AppShell.h"
 #include "Tavrik/Shell/SingleInstance.h"
 #include "TavrikCore/Version.h"
@@ -15,11 +16,15 @@
 
 namespace tavrik {
 
-std::optional<QString> missingDisplayReason() {
-    const QByteArray platform = qgetenv("QT_QPA_PLATFORM");
-    if (!platform.isEmpty() && platform != "xcb")
+std::optional<QString> missingDisplayReason(const QStringList& arguments) {
+    // Qt's own -platform and -display options come before the environment, as in Qt.
+    const QString platform = toolkitOptionValue(arguments, u"-platform")
+                                 .value_or(qEnvironmentVariable("QT_QPA_PLATFORM"))
+                                 .section(u':', 0, 0);
+    if (!platform.isEmpty() && platform != QStringLiteral("xcb"))
         return std::nullopt; // someone chose another platform on purpose (offscreen in tests)
-    const QString display = qEnvironmentVariable("DISPLAY");
+    const QString display =
+        toolkitOptionValue(arguments, u"-display").value_or(qEnvironmentVariable("DISPLAY"));
     if (display.isEmpty())
         return QStringLiteral("DISPLAY is not set; the desktop application needs an X11 session");
     // A local display has its socket in /tmp/.X11-unix; remote ones are left to Qt to reach.
@@ -31,7 +36,10 @@ std::optional<QString> missingDisplayReason() {
 }
 
 int runDesktopApplication(int argc, char** argv) {
-    if (std::optional<QString> reason = missingDisplayReason()) {
+    QStringList arguments;
+    for (int i = 1; i < argc; ++i)
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+    if (std::optional<QString> reason = missingDisplayReason(arguments)) {
         std::fprintf(stderr, "tavrik: no display (%s). Commands such as tavrik --help work without one.\n",
                      qPrintable(*reason));
         return 1;
@@ -50,7 +58,8 @@ int runDesktopApplication(int argc, char** argv) {
     QApplication::setDesktopFileName(QStringLiteral("tavrik"));
     // The program lives in the tray and the pill; closing its windows does not end it.
     QApplication::setQuitOnLastWindowClosed(false);
-    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+    if (!toolkitOptionValue(arguments, u"-style"))
+        QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
 
     SingleInstance instance;
     if (instance.handOverToRunning())

@@ -1,4 +1,5 @@
 #include "TavrikCore/Models/ExecutionPlanDocument.h"
+#include "TavrikCore/Support/Alphanumeric.h"
 #include "TavrikCore/Support/Json.h"
 
 #include <array>
@@ -154,7 +155,7 @@ constexpr std::array<char16_t, 128> kAsciiSlash = [] {
 QString Skill::slashCommand() const {
     // The palette computes this for every skill on every keystroke, so it is one pass into one
     // buffer. Lower-casing goes code point by code point, as QString::toLower does; the one
-    // code point that lower-cases to two is "İ", to "i" and a combining dot, which separates.
+    // code point that lower-cases to two is "İ", to "i" and a combining dot, which is a mark.
     // Each code unit of the name adds at most four units ("&" after a separator: "-and").
     QString text(1 + 4 * name.size(), Qt::Uninitialized);
     char16_t* const start = reinterpret_cast<char16_t*>(text.data());
@@ -195,11 +196,11 @@ QString Skill::slashCommand() const {
         if (c == 0x0130) {
             beginPiece();
             *out++ = u'i';
-            separated = true;
+            *out++ = u'\u0307';
             continue;
         }
         c = QChar::toLower(c);
-        if (!QChar::isLetterOrNumber(c)) {
+        if (!isAlphanumeric(c)) {
             separated = true;
             continue;
         }

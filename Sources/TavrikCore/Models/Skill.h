@@ -28,8 +28,8 @@ struct Skill {
     // cast rules decide.
     std::optional<CastMethod> castWith;
 
-    // "/" + the lower-cased name, "&" spelled "and", alphanumeric pieces joined by "-";
-    // "/skill" when nothing is left.
+    // "/" + the lower-cased name, "&" spelled "and", alphanumeric pieces (isAlphanumeric, so
+    // marks stay with their letters) joined by "-"; "/skill" when nothing is left.
     QString slashCommand() const;
 
     bool operator==(const Skill&) const = default;

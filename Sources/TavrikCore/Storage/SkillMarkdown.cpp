@@ -468,4 +468,8 @@ std::optional<Skill> parse(const QString& text) {
     return skill;
 }
 
+QString frontMatterValue(const QString& value) {
+    return quoted(value);
+}
+
 } // namespace tavrik::SkillMarkdown

@@ -14,4 +14,8 @@ QString render(const Skill& skill);
 // Every text yields a skill; the optional exists so callers keep an error path.
 std::optional<Skill> parse(const QString& text);
 
+// A front-matter value as render writes it: quoted (inner quotes escaped) only when it holds
+// ":", "#", "," or "[" or starts with a blank.
+QString frontMatterValue(const QString& value);
+
 } // namespace tavrik::SkillMarkdown
