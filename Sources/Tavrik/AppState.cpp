@@ -16,7 +16,6 @@
 #include <QSettings>
 #include <QStandardPaths>
 #include <QCoreApplication>
-#include <QStringDecoder>
 
 namespace tavrik {
 
@@ -536,20 +535,14 @@ std::optional<QString> AppState::saveEditedSkill(const Skill& skill, const QStri
 }
 
 std::optional<QString> AppState::exportSkill(const Skill& skill) {
-    const QString source = m_store.markdownPath(skill);
-    QFile in(source);
-    if (!QFileInfo::exists(source)) {
+    if (!QFileInfo::exists(m_store.markdownPath(skill))) {
         log(QStringLiteral("export failed — no SKILL.md for ") + quotedName(skill.name));
         return std::nullopt;
     }
-    if (!in.open(QIODevice::ReadOnly)) {
-        log(QStringLiteral("export failed: ") + in.errorString());
-        return std::nullopt;
-    }
-    QStringDecoder decoder(QStringDecoder::Utf8);
-    const QString text = decoder(in.readAll());
-    if (decoder.hasError()) {
-        log(QStringLiteral("export failed: %1 is not UTF-8 text").arg(source));
+    QString error;
+    const std::optional<QString> text = m_store.markdown(skill, &error);
+    if (!text) {
+        log(QStringLiteral("export failed: ") + error);
         return std::nullopt;
     }
 
@@ -561,7 +554,7 @@ std::optional<QString> AppState::exportSkill(const Skill& skill) {
 
     QFile out(target);
     // NewOnly: a file that appeared meanwhile is never overwritten.
-    if (!out.open(QIODevice::WriteOnly | QIODevice::NewOnly) || out.write(text.toUtf8()) < 0 || !out.flush()) {
+    if (!out.open(QIODevice::WriteOnly | QIODevice::NewOnly) || out.write(text->toUtf8()) < 0 || !out.flush()) {
         log(QStringLiteral("export failed: ") + out.errorString());
         return std::nullopt;
     }

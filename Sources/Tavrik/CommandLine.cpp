@@ -64,6 +64,20 @@ struct Streams {
     }
 };
 
+// A table cell on one line of at most kCellWidth characters: one absurdly long or multi-line
+// name must not push every row off the screen. The full text is in `skills --json` and `show`.
+constexpr qsizetype kCellWidth = 40;
+
+QString cell(const QString& text) {
+    const QString line = text.simplified();
+    if (line.size() <= kCellWidth)
+        return line;
+    QString cut = line.left(kCellWidth - 1);
+    if (cut.back().isHighSurrogate())
+        cut.chop(1);
+    return cut + QChar(0x2026);
+}
+
 int listSkills(const QStringList& options, Streams io) {
     bool asJson = false;
     for (const QString& option : options) {
@@ -87,15 +101,18 @@ int listSkills(const QStringList& options, Streams io) {
         io.out << "No skills yet. Double-tap Control to record one.\n";
         return kSuccess;
     }
-    qsizetype commandWidth = 0, nameWidth = 0, triggerWidth = 0;
+    QList<QStringList> rows;
+    QList<qsizetype> widths(3, 0);
     for (const Skill& skill : skills) {
-        commandWidth = std::max(commandWidth, skill.slashCommand().size());
-        nameWidth = std::max(nameWidth, skill.name.size());
-        triggerWidth = std::max(triggerWidth, skill.trigger.size());
+        rows.append({cell(skill.slashCommand()), cell(skill.name), cell(skill.trigger), json::uuidText(skill.id)});
+        for (qsizetype column = 0; column < widths.size(); ++column)
+            widths[column] = std::max(widths[column], rows.last()[column].size());
     }
-    for (const Skill& skill : skills)
-        io.out << skill.slashCommand().leftJustified(commandWidth) << "  " << skill.name.leftJustified(nameWidth) << "  "
-               << skill.trigger.leftJustified(triggerWidth) << "  " << json::uuidText(skill.id) << '\n';
+    for (const QStringList& row : std::as_const(rows)) {
+        for (qsizetype column = 0; column < widths.size(); ++column)
+            io.out << row[column].leftJustified(widths[column]) << "  ";
+        io.out << row.last() << '\n';
+    }
     return kSuccess;
 }
 

@@ -13,6 +13,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 using namespace tavrik;
 
@@ -204,6 +205,29 @@ TEST_F(CommandLine, BadInputGetsOneClearLineAndANonZeroStatus) {
         EXPECT_EQ(result.err.count('\n'), 1) << result.err.toStdString();
         EXPECT_TRUE(result.err.contains(c.mentions)) << result.err.toStdString();
     }
+}
+
+TEST_F(CommandLine, SkillsTableCutsAbsurdCellsAndSkipsWhatCannotBeRead) {
+    Skill absurd = makeSkill(QString("Export ").repeated(2000), 3000);
+    absurd.trigger = "say " + QString("x").repeated(100000);
+    ASSERT_FALSE(store.save(absurd));
+    // A pipe where SKILL.md should be: opening it to read would wait for a writer forever.
+    const QString pipe = Paths::support() + "/skills/piped/SKILL.md";
+    QDir().mkpath(QFileInfo(pipe).path());
+    ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+
+    Result text = run({"skills"});
+    EXPECT_EQ(text.status, 0);
+    const QStringList lines = text.out.split('\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(lines.size(), 3);
+    const QString cutName = QString("Export ").repeated(6).left(39) + QChar(0x2026);
+    const QString cutCommand = ("/" + QString("export-").repeated(6)).left(39) + QChar(0x2026);
+    EXPECT_EQ(lines[0], cutCommand + "  " + cutName + "  " + ("say " + QString("x").repeated(35)) + QChar(0x2026) + "  " +
+                            json::uuidText(absurd.id));
+    for (const QString& line : lines)
+        EXPECT_EQ(line.size(), 3 * 40 + 3 * 2 + 36) << line.toStdString();
+    // The whole text is still there for machines.
+    EXPECT_TRUE(run({"skills", "--json"}).out.contains(absurd.name.trimmed()));
 }
 
 TEST(CommandLineBasics, HelpVersionAndEmptyLibrary) {

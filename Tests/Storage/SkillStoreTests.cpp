@@ -135,8 +135,9 @@ TEST(SkillStore, LoadAllSurvivesAMessyLibrary) {
     QFile::link(Paths::skill(middle.id), skills + "/linked");
     QFile::link(skills + "/does-not-exist", skills + "/dangling");
     QByteArray huge = "---\nname: Huge\ncreated: 1999-01-01T00:00:00Z\n---\n\n# Huge\n\n";
-    huge += QByteArray(10 * 1024 * 1024, 'x');
+    huge += QByteArray(1024 * 1024 - huge.size(), 'x');
     write(skills + "/huge/SKILL.md", huge);
+    write(skills + "/too-huge/SKILL.md", huge + 'x');
 
     const QList<Skill> all = store.loadAll();
     QStringList names;

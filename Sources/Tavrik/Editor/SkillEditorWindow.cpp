@@ -7,7 +7,6 @@
 #include "TavrikCore/Storage/SkillEdits.h"
 #include "TavrikCore/Storage/SkillMarkdown.h"
 
-#include <QFile>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -55,12 +54,7 @@ SkillEditorWindow::SkillEditorWindow(AppState* app, const Skill& skill, QWidget*
     WindowStyle::setKind(m_secondary, WindowStyle::ButtonKind::secondary);
     m_run->setVisible(false);
 
-    QFile file(app->store().markdownPath(skill));
-    QString text;
-    if (file.open(QIODevice::ReadOnly))
-        text = QString::fromUtf8(file.readAll());
-    else
-        text = SkillMarkdown::render(skill);
+    const QString text = app->store().markdown(skill).value_or(SkillMarkdown::render(skill));
     m_syncing = true;
     m_editor->setPlainText(text);
     m_name->setText(skill.name);

@@ -1,12 +1,13 @@
 #include "TavrikCore/MCP/MCPRegistry.h"
 
 #include "TavrikCore/Storage/Paths.h"
+#include "TavrikCore/Support/Files.h"
 
 #include <QDir>
-#include <QFile>
+#include <QFileInfo>
+#include <QHash>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QSaveFile>
 
 namespace tavrik {
 
@@ -15,11 +16,17 @@ namespace {
 const QString kFileName = QStringLiteral("mcp_servers.json");
 constexpr QFileDevice::Permissions kOwnerOnly = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
 
+// Tokens and a handful of servers; a bigger file is not this program's.
+constexpr qint64 kFileLimit = 1 * Files::MiB;
+// One broken entry is worth a line in the log; thousands of them are worth one more.
+constexpr qsizetype kReportedEntries = 3;
+
 enum class FileState { missing, unreadable, notAList, list };
 
 struct UserFile {
     FileState state = FileState::missing;
     QJsonArray entries;
+    QByteArray bytes;
 };
 
 UserFile parseUserFile(const QByteArray& contents, const QString& fileName) {
@@ -29,40 +36,54 @@ UserFile parseUserFile(const QByteArray& contents, const QString& fileName) {
         qWarning("Tavrik: ignoring %s: %s", qPrintable(fileName),
                  error.error != QJsonParseError::NoError ? qPrintable(error.errorString())
                                                          : "not a JSON array");
-        return {FileState::notAList, {}};
+        return {FileState::notAList, {}, {}};
     }
-    return {FileState::list, document.array()};
+    return {FileState::list, document.array(), {}};
 }
 
 UserFile readUserFile() {
-    QFile file(MCPRegistry::filePath());
-    if (!file.exists())
+    const QString path = MCPRegistry::filePath();
+    const QFileInfo info(path);
+    if (!info.exists() && !info.isSymLink())
         return {};
-    if (!file.open(QIODevice::ReadOnly)) {
-        qWarning("Tavrik: cannot read %s: %s", qPrintable(file.fileName()),
-                 qPrintable(file.errorString()));
-        return {FileState::unreadable, {}};
+    QString readError;
+    std::optional<QByteArray> bytes = Files::read(path, kFileLimit, &readError);
+    if (!bytes) {
+        qWarning("Tavrik: %s", qPrintable(readError));
+        return {FileState::unreadable, {}, {}};
     }
-    return parseUserFile(file.readAll(), file.fileName());
+    UserFile file = parseUserFile(*bytes, path);
+    file.bytes = *bytes;
+    return file;
 }
 
+// Entries are found by name through an index, so a long file loads in linear time.
 QList<MCPServer> mergedWithBuiltIns(const QJsonArray& entries) {
     QList<MCPServer> servers = MCPRegistry::builtIns();
+    QHash<QString, qsizetype> positions;
+    for (qsizetype i = 0; i < servers.size(); ++i)
+        positions.insert(servers[i].name, i);
+    qsizetype skipped = 0;
     for (qsizetype i = 0; i < entries.size(); ++i) {
         QString error;
         std::optional<MCPServer> server = MCPServer::fromJson(entries.at(i), &error);
         if (!server) {
-            qWarning("Tavrik: skipping entry %lld of %s: %s", qlonglong(i),
-                     qPrintable(MCPRegistry::filePath()), qPrintable(error));
+            if (++skipped <= kReportedEntries)
+                qWarning("Tavrik: skipping entry %lld of %s: %s", qlonglong(i),
+                         qPrintable(MCPRegistry::filePath()), qPrintable(error));
             continue;
         }
-        auto same = std::find_if(servers.begin(), servers.end(),
-                                 [&](const MCPServer& s) { return s.name == server->name; });
-        if (same != servers.end())
-            *same = std::move(*server);
-        else
+        const auto position = positions.constFind(server->name);
+        if (position != positions.cend()) {
+            servers[*position] = std::move(*server);
+        } else {
+            positions.insert(server->name, servers.size());
             servers.append(std::move(*server));
+        }
     }
+    if (skipped > kReportedEntries)
+        qWarning("Tavrik: skipped %lld entries of %s in all", qlonglong(skipped),
+                 qPrintable(MCPRegistry::filePath()));
     return servers;
 }
 
@@ -134,13 +155,10 @@ bool MCPRegistry::persist(const MCPServer& server) {
         return false; // writing now would lose whatever the file holds
     if (file.state == FileState::notAList) {
         // Keep what the user wrote where they can find it instead of overwriting it.
-        const QString aside = path + QStringLiteral(".broken");
-        QFile::remove(aside);
-        if (!QFile::copy(path, aside)) {
-            qWarning("Tavrik: cannot set %s aside, not replacing it", qPrintable(path));
+        if (auto failure = Files::write(path + QStringLiteral(".broken"), file.bytes, kOwnerOnly)) {
+            qWarning("Tavrik: %s; not replacing %s", qPrintable(*failure), qPrintable(path));
             return false;
         }
-        QFile::setPermissions(aside, kOwnerOnly);
     }
 
     // Replace the first entry of that name and drop any later duplicates, so the file ends with
@@ -162,16 +180,13 @@ bool MCPRegistry::persist(const MCPServer& server) {
         qWarning("Tavrik: cannot create %s", qPrintable(Paths::support()));
         return false;
     }
-    QSaveFile out(path);
-    // The temporary file is restricted before any token is written to it.
-    const bool ok = out.open(QIODevice::WriteOnly) && out.setPermissions(kOwnerOnly) &&
-                    out.write(QJsonDocument(entries).toJson(QJsonDocument::Indented)) >= 0 &&
-                    out.commit();
-    if (!ok) {
-        qWarning("Tavrik: cannot write %s: %s", qPrintable(path), qPrintable(out.errorString()));
-        out.cancelWriting();
+    // The new file is restricted before any token is written to it.
+    if (auto failure = Files::write(path, QJsonDocument(entries).toJson(QJsonDocument::Indented),
+                                    kOwnerOnly)) {
+        qWarning("Tavrik: %s", qPrintable(*failure));
+        return false;
     }
-    return ok;
+    return true;
 }
 
 } // namespace tavrik

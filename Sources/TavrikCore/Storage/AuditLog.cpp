@@ -1,10 +1,11 @@
 #include "TavrikCore/Storage/AuditLog.h"
 #include "TavrikCore/Storage/Paths.h"
+#include "TavrikCore/Support/Files.h"
 #include "TavrikCore/Support/Json.h"
 
 #include <QDir>
 #include <QFile>
-#include <QSaveFile>
+#include <QFileInfo>
 
 namespace tavrik::AuditLog {
 
@@ -16,17 +17,18 @@ void append(const RunRecord& record) {
     const QByteArray line = json::compact(record.toJson()) + '\n';
     QDir().mkpath(Paths::logs());
     const QString path = filePath();
-    QFile existing(path);
-    if (existing.exists() && existing.open(QIODevice::WriteOnly | QIODevice::Append)) {
-        existing.write(line);
+    // Only a plain file is appended to: opening a pipe to write waits for a reader, and a link
+    // would carry the log elsewhere.
+    const QFileInfo info(path);
+    if (info.isFile() && !info.isSymLink()) {
+        QFile existing(path);
+        if (existing.open(QIODevice::WriteOnly | QIODevice::Append))
+            existing.write(line);
         return;
     }
-    // First record: write the whole file at once so a crash never leaves half a line.
-    QSaveFile fresh(path);
-    if (fresh.open(QIODevice::WriteOnly)) {
-        fresh.write(line);
-        fresh.commit();
-    }
+    // First record, or whatever was there replaced: the whole file at once, so a crash never
+    // leaves half a line.
+    Files::write(path, line);
 }
 
 } // namespace tavrik::AuditLog

@@ -11,6 +11,9 @@
 namespace tavrik {
 
 namespace {
+// Hours of recorded events stay far below this.
+constexpr qint64 kRecordingLimit = 64 * Files::MiB;
+
 QString recordingFile(const QUuid& id) {
     return Paths::recording(id) + QStringLiteral("/recording.json");
 }
@@ -42,7 +45,7 @@ QString RecordingStore::framesDirectory(const QUuid& id) const {
 
 std::optional<Recording> RecordingStore::load(const QUuid& id, QString* error) const {
     const QString path = recordingFile(id);
-    std::optional<QByteArray> bytes = Files::read(path, error);
+    std::optional<QByteArray> bytes = Files::read(path, kRecordingLimit, error);
     if (!bytes)
         return std::nullopt;
     QJsonParseError parseError;

@@ -18,8 +18,23 @@ const QString kMarkdownFile = QStringLiteral("SKILL.md");
 const QString kPlanFile = QStringLiteral("execution_plan.json");
 const QString kRecordingRefFile = QStringLiteral("recording.ref");
 
+// Far above anything a person or the model writes; a bigger file is not a skill.
+constexpr qint64 kMarkdownLimit = 1 * Files::MiB;
+constexpr qint64 kPlanLimit = 8 * Files::MiB;
+constexpr qint64 kRecordingRefLimit = 4 * Files::KiB;
+
+std::optional<QString> readMarkdown(const QString& path, QString* error) {
+    std::optional<QByteArray> bytes = Files::read(path, kMarkdownLimit, error);
+    if (!bytes)
+        return std::nullopt;
+    std::optional<QString> text = Files::decodeUtf8(*bytes);
+    if (!text && error)
+        *error = QStringLiteral("cannot read %1: it is not UTF-8 text").arg(path);
+    return text;
+}
+
 std::optional<ExecutionPlanDocument> readPlan(const QString& folder) {
-    std::optional<QByteArray> bytes = Files::read(folder + u'/' + kPlanFile);
+    std::optional<QByteArray> bytes = Files::read(folder + u'/' + kPlanFile, kPlanLimit);
     if (!bytes)
         return std::nullopt;
     QJsonParseError parseError;
@@ -30,7 +45,7 @@ std::optional<ExecutionPlanDocument> readPlan(const QString& folder) {
 }
 
 std::optional<QUuid> readRecordingRef(const QString& folder) {
-    std::optional<QByteArray> bytes = Files::read(folder + u'/' + kRecordingRefFile);
+    std::optional<QByteArray> bytes = Files::read(folder + u'/' + kRecordingRefFile, kRecordingRefLimit);
     if (!bytes)
         return std::nullopt;
     return json::parseUuid(QString::fromUtf8(*bytes).trimmed());
@@ -57,15 +72,9 @@ std::optional<QString> SkillStore::save(const Skill& skill, const std::optional<
 
 std::optional<Skill> SkillStore::load(const QString& folder, QString* error) const {
     const QString markdownFile = folder + u'/' + kMarkdownFile;
-    std::optional<QByteArray> bytes = Files::read(markdownFile, error);
-    if (!bytes)
+    std::optional<QString> text = readMarkdown(markdownFile, error);
+    if (!text)
         return std::nullopt;
-    std::optional<QString> text = Files::decodeUtf8(*bytes);
-    if (!text) {
-        if (error)
-            *error = QStringLiteral("cannot read %1: it is not UTF-8 text").arg(markdownFile);
-        return std::nullopt;
-    }
     std::optional<Skill> skill = SkillMarkdown::parse(*text);
     if (!skill) {
         if (error)
@@ -101,6 +110,10 @@ QList<Skill> SkillStore::loadAll() const {
 
 std::optional<QString> SkillStore::remove(const Skill& skill) const {
     return Files::removeFolder(Paths::skill(skill.id));
+}
+
+std::optional<QString> SkillStore::markdown(const Skill& skill, QString* error) const {
+    return readMarkdown(markdownPath(skill), error);
 }
 
 QString SkillStore::markdownPath(const Skill& skill) const {

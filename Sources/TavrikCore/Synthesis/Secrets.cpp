@@ -1,9 +1,7 @@
 #include "TavrikCore/Synthesis/Secrets.h"
 
 #include "TavrikCore/Storage/Paths.h"
-
-#include <QFile>
-#include <QStringDecoder>
+#include "TavrikCore/Support/Files.h"
 
 namespace tavrik::Secrets {
 
@@ -16,14 +14,14 @@ std::optional<QString> anthropicAPIKey() {
     if (!fromEnvironment.isEmpty())
         return fromEnvironment;
 
-    QFile file(anthropicKeyFilePath());
-    if (!file.open(QIODevice::ReadOnly))
+    // A key is a line of text; anything much bigger is not one.
+    const std::optional<QByteArray> bytes = Files::read(anthropicKeyFilePath(), 64 * Files::KiB);
+    if (!bytes)
         return std::nullopt;
-    QStringDecoder decoder(QStringDecoder::Utf8);
-    const QString text = decoder.decode(file.readAll());
-    if (decoder.hasError())
+    const std::optional<QString> text = Files::decodeUtf8(*bytes);
+    if (!text)
         return std::nullopt;
-    const QString key = text.trimmed();
+    const QString key = text->trimmed();
     if (key.isEmpty())
         return std::nullopt;
     return key;

@@ -2,6 +2,7 @@
 
 #include "TavrikCore/Storage/Paths.h"
 #include "TavrikCore/Storage/SkillMarkdown.h"
+#include "TavrikCore/Support/Files.h"
 #include "TavrikCore/Support/Json.h"
 #include "TavrikCore/Support/NetworkSession.h"
 #include "TavrikCore/Synthesis/SkillSynthesisCall.h"
@@ -192,7 +193,14 @@ std::optional<QString> Synthesizer::framePath(const Recording& recording,
 }
 
 std::optional<QByteArray> Synthesizer::downscaledJpeg(const QString& path, QSize* size) const {
-    QImageReader reader(path);
+    // A frame is a screen's PNG: far below this, while a pipe or a device in its place would
+    // never end.
+    std::optional<QByteArray> file = Files::read(path, 64 * Files::MiB);
+    if (!file)
+        return std::nullopt;
+    QBuffer source(&*file);
+    source.open(QIODevice::ReadOnly);
+    QImageReader reader(&source);
     reader.setAutoTransform(false);
     QImage image = reader.read();
     if (image.isNull())
