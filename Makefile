@@ -31,6 +31,7 @@ bench: build
 
 # Reports name the file and line of what failed.
 sanitize: export UBSAN_OPTIONS ?= print_stacktrace=1
+sanitize: export LSAN_OPTIONS ?= suppressions=$(CURDIR)/scripts/lsan-suppressions.txt
 sanitize:
 	$(MAKE) test BUILD=build-asan CMAKE_FLAGS="$(CMAKE_FLAGS) -DTAVRIK_SANITIZE=ON -DTAVRIK_BUILD_BENCH=OFF"
 
