@@ -4,16 +4,21 @@ JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 20
+# `make run` installs and builds only what running Tavrik needs; the other targets also get what
+# the tests and benchmarks need (a virtual desktop, a second sound server, test frameworks).
+WITH_TESTS ?= ON
+run: WITH_TESTS = OFF
 
-.PHONY: all deps configure build run test bench sanitize fuzz clean
+.PHONY: all deps configure build run test bench sanitize fuzz package clean
 
 all: build
 
 deps:
 	@scripts/install-deps
+	@if [ "$(WITH_TESTS)" = ON ]; then scripts/install-deps test; fi
 
 configure: deps
-	cmake -S . -B $(BUILD) $(CMAKE_FLAGS)
+	cmake -S . -B $(BUILD) -DTAVRIK_BUILD_TESTS=$(WITH_TESTS) -DTAVRIK_BUILD_BENCH=$(WITH_TESTS) $(CMAKE_FLAGS)
 
 build: configure
 	cmake --build $(BUILD) -j$(JOBS)
@@ -42,6 +47,11 @@ fuzz: deps
 		-DTAVRIK_FUZZ=ON $(CMAKE_FLAGS)
 	cmake --build $(FUZZ_BUILD) -j$(JOBS)
 	scripts/run-fuzz $(FUZZ_BUILD) $(FUZZ_SECONDS)
+
+# A Debian package of what `cmake --install` puts under /usr; its runtime runs on /usr/bin/node.
+package: build
+	cmake -DTAVRIK_INSTALLED_NODE=/usr/bin/node $(BUILD)
+	cmake --build $(BUILD) --target package
 
 clean:
 	rm -rf $(BUILD) build-asan $(FUZZ_BUILD)

@@ -55,7 +55,8 @@ int runDesktopApplication(int argc, char** argv) {
     QApplication::setApplicationName(QStringLiteral("Tavrik"));
     QApplication::setApplicationDisplayName(QStringLiteral("Tavrik"));
     QApplication::setApplicationVersion(QString::fromLatin1(kVersion));
-    QApplication::setDesktopFileName(QStringLiteral("tavrik"));
+    // Matches the installed desktop entry, so launchers and docks group the windows under it.
+    QApplication::setDesktopFileName(QStringLiteral("app.tavrik.Tavrik"));
     // The program lives in the tray and the pill; closing its windows does not end it.
     QApplication::setQuitOnLastWindowClosed(false);
     if (!toolkitOptionValue(arguments, u"-style"))
