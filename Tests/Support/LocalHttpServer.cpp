@@ -238,6 +238,7 @@ private:
         m_socket->flush();
         m_pieces = response.pieces;
         m_dropAtEnd = response.dropAtEnd;
+        m_holdOpen = response.holdOpen;
         sendNextPiece();
     }
 
@@ -264,6 +265,8 @@ private:
 
     void sendNextPiece() {
         if (m_pieces.isEmpty()) {
+            if (m_holdOpen)
+                return;
             if (!m_dropAtEnd)
                 m_socket->write("0\r\n\r\n");
             m_socket->disconnectFromHost();
@@ -290,6 +293,7 @@ private:
     bool m_sentContinue = false;
     QList<Piece> m_pieces;
     bool m_dropAtEnd = false;
+    bool m_holdOpen = false;
     QByteArray m_unit;
     qint64 m_unitPayload = 0;
     qint64 m_repeatLeft = 0;
@@ -352,6 +356,17 @@ void LocalHttpServer::routeSequence(const QByteArray& method, const QString& pat
 void LocalHttpServer::route(const QByteArray& method, const QString& path, Handler handler) {
     QMutexLocker lock(&m_shared->mutex);
     m_shared->routes.insert(Shared::key(method, path.toUtf8()), Route{{}, 0, std::move(handler)});
+}
+
+void LocalHttpServer::dropConnections() {
+    QObject* server = m_server;
+    QMetaObject::invokeMethod(
+        server,
+        [server] {
+            for (QTcpSocket* socket : server->findChildren<QTcpSocket*>())
+                socket->disconnectFromHost();
+        },
+        Qt::BlockingQueuedConnection);
 }
 
 QList<RecordedRequest> LocalHttpServer::requests() const {

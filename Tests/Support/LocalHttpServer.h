@@ -49,6 +49,10 @@ struct CannedResponse {
     // Streamed only: close the connection after the last piece without the terminating chunk,
     // like a server that dies mid-stream.
     bool dropAtEnd = false;
+    // Streamed only: after the last piece neither end the body nor close, until
+    // dropConnections() closes the connection (a server that dies once the client has seen
+    // what it sent).
+    bool holdOpen = false;
 
     // Accept the request and never write anything back (for timeouts).
     bool neverAnswer = false;
@@ -98,6 +102,9 @@ public:
                        const QList<CannedResponse>& responses);
     // The handler runs on the server thread.
     void route(const QByteArray& method, const QString& path, Handler handler);
+
+    // Closes every open connection, as a server that dies does.
+    void dropConnections();
 
     QList<RecordedRequest> requests() const;
     int requestCount() const;

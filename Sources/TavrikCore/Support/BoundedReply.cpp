@@ -63,7 +63,10 @@ void BoundedReply::onRedirected(const QUrl& target) {
         conclude(Outcome::redirectedAway);
         return;
     }
-    m_status = 0; // the next answer brings its own
+    // The next answer brings its own status and body.
+    m_status = 0;
+    m_received = 0;
+    m_body.clear();
     emit m_reply->redirectAllowed();
 }
 
@@ -120,8 +123,15 @@ void BoundedReply::onFinished() {
     if (isFinished())
         return;
     m_status = status.toInt();
-    if (error == QNetworkReply::RemoteHostClosedError) {
-        // Fewer bytes than announced, or a chunked body without its last chunk.
+    // Fewer bytes than announced, or a chunked body without its last chunk. Qt reports the
+    // first only when the close reaches it apart from the data, so the length is checked here
+    // too (Qt drops the header of answers it decompresses). A chunked body cut right after a
+    // whole chunk, with the close in the same packet, looks to Qt like a whole one; there is
+    // nothing to check that against.
+    const QVariant announced = m_reply->header(QNetworkRequest::ContentLengthHeader);
+    if (error == QNetworkReply::RemoteHostClosedError ||
+        (announced.isValid() && m_received < announced.toLongLong() && m_status != 204 &&
+         m_status != 304)) {
         conclude(Outcome::cut);
         return;
     }

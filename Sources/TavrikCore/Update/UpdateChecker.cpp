@@ -6,6 +6,8 @@
 #include "TavrikCore/Version.h"
 
 #include <QDateTime>
+#include <QNetworkAccessManager>
+#include <QPointer>
 #include <QSettings>
 
 namespace tavrik {
@@ -45,13 +47,17 @@ void UpdateChecker::check() {
 
     QNetworkRequest request(m_feedURL);
     request.setTransferTimeout(kTimeoutMs);
-    BoundedReply* reply = BoundedReply::get(m_session, request, kFeedLimit, this);
-    connect(reply, &BoundedReply::finished, this, [this, reply] {
+    // A started check runs to its end even if this checker goes first.
+    BoundedReply* reply = BoundedReply::get(m_session, request, kFeedLimit, m_session);
+    QPointer<UpdateChecker> self(this);
+    connect(reply, &BoundedReply::finished, reply, [self, reply] {
         reply->deleteLater();
+        if (!self)
+            return;
         // Any whole answer is read, whatever its status; anything less ends here.
         if (reply->outcome() == BoundedReply::Outcome::answered)
-            handleFeed(reply->body());
-        emit checkFinished();
+            self->handleFeed(reply->body());
+        emit self->checkFinished();
     });
 }
 
