@@ -1,5 +1,6 @@
 #include "Tavrik/Analytics.h"
 
+#include "TavrikCore/Support/BoundedReply.h"
 #include "TavrikCore/Support/Json.h"
 #include "TavrikCore/Synthesis/Hosts.h"
 #include "TavrikCore/Version.h"
@@ -9,7 +10,6 @@
 #include <QJsonDocument>
 #include <QMutex>
 #include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QPointer>
 #include <QSettings>
 #include <QUuid>
@@ -100,8 +100,9 @@ bool capture(const QString& event, const QJsonObject& properties) {
         request.setHeader(QNetworkRequest::ContentTypeHeader,
                           QByteArrayLiteral("application/json"));
         request.setTransferTimeout(kTimeoutMs);
-        QNetworkReply* reply = session()->post(request, body);
-        QObject::connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);
+        // Nothing of the answer is wanted: a limit of 0 ends the exchange at its first byte.
+        BoundedReply* reply = BoundedReply::post(session(), request, body, 0, session());
+        QObject::connect(reply, &BoundedReply::finished, reply, &QObject::deleteLater);
     });
     return true;
 }

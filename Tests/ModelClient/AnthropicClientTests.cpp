@@ -12,7 +12,9 @@
 #include <QNetworkAccessManager>
 #include <QTcpServer>
 #include <gtest/gtest.h>
+#include <iostream>
 #include <memory>
+#include <sys/resource.h>
 
 using namespace tavrik;
 using namespace tavrik::test;
@@ -144,13 +146,23 @@ TEST_F(AnthropicClientTest, StreamEndsWellWithoutMessageStopEvenAfterAnErrorEven
     EXPECT_EQ(empty.call->text(), "");
 }
 
-TEST_F(AnthropicClientTest, AServerThatDiesMidStreamKeepsWhatArrived) {
-    CannedResponse dying = CannedResponse::eventStream(
-        {{messages::textStream({"so far"}, false), 0}, {"data: {\"type\":\"content_bl", 10}});
-    dying.dropAtEnd = true;
-    server.route("POST", "/v1/messages", dying);
-    Streamed result = stream(withKey());
-    EXPECT_EQ(result.call->text(), "so far");
+// The server goes away once the client has seen what it sent, so the close reaches Qt apart from
+// the data; a short Content-Length is caught whenever the close comes.
+TEST_F(AnthropicClientTest, AStreamCutByALostConnectionIsAFailureNotAnAnswer) {
+    const QByteArray started = messages::textStream({"so far"}, false);
+    CannedResponse noLastChunk = CannedResponse::eventStream({{started, 0}});
+    noLastChunk.holdOpen = true;
+    CannedResponse shortOfItsLength = CannedResponse::text(200, started, "text/event-stream");
+    shortOfItsLength.declaredLength = started.size() + 100;
+    for (const CannedResponse& cut : {noLastChunk, shortOfItsLength}) {
+        server.route("POST", "/v1/messages", cut);
+        std::unique_ptr<TextStreamCall> call(withKey().streamText("s", kContent, 10));
+        QObject::connect(call.get(), &TextStreamCall::delta, [&] { server.dropConnections(); });
+        EXPECT_FALSE(call->waitForFinished());
+        EXPECT_EQ(call->error()->description(),
+                  "The connection was lost before the answer was complete.");
+        EXPECT_EQ(call->text(), "so far");
+    }
 }
 
 TEST_F(AnthropicClientTest, StreamErrorStatusesCarryTheBodyLinesJoined) {
@@ -390,6 +402,89 @@ TEST_F(AnthropicClientTest, MCPRunLimitsAndFailures) {
     std::unique_ptr<MCPRunCall> overloaded(withKey().runWithMCP("go", {}, 100, 2));
     EXPECT_FALSE(overloaded->waitForFinished());
     EXPECT_EQ(overloaded->error()->status(), 529);
+}
+
+TEST_F(AnthropicClientTest, KeysAndTokensNeverFollowARedirectToAnotherOrigin) {
+    LocalHttpServer elsewhere;
+    elsewhere.route("POST", "/v1/messages",
+                    CannedResponse::json(200, messages::answer({messages::textBlock("{}")})));
+    const QString refused = "The server redirected to another host (%1); Tavrik did not follow it.";
+    const QString otherPort = refused.arg(elsewhere.baseUrl());
+    const QString otherName = refused.arg(QStringLiteral("http://localhost:%1").arg(server.port()));
+
+    server.route("POST", "/v1/messages",
+                 CannedResponse::redirect(elsewhere.url("/v1/messages").toEncoded()));
+    server.route("POST", "/api/anthropic",
+                 CannedResponse::redirect(elsewhere.url("/v1/messages").toEncoded(), 302));
+    EXPECT_EQ(stream(withKey()).call->error()->description(), otherPort);
+    EXPECT_EQ(structured(viaProxy())->error()->description(), otherPort);
+    std::unique_ptr<MCPRunCall> run(withKey().runWithMCP("go", {}, 100, 2));
+    EXPECT_FALSE(run->waitForFinished());
+    EXPECT_EQ(run->error()->kind(), ClientError::Kind::redirected);
+    EXPECT_EQ(run->error()->description(), otherPort);
+    // The same port under another name is another origin too.
+    server.route("POST", "/v1/messages",
+                 CannedResponse::redirect(QStringLiteral("http://localhost:%1/v1/messages")
+                                              .arg(server.port())
+                                              .toUtf8()));
+    EXPECT_EQ(structured(withKey())->error()->description(), otherName);
+    EXPECT_EQ(elsewhere.requestCount(), 0);
+
+    // Within the origin a redirect is followed, key, body and all.
+    server.route("POST", "/v1/messages", CannedResponse::redirect("/v1/moved"));
+    server.route("POST", "/v1/moved",
+                 CannedResponse::json(200, messages::answer({messages::textBlock("{\"a\":1}")})));
+    auto moved = structured(withKey());
+    ASSERT_FALSE(moved->error()) << moved->error()->description().toStdString();
+    EXPECT_EQ(moved->answer(), "{\"a\":1}");
+    const RecordedRequest followed = server.requests().last();
+    EXPECT_EQ(followed.path, "/v1/moved");
+    EXPECT_EQ(followed.header("x-api-key"), "sk-ant-test");
+    EXPECT_EQ(followed.json().object()["system"].toString(), "structured system");
+}
+
+long peakResidentKiB() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+}
+
+// Answers of 2 GB, sent only as fast as they are read: each ends at its limit with a clear error
+// (or, for an error status, with its start) while memory stays where it was.
+TEST_F(AnthropicClientTest, HugeAnswersEndAtTheirLimits) {
+    constexpr qint64 huge = 2'000'000'000;
+    const long before = peakResidentKiB();
+    QElapsedTimer clock;
+    clock.start();
+
+    server.route("POST", "/v1/messages",
+                 CannedResponse::huge(QByteArray(64 * 1024, ' '), huge, false));
+    EXPECT_EQ(structured(withKey())->error(), ClientError::tooLarge());
+    EXPECT_EQ(ClientError::tooLarge().description(), "The server's answer was too large.");
+
+    // Short lines that never end the stream, then one line that never ends.
+    server.route("POST", "/v1/messages",
+                 CannedResponse::huge(QByteArray(": keep-alive\n").repeated(4096), huge, true));
+    EXPECT_EQ(stream(withKey()).call->error(), ClientError::tooLarge());
+    server.route("POST", "/v1/messages",
+                 CannedResponse::huge(QByteArray(64 * 1024, 'x'), huge, true));
+    EXPECT_EQ(stream(withKey()).call->error(), ClientError::tooLarge());
+
+    // 64 KiB of these three bytes end inside the "é".
+    const QString pair = QString::fromUtf8("\u00e9a");
+    CannedResponse failing = CannedResponse::huge(pair.toUtf8().repeated(333), huge, false);
+    failing.status = 500;
+    server.route("POST", "/v1/messages", failing);
+    const auto failed = structured(withKey());
+    ASSERT_TRUE(failed->error());
+    EXPECT_EQ(failed->error()->status(), 500);
+    EXPECT_EQ(failed->error()->text(), pair.repeated(64 * 1024 / 3) + QChar(0x2026));
+
+    const long after = peakResidentKiB();
+    std::cout << "[ measured ] four 2 GB answers ended in " << clock.elapsed()
+              << " ms; peak RSS " << before / 1024 << " MiB before, " << after / 1024
+              << " MiB after" << std::endl;
+    EXPECT_LT(after - before, 256 * 1024) << "KiB of peak growth";
 }
 
 } // namespace

@@ -115,18 +115,24 @@ TEST(EventStreamReader, InvalidUtf8InADeltaNeverBreaksTheRest) {
     EXPECT_EQ(outcome.text, QString::fromUtf8("before bad \uFFFD\uFFFD bytesafter"));
 }
 
-TEST(EventStreamReader, AnEndlessLineIsDroppedAndReadingGoesOn) {
+TEST(EventStreamReader, AnOverlongLineStopsReadingWithoutHoldingIt) {
     QStringList seen;
     EventStreamReader reader([&](const QString& fragment) { seen.append(fragment); });
-    const QByteArray junk(1024 * 1024, 'x');
-    reader.feed(
-        "data: {\"type\":\"content_block_delta\",\"delta\":{\"type\":\"text_delta\",\"text\":\"");
-    for (int i = 0; i < 20; ++i)
-        reader.feed(junk);
-    reader.feed("\"}}\n" + messages::textDelta("still here"));
-    reader.feed("data: " + junk.repeated(17));
+    const QByteArray junk(256 * 1024, 'x');
+    reader.feed(messages::textDelta("before"));
+    EXPECT_TRUE(reader.feed("data: " + junk.repeated(3)));
+    EXPECT_FALSE(reader.feed(junk + "\n" + messages::textDelta("after")));
     reader.finish();
-    EXPECT_EQ(seen, QStringList({"still here"}));
+    EXPECT_TRUE(reader.lineTooLong());
+    EXPECT_EQ(seen, QStringList({"before"}));
+
+    // Exactly at the limit is still a line, split over reads or not.
+    EventStreamReader whole;
+    const QByteArray line = "data: " + QByteArray(EventStreamReader::maxLineBytes - 6, 'y');
+    whole.feed(line.first(1000));
+    EXPECT_TRUE(whole.feed(line.sliced(1000) + "\n" + messages::textDelta("next")));
+    EXPECT_FALSE(whole.lineTooLong());
+    EXPECT_EQ(whole.text(), "next");
 }
 
 TEST(EventStreamReader, StopFromTheHandlerEndsReadingAtOnce) {

@@ -177,6 +177,19 @@ TEST_F(MCPAuthorizationTest, SaysWhyItFailed) {
     wait(outcome);
     EXPECT_EQ(outcome.error, "Getting the access token failed (HTTP 400): code or verifier wrong");
 
+    // A token endpoint that sends the code and verifier to another host is not followed.
+    LocalHttpServer elsewhere;
+    outcome = {};
+    login([&](const QUrl& redirect, const QUrlQuery& asked) {
+        server.http.route("POST", "/oauth/token",
+                          CannedResponse::redirect(elsewhere.url("/token").toEncoded()));
+        visit(callback(redirect, "code=the-code&state=" + asked.queryItemValue("state")));
+    });
+    wait(outcome);
+    EXPECT_EQ(outcome.error, "The server redirected to another host (" + elsewhere.baseUrl() +
+                                 "); Tavrik did not follow it.");
+    EXPECT_EQ(elsewhere.requestCount(), 0);
+
     // Nobody ever comes back from the browser.
     EXPECT_EQ(failureWithoutCallback(true, 300), "The login took too long. Try again.");
     // No browser to open.

@@ -171,6 +171,29 @@ TEST_F(UpdateCheckerTest, BadFeedsEndSilentlyAndKeepTheOffer) {
     EXPECT_EQ(checker->available()->version, "1.7.0");
 }
 
+TEST_F(UpdateCheckerTest, OnlyAWholeFeedFromItsOwnHostCounts) {
+    test::LocalHttpServer elsewhere;
+    elsewhere.route("GET", "/releases.json", CannedResponse::json(200, feed({{"9.0.0", "x.zip"}})));
+    CannedResponse cut = CannedResponse::json(200, feed({{"9.0.0", "x.zip"}}));
+    cut.declaredLength = cut.body.size() + 10;
+    const QList<CannedResponse> refused{
+        CannedResponse::redirect(elsewhere.url("/releases.json").toEncoded(), 302),
+        CannedResponse::huge(QByteArray(64 * 1024, ' '), 2'000'000'000, false),
+        cut,
+    };
+    for (const CannedResponse& response : refused) {
+        server.route("GET", "/releases.json", response);
+        ASSERT_TRUE(runCheck());
+        EXPECT_EQ(checker->available(), std::nullopt);
+    }
+    EXPECT_EQ(elsewhere.requestCount(), 0);
+
+    server.route("GET", "/releases.json", CannedResponse::redirect("/feed/releases.json", 301));
+    server.route("GET", "/feed/releases.json", CannedResponse::json(200, feed({{"1.4.0", "a.zip"}})));
+    ASSERT_TRUE(runCheck());
+    EXPECT_EQ(checker->available()->version, "1.4.0");
+}
+
 TEST_F(UpdateCheckerTest, UnreachableHostEndsTheCheckButStillCountsAsChecked) {
     quint16 closedPort = 0;
     {

@@ -54,6 +54,20 @@ CannedResponse CannedResponse::silence() {
     return r;
 }
 
+CannedResponse CannedResponse::redirect(const QByteArray& location, int status) {
+    CannedResponse r;
+    r.status = status;
+    r.headers = {{"Location", location}};
+    return r;
+}
+
+CannedResponse CannedResponse::huge(const QByteArray& unit, qint64 totalBytes, bool streamed) {
+    CannedResponse r = text(200, unit, streamed ? "text/event-stream" : "application/json");
+    r.streamed = streamed;
+    r.repeatedBytes = totalBytes;
+    return r;
+}
+
 QList<Piece> CannedResponse::split(const QByteArray& data, int pieceSize, int delayMs) {
     QList<Piece> pieces;
     for (qsizetype at = 0; at < data.size(); at += pieceSize)
@@ -115,6 +129,8 @@ QByteArray reasonPhrase(int status) {
         return "Found";
     case 304:
         return "Not Modified";
+    case 307:
+        return "Temporary Redirect";
     case 400:
         return "Bad Request";
     case 401:
@@ -193,8 +209,26 @@ private:
         for (const auto& [name, value] : response.headers)
             head += name + ": " + value + "\r\n";
         head += "Connection: close\r\n";
+        if (response.repeatedBytes > 0) {
+            head += response.streamed ? QByteArray("Transfer-Encoding: chunked\r\n\r\n")
+                                      : "Content-Length: " +
+                                            QByteArray::number(response.repeatedBytes) +
+                                            "\r\n\r\n";
+            m_socket->write(head);
+            m_unit = response.streamed ? QByteArray::number(response.body.size(), 16) + "\r\n" +
+                                             response.body + "\r\n"
+                                       : response.body;
+            m_unitPayload = response.body.size();
+            m_repeatLeft = response.repeatedBytes;
+            m_chunked = response.streamed;
+            QObject::connect(m_socket, &QTcpSocket::bytesWritten, this, [this] { pump(); });
+            pump();
+            return;
+        }
         if (!response.streamed) {
-            head += "Content-Length: " + QByteArray::number(response.body.size()) + "\r\n\r\n";
+            const qint64 length =
+                response.declaredLength >= 0 ? response.declaredLength : response.body.size();
+            head += "Content-Length: " + QByteArray::number(length) + "\r\n\r\n";
             m_socket->write(head + response.body);
             m_socket->disconnectFromHost();
             return;
@@ -204,11 +238,35 @@ private:
         m_socket->flush();
         m_pieces = response.pieces;
         m_dropAtEnd = response.dropAtEnd;
+        m_holdOpen = response.holdOpen;
         sendNextPiece();
+    }
+
+    // Keeps a little in flight until the repeated body is out or the client has gone.
+    void pump() {
+        constexpr qint64 inFlight = 1024 * 1024;
+        while (m_repeatLeft > 0 && m_socket->bytesToWrite() < inFlight &&
+               m_socket->state() == QAbstractSocket::ConnectedState) {
+            if (m_chunked) {
+                m_socket->write(m_unit); // whole chunks: the total is rounded up to one
+                m_repeatLeft -= m_unitPayload;
+            } else {
+                m_socket->write(m_unit.first(std::min(m_repeatLeft, qint64(m_unit.size()))));
+                m_repeatLeft -= m_unit.size();
+            }
+        }
+        if (m_repeatLeft <= 0 && m_socket->state() == QAbstractSocket::ConnectedState &&
+            !std::exchange(m_repeatDone, true)) {
+            if (m_chunked)
+                m_socket->write("0\r\n\r\n");
+            m_socket->disconnectFromHost();
+        }
     }
 
     void sendNextPiece() {
         if (m_pieces.isEmpty()) {
+            if (m_holdOpen)
+                return;
             if (!m_dropAtEnd)
                 m_socket->write("0\r\n\r\n");
             m_socket->disconnectFromHost();
@@ -235,6 +293,12 @@ private:
     bool m_sentContinue = false;
     QList<Piece> m_pieces;
     bool m_dropAtEnd = false;
+    bool m_holdOpen = false;
+    QByteArray m_unit;
+    qint64 m_unitPayload = 0;
+    qint64 m_repeatLeft = 0;
+    bool m_chunked = false;
+    bool m_repeatDone = false;
 };
 
 } // namespace
@@ -292,6 +356,17 @@ void LocalHttpServer::routeSequence(const QByteArray& method, const QString& pat
 void LocalHttpServer::route(const QByteArray& method, const QString& path, Handler handler) {
     QMutexLocker lock(&m_shared->mutex);
     m_shared->routes.insert(Shared::key(method, path.toUtf8()), Route{{}, 0, std::move(handler)});
+}
+
+void LocalHttpServer::dropConnections() {
+    QObject* server = m_server;
+    QMetaObject::invokeMethod(
+        server,
+        [server] {
+            for (QTcpSocket* socket : server->findChildren<QTcpSocket*>())
+                socket->disconnectFromHost();
+        },
+        Qt::BlockingQueuedConnection);
 }
 
 QList<RecordedRequest> LocalHttpServer::requests() const {

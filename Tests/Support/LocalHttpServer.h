@@ -49,15 +49,31 @@ struct CannedResponse {
     // Streamed only: close the connection after the last piece without the terminating chunk,
     // like a server that dies mid-stream.
     bool dropAtEnd = false;
+    // Streamed only: after the last piece neither end the body nor close, until
+    // dropConnections() closes the connection (a server that dies once the client has seen
+    // what it sent).
+    bool holdOpen = false;
 
     // Accept the request and never write anything back (for timeouts).
     bool neverAnswer = false;
+
+    // Not streamed: the Content-Length announced instead of the body's own, so a larger one
+    // makes a server that closes before its answer is complete.
+    qint64 declaredLength = -1;
+    // When positive, the body (or, streamed, each chunk) is `body` repeated until this many
+    // bytes went out, written only as fast as the client takes them: a huge answer that is
+    // never held in memory.
+    qint64 repeatedBytes = 0;
 
     static CannedResponse json(int status, const QByteArray& body);
     static CannedResponse text(int status, const QByteArray& body,
                                const QByteArray& contentType = "text/plain");
     static CannedResponse eventStream(const QList<Piece>& pieces, int status = 200);
     static CannedResponse silence();
+    // A redirect to `location` with this status.
+    static CannedResponse redirect(const QByteArray& location, int status = 307);
+    // `unit` repeated to `totalBytes`, with a Content-Length or chunked.
+    static CannedResponse huge(const QByteArray& unit, qint64 totalBytes, bool streamed);
     // Splits `data` every `pieceSize` bytes, each piece after `delayMs`.
     static QList<Piece> split(const QByteArray& data, int pieceSize, int delayMs = 0);
 };
@@ -86,6 +102,9 @@ public:
                        const QList<CannedResponse>& responses);
     // The handler runs on the server thread.
     void route(const QByteArray& method, const QString& path, Handler handler);
+
+    // Closes every open connection, as a server that dies does.
+    void dropConnections();
 
     QList<RecordedRequest> requests() const;
     int requestCount() const;

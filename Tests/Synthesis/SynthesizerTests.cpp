@@ -428,6 +428,19 @@ TEST_F(SynthesisExchangeTest, FailuresPassThroughWithTheirDescriptions) {
     QTimer::singleShot(100, &settle, &QEventLoop::quit);
     settle.exec();
     EXPECT_EQ(server.requestCount(), 1);
+
+    // A stream whose connection is lost midway is no skill, however well its start reads.
+    CannedResponse cut = CannedResponse::eventStream(
+        {{messages::textStream({"---\nname: Half\ndescription: d\n---\n\n# Half\n"}, false), 0}});
+    cut.holdOpen = true;
+    server.route("POST", "/api/anthropic", cut);
+    std::unique_ptr<SkillSynthesisCall> lost(Synthesizer().streamSkill(
+        recordingWithFrames(), std::nullopt, "claude-opus-4-8", std::nullopt, &session));
+    QObject::connect(lost.get(), &SkillSynthesisCall::delta, [&] { server.dropConnections(); });
+    ASSERT_FALSE(lost->waitForFinished());
+    EXPECT_EQ(lost->error()->description(),
+              "The connection was lost before the answer was complete.");
+    EXPECT_FALSE(lost->skill());
 }
 
 TEST_F(SynthesisExchangeTest, SynthesizeAsksForTheSchemaAndMapsTheDraft) {

@@ -1,11 +1,12 @@
 #include "TavrikCore/MCP/MCPAuthorization.h"
 
+#include "TavrikCore/Support/BoundedReply.h"
+
 #include <QCryptographicHash>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QRandomGenerator>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -14,6 +15,9 @@
 namespace tavrik {
 
 namespace {
+
+// Metadata, registration and token answers are a few hundred bytes.
+constexpr qint64 kAnswerLimit = 1024 * 1024;
 
 constexpr QByteArray::Base64Options kUrlSafe =
     QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals;
@@ -50,12 +54,18 @@ QByteArray browserPage(bool success) {
            QByteArray::number(body.size()) + "\r\n\r\n" + body;
 }
 
+bool answeredWell(const BoundedReply* reply) {
+    return reply->outcome() == BoundedReply::Outcome::answered && reply->isSuccess();
+}
+
 // The error text of a failed exchange: the server's own description when it gave one.
-QString replyError(QNetworkReply* reply, const QString& step) {
-    const QJsonObject body = QJsonDocument::fromJson(reply->readAll()).object();
+QString replyError(const BoundedReply* reply, const QString& step) {
+    if (const QString failure = reply->failureDescription(); !failure.isEmpty())
+        return failure;
+    const QJsonObject body = QJsonDocument::fromJson(reply->body()).object();
     const QString description = body.value(QStringLiteral("error_description")).toString(
         body.value(QStringLiteral("error")).toString());
-    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    const int status = reply->status();
     QString message = QStringLiteral("%1 failed").arg(step);
     if (status)
         message += QStringLiteral(" (HTTP %1)").arg(status);
@@ -115,22 +125,26 @@ void MCPAuthorization::cancel() {
     finish();
 }
 
-QNetworkReply* MCPAuthorization::track(QNetworkReply* reply) {
+BoundedReply* MCPAuthorization::track(BoundedReply* reply) {
     m_reply = reply;
     return reply;
 }
 
 void MCPAuthorization::discover() {
     QNetworkRequest request(atOrigin(m_serverUrl, QStringLiteral("/.well-known/oauth-authorization-server")));
-    QNetworkReply* reply = track(m_network->get(request));
-    connect(reply, &QNetworkReply::finished, this, [this, reply] {
+    BoundedReply* reply = track(BoundedReply::get(m_network, request, kAnswerLimit, this));
+    connect(reply, &BoundedReply::finished, this, [this, reply] {
         reply->deleteLater();
         if (m_done)
             return;
+        // A host that sends us elsewhere or floods us is not one to log in to.
+        if (const QString failure = reply->failureDescription(); !failure.isEmpty()) {
+            fail(failure);
+            return;
+        }
         // Servers without metadata keep the endpoints at their conventional paths.
-        const QJsonObject metadata = reply->error() == QNetworkReply::NoError
-                                         ? QJsonDocument::fromJson(reply->readAll()).object()
-                                         : QJsonObject();
+        const QJsonObject metadata =
+            answeredWell(reply) ? QJsonDocument::fromJson(reply->body()).object() : QJsonObject();
         auto endpoint = [&](const char* key, const char* fallback) {
             const QUrl given(metadata.value(QLatin1String(key)).toString());
             return given.isValid() && !given.isRelative() ? given
@@ -153,16 +167,17 @@ void MCPAuthorization::registerClient() {
     };
     QNetworkRequest request(m_endpoints.registration);
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-    QNetworkReply* reply = track(m_network->post(request, QJsonDocument(client).toJson(QJsonDocument::Compact)));
-    connect(reply, &QNetworkReply::finished, this, [this, reply] {
+    BoundedReply* reply = track(BoundedReply::post(
+        m_network, request, QJsonDocument(client).toJson(QJsonDocument::Compact), kAnswerLimit, this));
+    connect(reply, &BoundedReply::finished, this, [this, reply] {
         reply->deleteLater();
         if (m_done)
             return;
-        if (reply->error() != QNetworkReply::NoError) {
+        if (!answeredWell(reply)) {
             fail(replyError(reply, QStringLiteral("Registering Tavrik with the service")));
             return;
         }
-        m_clientId = QJsonDocument::fromJson(reply->readAll()).object().value(QStringLiteral("client_id")).toString();
+        m_clientId = QJsonDocument::fromJson(reply->body()).object().value(QStringLiteral("client_id")).toString();
         if (m_clientId.isEmpty()) {
             fail(QStringLiteral("The service did not register Tavrik (no client id in its answer)."));
             return;
@@ -230,17 +245,18 @@ void MCPAuthorization::exchangeCode(const QString& code) {
     form.addQueryItem(QStringLiteral("code_verifier"), QString::fromLatin1(m_verifier));
     QNetworkRequest request(m_endpoints.token);
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/x-www-form-urlencoded"));
-    QNetworkReply* reply = track(m_network->post(request, form.toString(QUrl::FullyEncoded).toLatin1()));
-    connect(reply, &QNetworkReply::finished, this, [this, reply] {
+    BoundedReply* reply = track(BoundedReply::post(
+        m_network, request, form.toString(QUrl::FullyEncoded).toLatin1(), kAnswerLimit, this));
+    connect(reply, &BoundedReply::finished, this, [this, reply] {
         reply->deleteLater();
         if (m_done)
             return;
-        if (reply->error() != QNetworkReply::NoError) {
+        if (!answeredWell(reply)) {
             fail(replyError(reply, QStringLiteral("Getting the access token")));
             return;
         }
         const QString token =
-            QJsonDocument::fromJson(reply->readAll()).object().value(QStringLiteral("access_token")).toString();
+            QJsonDocument::fromJson(reply->body()).object().value(QStringLiteral("access_token")).toString();
         if (token.isEmpty()) {
             fail(QStringLiteral("The service answered without an access token."));
             return;

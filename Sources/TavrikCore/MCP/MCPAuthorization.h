@@ -7,11 +7,12 @@
 #include <functional>
 
 class QNetworkAccessManager;
-class QNetworkReply;
 class QTcpServer;
 class QTcpSocket;
 
 namespace tavrik {
+
+class BoundedReply;
 
 // Obtains an access token for a tool server the way such servers expect it from a desktop
 // program: OAuth 2 authorization code with PKCE, the endpoints found through the server's
@@ -53,14 +54,14 @@ private:
     void exchangeCode(const QString& code);
     void fail(const QString& message);
     void finish();
-    QNetworkReply* track(QNetworkReply* reply);
+    BoundedReply* track(BoundedReply* reply);
 
     QUrl m_serverUrl;
     std::function<bool(const QUrl&)> m_openBrowser;
     QNetworkAccessManager* m_network;
     QTcpServer* m_listener = nullptr;
     QUrl m_redirect;
-    QPointer<QNetworkReply> m_reply;
+    QPointer<BoundedReply> m_reply;
     QTimer m_timeout;
     int m_timeoutMs = defaultTimeoutMs;
     Endpoints m_endpoints;

@@ -1,5 +1,7 @@
 #include "TavrikCore/Synthesis/ClientError.h"
 
+#include "TavrikCore/Support/BoundedReply.h"
+
 namespace tavrik {
 
 ClientError ClientError::http(int status, const QString& body) {
@@ -23,6 +25,12 @@ ClientError ClientError::decoding(const QString& detail) {
 ClientError ClientError::cancelled() {
     return {Kind::cancelled, 0, {}};
 }
+ClientError ClientError::redirected(const QString& origin) {
+    return {Kind::redirected, 0, origin};
+}
+ClientError ClientError::tooLarge() {
+    return {Kind::tooLarge, 0, {}};
+}
 
 QString ClientError::description() const {
     switch (m_kind) {
@@ -41,6 +49,10 @@ QString ClientError::description() const {
         return QStringLiteral("The response could not be read: ") + m_text;
     case Kind::cancelled:
         return QStringLiteral("The request was cancelled.");
+    case Kind::redirected:
+        return BoundedReply::redirectRefusedText(QUrl(m_text));
+    case Kind::tooLarge:
+        return BoundedReply::tooLargeText();
     }
     return {};
 }

@@ -15,6 +15,8 @@ public:
         transport,     // the network failed or timed out before an answer
         decoding,      // a 2xx answer that is not the expected JSON
         cancelled,     // the caller cancelled
+        redirected,    // the host redirected to another origin, which was not followed
+        tooLarge,      // the answer passed the limit set for it
     };
 
     static ClientError http(int status, const QString& body);
@@ -25,10 +27,13 @@ public:
     static ClientError transport(const QString& message);
     static ClientError decoding(const QString& detail);
     static ClientError cancelled();
+    static ClientError redirected(const QString& origin);
+    static ClientError tooLarge();
 
     Kind kind() const { return m_kind; }
     int status() const { return m_status; }
-    // The body for http, the message for refusal, transport and decoding.
+    // The body for http, the message for refusal, transport and decoding, the origin for
+    // redirected.
     const QString& text() const { return m_text; }
     QString description() const;
 

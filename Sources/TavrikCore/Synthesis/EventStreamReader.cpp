@@ -31,10 +31,11 @@ bool EventStreamReader::feed(QByteArrayView bytes) {
             start = i + 1;
             continue;
         }
-        if (m_overlong || m_partial.size() + (i - start) > maxLineBytes) {
-            m_overlong = false;
-            m_partial.clear();
-        } else if (m_partial.isEmpty()) {
+        if (m_partial.size() + (i - start) > maxLineBytes) {
+            stopAtLongLine();
+            break;
+        }
+        if (m_partial.isEmpty()) {
             handleLine(bytes.sliced(start, i - start));
         } else {
             m_partial.append(bytes.sliced(start, i - start));
@@ -51,19 +52,21 @@ bool EventStreamReader::feed(QByteArrayView bytes) {
 }
 
 void EventStreamReader::keepPartial(QByteArrayView bytes) {
-    // A line that never ends is not an event of this API; don't let it eat memory.
-    if (m_overlong)
-        return;
-    if (m_partial.size() + bytes.size() > maxLineBytes) {
-        m_partial.clear();
-        m_overlong = true;
-        return;
-    }
-    m_partial.append(bytes);
+    if (m_partial.size() + bytes.size() > maxLineBytes)
+        stopAtLongLine();
+    else
+        m_partial.append(bytes);
+}
+
+void EventStreamReader::stopAtLongLine() {
+    // A line that never ends is not an event of this API; holding on to it would eat memory.
+    m_partial.clear();
+    m_lineTooLong = true;
+    m_stopped = true;
 }
 
 void EventStreamReader::finish() {
-    if (!m_stopped && !m_overlong && !m_partial.isEmpty()) {
+    if (!m_stopped && !m_partial.isEmpty()) {
         const QByteArray line = std::exchange(m_partial, QByteArray());
         handleLine(line);
     }

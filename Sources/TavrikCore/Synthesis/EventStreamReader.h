@@ -15,8 +15,8 @@ class EventStreamReader {
 public:
     using TextHandler = std::function<void(const QString& fragment)>;
 
-    // Longer lines are skipped whole; real events are a few kilobytes.
-    static constexpr qsizetype maxLineBytes = 16 * 1024 * 1024;
+    // Real events are a few kilobytes; a longer line stops reading (lineTooLong()).
+    static constexpr qsizetype maxLineBytes = 1024 * 1024;
 
     explicit EventStreamReader(TextHandler onText = {}) : m_onText(std::move(onText)) {}
 
@@ -29,18 +29,21 @@ public:
 
     bool stopped() const { return m_stopped; }
     bool sawMessageStop() const { return m_sawMessageStop; }
+    // Reading stopped at a line longer than maxLineBytes: not an event stream of this API.
+    bool lineTooLong() const { return m_lineTooLong; }
     const QString& text() const { return m_text; }
 
 private:
     void handleLine(QByteArrayView line);
     void keepPartial(QByteArrayView bytes);
+    void stopAtLongLine();
 
     TextHandler m_onText;
     QByteArray m_partial;
     bool m_afterCarriageReturn = false;
-    bool m_overlong = false;
     bool m_stopped = false;
     bool m_sawMessageStop = false;
+    bool m_lineTooLong = false;
     QString m_text;
 };
 

@@ -2,8 +2,6 @@
 
 #include <QEventLoop>
 #include <QJsonDocument>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QStringDecoder>
 #include <QTimer>
 
@@ -21,9 +19,19 @@ bool isSuccess(int status) {
     return status >= 200 && status <= 299;
 }
 
-// Errors below 100 are the network layer's; higher ones only restate the HTTP status.
-bool isTransportError(QNetworkReply::NetworkError error) {
-    return error != QNetworkReply::NoError && int(error) < 100;
+// The start of a long error body, marked as such. The cut may fall inside a UTF-8 sequence,
+// which would make the whole text unreadable, so an incomplete last character goes too.
+QByteArray markedAsTrimmed(QByteArray body) {
+    qsizetype lead = body.size() - 1;
+    while (lead >= 0 && lead >= body.size() - 4 && (uchar(body[lead]) & 0xC0) == 0x80)
+        --lead;
+    if (lead >= 0) {
+        const uchar c = uchar(body[lead]);
+        const qsizetype length = c >= 0xF0 ? 4 : c >= 0xE0 ? 3 : c >= 0xC0 ? 2 : 1;
+        if (body.size() - lead < length)
+            body.truncate(lead);
+    }
+    return body + "\u2026";
 }
 
 } // namespace
@@ -37,55 +45,55 @@ ModelCall::ModelCall(const AnthropicClient& client, QObject* parent)
 }
 
 ModelCall::~ModelCall() {
-    if (m_reply) {
-        m_reply->disconnect(this);
-        m_reply->abort();
-        m_reply->deleteLater();
-    }
+    delete m_reply;
 }
 
-void ModelCall::send(const QJsonObject& body, bool withMcpBeta) {
+void ModelCall::send(const QJsonObject& body, bool withMcpBeta, BoundedReply::StreamHandler stream) {
     const QByteArray payload = QJsonDocument(body).toJson(QJsonDocument::Compact);
-    QNetworkReply* reply = m_client.session()->post(m_client.request(withMcpBeta), payload);
+    BoundedReply* reply =
+        BoundedReply::post(m_client.session(), m_client.request(withMcpBeta), payload,
+                           stream ? streamLimit : answerLimit, this);
+    reply->setStreamHandler(std::move(stream));
     m_reply = reply;
-    connect(reply, &QNetworkReply::readyRead, this, [this, reply] {
-        if (!m_finished)
-            onData(reply);
-    });
-    connect(reply, &QNetworkReply::finished, this, [this, reply] { onFinished(reply); });
+    connect(reply, &BoundedReply::finished, this, [this, reply] { onFinished(reply); });
 }
 
-void ModelCall::onFinished(QNetworkReply* reply) {
+void ModelCall::onFinished(BoundedReply* reply) {
     reply->deleteLater();
     if (m_reply == reply)
         m_reply = nullptr;
     if (m_finished)
         return;
 
-    const QVariant statusAttribute = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    const QNetworkReply::NetworkError error = reply->error();
-    if (error == QNetworkReply::OperationCanceledError && !m_cancelled) {
-        // Only the transfer timeout aborts a reply we did not abort ourselves.
-        finishWith(ClientError::transport(QStringLiteral("The request timed out.")));
+    using Outcome = BoundedReply::Outcome;
+    switch (reply->outcome()) {
+    case Outcome::answered:
+        onReply(reply->status(),
+                reply->bodyTrimmed() ? markedAsTrimmed(reply->body()) : reply->body());
         return;
-    }
-    if (!statusAttribute.isValid()) {
-        if (error == QNetworkReply::NoError)
-            finishWith(ClientError::noHttpResponse());
-        else
-            finishWith(ClientError::transport(QStringLiteral("The network request failed: ") +
-                                              reply->errorString()));
+    case Outcome::noHttpAnswer:
+        finishWith(ClientError::noHttpResponse());
         return;
-    }
-    const int status = statusAttribute.toInt();
-    // A server that closes the connection after a successful answer has simply ended it.
-    const bool endedByServer = error == QNetworkReply::RemoteHostClosedError && isSuccess(status);
-    if (isTransportError(error) && !endedByServer) {
+    case Outcome::redirectedAway:
+        finishWith(ClientError::redirected(reply->refusedOrigin().toString()));
+        return;
+    case Outcome::tooLarge:
+        finishWith(ClientError::tooLarge());
+        return;
+    case Outcome::cut:
+        finishWith(ClientError::transport(reply->failureDescription()));
+        return;
+    case Outcome::timedOut:
+        finishWith(ClientError::transport(reply->errorString()));
+        return;
+    case Outcome::failed:
         finishWith(ClientError::transport(QStringLiteral("The network request failed: ") +
                                           reply->errorString()));
         return;
+    case Outcome::pending:
+    case Outcome::aborted:
+        return; // only finishWith aborts, and it has reported already
     }
-    onReply(status, reply->readAll());
 }
 
 void ModelCall::finishWith(std::optional<ClientError> error) {
@@ -94,7 +102,7 @@ void ModelCall::finishWith(std::optional<ClientError> error) {
     m_finished = true;
     m_error = std::move(error);
     if (m_reply) {
-        QNetworkReply* reply = m_reply;
+        BoundedReply* reply = m_reply;
         m_reply = nullptr;
         reply->disconnect(this);
         reply->abort();
@@ -106,7 +114,6 @@ void ModelCall::finishWith(std::optional<ClientError> error) {
 void ModelCall::cancel() {
     if (m_finished)
         return;
-    m_cancelled = true;
     finishWith(ClientError::cancelled());
 }
 
@@ -130,41 +137,33 @@ TextStreamCall::TextStreamCall(const AnthropicClient& client, const QJsonObject&
       }) {}
 
 void TextStreamCall::start() {
-    send(m_body);
+    send(m_body, false, [this](QByteArrayView bytes) { onData(bytes); });
 }
 
-void TextStreamCall::onData(QNetworkReply* reply) {
-    if (!m_statusKnown) {
-        const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-        if (!status.isValid())
-            return; // leave the bytes in the reply until the status is known
-        m_statusKnown = true;
-        m_httpOk = isSuccess(status.toInt());
-    }
-    const QByteArray bytes = reply->readAll();
-    if (!m_httpOk) {
-        m_errorBody += bytes;
+void TextStreamCall::onData(QByteArrayView bytes) {
+    if (isFinished() || m_reader.feed(bytes))
         return;
-    }
-    if (!m_reader.feed(bytes) && !isFinished()) {
-        // Either message_stop or a cancel() from a delta handler.
-        if (m_reader.sawMessageStop())
-            finishWith(std::nullopt);
-    }
+    // message_stop, a line past its limit, or a cancel() from a delta handler.
+    if (m_reader.lineTooLong())
+        finishWith(ClientError::tooLarge());
+    else if (m_reader.sawMessageStop())
+        finishWith(std::nullopt);
 }
 
 void TextStreamCall::onReply(int status, const QByteArray& body) {
     if (!isSuccess(status)) {
         // The error body is read line by line and the lines are joined without separators.
         QByteArray joined;
-        for (const QByteArray& line : (m_errorBody + body).split('\n'))
+        for (const QByteArray& line : body.split('\n'))
             joined += line.endsWith('\r') ? line.chopped(1) : line;
         finishWith(ClientError::http(status, QString::fromUtf8(joined)));
         return;
     }
-    m_reader.feed(body);
     m_reader.finish();
-    finishWith(std::nullopt);
+    if (m_reader.lineTooLong())
+        finishWith(ClientError::tooLarge());
+    else
+        finishWith(std::nullopt);
 }
 
 // --- structured answer

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "TavrikCore/Support/BoundedReply.h"
 #include "TavrikCore/Synthesis/AnthropicClient.h"
 #include "TavrikCore/Synthesis/ClientError.h"
 #include "TavrikCore/Synthesis/EventStreamReader.h"
@@ -9,8 +10,6 @@
 #include <QObject>
 #include <QPointer>
 #include <optional>
-
-class QNetworkReply;
 
 namespace tavrik {
 
@@ -32,6 +31,11 @@ public:
     // For command-line use: runs a local event loop until finished. Returns !error().
     bool waitForFinished();
 
+    // A whole (not streamed) answer is kept up to this size.
+    static constexpr qint64 answerLimit = 8 * 1024 * 1024;
+    // A streamed answer: far above what the largest allowed output takes as events.
+    static constexpr qint64 streamLimit = 16 * 1024 * 1024;
+
 signals:
     void finished();
 
@@ -40,22 +44,22 @@ protected:
 
     // Runs from the event loop right after construction, so callers can connect first.
     virtual void start() = 0;
-    // Sends one POST of `body`; replies arrive in the handlers below.
-    void send(const QJsonObject& body, bool withMcpBeta = false);
+    // Sends one POST of `body`; the answer arrives in onReply. With `stream`, a success body is
+    // handed to it as it arrives (up to streamLimit) instead of being kept (up to answerLimit).
+    void send(const QJsonObject& body, bool withMcpBeta = false,
+              BoundedReply::StreamHandler stream = {});
     void finishWith(std::optional<ClientError> error);
 
-    virtual void onData(QNetworkReply* reply) {}
-    // A finished exchange: `status` is the HTTP status, `body` what remains unread.
+    // A whole HTTP answer: its status and what was kept of its body (nothing of a streamed one).
     virtual void onReply(int status, const QByteArray& body) = 0;
 
     AnthropicClient m_client;
 
 private:
-    void onFinished(QNetworkReply* reply);
+    void onFinished(BoundedReply* reply);
 
-    QPointer<QNetworkReply> m_reply;
+    QPointer<BoundedReply> m_reply;
     bool m_finished = false;
-    bool m_cancelled = false;
     std::optional<ClientError> m_error;
 };
 
@@ -71,14 +75,12 @@ signals:
 
 protected:
     void start() override;
-    void onData(QNetworkReply* reply) override;
     void onReply(int status, const QByteArray& body) override;
 
 private:
+    void onData(QByteArrayView bytes);
+
     QJsonObject m_body;
-    bool m_statusKnown = false;
-    bool m_httpOk = false;
-    QByteArray m_errorBody;
     EventStreamReader m_reader;
 };
 

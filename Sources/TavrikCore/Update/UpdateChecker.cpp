@@ -1,19 +1,22 @@
 #include "TavrikCore/Update/UpdateChecker.h"
 
+#include "TavrikCore/Support/BoundedReply.h"
 #include "TavrikCore/Synthesis/Hosts.h"
 #include "TavrikCore/Update/Release.h"
 #include "TavrikCore/Version.h"
 
 #include <QDateTime>
 #include <QNetworkAccessManager>
-#include <QNetworkReply>
+#include <QPointer>
 #include <QSettings>
 
 namespace tavrik {
 
 namespace {
 constexpr int kTimeoutMs = 60 * 1000;
-}
+// The feed lists a handful of releases; a few kilobytes.
+constexpr qint64 kFeedLimit = 1024 * 1024;
+} // namespace
 
 UpdateChecker::UpdateChecker(QNetworkAccessManager* session, QSettings* defaults, QObject* parent)
     : QObject(parent), m_session(session), m_defaults(defaults), m_currentVersion(buildVersion()) {
@@ -44,15 +47,16 @@ void UpdateChecker::check() {
 
     QNetworkRequest request(m_feedURL);
     request.setTransferTimeout(kTimeoutMs);
-    QNetworkReply* reply = m_session->get(request);
+    // A started check runs to its end even if this checker goes first.
+    BoundedReply* reply = BoundedReply::get(m_session, request, kFeedLimit, m_session);
     QPointer<UpdateChecker> self(this);
-    connect(reply, &QNetworkReply::finished, this, [self, reply] {
+    connect(reply, &BoundedReply::finished, reply, [self, reply] {
         reply->deleteLater();
         if (!self)
             return;
-        // Any answer is read, whatever its status; only a missing answer ends here.
-        if (reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid())
-            self->handleFeed(reply->readAll());
+        // Any whole answer is read, whatever its status; anything less ends here.
+        if (reply->outcome() == BoundedReply::Outcome::answered)
+            self->handleFeed(reply->body());
         emit self->checkFinished();
     });
 }

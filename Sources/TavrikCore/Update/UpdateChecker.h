@@ -3,7 +3,6 @@
 #include "TavrikCore/Update/AvailableUpdate.h"
 
 #include <QObject>
-#include <QPointer>
 #include <optional>
 
 class QNetworkAccessManager;
