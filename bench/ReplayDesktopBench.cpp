@@ -61,12 +61,13 @@ const char* changeName(Change c) {
 // The window a demonstration or a replay works in, whichever toolkit draws it.
 class Subject {
 public:
-    Subject(Toolkit toolkit, Change change, LocalHttpServer& server, const QString& profile) : m_toolkit(toolkit) {
+    Subject(Toolkit toolkit, Change change, LocalHttpServer& server, const QString& profile) {
         if (toolkit == Toolkit::chromium) {
             QString query;
             QStringList arguments;
             if (change == Change::moved)
-                arguments = {QStringLiteral("--window-position=900,300"), QStringLiteral("--window-size=600,640")};
+                arguments = {QStringLiteral("--window-position=900,300"),
+                             QStringLiteral("--window-size=600,640")};
             else if (change == Change::font) {
                 query = QStringLiteral("font=15");
                 arguments = {QStringLiteral("--window-size=560,760")};
@@ -85,17 +86,18 @@ public:
                             : QStringList{"--font-size", "15", "--size", "560,760"};
         else if (change == Change::inserted)
             arguments = {"--extra-fruit", "Apricots"};
-        m_app = std::make_unique<TaskApp>(gtk ? TaskApp::Toolkit::gtk : TaskApp::Toolkit::qt, arguments);
+        m_app = std::make_unique<TaskApp>(gtk ? TaskApp::Toolkit::gtk : TaskApp::Toolkit::qt,
+                                          arguments);
     }
 
     bool started() const { return m_page ? m_page->started() : m_app->started(); }
     TaskApp& app() { return *m_app; }
     std::optional<QJsonObject> waitForEvent(const QString& name, int timeoutMs) {
-        return m_page ? m_page->waitForEvent(name, timeoutMs) : m_app->waitForEvent(name, timeoutMs);
+        return m_page ? m_page->waitForEvent(name, timeoutMs)
+                      : m_app->waitForEvent(name, timeoutMs);
     }
 
 private:
-    Toolkit m_toolkit;
     std::unique_ptr<TaskApp> m_app;
     std::unique_ptr<ChromiumPage> m_page;
 };
@@ -235,31 +237,41 @@ Replaces the draft note and saves.
 )";
 
 QList<Task> desktopTasks(Toolkit toolkit, const char* prefix) {
-    const auto named = [prefix](const char* what) { return QString::fromLatin1(prefix) + u' ' + QLatin1String(what); };
+    const auto named = [prefix](const char* what) {
+        return QString::fromLatin1(prefix) + u' ' + QLatin1String(what);
+    };
     QList<Task> tasks;
-    tasks.append(Task{
-        named("order form"), toolkit, QString::fromUtf8(kOrderSkill), {{"full_name=Ada"}, "pw123"},
-        Values{{"full_name=Grace"}, "s3cret"},
-        [](Demonstration& d, Subject& s, DesktopActor&) {
-            TaskApp& app = s.app();
-            d.click(app.centre("name"));
-            d.type(QStringLiteral("Ada"));
-            d.click(app.centre("notes"));
-            d.type(QStringLiteral("fast"));
-            d.click(app.centre("password"));
-            d.type(QStringLiteral("pw123"));
-            // On the box, as a person clicks it (Qt takes no click beyond its label).
-            d.click(Point{app.rect("subscribe").origin.x + 10, app.centre("subscribe").y});
-            d.click(Point{app.rect("pears").origin.x + 20, app.centre("pears").y});
-            d.click(app.centre("save"));
-            return true;
-        },
-        [](const QJsonObject& e, const Values& v) {
-            return e.value("name").toString() == valueOf(v, "full_name") && e.value("notes").toString() == "fast" &&
-                   e.value("password").toString() == v.secret && e.value("subscribe").toBool() &&
-                   e.value("fruit").toString() == "Pears";
-        }});
-    tasks.append(Task{named("colour dialog"), toolkit, QString::fromUtf8(kColourSkill), {}, std::nullopt,
+    tasks.append(
+        Task{named("order form"),
+             toolkit,
+             QString::fromUtf8(kOrderSkill),
+             {{"full_name=Ada"}, "pw123"},
+             Values{{"full_name=Grace"}, "s3cret"},
+             [](Demonstration& d, Subject& s, DesktopActor&) {
+                 TaskApp& app = s.app();
+                 d.click(app.centre("name"));
+                 d.type(QStringLiteral("Ada"));
+                 d.click(app.centre("notes"));
+                 d.type(QStringLiteral("fast"));
+                 d.click(app.centre("password"));
+                 d.type(QStringLiteral("pw123"));
+                 // On the box, as a person clicks it (Qt takes no click beyond its label).
+                 d.click(Point{app.rect("subscribe").origin.x + 10, app.centre("subscribe").y});
+                 d.click(Point{app.rect("pears").origin.x + 20, app.centre("pears").y});
+                 d.click(app.centre("save"));
+                 return true;
+             },
+             [](const QJsonObject& e, const Values& v) {
+                 return e.value("name").toString() == valueOf(v, "full_name") &&
+                        e.value("notes").toString() == "fast" &&
+                        e.value("password").toString() == v.secret &&
+                        e.value("subscribe").toBool() && e.value("fruit").toString() == "Pears";
+             }});
+    tasks.append(Task{named("colour dialog"),
+                      toolkit,
+                      QString::fromUtf8(kColourSkill),
+                      {},
+                      std::nullopt,
                       [](Demonstration& d, Subject& s, DesktopActor& actor) {
                           d.click(s.app().centre("choose"));
                           if (!clickNamed(d, actor, "push button", "Blue"))
@@ -267,16 +279,27 @@ QList<Task> desktopTasks(Toolkit toolkit, const char* prefix) {
                           d.click(s.app().centre("save"));
                           return true;
                       },
-                      [](const QJsonObject& e, const Values&) { return e.value("colour").toString() == "blue"; }});
-    tasks.append(Task{named("list selection"), toolkit, QString::fromUtf8(kListSkill), {}, std::nullopt,
+                      [](const QJsonObject& e, const Values&) {
+                          return e.value("colour").toString() == "blue";
+                      }});
+    tasks.append(Task{named("list selection"),
+                      toolkit,
+                      QString::fromUtf8(kListSkill),
+                      {},
+                      std::nullopt,
                       [](Demonstration& d, Subject& s, DesktopActor&) {
                           TaskApp& app = s.app();
                           d.click(Point{app.rect("pears").origin.x + 20, app.centre("pears").y});
                           d.click(app.centre("save"));
                           return true;
                       },
-                      [](const QJsonObject& e, const Values&) { return e.value("fruit").toString() == "Pears"; }});
-    tasks.append(Task{named("text editing"), toolkit, QString::fromUtf8(kNoteSkill), {{"note=final"}, {}},
+                      [](const QJsonObject& e, const Values&) {
+                          return e.value("fruit").toString() == "Pears";
+                      }});
+    tasks.append(Task{named("text editing"),
+                      toolkit,
+                      QString::fromUtf8(kNoteSkill),
+                      {{"note=final"}, {}},
                       Values{{"note=revised"}, {}},
                       [](Demonstration& d, Subject& s, DesktopActor&) {
                           TaskApp& app = s.app();
@@ -295,7 +318,10 @@ QList<Task> desktopTasks(Toolkit toolkit, const char* prefix) {
 
 QList<Task> pageTasks() {
     QList<Task> tasks;
-    tasks.append(Task{QStringLiteral("Chromium order form"), Toolkit::chromium, QString::fromUtf8(kOrderSkill), {{"full_name=Ada"}, {}},
+    tasks.append(Task{QStringLiteral("Chromium order form"),
+                      Toolkit::chromium,
+                      QString::fromUtf8(kOrderSkill),
+                      {{"full_name=Ada"}, {}},
                       Values{{"full_name=Grace"}, {}},
                       [](Demonstration& d, Subject&, DesktopActor& actor) {
                           if (!clickNamed(d, actor, "entry", "Name"))
@@ -309,18 +335,27 @@ QList<Task> pageTasks() {
                       },
                       [](const QJsonObject& e, const Values& v) {
                           return e.value("name").toString() == valueOf(v, "full_name") &&
-                                 e.value("notes").toString() == "fast" && e.value("subscribe").toBool();
+                                 e.value("notes").toString() == "fast" &&
+                                 e.value("subscribe").toBool();
                       }});
-    tasks.append(Task{QStringLiteral("Chromium list of links"), Toolkit::chromium, QString::fromUtf8(kListSkill), {}, std::nullopt,
+    tasks.append(Task{QStringLiteral("Chromium list of links"),
+                      Toolkit::chromium,
+                      QString::fromUtf8(kListSkill),
+                      {},
+                      std::nullopt,
                       [](Demonstration& d, Subject&, DesktopActor& actor) {
-                          return clickNamed(d, actor, "link", "Pears") && clickNamed(d, actor, "push button", "Save");
+                          return clickNamed(d, actor, "link", "Pears") &&
+                                 clickNamed(d, actor, "push button", "Save");
                       },
-                      [](const QJsonObject& e, const Values&) { return e.value("fruit").toString() == "Pears"; }});
+                      [](const QJsonObject& e, const Values&) {
+                          return e.value("fruit").toString() == "Pears";
+                      }});
     return tasks;
 }
 
 const QList<Task>& tasks() {
-    static const QList<Task> all = desktopTasks(Toolkit::gtk, "GTK") + desktopTasks(Toolkit::qt, "Qt") + pageTasks();
+    static const QList<Task> all =
+        desktopTasks(Toolkit::gtk, "GTK") + desktopTasks(Toolkit::qt, "Qt") + pageTasks();
     return all;
 }
 
@@ -358,8 +393,8 @@ Replay replay(const QString& folder, const Values& values, qsizetype secretStep)
     result.wallMs = clock.elapsed();
     output += process.readAll();
     result.lines = QString::fromUtf8(output).split(u'\n', Qt::SkipEmptyParts);
-    result.ok = process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0 && !result.lines.isEmpty() &&
-                result.lines.last().startsWith(QStringLiteral("✓ "));
+    result.ok = process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0 &&
+                !result.lines.isEmpty() && result.lines.last().startsWith(QStringLiteral("✓ "));
     return result;
 }
 
@@ -376,7 +411,8 @@ void BM_Replay(benchmark::State& state, qsizetype index) {
     Row row;
     row.task = task.name;
     if (qEnvironmentVariableIsEmpty("DISPLAY")) {
-        state.SkipWithError("needs an X display with an accessibility bus (scripts/virtual-desktop)");
+        state.SkipWithError(
+            "needs an X display with an accessibility bus (scripts/virtual-desktop)");
         return;
     }
     if (task.toolkit == Toolkit::chromium && !ChromiumPage::isInstalled()) {
@@ -388,14 +424,16 @@ void BM_Replay(benchmark::State& state, qsizetype index) {
     {
         Subject subject(task.toolkit, Change::none, b.server, b.chromiumProfile.path());
         const bool ready =
-            subject.started() && Demonstration::find(*b.actor, QStringLiteral("push button"), QStringLiteral("Save"), 20000);
+            subject.started() && Demonstration::find(*b.actor, QStringLiteral("push button"),
+                                                     QStringLiteral("Save"), 20000);
         Demonstration demonstration(b.desktop);
         demonstration.start();
         if (!ready) {
             row.note = QStringLiteral("the window for the demonstration did not come up");
         } else if (!task.demonstrate(demonstration, subject, *b.actor)) {
             row.note = QStringLiteral("an element to demonstrate with was not found");
-        } else if (const std::optional<QJsonObject> shown = subject.waitForEvent(QStringLiteral("saved"), 5000);
+        } else if (const std::optional<QJsonObject> shown =
+                       subject.waitForEvent(QStringLiteral("saved"), 5000);
                    !shown || !task.saved(*shown, task.demonstrated)) {
             row.note = QStringLiteral("the demonstration itself did not save the right values");
         }
@@ -415,7 +453,8 @@ void BM_Replay(benchmark::State& state, qsizetype index) {
     const bool verbose = qEnvironmentVariableIntValue("TAVRIK_REPLAY_BENCH_VERBOSE") == 1;
     if (verbose)
         for (const PlanStep& step : skill->plan)
-            std::printf("  %s: %s %s “%s” in %s (%s) at %s\n", qPrintable(row.task), qPrintable(step.intent),
+            std::printf("  %s: %s %s “%s” in %s (%s) at %s\n", qPrintable(row.task),
+                        qPrintable(step.intent),
                         step.target ? qPrintable(step.target->axRole.value_or("-")) : "-",
                         step.target ? qPrintable(step.target->axTitle.value_or("")) : "",
                         step.target ? qPrintable(step.target->appBundleID.value_or("-")) : "-",
@@ -425,7 +464,8 @@ void BM_Replay(benchmark::State& state, qsizetype index) {
     const qsizetype secretStep = secretSteps.isEmpty() ? -1 : secretSteps.first();
     const QString folder = Paths::skill(skill->id);
 
-    QList<Change> changes{Change::none, Change::values, Change::moved, Change::font, Change::inserted};
+    QList<Change> changes{Change::none, Change::values, Change::moved, Change::font,
+                          Change::inserted};
     if (!task.other)
         changes.removeOne(Change::values);
     QList<double> wall, perStep, start;
@@ -440,7 +480,8 @@ void BM_Replay(benchmark::State& state, qsizetype index) {
         const Values& values = change == Change::values ? *task.other : task.demonstrated;
         Subject subject(task.toolkit, change, b.server, b.chromiumProfile.path());
         const bool ready =
-            subject.started() && Demonstration::find(*b.actor, QStringLiteral("push button"), QStringLiteral("Save"), 20000);
+            subject.started() && Demonstration::find(*b.actor, QStringLiteral("push button"),
+                                                     QStringLiteral("Save"), 20000);
         Replay result;
         if (ready)
             result = replay(folder, values, secretStep);
@@ -457,12 +498,14 @@ void BM_Replay(benchmark::State& state, qsizetype index) {
             if (result.startMs >= 0)
                 start.append(double(result.startMs));
         } else {
-            const QString why = !ready                 ? QStringLiteral("the window did not come up")
-                                : !result.ok           ? result.lines.value(result.lines.size() - 1)
-                                : !saved               ? QStringLiteral("the application saved nothing")
-                                                       : QStringLiteral("saved %1").arg(QString::fromUtf8(
-                                                             QJsonDocument(*saved).toJson(QJsonDocument::Compact)));
-            row.failures.append(QStringLiteral("%1: %2").arg(QString::fromLatin1(changeName(change)), why));
+            const QString why = !ready       ? QStringLiteral("the window did not come up")
+                                : !result.ok ? result.lines.value(result.lines.size() - 1)
+                                : !saved     ? QStringLiteral("the application saved nothing")
+                                             : QStringLiteral("saved %1")
+                                               .arg(QString::fromUtf8(QJsonDocument(*saved).toJson(
+                                                   QJsonDocument::Compact)));
+            row.failures.append(
+                QStringLiteral("%1: %2").arg(QString::fromLatin1(changeName(change)), why));
             if (verbose)
                 std::printf("  %s\n", qPrintable(result.lines.join(QStringLiteral("\n  "))));
         }
@@ -476,13 +519,16 @@ void BM_Replay(benchmark::State& state, qsizetype index) {
     state.counters["ms_replay"] = row.medianMs;
     state.counters["ms_step"] = row.medianStepMs;
     state.counters["steps"] = row.steps;
-    state.SetLabel(QStringLiteral("%1 (targets: 100 % unchanged, >= 95 % changed)").arg(row.task).toStdString());
+    state.SetLabel(QStringLiteral("%1 (targets: 100 % unchanged, >= 95 % changed)")
+                       .arg(row.task)
+                       .toStdString());
     rows().append(row);
 }
 
 void registerTasks() {
     for (qsizetype i = 0; i < tasks().size(); ++i) {
-        const QByteArray name = "BM_Replay/" + QString(tasks()[i].name).replace(u' ', u'_').toUtf8();
+        const QByteArray name =
+            "BM_Replay/" + QString(tasks()[i].name).replace(u' ', u'_').toUtf8();
         benchmark::RegisterBenchmark(name.constData(), BM_Replay, i)
             ->Iterations(runsPerTask())
             ->Repetitions(1)
@@ -495,18 +541,20 @@ void registerTasks() {
 void printTable() {
     if (rows().isEmpty())
         return;
-    std::printf("\n%-26s %5s %11s %11s %10s %9s %9s\n", "task", "steps", "unchanged", "changed", "ms/replay",
-                "ms/step", "ms start");
+    std::printf("\n%-26s %5s %11s %11s %10s %9s %9s\n", "task", "steps", "unchanged", "changed",
+                "ms/replay", "ms/step", "ms start");
     for (const Row& r : rows()) {
-        std::printf("%-26s %5d %5d/%-5d %5d/%-5d %10.0f %9.0f %9.0f\n", qPrintable(r.task), r.steps, r.unchangedOk,
-                    r.unchangedRuns, r.changedOk, r.changedRuns, r.medianMs, r.medianStepMs, r.medianStartMs);
+        std::printf("%-26s %5d %5d/%-5d %5d/%-5d %10.0f %9.0f %9.0f\n", qPrintable(r.task), r.steps,
+                    r.unchangedOk, r.unchangedRuns, r.changedOk, r.changedRuns, r.medianMs,
+                    r.medianStepMs, r.medianStartMs);
         if (!r.note.isEmpty())
             std::printf("    %s\n", qPrintable(r.note));
         for (const QString& f : r.failures)
             std::printf("    failed, %s\n", qPrintable(f));
     }
-    std::printf("ms/replay and ms/step: medians of successful replays, from the program's start until it "
-                "exited; ms start: until it began the first step.\n");
+    std::printf(
+        "ms/replay and ms/step: medians of successful replays, from the program's start until it "
+        "exited; ms start: until it began the first step.\n");
     std::fflush(stdout);
 }
 

@@ -21,8 +21,8 @@ public:
 
     // `query` goes on the page's address (font=PT, extra=NAME); `arguments` to Chromium (window
     // position and size). An empty `profile` means a fresh one for this window.
-    ChromiumPage(LocalHttpServer& server, const QString& query = {}, const QStringList& arguments = {},
-                 const QString& profile = {});
+    ChromiumPage(LocalHttpServer& server, const QString& query = {},
+                 const QStringList& arguments = {}, const QString& profile = {});
     ~ChromiumPage();
     ChromiumPage(const ChromiumPage&) = delete;
     ChromiumPage& operator=(const ChromiumPage&) = delete;

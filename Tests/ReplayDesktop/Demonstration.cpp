@@ -71,14 +71,15 @@ std::optional<Skill> Demonstration::save(const QString& skillMarkdown) {
     return skill;
 }
 
-std::optional<Rect> Demonstration::find(DesktopActor& actor, const QString& role, const QString& name,
-                                        int timeoutMs) {
+std::optional<Rect> Demonstration::find(DesktopActor& actor, const QString& role,
+                                        const QString& name, int timeoutMs) {
     std::optional<Rect> found;
     waitUntil(
         [&] {
             for (const LiveWindow& window : actor.windows())
                 for (const LiveElement& e : actor.elements(window, role, 2000))
-                    if (e.name == name && e.showing && e.frame.size.width > 0 && e.frame.size.height > 0) {
+                    if (e.name == name && e.showing && e.frame.size.width > 0 &&
+                        e.frame.size.height > 0) {
                         found = e.frame;
                         return true;
                     }

@@ -35,7 +35,8 @@ public:
 
     // Where a showing element of `role` named `name` is now, on any window of the desktop; waits
     // up to `timeoutMs` for it to show.
-    static std::optional<Rect> find(DesktopActor& actor, const QString& role, const QString& name, int timeoutMs);
+    static std::optional<Rect> find(DesktopActor& actor, const QString& role, const QString& name,
+                                    int timeoutMs);
 
 private:
     void settle();
