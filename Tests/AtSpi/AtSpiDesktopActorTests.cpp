@@ -169,6 +169,12 @@ TEST_F(AtSpiDesktopActorTest, ActsOnGtkElements) {
     EXPECT_TRUE(actor->insertText(*entry, ", Wörld"));
     EXPECT_TRUE(textBecomes(*entry, "Hello, Wörld"));
     EXPECT_EQ(actor->refresh(*entry).value_or(LiveElement{}).value, "Hello, Wörld");
+    // A GTK entry given the focus selects its text; typed text replaces a selection, and so
+    // does inserted text (offsets in characters, the length in bytes).
+    ASSERT_TRUE(actor->focus(*button));
+    ASSERT_TRUE(actor->focus(*entry));
+    EXPECT_TRUE(actor->insertText(*entry, "Grüß dich"));
+    EXPECT_TRUE(textBecomes(*entry, "Grüß dich"));
 
     // Secure fields are written but never read.
     EXPECT_TRUE(actor->replaceText(*password, "swordfish"));
