@@ -168,6 +168,20 @@ TEST_F(AtSpiDesktopActorTest, ActsOnGtkElements) {
     EXPECT_EQ(actor->refresh(*entry).value_or(LiveElement{}).value, "hello, Wörld");
     EXPECT_TRUE(actor->replaceText(*entry, "Hello"));
     EXPECT_TRUE(textBecomes(*entry, "Hello"));
+    XTestInput input;
+    ASSERT_TRUE(input.isAvailable());
+    ASSERT_TRUE(input.pressKey(KeyCodes::end, 0));
+    EXPECT_TRUE(eventually([&] { return focused(*entry); }));
+    // At the caret, which End put after the text; ATK counts the inserted length in bytes.
+    EXPECT_TRUE(actor->insertText(*entry, ", Wörld"));
+    EXPECT_TRUE(textBecomes(*entry, "Hello, Wörld"));
+    EXPECT_EQ(actor->refresh(*entry).value_or(LiveElement{}).value, "Hello, Wörld");
+    // A GTK entry given the focus selects its text; typed text replaces a selection, and so
+    // does inserted text (offsets in characters, the length in bytes).
+    ASSERT_TRUE(actor->focus(*button));
+    ASSERT_TRUE(actor->focus(*entry));
+    EXPECT_TRUE(actor->insertText(*entry, "Grüß dich"));
+    EXPECT_TRUE(textBecomes(*entry, "Grüß dich"));
 
     // Secure fields are written but never read.
     EXPECT_TRUE(actor->replaceText(*password, "swordfish"));

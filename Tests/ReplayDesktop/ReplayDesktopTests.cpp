@@ -1,4 +1,7 @@
+#include "ChromiumPage.h"
+#include "Demonstration.h"
 #include "DesktopDriver.h"
+#include "Support/LocalHttpServer.h"
 #include "Support/TempSupportFolder.h"
 #include "TaskApp.h"
 #include "Tavrik/Runtime/AgentRunner.h"
@@ -357,6 +360,56 @@ TEST_F(ReplayDesktopGtk, ADialogHasTheIdentityOfItsApplication) {
         },
         10000));
     EXPECT_EQ(probe->focusedTarget()->appBundleID, QStringLiteral("org.tavrik.TaskForm"));
+}
+
+// Pages too: a form on a local page in Chromium, demonstrated once, replays with another name in
+// a window that moved.
+TEST(ReplayDesktopPage, AFormOnAPageReplaysWithAnotherValue) {
+    if (qEnvironmentVariableIsEmpty("DISPLAY"))
+        GTEST_SKIP() << "needs an X display with an accessibility bus (scripts/virtual-desktop)";
+    if (!test::ChromiumPage::isInstalled())
+        GTEST_SKIP() << "needs /usr/bin/chromium";
+    test::TempSupportFolder support;
+    test::DesktopDriver desktop;
+    test::LocalHttpServer server;
+    test::ChromiumPage::serve(server);
+    std::unique_ptr<DesktopActor> actor = DesktopBackend::createDesktopActor();
+    const auto at = [&](const char* role, const char* name) {
+        const std::optional<Rect> r = test::Demonstration::find(*actor, QString::fromLatin1(role),
+                                                                QString::fromLatin1(name), 20000);
+        return r ? Point{r->origin.x + r->size.width / 2, r->origin.y + r->size.height / 2} : Point{-1, -1};
+    };
+
+    std::optional<Skill> skill;
+    {
+        test::ChromiumPage page(server);
+        ASSERT_TRUE(page.started());
+        const Point name = at("entry", "Name");
+        ASSERT_GE(name.x, 0);
+        test::Demonstration demonstration(desktop);
+        demonstration.start();
+        demonstration.click(name);
+        demonstration.type(QStringLiteral("Ada"));
+        demonstration.click(at("entry", "Notes"));
+        demonstration.type(QStringLiteral("fast"));
+        demonstration.click(at("check box", "Subscribe"));
+        demonstration.click(at("push button", "Save"));
+        EXPECT_TRUE(page.waitForEvent(QStringLiteral("saved"), 5000));
+        skill = demonstration.save(QString::fromUtf8(kSkillText));
+    }
+    ASSERT_TRUE(skill);
+    ASSERT_EQ(CastRoute::method(*skill), CastMethod::replay);
+
+    test::ChromiumPage page(server, {}, {QStringLiteral("--window-position=700,200")});
+    ASSERT_TRUE(page.started());
+    ASSERT_GE(at("push button", "Save").x, 0);
+    const ReplayResult result = replay(Paths::skill(skill->id), {QStringLiteral("full_name=Grace")}, {});
+    ASSERT_EQ(result.exitCode, 0) << result.lines.join(u'\n').toStdString();
+    const std::optional<QJsonObject> saved = page.waitForEvent(QStringLiteral("saved"), 5000);
+    ASSERT_TRUE(saved);
+    EXPECT_EQ(saved->value("name").toString(), QStringLiteral("Grace"));
+    EXPECT_EQ(saved->value("notes").toString(), QStringLiteral("fast"));
+    EXPECT_TRUE(saved->value("subscribe").toBool());
 }
 
 INSTANTIATE_TEST_SUITE_P(Toolkits, ReplayDesktop, testing::Values(TaskApp::Toolkit::gtk, TaskApp::Toolkit::qt),

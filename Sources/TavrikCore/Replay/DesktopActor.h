@@ -31,7 +31,8 @@ public:
     virtual bool focus(const LiveElement& element) = 0;
     // Selects the element within its parent (list rows, table cells, tabs).
     virtual bool select(const LiveElement& element) = 0;
-    // Inserts at the caret (at the end when the caret is unknown).
+    // Inserts at the caret (at the end when the caret is unknown), in place of a selection as
+    // typing does.
     virtual bool insertText(const LiveElement& element, const QString& text) = 0;
     virtual bool replaceText(const LiveElement& element, const QString& text) = 0;
     // The element's whole text; nothing for secure fields or elements without text.

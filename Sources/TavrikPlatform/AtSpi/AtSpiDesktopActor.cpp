@@ -62,6 +62,26 @@ bool toolkitCountsUtf16(const QString& toolkit) {
     return toolkit.compare(QLatin1String("Qt"), Qt::CaseInsensitive) == 0;
 }
 
+// Start and end offset of a text's first selection.
+using Selection = std::pair<gint, gint>;
+
+std::optional<Selection> selection(AtspiAccessible* object, Query& query) {
+    const gint count =
+        query.call([&](GError** e) { return atspi_text_get_n_selections(ATSPI_TEXT(object), e); })
+            .value_or(0);
+    if (count <= 0) {
+        return std::nullopt;
+    }
+    auto range =
+        query.call([&](GError** e) { return atspi_text_get_selection(ATSPI_TEXT(object), 0, e); });
+    if (!range || !*range) {
+        return std::nullopt;
+    }
+    const Selection result{(*range)->start_offset, (*range)->end_offset};
+    g_free(*range);
+    return result;
+}
+
 } // namespace
 
 struct AtSpiDesktopActor::Private {
@@ -480,6 +500,19 @@ bool AtSpiDesktopActor::insertText(const LiveElement& element, const QString& te
     if (interfaces.contains("EditableText")) {
         gint position = -1;
         if (interfaces.contains("Text")) {
+            // Typed text replaces a selection (Ctrl+A before new text): so does this.
+            const std::optional<Selection> selected = selection(object, query);
+            if (selected && selected->second > selected->first &&
+                query
+                    .call([&](GError** e) {
+                        return atspi_editable_text_delete_text(
+                            ATSPI_EDITABLE_TEXT(object), selected->first, selected->second, e);
+                    })
+                    .value_or(false)) {
+                position = selected->first;
+            }
+        }
+        if (position < 0 && interfaces.contains("Text")) {
             position = query
                            .call([&](GError** e) {
                                return atspi_text_get_caret_offset(ATSPI_TEXT(object), e);

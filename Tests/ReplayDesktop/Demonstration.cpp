@@ -1,0 +1,92 @@
+#include "Demonstration.h"
+
+#include "DesktopDriver.h"
+#include "TavrikCore/Recorder/Recorder.h"
+#include "TavrikCore/Replay/DesktopActor.h"
+#include "TavrikCore/Storage/SkillStore.h"
+#include "TavrikCore/Synthesis/Synthesizer.h"
+#include "TavrikPlatform/AccessibilityBackend.h"
+#include "TavrikPlatform/DesktopBackend.h"
+
+#include <QFuture>
+
+// clang-format off
+#include <X11/Xlib.h>
+#include <X11/keysym.h>
+// clang-format on
+
+namespace tavrik::test {
+
+Demonstration::Demonstration(DesktopDriver& desktop)
+    : m_desktop(desktop),
+      m_recorder(std::make_unique<Recorder>(DesktopBackend::createInputMonitor(),
+                                            DesktopBackend::createFrameCapturer(),
+                                            DesktopBackend::createAXResolver())) {}
+
+Demonstration::~Demonstration() = default;
+
+// The recorder resolves each click's element while the window still shows what was clicked; a
+// person's pace leaves it that time.
+void Demonstration::settle() {
+    waitUntil([] { return false; }, 450);
+}
+
+void Demonstration::start() {
+    m_recorder->start();
+    waitUntil([] { return false; }, 300);
+}
+
+void Demonstration::click(Point at) {
+    m_desktop.moveTo(int(at.x), int(at.y));
+    m_desktop.click(1);
+    m_desktop.sync();
+    settle();
+}
+
+void Demonstration::type(const QString& text) {
+    for (const QChar c : text) {
+        const unsigned long keysym =
+            c == u' ' ? XK_space : XStringToKeysym(QString(c).toLatin1().constData());
+        if (c.isUpper())
+            m_desktop.chord({XK_Shift_L}, keysym);
+        else
+            m_desktop.tap(keysym);
+    }
+    settle();
+}
+
+void Demonstration::chord(const QList<unsigned long>& modifiers, unsigned long keysym) {
+    m_desktop.chord(modifiers, keysym);
+    settle();
+}
+
+std::optional<Skill> Demonstration::save(const QString& skillMarkdown) {
+    QFuture<std::optional<Recording>> stopped = m_recorder->stop();
+    if (!waitUntil([&] { return stopped.isFinished(); }, 20000) || !stopped.result())
+        return std::nullopt;
+    Skill skill = Synthesizer::skillFromMarkdown(skillMarkdown, *stopped.result());
+    skill.sourceRecordingID = stopped.result()->id;
+    if (SkillStore().save(skill))
+        return std::nullopt;
+    return skill;
+}
+
+std::optional<Rect> Demonstration::find(DesktopActor& actor, const QString& role,
+                                        const QString& name, int timeoutMs) {
+    std::optional<Rect> found;
+    waitUntil(
+        [&] {
+            for (const LiveWindow& window : actor.windows())
+                for (const LiveElement& e : actor.elements(window, role, 2000))
+                    if (e.name == name && e.showing && e.frame.size.width > 0 &&
+                        e.frame.size.height > 0) {
+                        found = e.frame;
+                        return true;
+                    }
+            return false;
+        },
+        timeoutMs);
+    return found;
+}
+
+} // namespace tavrik::test

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "TavrikCore/Models/Rect.h"
+#include "TavrikCore/Models/Skill.h"
+
+#include <QList>
+#include <QString>
+#include <memory>
+#include <optional>
+
+namespace tavrik {
+class DesktopActor;
+class Recorder;
+} // namespace tavrik
+
+namespace tavrik::test {
+
+class DesktopDriver;
+
+// A demonstration as a person gives it: XTest input on the test desktop, seen by the real
+// recorder, and turned into a skill the way a drafted SKILL.md is (Synthesizer::skillFromMarkdown),
+// saved in the library.
+class Demonstration {
+public:
+    explicit Demonstration(DesktopDriver& desktop);
+    ~Demonstration();
+
+    void start();
+    void click(Point at);
+    // Letters, digits and spaces, shifted where upper case.
+    void type(const QString& text);
+    void chord(const QList<unsigned long>& modifiers, unsigned long keysym);
+    // Stops the recording and saves it with `skillMarkdown`'s name and parameters.
+    std::optional<Skill> save(const QString& skillMarkdown);
+
+    // Where a showing element of `role` named `name` is now, on any window of the desktop; waits
+    // up to `timeoutMs` for it to show.
+    static std::optional<Rect> find(DesktopActor& actor, const QString& role, const QString& name,
+                                    int timeoutMs);
+
+private:
+    void settle();
+
+    DesktopDriver& m_desktop;
+    std::unique_ptr<Recorder> m_recorder;
+};
+
+} // namespace tavrik::test
