@@ -1,6 +1,7 @@
 #include "Tavrik/AppState.h"
 
 #include "Tavrik/Analytics.h"
+#include "Tavrik/LibraryWatcher.h"
 #include "Tavrik/Runtime/AgentRunner.h"
 #include "Tavrik/Runtime/CastRules.h"
 #include "TavrikCore/Replay/CastRoute.h"
@@ -42,6 +43,9 @@ AppState::AppState(AppServices services, QObject* parent)
 
     if (std::optional<QString> error = Paths::ensureDirectories())
         log(QStringLiteral("could not create the support folders: ") + *error);
+    m_libraryWatcher = new LibraryWatcher(this);
+    // Folders added, edited or removed by hand show without a restart.
+    connect(m_libraryWatcher, &LibraryWatcher::libraryChanged, this, &AppState::reloadSkills);
     reloadSkills();
 
     QTimer::singleShot(0, this, [this] {
@@ -54,6 +58,13 @@ AppState::AppState(AppServices services, QObject* parent)
     m_pollTimer.setTimerType(Qt::CoarseTimer);
     connect(&m_pollTimer, &QTimer::timeout, this, &AppState::pollPermissions);
     m_pollTimer.start();
+
+    m_outcomeTimer.setSingleShot(true);
+    m_outcomeTimer.setInterval(outcomeShownMs);
+    connect(&m_outcomeTimer, &QTimer::timeout, this, [this] {
+        if (m_skillPanelPhase == SkillPanelPhase::running && !m_state.isCasting())
+            setSkillPanelPhase(SkillPanelPhase::idle);
+    });
 }
 
 AppState::~AppState() {
@@ -137,7 +148,8 @@ void AppState::set(const TavrikState& state) {
         send(QStringLiteral("skill_run_finished"));
     if (m_services.hotkeys)
         m_services.hotkeys->setCasting(state.isCasting());
-    if (state.kind() == TavrikState::Kind::idle && m_skillPanelPhase == SkillPanelPhase::running)
+    // A run that ended with an outcome keeps the panel until it has been seen (showRunEnd).
+    if (state.kind() == TavrikState::Kind::idle && m_skillPanelPhase == SkillPanelPhase::running && !m_runOutcome)
         setSkillPanelPhase(m_savedSkill ? SkillPanelPhase::saved : SkillPanelPhase::idle);
     if (changed) {
         emit stateChanged();
@@ -192,6 +204,7 @@ void AppState::startRecording() {
         return;
     }
     set(TavrikState::recording());
+    m_lastRecording.reset();
     send(QStringLiteral("recording_started"));
     setMicLevel(0);
     if (m_services.recorder)
@@ -237,25 +250,8 @@ void AppState::stopRecording() {
             failGenerating(QString::fromUtf8(emptyRecordingMessage));
             return;
         }
-        if (!m_services.synthesis) {
-            failGenerating(QStringLiteral("Skill writing is not available in this build."));
-            return;
-        }
-        m_generationTask = m_services.synthesis->streamSkill(
-            *recording, transcript,
-            [this, isCurrent](const QString& fragment) {
-                if (isCurrent())
-                    setPendingSkillMarkdown(m_pendingSkillMarkdown + fragment);
-            },
-            [this, isCurrent](SkillSynthesis::Result result) {
-                if (!isCurrent())
-                    return;
-                if (result.draft)
-                    finishGenerating(result.draft->skill, result.draft->markdown);
-                else
-                    failGenerating(result.error.isEmpty() ? QStringLiteral("The skill could not be written.")
-                                                          : result.error);
-            });
+        m_lastRecording = Demonstration{*recording, transcript};
+        synthesizeLastRecording();
     };
 
     auto afterRecorder = [this, isCurrent, synthesize](std::optional<Recording> recording) {
@@ -274,6 +270,44 @@ void AppState::stopRecording() {
         m_services.recorder->stop(afterRecorder);
     else
         afterRecorder(std::nullopt);
+}
+
+void AppState::synthesizeLastRecording() {
+    if (!m_services.synthesis) {
+        failGenerating(QStringLiteral("Skill writing is not available in this build."));
+        return;
+    }
+    const quint64 generation = m_generation;
+    QPointer<AppState> self(this);
+    auto isCurrent = [self, generation] { return self && self->m_generation == generation; };
+    m_generationTask = m_services.synthesis->streamSkill(
+        m_lastRecording->recording, m_lastRecording->narration,
+        [this, isCurrent](const QString& fragment) {
+            if (isCurrent())
+                setPendingSkillMarkdown(m_pendingSkillMarkdown + fragment);
+        },
+        [this, isCurrent](SkillSynthesis::Result result) {
+            if (!isCurrent())
+                return;
+            if (result.draft)
+                finishGenerating(result.draft->skill, result.draft->markdown);
+            else
+                failGenerating(result.error.isEmpty() ? QStringLiteral("The skill could not be written.") : result.error);
+        });
+}
+
+void AppState::retrySynthesis() {
+    if (!canRetrySynthesis())
+        return;
+    ++m_generation;
+    m_generationTask.reset();
+    set(TavrikState::creatingSkill());
+    setGenerationError(std::nullopt);
+    setGenerationStatus(QStringLiteral("Writing the skill…"));
+    setPendingSkillMarkdown(QString());
+    setGenerating(true);
+    setSkillPanelPhase(SkillPanelPhase::generating);
+    synthesizeLastRecording();
 }
 
 void AppState::finishGenerating(const Skill& skill, const QString& markdown) {
@@ -369,6 +403,7 @@ void AppState::discardGeneratedSkill() {
 }
 
 void AppState::closeSkillPanel() {
+    m_outcomeTimer.stop();
     ++m_generation;
     m_generationTask.reset();
     emit editorCloseRequested();
@@ -437,6 +472,11 @@ void AppState::runViaAgent(const Skill& skill, const QMap<QString, QString>& par
             options.secrets.insert(step, *secret);
         }
     }
+    // The previous run's outcome never passes for this one's: the panel starts afresh.
+    m_outcomeTimer.stop();
+    if (m_skillPanelPhase == SkillPanelPhase::running && m_runOutcome)
+        setSkillPanelPhase(SkillPanelPhase::idle);
+    setRunOutcome(std::nullopt);
     setSkillPanelPhase(SkillPanelPhase::running);
     setRunningLine(QStringLiteral("Starting…"));
     set(TavrikState::casting(skill.name));
@@ -451,13 +491,12 @@ void AppState::runViaAgent(const Skill& skill, const QMap<QString, QString>& par
     connect(runner, &AgentRunner::finished, this, [this, runner, skill, checkOnly](bool success, const QString& summary) {
         if (m_agentRunner != runner)
             return; // stopped by panic; its late news is not wanted
-        setRunOutcome(CastRules::outcomeText(success, summary));
         if (!checkOnly)
             AuditLog::append(CastRules::runRecord(m_runStartedAt, skill, runner->steps(), success));
         m_agentRunner = nullptr;
         runner->deleteLater();
-        setRunningLine(QString());
-        set(TavrikState::idle());
+        showRunEnd(skill, (success ? QStringLiteral("✓ ") : QStringLiteral("✗ ")) +
+                              CastRules::outcomeText(success, summary));
         emit runFinished(success);
     });
     m_runningSkill = skill;
@@ -473,9 +512,25 @@ void AppState::panic() {
         if (!m_runIsCheck)
             AuditLog::append(CastRules::runRecord(m_runStartedAt, m_runningSkill, runner->steps(), false));
         runner->deleteLater();
+        showRunEnd(m_runningSkill, QString::fromUtf8(stoppedOutcome));
+        return;
     }
     setRunningLine(QString());
     set(TavrikState::idle());
+}
+
+void AppState::showRunEnd(const Skill& skill, const QString& outcome) {
+    m_lastOutcomes.insert(skill.id, outcome);
+    setRunOutcome(outcome);
+    setRunningLine(QString());
+    set(TavrikState::idle());
+    // A draft's run reports in its saved card; any other run keeps the panel for a while.
+    if (m_skillPanelPhase != SkillPanelPhase::running)
+        return;
+    if (m_savedSkill)
+        setSkillPanelPhase(SkillPanelPhase::saved);
+    else
+        m_outcomeTimer.start();
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -7,6 +7,7 @@
 #include "TavrikCore/Storage/SkillStore.h"
 
 #include <QDateTime>
+#include <QHash>
 #include <QMap>
 #include <QObject>
 #include <QPointer>
@@ -18,6 +19,7 @@ class QSettings;
 namespace tavrik {
 
 class AgentRunner;
+class LibraryWatcher;
 class UpdateChecker;
 
 // The one controller of the application: owns the services, holds everything the views show and
@@ -53,6 +55,9 @@ public:
 
     static constexpr const char* tipsDismissedKey = "tavrik.tipsDismissed";
     static constexpr int permissionPollIntervalMs = 1500;
+    // How long a finished run's outcome stays on the pill unless dismissed.
+    static constexpr int outcomeShownMs = 8000;
+    static constexpr const char* stoppedOutcome = "Stopped";
     static constexpr const char* emptyRecordingMessage =
         "That recording was empty — there was nothing to turn into a skill.";
 
@@ -82,11 +87,19 @@ public:
     bool hasUnsavedEdits() const { return m_pendingSkillMarkdown != m_generatedMarkdownSnapshot; }
     const std::optional<Skill>& savedSkill() const { return m_savedSkill; }
     bool isGeneratingSkill() const { return m_isGeneratingSkill; }
+    // Writing the skill failed and the demonstration it was written from can be sent again.
+    bool canRetrySynthesis() const {
+        return m_skillPanelPhase == SkillPanelPhase::error && m_lastRecording && !m_pendingGeneratedSkill;
+    }
     const QString& skillGenerationStatus() const { return m_skillGenerationStatus; }
     // Empty when there is none.
     QString skillGenerationError() const { return m_skillGenerationError.value_or(QString()); }
     QString runOutcome() const { return m_runOutcome.value_or(QString()); }
     bool hasRunOutcome() const { return m_runOutcome.has_value(); }
+    // How the skill's last run in this session ended, as the pill showed it; empty when none.
+    QString lastOutcome(const Skill& skill) const { return m_lastOutcomes.value(skill.id); }
+    // Whether a finished run's outcome is on show and will leave by itself.
+    bool showsFinishedRun() const { return m_outcomeTimer.isActive(); }
 
     // Services for the views that need more than the fields (update bubble, onboarding).
     UpdateChecker* updateChecker() const { return m_updateChecker; }
@@ -112,6 +125,8 @@ public slots:
     void renameSkill(const QString& name);
     void saveGeneratedSkill();
     void runPendingSkill();
+    // Sends the last demonstration to be written again, without recording it again.
+    void retrySynthesis();
     // Asks first when there are unsaved edits.
     void discardGeneratedSkill();
     void closeSkillPanel();
@@ -166,6 +181,7 @@ private:
     void set(const TavrikState& state);
     void send(const QString& event, const QJsonObject& properties = {});
     void startHotkeysIfPossible();
+    void synthesizeLastRecording();
     void finishGenerating(const Skill& skill, const QString& markdown);
     void failGenerating(const QString& message);
     void runViaAgent(const Skill& skill, const QMap<QString, QString>& parameters, bool checkOnly = false);
@@ -180,13 +196,16 @@ private:
     void setGenerationError(const std::optional<QString>& error);
     void setRunOutcome(const std::optional<QString>& outcome);
     void setCreationStatus(const SkillCreationStatus& status);
+    void showRunEnd(const Skill& skill, const QString& outcome);
 
     AppServices m_services;
     QSettings* m_settings;
     QNetworkAccessManager* m_network;
     UpdateChecker* m_updateChecker;
     SkillStore m_store;
+    LibraryWatcher* m_libraryWatcher;
     QTimer m_pollTimer;
+    QTimer m_outcomeTimer;
 
     TavrikState m_state;
     QList<Skill> m_skills;
@@ -203,10 +222,16 @@ private:
     QString m_skillGenerationStatus;
     std::optional<QString> m_skillGenerationError;
     std::optional<QString> m_runOutcome;
+    QHash<QUuid, QString> m_lastOutcomes;
 
     // A counter for the generation in flight: answers for an older one are dropped.
     quint64 m_generation = 0;
     std::unique_ptr<SkillSynthesis::Task> m_generationTask;
+    struct Demonstration {
+        Recording recording;
+        QString narration;
+    };
+    std::optional<Demonstration> m_lastRecording;
     QString m_generatedMarkdownSnapshot;
     std::optional<Skill> m_savedSkill;
     QPointer<AgentRunner> m_agentRunner;

@@ -4,6 +4,7 @@
 #include "Tavrik/ReplayCommand.h"
 #include "Tavrik/SelfTest.h"
 #include "Tavrik/SkillReference.h"
+#include "Tavrik/SynthesizeCommand.h"
 #include "Tavrik/TraceCommand.h"
 #include "TavrikCore/Storage/SkillMarkdown.h"
 #include "TavrikCore/Storage/SkillStore.h"
@@ -46,6 +47,10 @@ Commands:
                               show what would be sent to the model to write a
                               skill from a recording: the text exactly, and the
                               frames with their sizes after downscaling
+  synthesize RECORDING [--narration TEXT] [--save]
+                              write a skill from a recording, as after a
+                              demonstration: the SKILL.md streams to standard
+                              output; --save adds it to the library
   --selftest                  run the built-in checks and exit
   --help, -h                  show this help
   --version                   print the version
@@ -171,6 +176,8 @@ int runCommand(const QStringList& arguments, QTextStream& out, QTextStream& err)
         return showSkill(rest, io);
     if (command == QStringLiteral("trace"))
         return traceRecording(rest, out, err);
+    if (command == QStringLiteral("synthesize"))
+        return synthesizeRecording(rest, out, err);
     if (command == QStringLiteral("cast"))
         return castSkill(rest, out, err);
     if (command == QStringLiteral("replay"))

@@ -1,6 +1,7 @@
 #include "Tavrik/FloatingViews.h"
 
 #include "Tavrik/AppState.h"
+#include "Tavrik/Palette/PaletteView.h"
 #include "Tavrik/Palette/PaletteWindow.h"
 #include "Tavrik/Pill/PillController.h"
 #include "Tavrik/Pill/PillWindow.h"
@@ -15,6 +16,11 @@ FloatingViews::FloatingViews(AppState* app, QObject* parent) : QObject(parent), 
     connect(app, &AppState::paletteOpenChanged, this, [this](bool open) {
         if (open)
             openPalette();
+    });
+    // An open palette follows the library too (folders changed on disk while it is up).
+    connect(app, &AppState::skillsChanged, this, [this] {
+        if (m_palette && m_app)
+            m_palette->setSkills(m_app->skills());
     });
 }
 
@@ -89,12 +95,14 @@ void FloatingViews::showPill() {
     connect(panel, &SkillPanel::runClicked, app, &AppState::runPendingSkill);
     connect(panel, &SkillPanel::discardClicked, app, &AppState::discardGeneratedSkill);
     connect(panel, &SkillPanel::closeClicked, app, &AppState::closeSkillPanel);
+    connect(panel, &SkillPanel::retryClicked, app, &AppState::retrySynthesis);
     connect(panel, &SkillPanel::markdownEdited, app, [app](const QString& markdown) {
         app->setPendingSkillMarkdown(markdown);
         app->applyMarkdownEdits();
     });
     connect(window, &PillWindow::recordClicked, app, &AppState::toggleRecording);
     connect(window, &PillWindow::paletteClicked, app, &AppState::openPalette);
+    connect(window, &PillWindow::openClicked, this, &FloatingViews::mainWindowRequested);
     connect(window, &PillWindow::dismissTipsClicked, app, &AppState::dismissTips);
 
     if (UpdateChecker* updates = app->updateChecker()) {
@@ -127,6 +135,7 @@ void FloatingViews::syncPill() {
         window->skillPanel()->setSkillName(state.castingSkill());
     window->skillPanel()->setRunningLine(m_app->runningLine());
     window->skillPanel()->setOutcome(m_app->runOutcome());
+    window->skillPanel()->setRetryAvailable(m_app->canRetrySynthesis());
     m_pill->setHasTip(m_app->hasPillTip());
     window->setTip(m_app->pillTip());
     window->setRecording(m_app->state().kind() == TavrikState::Kind::recording);
@@ -140,6 +149,7 @@ void FloatingViews::syncPanelText() {
     SkillPanel* panel = m_pill->window()->skillPanel();
     panel->setStatus(m_app->skillGenerationStatus());
     panel->setError(m_app->skillGenerationError());
+    panel->setRetryAvailable(m_app->canRetrySynthesis());
     if (const std::optional<Skill>& skill = m_app->pendingGeneratedSkill())
         panel->setSkillName(skill->name, skill->slashCommand());
     panel->setMarkdown(m_app->pendingSkillMarkdown());

@@ -22,6 +22,9 @@ public:
     PillController* pill() const { return m_pill; }
     PaletteView* palette() const { return m_palette; }
 
+signals:
+    void mainWindowRequested();
+
 private:
     void openPalette();
     void syncPill();

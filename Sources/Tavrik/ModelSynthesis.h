@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Tavrik/AppServices.h"
+#include "TavrikCore/Synthesis/ClientError.h"
 #include "TavrikCore/Synthesis/Synthesizer.h"
 
 namespace tavrik {
@@ -14,6 +15,10 @@ public:
     std::unique_ptr<Task> streamSkill(const Recording& recording, const QString& narration,
                                       std::function<void(const QString& fragment)> onDelta,
                                       std::function<void(Result)> done) override;
+
+    // What the user reads when writing failed: the error, and what to do about it (a missing or
+    // refused key names Preferences).
+    static QString failureText(const ClientError& error, bool hasKey);
 
 private:
     Synthesizer m_synthesizer;

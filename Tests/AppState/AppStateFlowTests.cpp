@@ -11,6 +11,7 @@
 #include "TavrikCore/Storage/SkillMarkdown.h"
 #include "TavrikCore/Storage/SkillStore.h"
 
+#include <QCoreApplication>
 #include <QFile>
 
 using namespace tavrik;
@@ -255,8 +256,9 @@ TEST_F(AppStateRunTest, RunFromThePanelShowsProgressThenTheOutcomeAndAppendsTheR
     ASSERT_TRUE(waitFor([&] { return app().state() == TavrikState::idle(); }, 60000));
     EXPECT_EQ(lines.value(0), "Starting…");
     EXPECT_EQ(app().runningLine(), "");
-    EXPECT_EQ(app().runOutcome(), "Done.");
+    EXPECT_EQ(app().runOutcome(), "✓ Done.");
     EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::saved);
+    EXPECT_EQ(app().lastOutcome(*app().savedSkill()), "✓ Done.");
     EXPECT_FALSE(hotkeys->casting);
     EXPECT_EQ(eventNames().count("skill_run_started"), 1);
     EXPECT_EQ(eventNames().count("skill_run_finished"), 1);
@@ -277,8 +279,14 @@ TEST_F(AppStateRunTest, AConfirmedDestructiveRunThatFailsReportsTheRuntimesLastL
     EXPECT_TRUE(questions->asked[0].warning);
     EXPECT_EQ(app().state(), TavrikState::casting("Submit Report"));
     ASSERT_TRUE(waitFor([&] { return app().state() == TavrikState::idle(); }, 60000));
-    EXPECT_EQ(app().runOutcome(), "The form rejected the week");
+    // Cast from outside the panel, the run still ends visibly: the panel stays with the reason.
+    EXPECT_EQ(app().runOutcome(), "✗ The form rejected the week");
+    EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::running);
+    EXPECT_TRUE(app().showsFinishedRun());
+    EXPECT_EQ(app().lastOutcome(skill), "✗ The form rejected the week");
+    app().closeSkillPanel(); // dismissed
     EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::idle);
+    EXPECT_FALSE(app().showsFinishedRun());
     const QList<RunRecord> audit = readAuditLog();
     ASSERT_EQ(audit.size(), 1);
     EXPECT_TRUE(audit[0].aborted);
@@ -299,12 +307,40 @@ TEST_F(AppStateRunTest, PanicEndsTheRunAndEveryProcessItStarted) {
     EXPECT_EQ(app().state(), TavrikState::idle());
     EXPECT_EQ(app().runningLine(), "");
     EXPECT_TRUE(waitFor([&] { return ProcessGroup::livingMembers(group) == 0; }, 5000));
-    EXPECT_FALSE(app().hasRunOutcome()); // a stopped run reports nothing late
+    EXPECT_EQ(app().runOutcome(), "Stopped");
+    EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::running);
+    EXPECT_EQ(app().lastOutcome(skill), "Stopped");
     const QList<RunRecord> audit = readAuditLog();
     ASSERT_EQ(audit.size(), 1); // but it is audited, as stopped
     EXPECT_TRUE(audit[0].aborted);
     EXPECT_EQ(audit[0].skill, "Long One");
     EXPECT_EQ(eventNames().count("skill_run_finished"), 1);
+    // The killed runtime's own last words never replace what the user was shown.
+    QCoreApplication::processEvents();
+    EXPECT_EQ(app().runOutcome(), "Stopped");
+}
+
+TEST_F(AppStateRunTest, ANewCastNeverShowsThePreviousRunsOutcomeAsItsOwn) {
+    const Skill first = draftSkill("First");
+    const Skill second = draftSkill("Second");
+    ASSERT_FALSE(SkillStore().save(first));
+    ASSERT_FALSE(SkillStore().save(second));
+    app().cast(first, {{"lines", "✓ Filed the first"}});
+    ASSERT_TRUE(waitFor([&] { return app().state() == TavrikState::idle(); }, 60000));
+    EXPECT_EQ(app().runOutcome(), "✓ Filed the first");
+
+    QList<SkillPanelPhase> phases;
+    QObject::connect(&app(), &AppState::skillPanelPhaseChanged, [&](SkillPanelPhase p) { phases << p; });
+    app().cast(second, {{"hang", "1"}});
+    EXPECT_FALSE(app().hasRunOutcome());
+    EXPECT_FALSE(app().showsFinishedRun()); // the first outcome's timer cannot close the new run
+    // The panel leaves and comes back, so the views start a new progress list.
+    EXPECT_EQ(phases, (QList<SkillPanelPhase>{SkillPanelPhase::idle, SkillPanelPhase::running}));
+    EXPECT_EQ(app().lastOutcome(first), "✓ Filed the first");
+    EXPECT_EQ(app().lastOutcome(second), "");
+    app().panic();
+    EXPECT_EQ(app().lastOutcome(second), "Stopped");
+    EXPECT_EQ(app().lastOutcome(first), "✓ Filed the first");
 }
 
 // A refusal from the model, served on this machine, ends in the error phase with its status.
@@ -319,4 +355,67 @@ TEST_F(AppStateTest, TheModelsRefusalEndsInTheErrorPhase) {
     EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::error);
     EXPECT_TRUE(app().skillGenerationError().contains("400")) << app().skillGenerationError().toStdString();
     EXPECT_EQ(server.requests().at(0).header("x-api-key"), "sk-ant-local");
+}
+
+// The first demonstration of a new user: no key, and the product's service out of reach. The
+// error names the fix, and Try Again sends the same demonstration once the service answers,
+// without recording anything again.
+TEST_F(AppStateTest, WithoutAKeyTheErrorNamesPreferencesAndTryAgainSendsTheSameDemonstration) {
+    ScopedEnvironment noKey = ScopedEnvironment::unset("ANTHROPIC_API_KEY");
+    LocalHttpServer service;
+    quint16 closedPort = 0;
+    {
+        LocalHttpServer gone; // a port that was just free: nothing listens there any more
+        closedPort = gone.port();
+    }
+    auto web = std::make_unique<ScopedEnvironment>(Hosts::webVariable,
+                                                   QByteArray("http://127.0.0.1:") + QByteArray::number(closedPort));
+    const Skill skill = draftSkill("Weekly Report");
+    service.route("POST", "/api/anthropic",
+                  CannedResponse::eventStream(CannedResponse::split(messages::textStream(fragmentsOf(skill)), 64)));
+    useSynthesis(std::make_unique<ModelSynthesis>());
+    recorder->result = recordingWithEvents(4);
+    narration->transcript = "fill in the weekly report";
+
+    recordDraft();
+    ASSERT_EQ(app().skillPanelPhase(), SkillPanelPhase::error);
+    const QString error = app().skillGenerationError();
+    EXPECT_TRUE(error.contains("API key")) << error.toStdString();
+    EXPECT_TRUE(error.contains("Preferences")) << error.toStdString();
+    EXPECT_TRUE(app().canRetrySynthesis());
+
+    web.reset(); // restores the variable before it is set again
+    web = std::make_unique<ScopedEnvironment>(Hosts::webVariable, service.baseUrl().toUtf8());
+    app().retrySynthesis();
+    EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::generating);
+    EXPECT_EQ(app().skillGenerationError(), "");
+    EXPECT_FALSE(app().canRetrySynthesis());
+    ASSERT_TRUE(waitFor([&] { return app().skillPanelPhase() != SkillPanelPhase::generating; }));
+    EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::editable) << app().skillGenerationError().toStdString();
+    EXPECT_EQ(app().pendingGeneratedSkill()->name, "Weekly Report");
+    EXPECT_EQ(recorder->starts, 1); // nothing recorded again
+    ASSERT_EQ(service.requestCount(), 1);
+    EXPECT_TRUE(service.requests()[0].body.contains("fill in the weekly report")); // the same narration
+}
+
+TEST_F(AppStateTest, TryAgainIsOfferedOnlyForAFailedWritingOfARealDemonstration) {
+    recorder->result = recordingWithEvents(0);
+    recordDraft();
+    EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::error);
+    EXPECT_FALSE(app().canRetrySynthesis()); // an empty recording: nothing to send again
+    app().retrySynthesis();
+    EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::error);
+    EXPECT_TRUE(synthesis->calls.isEmpty());
+
+    recorder->result = recordingWithEvents(2);
+    synthesis->error = "The network request failed: Connection refused";
+    recordDraft();
+    ASSERT_TRUE(app().canRetrySynthesis());
+    synthesis->error.reset();
+    recorder->result = recordingWithEvents(7); // what a new recording would give
+    app().retrySynthesis();
+    ASSERT_TRUE(waitFor([&] { return app().skillPanelPhase() == SkillPanelPhase::editable; }));
+    ASSERT_EQ(synthesis->calls.size(), 2);
+    EXPECT_EQ(synthesis->calls[1].recording.events.size(), 2);
+    EXPECT_FALSE(app().canRetrySynthesis());
 }

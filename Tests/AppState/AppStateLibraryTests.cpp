@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 using namespace tavrik;
 using namespace tavrik::test;
@@ -96,4 +97,51 @@ TEST_F(AppStateTest, TipsFollowTheLibraryAndStayDismissedAcrossLaunches) {
     EXPECT_TRUE(next.tipsDismissed());
     next.startRecording();
     EXPECT_FALSE(next.hasPillTip());
+}
+
+// Folders changed behind the application's back, as a user or a sync tool does, reach the
+// library without a reload being asked for.
+TEST_F(AppStateTest, TheLibraryFollowsFoldersAddedEditedAndRemovedByHand) {
+    const Skill kept = draftSkill("Kept");
+    ASSERT_FALSE(SkillStore().save(kept));
+    app();
+    auto names = [&] {
+        QStringList list;
+        for (const Skill& skill : app().skills())
+            list << skill.name;
+        list.sort();
+        return list;
+    };
+    ASSERT_EQ(names(), QStringList{"Kept"});
+
+    // Added: written by another process, the application not told.
+    const Skill added = draftSkill("Added By Hand");
+    ASSERT_FALSE(SkillStore().save(added));
+    ASSERT_TRUE(waitFor([&] { return names() == QStringList({"Added By Hand", "Kept"}); }));
+
+    // Edited in place: the same file rewritten without touching its folder.
+    const QString path = SkillStore().markdownPath(added);
+    QString text = readText(path);
+    ASSERT_TRUE(text.contains("name: Added By Hand"));
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    file.write(text.replace("name: Added By Hand", "name: Renamed By Hand").toUtf8());
+    file.close();
+    ASSERT_TRUE(waitFor([&] { return names() == QStringList({"Kept", "Renamed By Hand"}); }));
+
+    // Removed: the folder deleted.
+    ASSERT_TRUE(QFileInfo(path).dir().removeRecursively());
+    ASSERT_TRUE(waitFor([&] { return names() == QStringList{"Kept"}; }));
+
+    // A folder added after the others is watched as well.
+    const Skill later = draftSkill("Later");
+    ASSERT_FALSE(SkillStore().save(later));
+    ASSERT_TRUE(waitFor([&] { return names() == QStringList({"Kept", "Later"}); }));
+    const QString laterPath = SkillStore().markdownPath(later);
+    QFile laterFile(laterPath);
+    const QString laterText = readText(laterPath);
+    ASSERT_TRUE(laterFile.open(QIODevice::ReadWrite));
+    laterFile.write(QString(laterText).replace("name: Later", "name: Later Still").toUtf8());
+    laterFile.close();
+    EXPECT_TRUE(waitFor([&] { return names() == QStringList({"Kept", "Later Still"}); }));
 }

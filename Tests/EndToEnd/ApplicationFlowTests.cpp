@@ -287,11 +287,21 @@ TEST_F(ApplicationFlow, RecordDraftSaveAndCast) {
     EXPECT_FALSE(runs.first().aborted);
     const std::string shown = QStringList(texts.values()).join(" | ").toStdString();
     EXPECT_TRUE(anyContains(texts, "Running “Greet Ada”")) << shown;
-    // The summary shows only for a moment before the panel goes; the phrases before it stay.
     for (const char* phrase : {"Opening the page…", "Reading the page…"})
         EXPECT_TRUE(anyContains(texts, phrase)) << phrase << " never showed in: " << shown;
     EXPECT_EQ(runs.first().actions, (QList<QString>{"open", "read"}));
     EXPECT_TRUE(app.waitForPillStatus("Ready"));
+    // The run ends visibly: its summary stays on the pill after the run is over.
+    // On the pill, that is: the main window's "Last run: …" line says the same.
+    const auto showsOutcome = [](const AccessibleNode& n) {
+        return n.name().contains("✓ Greeted Ada in the form") && !n.name().startsWith("Last run:");
+    };
+    ASSERT_TRUE(app.waitFor(showsOutcome)) << "the outcome of a palette cast never showed";
+    screenshot("e2e-outcome");
+    pause(2000);
+    EXPECT_TRUE(app.waitFor(showsOutcome, 100)) << "the outcome left before it could be read";
+    // The main window keeps it for the skill.
+    EXPECT_TRUE(app.waitFor("label", "Last run: ✓ Greeted Ada in the form"));
 }
 
 // A skill with a destructive step asks first; declining runs nothing. A long run stops on Esc
@@ -329,7 +339,61 @@ TEST_F(ApplicationFlow, DeclinedDestructiveCastAndEscapeStopEverything) {
     EXPECT_TRUE(app.waitForPillStatus("Ready"));
     EXPECT_TRUE(waitUntil([&] { return ProcessGroup::livingMembers(group) == 0; }, 5000))
         << "a process of the run survived Esc";
+    // The stop is shown and recorded like any other end of a run.
+    EXPECT_TRUE(app.waitFor([](const AccessibleNode& n) { return n.role() == "label" && n.name().contains("Stopped"); }))
+        << "the pill did not say the run was stopped";
+    screenshot("e2e-stopped");
+    const QList<RunRecord> runs = readAuditLog();
+    ASSERT_EQ(runs.size(), 1);
+    EXPECT_EQ(runs.first().skill, "Wait for the build");
+    EXPECT_TRUE(runs.first().aborted);
     EXPECT_TRUE(app.isRunning());
+}
+
+// A first demonstration without a key, the service refusing: the panel names the fix, and Try
+// Again sends the same demonstration once the service answers, with nothing recorded again.
+TEST_F(ApplicationFlow, WithoutAKeyTheErrorSaysWhatToDoAndTryAgainWritesTheSkill) {
+    QStringList pieces;
+    for (qsizetype at = 0; at < kDraft.size(); at += 24)
+        pieces << kDraft.mid(at, 24);
+    model.routeSequence(
+        "POST", "/api/anthropic",
+        {CannedResponse::json(503, messages::errorBody("overloaded_error", "unavailable")),
+         CannedResponse::eventStream(CannedResponse::split(messages::textStream(pieces), 200, 30))});
+    QProcessEnvironment env = environment();
+    env.remove("ANTHROPIC_API_KEY");
+    env.insert("TAVRIK_WEB_HOST", model.baseUrl());
+    RunningApplication app(env);
+    ASSERT_TRUE(app.waitForPillStatus("Ready", 10000)) << "the pill never came up";
+
+    DesktopApp form({"--at", "120", "160"});
+    ASSERT_TRUE(form.started());
+    pause(300);
+    doubleTapControl();
+    ASSERT_TRUE(app.waitForPillStatus("Recording…")) << app.pillStatus().toStdString();
+    const Point entry = form.centre("entry");
+    clickAt(QPoint(int(entry.x), int(entry.y)));
+    type("Ada");
+    doubleTapControl();
+
+    const std::optional<AccessibleNode> error = app.waitFor(
+        [](const AccessibleNode& n) { return n.name().contains("API key") && n.name().contains("Preferences"); }, 15000);
+    ASSERT_TRUE(error) << "the error does not name the fix";
+    screenshot("e2e-no-key");
+    std::optional<AccessibleNode> retry = app.waitFor("push button", "Try Again");
+    ASSERT_TRUE(retry);
+    clickAt(retry->centre());
+    EXPECT_TRUE(app.waitFor([](const AccessibleNode& n) { return n.role() == "text" && n.text() == kDraft; }, 15000))
+        << "Try Again did not write the skill";
+    screenshot("e2e-try-again");
+    const QList<RecordedRequest> sent = model.requests();
+    QList<QByteArray> bodies;
+    for (const RecordedRequest& request : sent)
+        if (request.path == "/api/anthropic")
+            bodies << request.body;
+    ASSERT_EQ(bodies.size(), 2);
+    EXPECT_EQ(bodies[0], bodies[1]); // the same demonstration, sent again
+    EXPECT_TRUE(bodies[1].contains("Ada"));
 }
 
 } // namespace

@@ -140,7 +140,7 @@ TEST_F(ShellTest, TrayMenuFollowsTheState) {
                 all << action->text();
         return all;
     };
-    EXPECT_EQ(texts(), (QStringList{"Ready", "Record a Skill", "Open Palette", "Skills", "Show Tavrik", "Quit Tavrik"}));
+    EXPECT_EQ(texts(), (QStringList{"Ready", "Record a Skill", "Open Palette", "Skills", "Show Tavrik", "Preferences…", "Quit Tavrik"}));
     app.startRecording();
     EXPECT_EQ(texts().mid(0, 2), (QStringList{"Recording…", "Stop Recording"}));
     tray.menu()->actions()[2]->trigger(); // Stop Recording

@@ -1,3 +1,4 @@
+#include "Support/ScopedEnvironment.h"
 #include "Support/TempSettings.h"
 #include "Support/TempSupportFolder.h"
 #include "Tavrik/AppState.h"
@@ -7,6 +8,7 @@
 #include "Tavrik/Pill/PillController.h"
 #include "Tavrik/Pill/PillWindow.h"
 #include "Tavrik/Pill/SkillPanel.h"
+#include "TavrikCore/Storage/SkillStore.h"
 #include "ViewsTestSupport.h"
 
 #include <QLabel>
@@ -104,4 +106,68 @@ TEST_F(FloatingViewsTest, TipsFollowTheStateAndCanBeDismissed) {
     window->dismissTipsButton()->click();
     EXPECT_TRUE(app.tipsDismissed());
     EXPECT_FALSE(window->showsTip());
+}
+
+// A cast from anywhere but the panel ends visibly on the pill, stays until dismissed (or its
+// time is up), and the next cast starts with a clean card.
+TEST_F(FloatingViewsTest, ACastFromOutsideThePanelEndsWithItsOutcomeOnThePill) {
+    test::ScopedEnvironment noRuntime{"TAVRIK_RUNTIME_DIR", support.path().toUtf8() + "/no-runtime"};
+    Skill skill;
+    skill.name = QStringLiteral("File the report");
+    AppState app(services());
+    FloatingViews views(&app);
+    views.showPill();
+    PillWindow* window = views.pill()->window();
+    SkillPanel* panel = window->skillPanel();
+
+    app.cast(skill);
+    ASSERT_TRUE(processUntil([&] { return app.state() == TavrikState::idle() && app.hasRunOutcome(); }));
+    EXPECT_TRUE(window->showsPanel());
+    EXPECT_EQ(panel->heading()->text(), "Running “File the report”");
+    EXPECT_TRUE(panel->detail()->text().contains("✗ Couldn't find the Tavrik runtime.")) << panel->detail()->text().toStdString();
+    EXPECT_TRUE(panel->closeButton()->isVisibleTo(panel));
+    EXPECT_EQ(app.lastOutcome(skill), "✗ Couldn't find the Tavrik runtime.");
+
+    panel->closeButton()->click();
+    EXPECT_FALSE(window->showsPanel());
+    EXPECT_TRUE(app.lastOutcome(skill).startsWith("✗")); // the main window keeps it
+}
+
+TEST_F(FloatingViewsTest, AFailedDraftOffersTryAgainAndTheCardOpensTheMainWindow) {
+    AppState app(services()); // no synthesis in this build: writing always fails
+    FloatingViews views(&app);
+    views.showPill();
+    PillWindow* window = views.pill()->window();
+    SkillPanel* panel = window->skillPanel();
+    app.startRecording();
+    app.stopRecording();
+    ASSERT_TRUE(processUntil([&] { return panel->phase() == SkillPanelPhase::error; }));
+    EXPECT_TRUE(panel->retryButton()->isVisibleTo(panel));
+    int phases = 0;
+    QObject::connect(&app, &AppState::skillPanelPhaseChanged, [&] { ++phases; });
+    panel->retryButton()->click();
+    EXPECT_GE(phases, 2); // through writing again and back to the error
+    EXPECT_EQ(panel->phase(), SkillPanelPhase::error);
+
+    int opened = 0;
+    QObject::connect(&views, &FloatingViews::mainWindowRequested, [&] { ++opened; });
+    EXPECT_EQ(window->openButton()->text(), "Open Tavrik");
+    window->openButton()->click();
+    EXPECT_EQ(opened, 1);
+}
+
+TEST_F(FloatingViewsTest, AnOpenPaletteFollowsAFolderAddedByHand) {
+    AppState app(services());
+    FloatingViews views(&app);
+    views.showPill();
+    app.openPalette();
+    PaletteView* palette = views.palette();
+    ASSERT_NE(palette, nullptr);
+    EXPECT_EQ(palette->model().rowCount(), 1); // the record row alone
+
+    Skill skill;
+    skill.name = QStringLiteral("Order the lunch");
+    ASSERT_FALSE(SkillStore().save(skill)); // as another program would
+    ASSERT_TRUE(processUntil([&] { return palette->model().rowCount() == 2; }, 5000));
+    palette->dismiss();
 }

@@ -12,12 +12,14 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMenu>
 #include <QMessageBox>
 #include <QPainter>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QStackedWidget>
 #include <QStyledItemDelegate>
+#include <QToolButton>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -161,6 +163,11 @@ SkillDetailView::SkillDetailView(QWidget* parent) : QWidget(parent) {
     m_summary = label({}, 10.5);
     m_summary->setWordWrap(true);
     layout->addWidget(m_summary);
+    m_lastOutcome = label({}, 10, QFont::DemiBold);
+    m_lastOutcome->setObjectName(QStringLiteral("lastOutcome"));
+    m_lastOutcome->setWordWrap(true);
+    m_lastOutcome->setVisible(false);
+    layout->addWidget(m_lastOutcome);
     layout->addSpacing(10);
 
     m_parametersHeading = label(QStringLiteral("PARAMETERS"), 8.5, QFont::DemiBold, "heading");
@@ -276,6 +283,11 @@ void SkillDetailView::setSkill(const std::optional<Skill>& skill) {
     m_steps->setText(skill->plan.isEmpty() ? QString() : steps);
 }
 
+void SkillDetailView::setLastOutcome(const QString& outcome) {
+    m_lastOutcome->setText(outcome.isEmpty() ? QString() : QStringLiteral("Last run: %1").arg(outcome));
+    m_lastOutcome->setVisible(!outcome.isEmpty());
+}
+
 void SkillDetailView::setCastEnabled(bool enabled) {
     m_cast->setEnabled(enabled);
     m_check->setEnabled(enabled && m_hasPlan);
@@ -323,6 +335,27 @@ MainWindow::MainWindow(AppState* app, QWidget* parent) : QWidget(parent), m_app(
     m_record = new QPushButton;
     WindowStyle::setKind(m_record, WindowStyle::ButtonKind::primary);
     header->addWidget(m_record);
+    m_preferences = new QAction(QStringLiteral("Preferences…"), this);
+    m_preferences->setShortcut(QKeySequence(QStringLiteral("Ctrl+,")));
+    m_quit = new QAction(QStringLiteral("Quit Tavrik"), this);
+    m_quit->setShortcut(QKeySequence(QStringLiteral("Ctrl+Q")));
+    addAction(m_preferences);
+    addAction(m_quit);
+    auto* menu = new QMenu(this);
+    menu->addAction(m_preferences);
+    menu->addSeparator();
+    menu->addAction(m_quit);
+    auto* more = new QToolButton;
+    more->setText(QStringLiteral("Tavrik Menu"));
+    more->setAccessibleName(QStringLiteral("Tavrik Menu"));
+    more->setIcon(QIcon::fromTheme(QStringLiteral("open-menu-symbolic")));
+    more->setToolButtonStyle(more->icon().isNull() ? Qt::ToolButtonTextOnly : Qt::ToolButtonIconOnly);
+    more->setToolTip(QStringLiteral("Preferences and Quit"));
+    more->setPopupMode(QToolButton::InstantPopup);
+    more->setMenu(menu);
+    header->addWidget(more);
+    connect(m_preferences, &QAction::triggered, this, &MainWindow::preferencesRequested);
+    connect(m_quit, &QAction::triggered, this, &MainWindow::quitRequested);
     root->addLayout(header);
 
     m_body = new QStackedWidget;
@@ -414,6 +447,7 @@ MainWindow::MainWindow(AppState* app, QWidget* parent) : QWidget(parent), m_app(
     });
     connect(m_app, &AppState::skillsChanged, this, &MainWindow::refreshSkills);
     connect(m_app, &AppState::stateChanged, this, &MainWindow::refreshState);
+    connect(m_app, &AppState::runOutcomeChanged, this, &MainWindow::showSelected);
     refreshSkills();
     refreshState();
 }
@@ -465,6 +499,7 @@ void MainWindow::refreshState() {
 void MainWindow::showSelected() {
     const int row = m_list->currentRow();
     m_detail->setSkill(row >= 0 && row < m_shown.size() ? std::optional(m_shown[row]) : std::nullopt);
+    m_detail->setLastOutcome(row >= 0 && row < m_shown.size() ? m_app->lastOutcome(m_shown[row]) : QString());
 }
 
 void MainWindow::confirmDelete(const Skill& skill) {

@@ -5,6 +5,7 @@
 
 #include <QWidget>
 
+class QAction;
 class QLabel;
 class QLineEdit;
 class QListWidget;
@@ -29,6 +30,10 @@ public:
     QListWidget* list() const { return m_list; }
     SkillDetailView* detail() const { return m_detail; }
     QPushButton* recordButton() const { return m_record; }
+    // "Preferences…" (Ctrl+,) and "Quit Tavrik" (Ctrl+Q), under the header's menu button and
+    // as the window's own shortcuts, so a desktop without a tray still reaches them.
+    QAction* preferencesAction() const { return m_preferences; }
+    QAction* quitAction() const { return m_quit; }
     bool showsEmptyLibrary() const;
     // The skills listed, in order.
     QList<Skill> shownSkills() const { return m_shown; }
@@ -36,6 +41,8 @@ public:
 
 signals:
     void editRequested(const tavrik::Skill& skill);
+    void preferencesRequested();
+    void quitRequested();
     // The skill works in an application whose tool server is not connected yet.
     void connectRequested(const tavrik::Skill& skill, const tavrik::MCPServer& server);
 
@@ -52,6 +59,8 @@ private:
     QLabel* m_status;
     QLineEdit* m_search;
     QPushButton* m_record;
+    QAction* m_preferences;
+    QAction* m_quit;
     QStackedWidget* m_body;
     QListWidget* m_list;
     QLabel* m_count;
@@ -66,6 +75,9 @@ public:
     explicit SkillDetailView(QWidget* parent = nullptr);
     void setSkill(const std::optional<Skill>& skill);
     void setCastEnabled(bool enabled);
+    // How the skill's last run ended; empty hides the line.
+    void setLastOutcome(const QString& outcome);
+    QLabel* lastOutcomeLabel() const { return m_lastOutcome; }
 
     QPushButton* castButton() const { return m_cast; }
     QPushButton* editButton() const { return m_edit; }
@@ -93,6 +105,7 @@ private:
     QLabel* m_command;
     QLabel* m_trigger;
     QLabel* m_summary;
+    QLabel* m_lastOutcome;
     QLabel* m_parametersHeading;
     QLabel* m_parameters;
     QLabel* m_stepsHeading;

@@ -126,6 +126,8 @@ void TrayMenu::rebuild() {
     m_menu->addSeparator();
     connect(m_menu->addAction(QStringLiteral("Show Tavrik")), &QAction::triggered, this,
             &TrayMenu::showMainWindowRequested);
+    connect(m_menu->addAction(QStringLiteral("Preferences…")), &QAction::triggered, this,
+            &TrayMenu::preferencesRequested);
     connect(m_menu->addAction(QStringLiteral("Quit Tavrik")), &QAction::triggered, this, &TrayMenu::quitRequested);
 }
 

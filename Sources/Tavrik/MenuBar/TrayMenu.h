@@ -28,6 +28,7 @@ public:
 
 signals:
     void showMainWindowRequested();
+    void preferencesRequested();
     void quitRequested();
 
 private:

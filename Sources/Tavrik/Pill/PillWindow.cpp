@@ -78,7 +78,7 @@ QPushButton* cardButton(const QString& text, bool primary, QWidget* parent) {
     const QColor background = primary ? Theme::accent : Theme::chip;
     button->setStyleSheet(
         QStringLiteral("QPushButton { background: %1; color: %2; border: none; border-radius: 7px;"
-                       " padding: 6px 12px; } QPushButton:hover { background: %3; }")
+                       " padding: 6px 9px; } QPushButton:hover { background: %3; }")
             .arg(background.name(), primary ? QStringLiteral("#ffffff") : Theme::text.name(),
                  primary ? Theme::accent.darker(112).name() : Theme::divider.name()));
     return button;
@@ -114,10 +114,12 @@ PillWindow::PillWindow(QWidget* parent)
     });
     m_recordButton = cardButton(tr("Record a skill"), true, m_card);
     m_paletteButton = cardButton(tr("Cast a skill"), false, m_card);
+    m_openButton = cardButton(QStringLiteral("Open Tavrik"), false, m_card);
     auto* cardButtons = new QHBoxLayout;
-    cardButtons->setSpacing(8);
+    cardButtons->setSpacing(6);
     cardButtons->addWidget(m_recordButton);
     cardButtons->addWidget(m_paletteButton);
+    cardButtons->addWidget(m_openButton);
     cardButtons->addStretch(1);
     m_levelBar = new LevelBar(m_card);
     m_levelBar->hide();
@@ -149,6 +151,7 @@ PillWindow::PillWindow(QWidget* parent)
 
     connect(m_recordButton, &QPushButton::clicked, this, &PillWindow::recordClicked);
     connect(m_paletteButton, &QPushButton::clicked, this, &PillWindow::paletteClicked);
+    connect(m_openButton, &QPushButton::clicked, this, &PillWindow::openClicked);
     connect(m_dismissTips, &QPushButton::clicked, this, &PillWindow::dismissTipsClicked);
 
     setStatusTitle(tr("Ready"));

@@ -48,12 +48,15 @@ public:
 
     QPushButton* recordButton() const { return m_recordButton; }
     QPushButton* paletteButton() const { return m_paletteButton; }
+    QPushButton* openButton() const { return m_openButton; }
     QPushButton* dismissTipsButton() const { return m_dismissTips; }
     QLabel* tipLabel() const { return m_tipLabel; }
 
 signals:
     void recordClicked();
     void paletteClicked();
+    // The main window, for a desktop without a tray.
+    void openClicked();
     void dismissTipsClicked();
     void updateDownloadClicked();
     void updateLaterClicked();
@@ -84,6 +87,7 @@ private:
     QLabel* m_cardHint;
     QPushButton* m_recordButton;
     QPushButton* m_paletteButton;
+    QPushButton* m_openButton;
     QWidget* m_levelBar;
     QWidget* m_tipBubble;
     QLabel* m_tipLabel;

@@ -82,6 +82,7 @@ SkillPanel::SkillPanel(QWidget* parent) : QWidget(parent) {
     m_close = makeButton(tr("Close"), false, this);
     m_save = makeButton(tr("Save"), false, this);
     m_run = makeButton(tr("Run"), true, this);
+    m_retry = makeButton(QStringLiteral("Try Again"), true, this);
 
     auto* top = new QHBoxLayout;
     top->setSpacing(10);
@@ -96,6 +97,7 @@ SkillPanel::SkillPanel(QWidget* parent) : QWidget(parent) {
     buttons->addStretch(1);
     buttons->addWidget(m_save);
     buttons->addWidget(m_run);
+    buttons->addWidget(m_retry);
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(18, 14, 18, 14);
@@ -109,6 +111,7 @@ SkillPanel::SkillPanel(QWidget* parent) : QWidget(parent) {
     connect(m_run, &QPushButton::clicked, this, &SkillPanel::runClicked);
     connect(m_discard, &QPushButton::clicked, this, &SkillPanel::discardClicked);
     connect(m_close, &QPushButton::clicked, this, &SkillPanel::closeClicked);
+    connect(m_retry, &QPushButton::clicked, this, &SkillPanel::retryClicked);
     connect(m_editor, &QPlainTextEdit::textChanged, this, [this] {
         if (!m_settingText && m_phase == SkillPanelPhase::editable)
             emit markdownEdited(m_editor->toPlainText());
@@ -184,6 +187,11 @@ void SkillPanel::setError(const QString& error) {
     refresh();
 }
 
+void SkillPanel::setRetryAvailable(bool available) {
+    m_retryAvailable = available;
+    refresh();
+}
+
 QString SkillPanel::progressHtml() const {
     QStringList rows;
     for (int i = 0; i < m_progress.size(); ++i) {
@@ -219,7 +227,7 @@ void SkillPanel::refresh() {
     bool showDetail = true;
     bool showEditor = false;
     bool editable = false;
-    bool discard = false, close = false, save = false, run = false;
+    bool discard = false, close = false, save = false, run = false, retry = false;
 
     switch (m_phase) {
     case SkillPanelPhase::idle:
@@ -266,9 +274,13 @@ void SkillPanel::refresh() {
                               : progressHtml());
         footer =
             m_outcome.isEmpty() ? tr("Tavrik is acting on its own. Press Esc to stop.") : QString();
-        setBadge(m_outcome.isEmpty() ? tr("RUNNING") : tr("FINISHED"),
-                 m_outcome.isEmpty() ? Theme::accent : Theme::success,
-                 m_outcome.isEmpty() ? Theme::accentSoft : Theme::successSoft);
+        if (m_outcome.isEmpty())
+            setBadge(tr("RUNNING"), Theme::accent, Theme::accentSoft);
+        else if (m_outcome.startsWith(u'✓'))
+            setBadge(tr("FINISHED"), Theme::success, Theme::successSoft);
+        else
+            setBadge(m_outcome.startsWith(u'✗') ? tr("FAILED") : tr("STOPPED"), Theme::danger, Theme::dangerSoft);
+        close = !m_outcome.isEmpty();
         break;
     case SkillPanelPhase::error:
         m_heading->setText(QString::fromUtf8(errorHeading));
@@ -276,6 +288,7 @@ void SkillPanel::refresh() {
         m_detail->setStyleSheet(QStringLiteral("color: %1;").arg(Theme::text.name()));
         setBadge(tr("ERROR"), Theme::danger, Theme::dangerSoft);
         close = true;
+        retry = m_retryAvailable;
         break;
     }
 
@@ -288,6 +301,7 @@ void SkillPanel::refresh() {
     m_close->setVisible(close);
     m_save->setVisible(save);
     m_run->setVisible(run);
+    m_retry->setVisible(retry);
     m_heading->setVisible(m_phase != SkillPanelPhase::idle);
     update();
 }

@@ -34,6 +34,8 @@ public:
     void setRunningLine(const QString& line);
     void setOutcome(const QString& outcome);
     void setError(const QString& error);
+    // Whether the error phase offers to write the skill again from the same demonstration.
+    void setRetryAvailable(bool available);
 
     // For tests and the screenshot tool.
     QLabel* heading() const { return m_heading; }
@@ -43,6 +45,7 @@ public:
     QPushButton* runButton() const { return m_run; }
     QPushButton* discardButton() const { return m_discard; }
     QPushButton* closeButton() const { return m_close; }
+    QPushButton* retryButton() const { return m_retry; }
     const QStringList& progressLines() const { return m_progress; }
 
 signals:
@@ -50,6 +53,7 @@ signals:
     void runClicked();
     void discardClicked();
     void closeClicked();
+    void retryClicked();
     void markdownEdited(const QString& markdown);
 
 protected:
@@ -67,6 +71,7 @@ private:
     QString m_error;
     QStringList m_progress;
     bool m_settingText = false;
+    bool m_retryAvailable = false;
 
     QLabel* m_badge;
     QLabel* m_heading;
@@ -77,6 +82,7 @@ private:
     QPushButton* m_close;
     QPushButton* m_save;
     QPushButton* m_run;
+    QPushButton* m_retry;
 };
 
 } // namespace tavrik

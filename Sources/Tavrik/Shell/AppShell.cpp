@@ -11,6 +11,7 @@
 #include "Tavrik/Overlay/OverlayController.h"
 #include "Tavrik/Palette/PaletteWindow.h"
 #include "Tavrik/Pill/PillController.h"
+#include "Tavrik/Preferences/PreferencesWindow.h"
 #include "TavrikCore/Hotkeys/HotkeyEngine.h"
 #include "TavrikCore/Permissions/PermissionsManager.h"
 
@@ -51,6 +52,9 @@ AppShell::AppShell() : m_desktop(makeDesktopServices(this)) {
     });
     connect(m_tray, &TrayMenu::showMainWindowRequested, this, &AppShell::showMainWindow);
     connect(m_tray, &TrayMenu::quitRequested, qApp, &QApplication::quit);
+    connect(m_tray, &TrayMenu::preferencesRequested, this, &AppShell::showPreferences);
+    connect(m_mainWindow, &MainWindow::preferencesRequested, this, &AppShell::showPreferences);
+    connect(m_mainWindow, &MainWindow::quitRequested, qApp, &QApplication::quit, Qt::QueuedConnection);
     connect(m_tray->menu(), &QMenu::aboutToShow, this, [this] {
         // The draft can be opened in the roomier editor while the panel shows it.
         if (!m_app->hasPendingGeneratedSkill())
@@ -70,6 +74,8 @@ AppShell::AppShell() : m_desktop(makeDesktopServices(this)) {
         login->show();
     });
 
+    connect(m_views, &FloatingViews::mainWindowRequested, this, &AppShell::showMainWindow);
+
     // The pill is always there; its window exists from here on.
     m_views->showPill();
 }
@@ -78,6 +84,7 @@ AppShell::~AppShell() {
     PaletteWindow::close();
     delete m_editor;
     delete m_onboarding;
+    delete m_preferences;
     delete m_mainWindow;
 }
 
@@ -107,6 +114,16 @@ void AppShell::showOnboarding() {
     m_onboarding->show();
     m_onboarding->raise();
     m_onboarding->activateWindow();
+}
+
+void AppShell::showPreferences() {
+    if (!m_preferences) {
+        m_preferences = new PreferencesWindow;
+        m_preferences->setAttribute(Qt::WA_DeleteOnClose);
+    }
+    m_preferences->show();
+    m_preferences->raise();
+    m_preferences->activateWindow();
 }
 
 void AppShell::editDraft() {

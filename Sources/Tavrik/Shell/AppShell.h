@@ -15,6 +15,7 @@ class MainWindow;
 class OverlayController;
 class FloatingViews;
 class PillController;
+class PreferencesWindow;
 class TrayMenu;
 
 // Every window of the running application, kept in step with the application state: the tray
@@ -40,6 +41,7 @@ public:
 
     void showMainWindow();
     void showOnboarding();
+    void showPreferences();
     void editDraft();
     void editSkill(const Skill& skill);
 
@@ -54,6 +56,7 @@ private:
     TrayMenu* m_tray;
     QPointer<OnboardingWindow> m_onboarding;
     QPointer<SkillEditorWindow> m_editor;
+    QPointer<PreferencesWindow> m_preferences;
 };
 
 } // namespace tavrik

@@ -3,6 +3,10 @@
 #include "TavrikCore/Storage/Paths.h"
 #include "TavrikCore/Support/Files.h"
 
+#include <QFile>
+#include <QSaveFile>
+#include <QStringDecoder>
+
 namespace tavrik::Secrets {
 
 QString anthropicKeyFilePath() {
@@ -29,6 +33,29 @@ std::optional<QString> anthropicAPIKey() {
 
 bool hasAnthropicKey() {
     return anthropicAPIKey().has_value();
+}
+
+bool environmentHasAnthropicKey() {
+    return !qEnvironmentVariable("ANTHROPIC_API_KEY").trimmed().isEmpty();
+}
+
+std::optional<QString> saveAnthropicKey(const QString& key) {
+    const QString path = anthropicKeyFilePath();
+    const QString trimmed = key.trimmed();
+    if (trimmed.isEmpty()) {
+        if (QFile::exists(path) && !QFile::remove(path))
+            return QStringLiteral("%1 could not be removed").arg(path);
+        return std::nullopt;
+    }
+    QSaveFile file(path);
+    // The temporary file gets these permissions before the key is written into it.
+    if (!file.open(QIODevice::WriteOnly) ||
+        !file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner))
+        return QStringLiteral("%1 could not be written: %2").arg(path, file.errorString());
+    file.write(trimmed.toUtf8() + '\n');
+    if (!file.commit())
+        return QStringLiteral("%1 could not be written: %2").arg(path, file.errorString());
+    return std::nullopt;
 }
 
 } // namespace tavrik::Secrets

@@ -13,5 +13,10 @@ QString anthropicKeyFilePath();
 // text when not empty; nothing means requests go through the product's proxy.
 std::optional<QString> anthropicAPIKey();
 bool hasAnthropicKey();
+// Whether ANTHROPIC_API_KEY holds a key, which then wins over the key file.
+bool environmentHasAnthropicKey();
+// Writes the key file atomically, readable by the user alone; an empty key removes it. The
+// error's text, or nothing.
+std::optional<QString> saveAnthropicKey(const QString& key);
 
 } // namespace tavrik::Secrets
