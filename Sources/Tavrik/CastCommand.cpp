@@ -3,6 +3,7 @@
 #include "Tavrik/Runtime/AgentRunner.h"
 #include "Tavrik/Runtime/CastRules.h"
 #include "Tavrik/Runtime/ProcessGroup.h"
+#include "Tavrik/SkillArguments.h"
 #include "Tavrik/SkillReference.h"
 #include "TavrikCore/Replay/CastRoute.h"
 #include "TavrikCore/Storage/AuditLog.h"
@@ -111,24 +112,16 @@ int castSkill(const QStringList& arguments, QTextStream& out, QTextStream& err) 
         err.flush();
         return status;
     };
-    std::optional<QString> ref;
-    bool assumeYes = false;
-    bool dryRun = false;
-    QMap<QString, QString> given;
-    for (const QString& argument : arguments) {
-        if (argument == QStringLiteral("--yes") || argument == QStringLiteral("-y"))
-            assumeYes = true;
-        else if (argument == QStringLiteral("--dry-run"))
-            dryRun = true;
-        else if (argument.startsWith(QStringLiteral("--")))
-            return fail(QStringLiteral("unknown option for cast: %1 (see tavrik --help)").arg(argument), 2);
-        else if (!ref)
-            ref = argument;
-        else if (const qsizetype equals = argument.indexOf(u'='); equals > 0)
-            given.insert(argument.left(equals), argument.mid(equals + 1));
-        else
-            return fail(QStringLiteral("parameters are given as name=value, not %1").arg(argument), 2);
-    }
+    QString misuse;
+    const std::optional<SkillArguments> parsed =
+        parseSkillArguments(QStringLiteral("cast"), arguments,
+                            {QStringLiteral("--yes"), QStringLiteral("-y"), QStringLiteral("--dry-run")}, &misuse);
+    if (!parsed)
+        return fail(misuse, 2);
+    const std::optional<QString>& ref = parsed->ref;
+    const QMap<QString, QString>& given = parsed->values;
+    const bool assumeYes = parsed->options.contains(QStringLiteral("--yes")) || parsed->options.contains(QStringLiteral("-y"));
+    const bool dryRun = parsed->options.contains(QStringLiteral("--dry-run"));
     if (!ref)
         return fail(QStringLiteral("cast needs a skill: an id, a slash command or a folder"), 2);
     QString error;

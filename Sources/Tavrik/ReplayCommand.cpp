@@ -1,6 +1,7 @@
 #include "Tavrik/ReplayCommand.h"
 
 #include "Tavrik/Runtime/CastRules.h"
+#include "Tavrik/SkillArguments.h"
 #include "Tavrik/SkillReference.h"
 #include "TavrikCore/Replay/ReplayEngine.h"
 #include "TavrikCore/Replay/ReplaySecrets.h"
@@ -17,24 +18,15 @@ int replaySkill(const QStringList& arguments, QTextStream& out, QTextStream& err
         err.flush();
         return status;
     };
-    std::optional<QString> ref;
-    bool checkOnly = false;
-    bool secretsOnStdin = false;
-    QMap<QString, QString> given;
-    for (const QString& argument : arguments) {
-        if (argument == QStringLiteral("--check"))
-            checkOnly = true;
-        else if (argument == QStringLiteral("--secrets-on-stdin"))
-            secretsOnStdin = true;
-        else if (argument.startsWith(QStringLiteral("--")))
-            return fail(QStringLiteral("unknown option for replay: %1 (see tavrik --help)").arg(argument), 2);
-        else if (!ref)
-            ref = argument;
-        else if (const qsizetype equals = argument.indexOf(u'='); equals > 0)
-            given.insert(argument.left(equals), argument.mid(equals + 1));
-        else
-            return fail(QStringLiteral("parameters are given as name=value, not %1").arg(argument), 2);
-    }
+    QString misuse;
+    const std::optional<SkillArguments> parsed = parseSkillArguments(
+        QStringLiteral("replay"), arguments, {QStringLiteral("--check"), QStringLiteral("--secrets-on-stdin")}, &misuse);
+    if (!parsed)
+        return fail(misuse, 2);
+    const std::optional<QString>& ref = parsed->ref;
+    const QMap<QString, QString>& given = parsed->values;
+    const bool checkOnly = parsed->options.contains(QStringLiteral("--check"));
+    const bool secretsOnStdin = parsed->options.contains(QStringLiteral("--secrets-on-stdin"));
     if (!ref)
         return fail(QStringLiteral("replay needs a skill: an id, a slash command or a folder"), 2);
     QString error;
