@@ -2,14 +2,16 @@
 
 namespace tavrik {
 
-std::optional<SkillArguments> parseSkillArguments(const QString& command, const QStringList& arguments,
+std::optional<SkillArguments> parseSkillArguments(const QString& command,
+                                                  const QStringList& arguments,
                                                   const QStringList& known, QString* error) {
     SkillArguments parsed;
     for (const QString& argument : arguments) {
         if (known.contains(argument)) {
             parsed.options.insert(argument);
         } else if (argument.startsWith(QStringLiteral("--"))) {
-            *error = QStringLiteral("unknown option for %1: %2 (see tavrik --help)").arg(command, argument);
+            *error = QStringLiteral("unknown option for %1: %2 (see tavrik --help)")
+                         .arg(command, argument);
             return std::nullopt;
         } else if (!parsed.ref) {
             parsed.ref = argument;

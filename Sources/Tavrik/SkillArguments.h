@@ -16,7 +16,8 @@ struct SkillArguments {
 
 // Splits the arguments of a command that runs a skill; `known` are the options it takes. On
 // misuse, nothing and the one-line reason.
-std::optional<SkillArguments> parseSkillArguments(const QString& command, const QStringList& arguments,
+std::optional<SkillArguments> parseSkillArguments(const QString& command,
+                                                  const QStringList& arguments,
                                                   const QStringList& known, QString* error);
 
 } // namespace tavrik
