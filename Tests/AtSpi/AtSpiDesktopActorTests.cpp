@@ -167,6 +167,8 @@ TEST_F(AtSpiDesktopActorTest, ActsOnGtkElements) {
     ASSERT_TRUE(input.isAvailable());
     ASSERT_TRUE(input.pressKey(KeyCodes::end, 0));
     EXPECT_TRUE(eventually([&] { return focused(*entry); }));
+    // The key and the insertion below travel on different connections: wait for the caret.
+    EXPECT_TRUE(app.waitForLine("caret 5"));
     // At the caret, which End put after the text; ATK counts the inserted length in bytes.
     EXPECT_TRUE(actor->insertText(*entry, ", Wörld"));
     EXPECT_TRUE(textBecomes(*entry, "Hello, Wörld"));

@@ -28,10 +28,19 @@ DesktopApp::DesktopApp(const QStringList& arguments, Toolkit toolkit) {
     if (!m_process.waitForStarted(5000)) {
         return;
     }
-    while (!m_process.canReadLine() && m_process.waitForReadyRead(10000)) {
+    // The layout is the first JSON line; what the form says before it is kept for waitForLine.
+    while (m_layout.isEmpty()) {
+        while (!m_process.canReadLine() && m_process.waitForReadyRead(10000)) {
+        }
+        if (!m_process.canReadLine()) {
+            break;
+        }
+        const QByteArray line = m_process.readLine();
+        m_layout = QJsonDocument::fromJson(line).object();
+        if (m_layout.isEmpty()) {
+            m_lines.append(QString::fromUtf8(line).trimmed());
+        }
     }
-    const QJsonDocument doc = QJsonDocument::fromJson(m_process.readLine());
-    m_layout = doc.object();
     m_started = !m_layout.isEmpty();
 }
 

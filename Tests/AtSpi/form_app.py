@@ -51,6 +51,7 @@ def build(window):
     button.get_accessible().set_description("Sends the form")
     button.connect("clicked", lambda b: print("clicked", flush=True))
     entry.connect("activate", lambda e: print("activated", flush=True))
+    entry.connect("notify::cursor-position", lambda e, _: print("caret %d" % e.get_position(), flush=True))
     for w in (entry, button) if args.no_password else (entry, password, button):
         box.pack_start(w, False, False, 0)
     if args.rows:

@@ -117,9 +117,7 @@ protected:
     }
 
     void doubleTapControl() {
-        desktop.tap(XK_Control_L);
-        pause(80);
-        desktop.tap(XK_Control_L);
+        desktop.tap(XK_Control_L, 2);
         desktop.sync();
     }
 

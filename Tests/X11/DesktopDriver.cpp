@@ -21,22 +21,33 @@ DesktopDriver::~DesktopDriver() {
     XCloseDisplay(m_display);
 }
 
-void DesktopDriver::key(unsigned long keysym, bool down) {
+// A gesture's events leave in one write, so the server stamps them together however late this
+// process is scheduled on a loaded machine.
+void DesktopDriver::queueKey(unsigned long keysym, bool down) {
     XTestFakeKeyEvent(m_display, XKeysymToKeycode(m_display, keysym), down, CurrentTime);
+}
+
+void DesktopDriver::key(unsigned long keysym, bool down) {
+    queueKey(keysym, down);
     XFlush(m_display);
 }
 
-void DesktopDriver::tap(unsigned long keysym) {
-    key(keysym, true);
-    key(keysym, false);
+void DesktopDriver::tap(unsigned long keysym, int times) {
+    for (int i = 0; i < times; ++i) {
+        queueKey(keysym, true);
+        queueKey(keysym, false);
+    }
+    XFlush(m_display);
 }
 
 void DesktopDriver::chord(const QList<unsigned long>& modifiers, unsigned long keysym) {
     for (unsigned long m : modifiers)
-        key(m, true);
-    tap(keysym);
+        queueKey(m, true);
+    queueKey(keysym, true);
+    queueKey(keysym, false);
     for (auto it = modifiers.rbegin(); it != modifiers.rend(); ++it)
-        key(*it, false);
+        queueKey(*it, false);
+    XFlush(m_display);
 }
 
 void DesktopDriver::moveTo(int x, int y) {

@@ -20,7 +20,8 @@ public:
     Display* display() const { return m_display; }
 
     void key(unsigned long keysym, bool down);
-    void tap(unsigned long keysym);
+    // Presses and releases the key `times` times in a row.
+    void tap(unsigned long keysym, int times = 1);
     // Presses the modifiers, taps the key, releases them in reverse.
     void chord(const QList<unsigned long>& modifiers, unsigned long keysym);
     void moveTo(int x, int y);
@@ -36,15 +37,18 @@ public:
     // The keysyms pressed in the focus window since the last call.
     QList<unsigned long> takeReceivedKeys();
     // Waits until the focus window has received `keysym`; returns what it received meanwhile.
-    QList<unsigned long> keysUntil(unsigned long keysym, int timeoutMs = 3000);
+    QList<unsigned long> keysUntil(unsigned long keysym, int timeoutMs = 10000);
 
 private:
+    void queueKey(unsigned long keysym, bool down);
+
     Display* m_display = nullptr;
     unsigned long m_focusWindow = 0;
     QList<unsigned long> m_windows;
 };
 
-// Processes Qt events until `done` holds or the time is up; returns `done()`.
-bool waitUntil(const std::function<bool()>& done, int timeoutMs = 3000);
+// Processes Qt events until `done` holds or the time is up; returns `done()`. The default is long
+// because a loaded machine delays the desktop, and a wait that succeeds returns at once.
+bool waitUntil(const std::function<bool()>& done, int timeoutMs = 10000);
 
 } // namespace tavrik::test

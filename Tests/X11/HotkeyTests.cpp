@@ -62,8 +62,7 @@ TEST_F(Hotkeys, ControlSlashOpensThePaletteAndNeverReachesTheFocusedWindow) {
 }
 
 TEST_F(Hotkeys, DoubleTapOfControlFromRealKeyEvents) {
-    desktop.tap(XK_Control_L);
-    desktop.tap(XK_Control_L);
+    desktop.tap(XK_Control_L, 2);
     ASSERT_TRUE(test::waitUntil([&] { return !events.isEmpty(); }));
     EXPECT_EQ(events, QList{HotkeyEngine::Event::toggleRecording});
 
