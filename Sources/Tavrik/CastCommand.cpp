@@ -129,18 +129,8 @@ int castSkill(const QStringList& arguments, QTextStream& out, QTextStream& err) 
     if (!resolved)
         return fail(error, 1);
     const Skill& skill = resolved->skill;
-    for (auto it = given.cbegin(); it != given.cend(); ++it) {
-        const bool known = std::any_of(skill.parameters.cbegin(), skill.parameters.cend(),
-                                       [&](const Parameter& p) { return p.name == it.key(); });
-        if (!known) {
-            QStringList names;
-            for (const Parameter& p : skill.parameters)
-                names.append(p.name);
-            return fail(QStringLiteral("“%1” has no parameter %2 (it has: %3)")
-                            .arg(skill.name, it.key(), names.isEmpty() ? QStringLiteral("none") : names.join(QStringLiteral(", "))),
-                        2);
-        }
-    }
+    if (const std::optional<QString> unknown = unknownParameter(skill, given))
+        return fail(*unknown, 2);
     AgentRunner::Options options;
     options.checkOnly = dryRun;
     if (dryRun && skill.plan.isEmpty())

@@ -2,6 +2,7 @@
 
 #include "Tavrik/CastCommand.h"
 #include "Tavrik/ReplayCommand.h"
+#include "Tavrik/RemoteCommand.h"
 #include "Tavrik/SelfTest.h"
 #include "Tavrik/SkillReference.h"
 #include "Tavrik/SynthesizeCommand.h"
@@ -51,6 +52,11 @@ Commands:
                               write a skill from a recording, as after a
                               demonstration: the SKILL.md streams to standard
                               output; --save adds it to the library
+  record                      start or stop a recording in the running application
+  palette                     open the palette of the running application
+  cast REF [NAME=VALUE ...] --in-app
+                              cast in the running application, as the palette
+                              does (for the desktop's own keyboard shortcuts)
   --selftest                  run the built-in checks and exit
   --help, -h                  show this help
   --version                   print the version
@@ -178,6 +184,9 @@ int runCommand(const QStringList& arguments, QTextStream& out, QTextStream& err)
         return traceRecording(rest, out, err);
     if (command == QStringLiteral("synthesize"))
         return synthesizeRecording(rest, out, err);
+    if (command == QStringLiteral("record") || command == QStringLiteral("palette") ||
+        (command == QStringLiteral("cast") && rest.contains(QStringLiteral("--in-app"))))
+        return runRemoteCommand(command, rest, out, err);
     if (command == QStringLiteral("cast"))
         return castSkill(rest, out, err);
     if (command == QStringLiteral("replay"))

@@ -25,4 +25,19 @@ std::optional<SkillArguments> parseSkillArguments(const QString& command,
     return parsed;
 }
 
+std::optional<QString> unknownParameter(const Skill& skill, const QMap<QString, QString>& values) {
+    QStringList names;
+    for (const Parameter& p : skill.parameters) {
+        names.append(p.name);
+    }
+    for (auto it = values.cbegin(); it != values.cend(); ++it) {
+        if (!names.contains(it.key())) {
+            return QStringLiteral("“%1” has no parameter %2 (it has: %3)")
+                .arg(skill.name, it.key(),
+                     names.isEmpty() ? QStringLiteral("none") : names.join(QStringLiteral(", ")));
+        }
+    }
+    return std::nullopt;
+}
+
 } // namespace tavrik

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TavrikCore/Models/Skill.h"
+
 #include <QMap>
 #include <QSet>
 #include <QStringList>
@@ -19,5 +21,8 @@ struct SkillArguments {
 std::optional<SkillArguments> parseSkillArguments(const QString& command,
                                                   const QStringList& arguments,
                                                   const QStringList& known, QString* error);
+
+// Why `values` cannot be given to `skill` (a name it has no parameter for), or nothing.
+std::optional<QString> unknownParameter(const Skill& skill, const QMap<QString, QString>& values);
 
 } // namespace tavrik

@@ -15,6 +15,7 @@
 #include <QGuiApplication>
 #include <QImage>
 #include <QPixmap>
+#include <QProcess>
 #include <QScreen>
 #include <QSet>
 #include <gtest/gtest.h>
@@ -346,6 +347,38 @@ TEST_F(ApplicationFlow, DeclinedDestructiveCastAndEscapeStopEverything) {
     EXPECT_EQ(runs.first().skill, "Wait for the build");
     EXPECT_TRUE(runs.first().aborted);
     EXPECT_TRUE(app.isRunning());
+}
+
+// A desktop's own keyboard shortcut runs `tavrik palette` or `tavrik cast … --in-app`: the
+// running application answers, and the cast runs there as one from the palette does.
+TEST_F(ApplicationFlow, TheCommandLineDrivesTheRunningApplication) {
+    ASSERT_FALSE(SkillStore().save(librarySkill("Say hello", {{"exit", "0"}}, false)));
+    RunningApplication app(environment());
+    ASSERT_TRUE(app.waitForPillStatus("Ready", 10000)) << "the pill never came up";
+    const auto tavrik = [this](const QStringList& arguments) {
+        QProcess process;
+        process.setProcessEnvironment(environment());
+        process.start(QStringLiteral(TAVRIK_BINARY_DIR "/tavrik"), arguments);
+        process.waitForFinished(60000);
+        return std::pair(process.exitCode(), QString::fromUtf8(process.readAllStandardError()));
+    };
+
+    auto [status, err] = tavrik({"palette"});
+    EXPECT_EQ(status, 0) << err.toStdString();
+    EXPECT_TRUE(waitUntil([&] { return app.window("Tavrik Palette").has_value(); }))
+        << "the palette did not open";
+    screenshot("e2e-remote-palette");
+    desktop.tap(XK_Escape);
+    desktop.sync();
+    EXPECT_TRUE(waitUntil([&] { return !app.window("Tavrik Palette").has_value(); }));
+
+    std::tie(status, err) = tavrik({"cast", "/say-hello", "exit=0", "--in-app"});
+    EXPECT_EQ(status, 0) << err.toStdString();
+    ASSERT_TRUE(waitUntil([&] { return !readAuditLog().isEmpty(); }, 60000)) << "the cast never ran";
+    EXPECT_EQ(readAuditLog().first().skill, "Say hello");
+    std::tie(status, err) = tavrik({"cast", "/no-such-skill", "--in-app"});
+    EXPECT_EQ(status, 1);
+    EXPECT_TRUE(err.startsWith("tavrik: ")) << err.toStdString();
 }
 
 // A first demonstration without a key, the service refusing: the panel names the fix, and Try

@@ -2,6 +2,7 @@
 
 #include "Tavrik/CommandLine.h"
 #include "Tavrik/Shell/AppShell.h"
+#include "Tavrik/Shell/RemoteControl.h"
 #include "Tavrik/Shell/SingleInstance.h"
 #include "TavrikCore/Version.h"
 #include "TavrikPlatform/DesktopSession.h"
@@ -69,6 +70,9 @@ int runDesktopApplication(int argc, char** argv) {
 
     AppShell shell;
     QObject::connect(&instance, &SingleInstance::reopenRequested, &shell, &AppShell::showMainWindow);
+    RemoteControl remote(shell.app(), [&shell] { shell.showMainWindow(); });
+    if (!remote.registerOnSessionBus())
+        qInfo("Tavrik: not on the session bus; tavrik record, palette and cast --in-app cannot reach it");
     shell.launch();
     return application.exec();
 }
