@@ -60,6 +60,7 @@ protected:
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert("TAVRIK_RUNTIME_DIR", kRuntime);
         environment.insert("TAVRIK_BROWSER_HEADLESS", "1");
+        environment.insert("TAVRIK_DIRECT_BROWSER", "tavrik"); // the page is read by the headless one
         environment.insert("TAVRIK_BROWSER_NO_SANDBOX", "1");
         environment.insert("POSTHOG_OPT_OUT", "1");
         tavrik.setProcessEnvironment(environment);

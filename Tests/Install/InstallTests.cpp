@@ -139,6 +139,7 @@ TEST_F(Installed, CastsADirectSkillWithItsOwnRuntimeFromAnywhere) {
     environment.remove("TAVRIK_RUNTIME_DIR");
     environment.insert("HOME", home.path());
     environment.insert("TAVRIK_BROWSER_HEADLESS", "1");
+    environment.insert("TAVRIK_DIRECT_BROWSER", "tavrik"); // the page is read by the headless one
     environment.insert("TAVRIK_BROWSER_NO_SANDBOX", "1");
     environment.insert("POSTHOG_OPT_OUT", "1");
     const Result cast = run(path("bin/tavrik"), {"cast", "/find-flights", "destination=Porto"}, home.path(), environment);

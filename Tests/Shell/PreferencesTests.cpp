@@ -6,11 +6,13 @@
 #include "Tavrik/Analytics.h"
 #include "Tavrik/Preferences/Autostart.h"
 #include "Tavrik/Preferences/PreferencesWindow.h"
+#include "Tavrik/Runtime/DirectBrowser.h"
 #include "TavrikCore/Storage/Paths.h"
 #include "TavrikCore/Synthesis/Hosts.h"
 #include "TavrikCore/Synthesis/Secrets.h"
 
 #include <QCheckBox>
+#include <QComboBox>
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
@@ -133,4 +135,13 @@ TEST_F(PreferencesTest, StatisticsAndStartingAtLoginAreSavedWhereTheyAreRead) {
     EXPECT_TRUE(PreferencesWindow().loginBox()->isChecked());
     window.loginBox()->click();
     EXPECT_FALSE(QFile::exists(entry));
+
+    // Direct skills open in the user's browser unless they chose Tavrik's.
+    EXPECT_EQ(DirectBrowser::current(), DirectBrowser::Choice::desktopDefault);
+    EXPECT_EQ(window.browserBox()->currentText(), "Your default browser");
+    window.browserBox()->setCurrentIndex(1);
+    EXPECT_EQ(DirectBrowser::current(), DirectBrowser::Choice::tavrik);
+    EXPECT_EQ(PreferencesWindow().browserBox()->currentText(), "Tavrik's browser");
+    window.browserBox()->setCurrentIndex(0);
+    EXPECT_EQ(DirectBrowser::current(), DirectBrowser::Choice::desktopDefault);
 }

@@ -4,6 +4,7 @@ import * as path from 'node:path';
 import { format } from 'node:util';
 import type { BrowserSession } from './browser.js';
 import { ConfigError, loadConfig, writeTemplate } from './config.js';
+import { openInDesktopBrowser, usesDesktopBrowser } from './desktopopen.js';
 import { DirectError, directUrls, runDirect } from './direct.js';
 import { findCredentials } from './key.js';
 import { Log } from './log.js';
@@ -81,6 +82,11 @@ async function main(argv: string[]): Promise<number> {
 
     if (isDirect(skill)) {
       const urls = directUrls(skill, values);
+      if (usesDesktopBrowser(env)) {
+        await runDirect(skill, urls, (url) => openInDesktopBrowser(url, env), out);
+        say(`direct run in the desktop's browser done at ${Math.round(process.uptime() * 1000)} ms`);
+        return 0;
+      }
       const [{ browserEndpoint }, { openTab }] = await Promise.all([import('./chromium.js'), import('./cdp.js')]);
       const endpoint = await browserEndpoint(config.browser, paths.browserProfile(support), say, () => out.progress('Starting the browser'));
       const opts = { timeoutMs: config.browser.loadTimeoutMs, foreground: !config.browser.headless };

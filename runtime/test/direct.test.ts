@@ -29,6 +29,9 @@ after(async () => {
   home?.cleanup();
 });
 
+// The runtime's own browser, which the tests can watch; the user's browser is the default.
+const tavrikBrowser = () => ({ ...home.env, TAVRIK_DIRECT_BROWSER: 'tavrik' });
+
 const skillWith = (runtime: string) => `---
 name: Open Pages
 mode: direct
@@ -44,7 +47,7 @@ parameters:
 
 test('a direct skill opens its filled URL in the running browser without any model', async () => {
   const dir = writeSkill(home.root, skillWith(`runtime:\n  type: open_url\n  url_template: "${pages.url}/a?q={{term|urlencode}}"`));
-  const r = await runCli(['agent', dir], home.env);
+  const r = await runCli(['agent', dir], tavrikBrowser());
   assert.equal(r.stderr, '');
   assert.deepEqual(r.lines, [`→ open ${pages.url}/a?q=red%20shoes%20%26%20socks`, '✓ Opened Page A']);
   assert.equal(r.code, 0);
@@ -59,9 +62,30 @@ test('a sequence opens each page in order, with the values given on the command 
     home.root,
     skillWith(`runtime:\n  type: sequence\n  steps:\n    - type: open_url\n      url_template: ${pages.url}/a/{{term}}\n    - type: open_url\n      url_template: ${pages.url}/b?x={{term|urlencode}}`),
   );
-  const r = await runCli(['agent', dir, 'term=a b=c'], home.env);
+  const r = await runCli(['agent', dir, 'term=a b=c'], tavrikBrowser());
   assert.deepEqual(r.lines, [`→ open ${pages.url}/a/a%20b=c`, `→ open ${pages.url}/b?x=a%20b%3Dc`, '✓ Opened 2 pages for Open Pages']);
   assert.equal(r.code, 0);
+});
+
+test("by default the pages open in the user's browser through the desktop's URL handler", async () => {
+  const calls = path.join(home.root, 'opened.txt');
+  const opener = path.join(home.root, 'opener.sh');
+  fs.writeFileSync(opener, `#!/bin/sh\nprintf '%s\\n' "$1" >> '${calls}'\n[ "$1" != "${pages.url}/b?x=fail" ]\n`, { mode: 0o755 });
+  const env = { ...home.env, TAVRIK_URL_OPENER: opener };
+  const requestsBefore = pages.requests.length;
+  const dir = writeSkill(
+    home.root,
+    skillWith(`runtime:\n  type: sequence\n  steps:\n    - type: open_url\n      url_template: ${pages.url}/a/{{term}}\n    - type: open_url\n      url_template: ${pages.url}/b?x={{term|urlencode}}`),
+  );
+  const r = await runCli(['agent', dir, 'term=x'], env);
+  assert.deepEqual(r.lines, [`→ open ${pages.url}/a/x`, `→ open ${pages.url}/b?x=x`, '✓ Opened 2 pages for Open Pages']);
+  assert.equal(r.code, 0);
+  assert.deepEqual(fs.readFileSync(calls, 'utf8').trim().split('\n'), [`${pages.url}/a/x`, `${pages.url}/b?x=x`]);
+  assert.equal(pages.requests.length, requestsBefore, "Tavrik's browser opened nothing");
+
+  const failed = await runCli(['agent', dir, 'term=fail'], env);
+  assert.equal(failed.code, 1);
+  assert.equal(failed.lines.at(-1), `✗ Couldn't hand ${pages.url}/b?x=fail to your browser: ${opener} ended with status 1.`);
 });
 
 test('bad input ends with one clear ✗ line and a non-zero status', async () => {

@@ -3,11 +3,13 @@
 #include "Tavrik/Analytics.h"
 #include "Tavrik/Preferences/Autostart.h"
 #include "Tavrik/Preferences/KeyCheck.h"
+#include "Tavrik/Runtime/DirectBrowser.h"
 #include "Tavrik/Shell/WindowStyle.h"
 #include "Tavrik/Style/Theme.h"
 #include "TavrikCore/Synthesis/Secrets.h"
 
 #include <QCheckBox>
+#include <QComboBox>
 #include <QCoreApplication>
 #include <QFile>
 #include <QHBoxLayout>
@@ -86,6 +88,19 @@ PreferencesWindow::PreferencesWindow(QWidget* parent) : QWidget(parent), m_check
     m_login = new QCheckBox(QStringLiteral("Start Tavrik at login"));
     m_login->setChecked(Autostart::isEnabled());
     layout->addWidget(m_login);
+    layout->addSpacing(8);
+
+    auto* browserLabel = new QLabel(QStringLiteral("Where direct skills open"));
+    layout->addWidget(browserLabel);
+    m_browser = new QComboBox;
+    m_browser->addItem(QStringLiteral("Your default browser"));
+    m_browser->addItem(QStringLiteral("Tavrik's browser"));
+    m_browser->setAccessibleName(browserLabel->text());
+    browserLabel->setBuddy(m_browser);
+    m_browser->setCurrentIndex(DirectBrowser::current() == DirectBrowser::Choice::tavrik ? 1 : 0);
+    layout->addWidget(m_browser);
+    layout->addWidget(note(QStringLiteral("Skills that only open addresses. Skills that act on pages always use "
+                                          "Tavrik's browser.")));
     layout->addStretch(1);
 
     connect(m_key, &QLineEdit::editingFinished, this, &PreferencesWindow::saveKey);
@@ -95,6 +110,9 @@ PreferencesWindow::PreferencesWindow(QWidget* parent) : QWidget(parent), m_check
         showKeyStatus(text, !works);
     });
     connect(m_analytics, &QCheckBox::toggled, this, [](bool send) { Analytics::setOptedOut(!send); });
+    connect(m_browser, &QComboBox::currentIndexChanged, this, [](int index) {
+        DirectBrowser::set(index == 1 ? DirectBrowser::Choice::tavrik : DirectBrowser::Choice::desktopDefault);
+    });
     connect(m_login, &QCheckBox::toggled, this, [this](bool start) {
         if (std::optional<QString> error = Autostart::setEnabled(start, QCoreApplication::applicationFilePath())) {
             showKeyStatus(*error, true);

@@ -3,6 +3,7 @@
 #include <QWidget>
 
 class QCheckBox;
+class QComboBox;
 class QLabel;
 class QLineEdit;
 class QPushButton;
@@ -30,6 +31,7 @@ public:
     QLabel* environmentNote() const { return m_environmentNote; }
     QCheckBox* analyticsBox() const { return m_analytics; }
     QCheckBox* loginBox() const { return m_login; }
+    QComboBox* browserBox() const { return m_browser; }
 
 private:
     void showKeyStatus(const QString& text, bool bad = false);
@@ -40,6 +42,7 @@ private:
     QLabel* m_environmentNote;
     QCheckBox* m_analytics;
     QCheckBox* m_login;
+    QComboBox* m_browser;
     KeyCheck* m_check;
 };
 

@@ -1,6 +1,7 @@
 #include "Tavrik/Runtime/AgentRunner.h"
 
 #include "Tavrik/Analytics.h"
+#include "Tavrik/Runtime/DirectBrowser.h"
 #include "Tavrik/Runtime/ProcessGroup.h"
 #include "Tavrik/Runtime/RuntimeLocator.h"
 #include "TavrikCore/Replay/CastRoute.h"
@@ -28,10 +29,14 @@ QString firstWord(const QString& text) {
 QProcessEnvironment runtimeEnvironment() {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     // Desktop sessions often start programs with a short PATH that misses where node lives.
-    environment.insert(QStringLiteral("PATH"),
-                       QStringLiteral("/usr/local/bin:/usr/bin:/bin:") + environment.value(QStringLiteral("PATH")));
+    environment.insert(QStringLiteral("PATH"), QStringLiteral("/usr/local/bin:/usr/bin:/bin:") +
+                                                   environment.value(QStringLiteral("PATH")));
     environment.insert(QStringLiteral("POSTHOG_DISTINCT_ID"), Analytics::distinctID());
-    environment.insert(QStringLiteral("POSTHOG_OPT_OUT"), Analytics::isOptedOut() ? QStringLiteral("1") : QStringLiteral("0"));
+    environment.insert(QStringLiteral("POSTHOG_OPT_OUT"),
+                       Analytics::isOptedOut() ? QStringLiteral("1") : QStringLiteral("0"));
+    if (!environment.contains(QStringLiteral("TAVRIK_DIRECT_BROWSER")))
+        environment.insert(QStringLiteral("TAVRIK_DIRECT_BROWSER"),
+                           DirectBrowser::environmentValue(DirectBrowser::current()));
     return environment;
 }
 } // namespace
@@ -47,8 +52,8 @@ bool AgentRunner::isRunning() const {
     return m_process && m_process->state() != QProcess::NotRunning;
 }
 
-void AgentRunner::run(const Skill& skill, const QMap<QString, QString>& parameters, const QString& givenFolder,
-                      const Options& options) {
+void AgentRunner::run(const Skill& skill, const QMap<QString, QString>& parameters,
+                      const QString& givenFolder, const Options& options) {
     const QString skillFolder = givenFolder.isEmpty() ? Paths::skill(skill.id) : givenFolder;
     const bool replays = options.checkOnly || CastRoute::method(skill) == CastMethod::replay;
     QString program;
@@ -57,7 +62,8 @@ void AgentRunner::run(const Skill& skill, const QMap<QString, QString>& paramete
     if (replays) {
         std::optional<QString> tavrik = RuntimeLocator::replayProgram();
         if (!tavrik) {
-            emit finished(false, QStringLiteral("Couldn't find the tavrik program to replay the skill."));
+            emit finished(false,
+                          QStringLiteral("Couldn't find the tavrik program to replay the skill."));
             return;
         }
         program = *tavrik;
@@ -69,12 +75,14 @@ void AgentRunner::run(const Skill& skill, const QMap<QString, QString>& paramete
     } else if (std::optional<QString> installed = RuntimeLocator::installedRuntime()) {
         workingDirectory = *installed;
         program = *installed + QStringLiteral("/node");
-        arguments = {*installed + QStringLiteral("/dist/cli.js"), QStringLiteral("agent"), skillFolder};
+        arguments = {*installed + QStringLiteral("/dist/cli.js"), QStringLiteral("agent"),
+                     skillFolder};
     } else if (std::optional<QString> development = RuntimeLocator::developmentRuntime()) {
         workingDirectory = *development;
         program = QStringLiteral("/usr/bin/env");
-        arguments = {QStringLiteral("npx"), QStringLiteral("tsx"), *development + QStringLiteral("/src/cli.ts"),
-                     QStringLiteral("agent"), skillFolder};
+        arguments = {QStringLiteral("npx"), QStringLiteral("tsx"),
+                     *development + QStringLiteral("/src/cli.ts"), QStringLiteral("agent"),
+                     skillFolder};
     } else {
         emit finished(false, QStringLiteral("Couldn't find the Tavrik runtime."));
         return;
