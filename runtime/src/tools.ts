@@ -16,16 +16,67 @@ export interface ToolOutcome {
 
 type Input = Record<string, unknown>;
 
-export const toolDefinitions: Anthropic.Tool[] = [
+// What a handler may use of the run it serves.
+interface ToolContext {
+  readonly config: RuntimeConfig;
+  browserSession(): Promise<BrowserSession>;
+  currentSession(): BrowserSession | null;
+  sheet(spreadsheet?: string): SheetTarget;
+}
+
+interface AgentTool extends Anthropic.Tool {
+  // What follows the tool name on the "→" line: short, one line, nothing secret.
+  describe?: (input: Input) => string;
+  handle: (tools: ToolContext, input: Input) => Promise<ToolOutcome>;
+}
+
+const s = (v: unknown) => (typeof v === 'string' ? v : v === undefined || v === null ? '' : String(v));
+
+const optionalSheet = {
+  sheet: { type: 'string', description: 'tab name, optional' },
+  spreadsheet_id: { type: 'string', description: 'Google Sheet id or link, optional' },
+};
+
+// read and extract look at the page open already; they never start the browser themselves.
+async function settledPage(tools: ToolContext) {
+  const session = tools.currentSession();
+  const page = session?.current();
+  if (!session || !page) return null;
+  await session.settle(page);
+  return page;
+}
+const noPageYet = (): ToolOutcome => ({ content: 'No page is open yet: call open first.', isError: true });
+
+const agentTools: AgentTool[] = [
   {
     name: 'open',
     description: "Navigate the browser to a URL (the user's own browser, already signed in to their sites). Waits for the page to load.",
     input_schema: { type: 'object', properties: { url: { type: 'string', description: 'absolute http(s) URL' } }, required: ['url'] },
+    describe: (input) => s(input.url),
+    async handle(tools, input) {
+      const url = s(input.url).trim();
+      const address = webAddress(url);
+      if (!('url' in address)) throw new RefusedError(`Tavrik didn't open "${oneLine(url, 120)}": it opens only http and https addresses.`);
+      const session = await tools.browserSession();
+      try {
+        const page = await session.open(address.url.href);
+        return { content: JSON.stringify({ url: page.url(), title: await page.title() }) };
+      } catch (e) {
+        if (e instanceof NavigationError) return { content: e.message, isError: true };
+        throw e;
+      }
+    },
   },
   {
     name: 'read',
     description: "Read the current page: its title, visible text, form fields and links. Use it to find ONE value described by the prompt. Password fields are never shown.",
     input_schema: { type: 'object', properties: { prompt: { type: 'string', description: 'which value to look for' } }, required: ['prompt'] },
+    describe: (input) => oneLine(s(input.prompt), 80),
+    async handle(tools) {
+      const page = await settledPage(tools);
+      if (!page) return noPageYet();
+      return { content: JSON.stringify(await readPage(page)) };
+    },
   },
   {
     name: 'extract',
@@ -36,19 +87,26 @@ export const toolDefinitions: Anthropic.Tool[] = [
       properties: { rows: { type: 'string' }, fields: { type: 'array', items: { type: 'string' } } },
       required: ['rows', 'fields'],
     },
+    describe: (input) => oneLine(`${s(input.rows)}${Array.isArray(input.fields) ? ' fields=' + input.fields.map(s).join(',') : ''}`, 120),
+    async handle(tools, input) {
+      const page = await settledPage(tools);
+      if (!page) return noPageYet();
+      const fields = Array.isArray(input.fields) ? input.fields.map(s).filter(Boolean) : [];
+      return { content: JSON.stringify(await extractRows(page, s(input.rows), fields)) };
+    },
   },
   {
     name: 'sheets_set_cell',
     description: "Write one value to one cell (A1 notation) of the skill's sheet.",
     input_schema: {
       type: 'object',
-      properties: {
-        cell: { type: 'string', description: 'for example B3' },
-        value: { type: 'string' },
-        sheet: { type: 'string', description: 'tab name, optional' },
-        spreadsheet_id: { type: 'string', description: 'Google Sheet id or link, optional' },
-      },
+      properties: { cell: { type: 'string', description: 'for example B3' }, value: { type: 'string' }, ...optionalSheet },
       required: ['cell', 'value'],
+    },
+    describe: (input) => s(input.cell),
+    async handle(tools, input) {
+      const target = tools.sheet(s(input.spreadsheet_id) || undefined);
+      return { content: await target.setCell(s(input.cell), s(input.value), s(input.sheet) || undefined) };
     },
   },
   {
@@ -58,10 +116,16 @@ export const toolDefinitions: Anthropic.Tool[] = [
       type: 'object',
       properties: {
         rows: { type: 'array', items: { type: 'array', items: { type: ['string', 'number', 'boolean', 'null'] } } },
-        sheet: { type: 'string', description: 'tab name, optional' },
-        spreadsheet_id: { type: 'string', description: 'Google Sheet id or link, optional' },
+        ...optionalSheet,
       },
       required: ['rows'],
+    },
+    describe: (input) => `rows=${Array.isArray(input.rows) ? input.rows.length : 0}`,
+    async handle(tools, input) {
+      const rows = normaliseRows(input.rows);
+      if (!rows.length) return { content: 'There were no rows to add.', isError: true };
+      const target = tools.sheet(s(input.spreadsheet_id) || undefined);
+      return { content: await target.append(rows, s(input.sheet) || undefined) };
     },
   },
   {
@@ -72,6 +136,13 @@ export const toolDefinitions: Anthropic.Tool[] = [
       properties: { to: { type: 'string', description: 'phone number in international form' }, body: { type: 'string' } },
       required: ['to', 'body'],
     },
+    describe: (input) => `to=${s(input.to)}`,
+    async handle(tools, input) {
+      const cfg = tools.config.sms;
+      if (!cfg) throw new SetupError(`Texting isn't set up: add an "sms" section with account_sid, auth_token and from to ${tools.config.file}.`);
+      if (!s(input.body).trim()) return { content: 'The message is empty.', isError: true };
+      return { content: await sendSms(cfg, s(input.to), s(input.body)) };
+    },
   },
   {
     name: 'finish',
@@ -81,43 +152,37 @@ export const toolDefinitions: Anthropic.Tool[] = [
       properties: { summary: { type: 'string', description: 'one short sentence for the user' }, success: { type: 'boolean' } },
       required: ['summary'],
     },
+    async handle(_tools, input) {
+      return { content: 'ok', finish: { summary: s(input.summary).trim() || 'Done.', success: input.success !== false } };
+    },
   },
 ];
 
-const s = (v: unknown) => (typeof v === 'string' ? v : v === undefined || v === null ? '' : String(v));
+const byName = new Map(agentTools.map((tool) => [tool.name, tool]));
 
-// What follows the tool name on the "→" line: short, one line, nothing secret.
+// The list the model is offered: the table without its handlers.
+export const toolDefinitions: Anthropic.Tool[] = agentTools.map(({ name, description, input_schema }) => ({ name, description, input_schema }));
+
 export function describeCall(name: string, input: Input): string {
-  switch (name) {
-    case 'open':
-      return s(input.url);
-    case 'read':
-      return oneLine(s(input.prompt), 80);
-    case 'extract':
-      return oneLine(`${s(input.rows)}${Array.isArray(input.fields) ? ' fields=' + input.fields.map(s).join(',') : ''}`, 120);
-    case 'sheets_set_cell':
-      return s(input.cell);
-    case 'sheets_append':
-      return `rows=${Array.isArray(input.rows) ? input.rows.length : 0}`;
-    case 'notify_sms':
-      return `to=${s(input.to)}`;
-    default:
-      return '';
-  }
+  return byName.get(name)?.describe?.(input) ?? '';
 }
 
-export class Toolbelt {
+export class Toolbelt implements ToolContext {
   private session: BrowserSession | null = null;
 
   constructor(
-    private readonly config: RuntimeConfig,
+    readonly config: RuntimeConfig,
     private readonly skill: Skill,
     private readonly browser: () => Promise<BrowserSession>,
     private readonly log: (...a: unknown[]) => void,
   ) {}
 
-  private async browserSession() {
+  async browserSession(): Promise<BrowserSession> {
     this.session ??= await this.browser();
+    return this.session;
+  }
+
+  currentSession(): BrowserSession | null {
     return this.session;
   }
 
@@ -152,52 +217,8 @@ export class Toolbelt {
   }
 
   private async dispatch(name: string, input: Input): Promise<ToolOutcome> {
-    switch (name) {
-      case 'open': {
-        const url = s(input.url).trim();
-        const address = webAddress(url);
-        if (!('url' in address)) throw new RefusedError(`Tavrik didn't open "${oneLine(url, 120)}": it opens only http and https addresses.`);
-        const session = await this.browserSession();
-        try {
-          const page = await session.open(address.url.href);
-          return { content: JSON.stringify({ url: page.url(), title: await page.title() }) };
-        } catch (e) {
-          if (e instanceof NavigationError) return { content: e.message, isError: true };
-          throw e;
-        }
-      }
-      case 'read':
-      case 'extract': {
-        const page = this.session?.current();
-        if (!this.session || !page) return { content: 'No page is open yet: call open first.', isError: true };
-        const session = this.session;
-        await session.settle(page);
-        if (name === 'read') return { content: JSON.stringify(await readPage(page)) };
-        const fields = Array.isArray(input.fields) ? input.fields.map(s).filter(Boolean) : [];
-        const result = await extractRows(page, s(input.rows), fields);
-        return { content: JSON.stringify(result) };
-      }
-      case 'sheets_set_cell': {
-        const target = this.sheet(s(input.spreadsheet_id) || undefined);
-        return { content: await target.setCell(s(input.cell), s(input.value), s(input.sheet) || undefined) };
-      }
-      case 'sheets_append': {
-        const rows = normaliseRows(input.rows);
-        if (!rows.length) return { content: 'There were no rows to add.', isError: true };
-        const target = this.sheet(s(input.spreadsheet_id) || undefined);
-        return { content: await target.append(rows, s(input.sheet) || undefined) };
-      }
-      case 'notify_sms': {
-        const cfg = this.config.sms;
-        if (!cfg)
-          throw new SetupError(`Texting isn't set up: add an "sms" section with account_sid, auth_token and from to ${this.config.file}.`);
-        if (!s(input.body).trim()) return { content: 'The message is empty.', isError: true };
-        return { content: await sendSms(cfg, s(input.to), s(input.body)) };
-      }
-      case 'finish':
-        return { content: 'ok', finish: { summary: s(input.summary).trim() || 'Done.', success: input.success !== false } };
-      default:
-        return { content: `There is no tool called ${name}.`, isError: true };
-    }
+    const tool = byName.get(name);
+    if (!tool) return { content: `There is no tool called ${name}.`, isError: true };
+    return tool.handle(this, input);
   }
 }
