@@ -25,14 +25,17 @@ function request(method: string, url: string, timeoutMs: number): Promise<string
   });
 }
 
+// A command's answer or an event's parameters, read loosely: the protocol has far more than is used here.
+type Params = Record<string, unknown>;
+
 class Target {
   private nextId = 0;
-  private readonly pending = new Map<number, { resolve: (v: any) => void; reject: (e: Error) => void }>();
-  private readonly listeners: ((method: string, params: any) => void)[] = [];
+  private readonly pending = new Map<number, { resolve: (v: unknown) => void; reject: (e: Error) => void }>();
+  private readonly listeners: ((method: string, params: Params) => void)[] = [];
 
   private constructor(private readonly ws: WebSocket) {
     ws.on('message', (data) => {
-      let msg: any;
+      let msg: { id?: unknown; result?: unknown; error?: { message?: string }; method?: string; params?: Params };
       try {
         msg = JSON.parse(data.toString());
       } catch {
@@ -44,7 +47,7 @@ class Target {
         if (msg.error) p?.reject(new Error(msg.error.message));
         else p?.resolve(msg.result);
       } else if (msg.method) {
-        for (const l of this.listeners) l(msg.method, msg.params);
+        for (const l of this.listeners) l(msg.method, msg.params ?? {});
       }
     });
     ws.on('close', () => {
@@ -61,15 +64,15 @@ class Target {
     });
   }
 
-  send(method: string, params: object = {}): Promise<any> {
+  send<Answer = Params>(method: string, params: object = {}): Promise<Answer> {
     const id = ++this.nextId;
     return new Promise((resolve, reject) => {
-      this.pending.set(id, { resolve, reject });
+      this.pending.set(id, { resolve: (v) => resolve(v as Answer), reject });
       this.ws.send(JSON.stringify({ id, method, params }));
     });
   }
 
-  on(listener: (method: string, params: any) => void) {
+  on(listener: (method: string, params: Params) => void) {
     this.listeners.push(listener);
   }
 
@@ -100,14 +103,14 @@ export async function openTab(endpoint: string, url: string, opts: { timeoutMs: 
     const loadsSeen = new Set<string>();
     let onLoad: (() => void) | null = null;
     target.on((method, params) => {
-      if (method === 'Page.lifecycleEvent' && params?.name === 'load') {
+      if (method === 'Page.lifecycleEvent' && params.name === 'load' && typeof params.loaderId === 'string') {
         loadsSeen.add(params.loaderId);
         if (params.loaderId === loaderId) onLoad?.();
       }
     });
     await target.send('Page.enable');
     await target.send('Page.setLifecycleEventsEnabled', { enabled: true });
-    const nav = await target.send('Page.navigate', { url });
+    const nav = await target.send<{ errorText?: string; loaderId?: string }>('Page.navigate', { url });
     if (nav.errorText) throw new NavigationError(`Couldn't open ${url}: ${nav.errorText}`);
     loaderId = nav.loaderId;
     if (loaderId && !loadsSeen.has(loaderId)) {
@@ -122,7 +125,7 @@ export async function openTab(endpoint: string, url: string, opts: { timeoutMs: 
         };
       });
     }
-    const evaluated = await target.send('Runtime.evaluate', { expression: '[document.title, location.href]', returnByValue: true });
+    const evaluated = await target.send<{ result?: { value?: unknown } }>('Runtime.evaluate', { expression: '[document.title, location.href]', returnByValue: true });
     const [title, finalUrl] = (evaluated?.result?.value ?? ['', url]) as [string, string];
     if (opts.foreground) await target.send('Page.bringToFront').catch(() => {});
     return { title, url: finalUrl };
