@@ -9,26 +9,35 @@ const settleMs = 3000;
 
 // Opens url in the user's default browser through the desktop (xdg-open, or TAVRIK_URL_OPENER).
 export function openInDesktopBrowser(url: string, env: NodeJS.ProcessEnv): Promise<OpenedTab> {
-  const opener = env.TAVRIK_URL_OPENER || 'xdg-open';
-  return new Promise((resolve, reject) => {
-    const child = spawn(opener, [url], { stdio: 'ignore', detached: true });
-    const timer = setTimeout(() => {
-      child.unref();
-      resolve({ title: '', url });
-    }, settleMs);
-    child.once('error', (e) => {
-      clearTimeout(timer);
-      reject(new BrowserError(`Couldn't hand ${url} to your browser: ${opener} failed (${e.message}).`));
+    const opener = env.TAVRIK_URL_OPENER || 'xdg-open';
+    return new Promise((resolve, reject) => {
+        const child = spawn(opener, [url], { stdio: 'ignore', detached: true });
+        const timer = setTimeout(() => {
+            child.unref();
+            resolve({ title: '', url });
+        }, settleMs);
+        child.once('error', (e) => {
+            clearTimeout(timer);
+            reject(
+                new BrowserError(
+                    `Couldn't hand ${url} to your browser: ${opener} failed (${e.message}).`,
+                ),
+            );
+        });
+        child.once('exit', (code) => {
+            clearTimeout(timer);
+            if (code === 0) resolve({ title: '', url });
+            else
+                reject(
+                    new BrowserError(
+                        `Couldn't hand ${url} to your browser: ${opener} ended with status ${code}.`,
+                    ),
+                );
+        });
     });
-    child.once('exit', (code) => {
-      clearTimeout(timer);
-      if (code === 0) resolve({ title: '', url });
-      else reject(new BrowserError(`Couldn't hand ${url} to your browser: ${opener} ended with status ${code}.`));
-    });
-  });
 }
 
 // Whether direct skills go to the user's own browser (the default) rather than Tavrik's.
 export function usesDesktopBrowser(env: NodeJS.ProcessEnv): boolean {
-  return env.TAVRIK_DIRECT_BROWSER !== 'tavrik';
+    return env.TAVRIK_DIRECT_BROWSER !== 'tavrik';
 }

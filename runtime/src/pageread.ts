@@ -53,7 +53,7 @@ const readScript = String.raw`(() => {
 })()`;
 
 function extractScript(rows: string, fields: string[]): string {
-  return String.raw`((rowsHint, fields) => {
+    return String.raw`((rowsHint, fields) => {
   ${common}
   const norm = (s) => (s || '').toLowerCase().replace(/[_\-]+/g, ' ').replace(/\s+/g, ' ').trim();
   const textOf = (el) => (isField(el) ? fieldValue(el) : clean(el.innerText || textBesideFields(el)).slice(0, 2000));
@@ -155,40 +155,51 @@ function extractScript(rows: string, fields: string[]): string {
 }
 
 export interface PageReading {
-  url: string;
-  title: string;
-  text: string;
-  fields: { label: string; type: string; value: string }[];
-  links: { text: string; href: string }[];
+    url: string;
+    title: string;
+    text: string;
+    fields: { label: string; type: string; value: string }[];
+    links: { text: string; href: string }[];
 }
 
 // Runs expression in a fresh isolated world of the page's main frame and returns its value.
 async function evaluateApart(page: Page, expression: string): Promise<unknown> {
-  const cdp = await page.context().newCDPSession(page);
-  try {
-    const { frameTree } = await cdp.send('Page.getFrameTree');
-    const { executionContextId } = await cdp.send('Page.createIsolatedWorld', { frameId: frameTree.frame.id, worldName: 'tavrik-reader' });
-    const r = await cdp.send('Runtime.evaluate', { expression, contextId: executionContextId, returnByValue: true });
-    if (r.exceptionDetails) throw new Error(`Couldn't read the page: ${r.exceptionDetails.exception?.description?.split('\n')[0] ?? r.exceptionDetails.text}`);
-    return r.result.value;
-  } finally {
-    void cdp.detach().catch(() => {});
-  }
+    const cdp = await page.context().newCDPSession(page);
+    try {
+        const { frameTree } = await cdp.send('Page.getFrameTree');
+        const { executionContextId } = await cdp.send('Page.createIsolatedWorld', {
+            frameId: frameTree.frame.id,
+            worldName: 'tavrik-reader',
+        });
+        const r = await cdp.send('Runtime.evaluate', {
+            expression,
+            contextId: executionContextId,
+            returnByValue: true,
+        });
+        if (r.exceptionDetails)
+            throw new Error(
+                `Couldn't read the page: ${r.exceptionDetails.exception?.description?.split('\n')[0] ?? r.exceptionDetails.text}`,
+            );
+        return r.result.value;
+    } finally {
+        void cdp.detach().catch(() => {});
+    }
 }
 
 export async function readPage(page: Page, maxChars = 20000): Promise<PageReading> {
-  const r = (await evaluateApart(page, readScript)) as PageReading;
-  if (r.text.length > maxChars) r.text = r.text.slice(0, maxChars) + '\n[…the rest of the page was cut]';
-  return r;
+    const r = (await evaluateApart(page, readScript)) as PageReading;
+    if (r.text.length > maxChars)
+        r.text = r.text.slice(0, maxChars) + '\n[…the rest of the page was cut]';
+    return r;
 }
 
 export interface Extraction {
-  source: string;
-  count: number;
-  header: string[];
-  rows: Record<string, string | null>[];
+    source: string;
+    count: number;
+    header: string[];
+    rows: Record<string, string | null>[];
 }
 
 export async function extractRows(page: Page, rows: string, fields: string[]): Promise<Extraction> {
-  return (await evaluateApart(page, extractScript(rows, fields))) as Extraction;
+    return (await evaluateApart(page, extractScript(rows, fields))) as Extraction;
 }

@@ -3,11 +3,11 @@
 export type Address = { url: URL } | { problem: 'not-absolute' | 'not-web' };
 
 export function webAddress(text: string): Address {
-  let url: URL;
-  try {
-    url = new URL(text.trim());
-  } catch {
-    return { problem: 'not-absolute' };
-  }
-  return url.protocol === 'http:' || url.protocol === 'https:' ? { url } : { problem: 'not-web' };
+    let url: URL;
+    try {
+        url = new URL(text.trim());
+    } catch {
+        return { problem: 'not-absolute' };
+    }
+    return url.protocol === 'http:' || url.protocol === 'https:' ? { url } : { problem: 'not-web' };
 }

@@ -32,22 +32,31 @@ Opens the results.
 `;
 
 test('a direct skill is read from its front matter and filled with encoded values', () => {
-  const skill = parseSkillMarkdown(googleFixture);
-  assert.equal(skill.name, 'Search Google');
-  assert.equal(skill.runtime?.type, 'open_url');
-  assert.ok(isDirect(skill));
-  assert.deepEqual(skill.parameters.map((p) => [p.name, p.exampleValue]), [['search_query', 'claude code']]);
-  const values = runValues(skill.parameters, {});
-  assert.equal(fill(skill.runtime!.urlTemplate!, values).text, 'https://www.google.com/search?q=claude%20code');
-  assert.equal(fill('{{ search_query | urlencode }}', { search_query: 'a&b=c/d?' }).text, 'a%26b%3Dc%2Fd%3F');
-  const r = fill('{{a}} {{b}} {{a|shout}}', { a: 'x' });
-  assert.equal(r.text, 'x {{b}} x');
-  assert.deepEqual(r.missing, ['b']);
-  assert.deepEqual(r.unknownFilters, ['shout']);
+    const skill = parseSkillMarkdown(googleFixture);
+    assert.equal(skill.name, 'Search Google');
+    assert.equal(skill.runtime?.type, 'open_url');
+    assert.ok(isDirect(skill));
+    assert.deepEqual(
+        skill.parameters.map((p) => [p.name, p.exampleValue]),
+        [['search_query', 'claude code']],
+    );
+    const values = runValues(skill.parameters, {});
+    assert.equal(
+        fill(skill.runtime!.urlTemplate!, values).text,
+        'https://www.google.com/search?q=claude%20code',
+    );
+    assert.equal(
+        fill('{{ search_query | urlencode }}', { search_query: 'a&b=c/d?' }).text,
+        'a%26b%3Dc%2Fd%3F',
+    );
+    const r = fill('{{a}} {{b}} {{a|shout}}', { a: 'x' });
+    assert.equal(r.text, 'x {{b}} x');
+    assert.deepEqual(r.missing, ['b']);
+    assert.deepEqual(r.unknownFilters, ['shout']);
 });
 
 test('a sequence keeps its URLs in order; the plan document beside SKILL.md wins', () => {
-  const seq = parseSkillMarkdown(`---
+    const seq = parseSkillMarkdown(`---
 name: Open Two
 runtime:
   type: sequence
@@ -58,97 +67,178 @@ runtime:
       url_template: https://b.example/
 ---
 `);
-  assert.deepEqual(allURLTemplates(seq.runtime!), ['https://a.example/', 'https://b.example/']);
-  assert.equal(parseSkillMarkdown('---\nname: X\nruntime:\n  steps:\n    - type: open_url\n').runtime?.type, 'sequence');
-  assert.equal(isDirect(parseSkillMarkdown('---\nname: X\n---\nbody')), false);
+    assert.deepEqual(allURLTemplates(seq.runtime!), ['https://a.example/', 'https://b.example/']);
+    assert.equal(
+        parseSkillMarkdown('---\nname: X\nruntime:\n  steps:\n    - type: open_url\n').runtime
+            ?.type,
+        'sequence',
+    );
+    assert.equal(isDirect(parseSkillMarkdown('---\nname: X\n---\nbody')), false);
 
-  const home = tempHome();
-  try {
-    const dir = writeSkill(home.root, googleFixture, {
-      parameters: [{ id: 'A', name: 'search_query', type: 'text', prompt: 'Q', exampleValue: 'from plan', usedInSteps: [] }],
-      plan: [],
-      runtime: { type: 'sequence', steps: [{ type: 'open_url', urlTemplate: 'https://x.example/{{search_query}}' }], urlTemplates: ['https://y.example/'] },
-    });
-    const skill = loadSkill(dir);
-    assert.equal(skill.parameters[0].exampleValue, 'from plan');
-    assert.deepEqual(allURLTemplates(skill.runtime!), ['https://y.example/', 'https://x.example/{{search_query}}']);
-    fs.writeFileSync(path.join(dir, 'execution_plan.json'), '{broken');
-    assert.equal(loadSkill(dir).runtime?.urlTemplate, 'https://www.google.com/search?q={{search_query|urlencode}}');
-    assert.throws(() => loadSkill(path.join(home.root, 'nowhere')), /no SKILL.md/);
-  } finally {
-    home.cleanup();
-  }
+    const home = tempHome();
+    try {
+        const dir = writeSkill(home.root, googleFixture, {
+            parameters: [
+                {
+                    id: 'A',
+                    name: 'search_query',
+                    type: 'text',
+                    prompt: 'Q',
+                    exampleValue: 'from plan',
+                    usedInSteps: [],
+                },
+            ],
+            plan: [],
+            runtime: {
+                type: 'sequence',
+                steps: [{ type: 'open_url', urlTemplate: 'https://x.example/{{search_query}}' }],
+                urlTemplates: ['https://y.example/'],
+            },
+        });
+        const skill = loadSkill(dir);
+        assert.equal(skill.parameters[0].exampleValue, 'from plan');
+        assert.deepEqual(allURLTemplates(skill.runtime!), [
+            'https://y.example/',
+            'https://x.example/{{search_query}}',
+        ]);
+        fs.writeFileSync(path.join(dir, 'execution_plan.json'), '{broken');
+        assert.equal(
+            loadSkill(dir).runtime?.urlTemplate,
+            'https://www.google.com/search?q={{search_query|urlencode}}',
+        );
+        assert.throws(() => loadSkill(path.join(home.root, 'nowhere')), /no SKILL.md/);
+    } finally {
+        home.cleanup();
+    }
 });
 
 test('arguments are split at the first equals sign and override examples', () => {
-  assert.deepEqual(parseArguments(['q=a=b c', 'empty=']), { q: 'a=b c', empty: '' });
-  assert.throws(() => parseArguments(['novalue']), ArgumentError);
-  assert.throws(() => parseArguments(['=x']), ArgumentError);
-  assert.deepEqual(runValues([{ name: 'a', exampleValue: '1' }, { name: 'b', exampleValue: '2' }], { b: '3' }), { a: '1', b: '3' });
+    assert.deepEqual(parseArguments(['q=a=b c', 'empty=']), { q: 'a=b c', empty: '' });
+    assert.throws(() => parseArguments(['novalue']), ArgumentError);
+    assert.throws(() => parseArguments(['=x']), ArgumentError);
+    assert.deepEqual(
+        runValues(
+            [
+                { name: 'a', exampleValue: '1' },
+                { name: 'b', exampleValue: '2' },
+            ],
+            { b: '3' },
+        ),
+        { a: '1', b: '3' },
+    );
 });
 
 test('CSV cells and rows survive quoting and keep what was there', () => {
-  const home = tempHome();
-  try {
-    const file = path.join(home.root, 'out', 'sheet.csv');
-    csvAppend(file, [['name', 'price'], ['Widget, large', 'say "hi"']]);
-    csvSetCell(file, 'D4', 'x\ny');
-    csvSetCell(file, 'B1', 'cost');
-    const rows = parseCsv(fs.readFileSync(file, 'utf8'));
-    assert.deepEqual(rows[0], ['name', 'cost']);
-    assert.deepEqual(rows[1], ['Widget, large', 'say "hi"']);
-    assert.deepEqual(rows[3], ['', '', '', 'x\ny']);
-    assert.deepEqual(parseCell('$AA$10'), { col: 26, row: 9 });
-    assert.equal(parseCell('A0'), null);
-    assert.throws(() => csvSetCell(file, 'nonsense', 'v'), /cell name/);
-    assert.deepEqual(normaliseRows(['a', 1, null]), [['a', '1', '']]);
-    assert.deepEqual(normaliseRows([{ n: 'x', p: 2 }, ['y', 3]]), [['x', '2'], ['y', '3']]);
-    assert.equal(spreadsheetIdFrom('see https://docs.google.com/spreadsheets/d/1AbC_defGHIjk-lm/edit#gid=0'), '1AbC_defGHIjk-lm');
-  } finally {
-    home.cleanup();
-  }
+    const home = tempHome();
+    try {
+        const file = path.join(home.root, 'out', 'sheet.csv');
+        csvAppend(file, [
+            ['name', 'price'],
+            ['Widget, large', 'say "hi"'],
+        ]);
+        csvSetCell(file, 'D4', 'x\ny');
+        csvSetCell(file, 'B1', 'cost');
+        const rows = parseCsv(fs.readFileSync(file, 'utf8'));
+        assert.deepEqual(rows[0], ['name', 'cost']);
+        assert.deepEqual(rows[1], ['Widget, large', 'say "hi"']);
+        assert.deepEqual(rows[3], ['', '', '', 'x\ny']);
+        assert.deepEqual(parseCell('$AA$10'), { col: 26, row: 9 });
+        assert.equal(parseCell('A0'), null);
+        assert.throws(() => csvSetCell(file, 'nonsense', 'v'), /cell name/);
+        assert.deepEqual(normaliseRows(['a', 1, null]), [['a', '1', '']]);
+        assert.deepEqual(normaliseRows([{ n: 'x', p: 2 }, ['y', 3]]), [
+            ['x', '2'],
+            ['y', '3'],
+        ]);
+        assert.equal(
+            spreadsheetIdFrom(
+                'see https://docs.google.com/spreadsheets/d/1AbC_defGHIjk-lm/edit#gid=0',
+            ),
+            '1AbC_defGHIjk-lm',
+        );
+    } finally {
+        home.cleanup();
+    }
 });
 
 test('settings: defaults, environment overrides, bad files, and the file is made private', () => {
-  const home = tempHome();
-  try {
-    const cfg = loadConfig(home.support, {}, () => {});
-    assert.equal(cfg.maxSteps, 40);
-    assert.equal(cfg.sheets, undefined);
-    const file = path.join(home.support, 'runtime.json');
-    fs.writeFileSync(file, JSON.stringify({ max_steps: 5, sms: { account_sid: 'AC1', auth_token: 't', from: '+1555' }, sheets: { access_token: 'tok' } }), { mode: 0o644 });
-    const c2 = loadConfig(home.support, { TAVRIK_MAX_STEPS: '7', TAVRIK_BROWSER_HEADLESS: '1' }, () => {});
-    assert.equal(c2.maxSteps, 7);
-    assert.equal(c2.browser.headless, true);
-    assert.equal(c2.sms?.baseUrl, 'https://api.twilio.com');
-    assert.equal(c2.sheets?.accessToken, 'tok');
-    assert.equal(fs.statSync(file).mode & 0o777, 0o600);
-    fs.writeFileSync(file, '{"sms": {"account_sid": "AC1"}}');
-    assert.throws(() => loadConfig(home.support, {}, () => {}), /needs account_sid, auth_token and from/);
-    fs.writeFileSync(file, 'not json');
-    assert.throws(() => loadConfig(home.support, {}, () => {}), ConfigError);
-    fs.writeFileSync(file, '{"max_steps": -1}');
-    assert.throws(() => loadConfig(home.support, {}, () => {}), /positive number/);
-  } finally {
-    home.cleanup();
-  }
+    const home = tempHome();
+    try {
+        const cfg = loadConfig(home.support, {}, () => {});
+        assert.equal(cfg.maxSteps, 40);
+        assert.equal(cfg.sheets, undefined);
+        const file = path.join(home.support, 'runtime.json');
+        fs.writeFileSync(
+            file,
+            JSON.stringify({
+                max_steps: 5,
+                sms: { account_sid: 'AC1', auth_token: 't', from: '+1555' },
+                sheets: { access_token: 'tok' },
+            }),
+            { mode: 0o644 },
+        );
+        const c2 = loadConfig(
+            home.support,
+            { TAVRIK_MAX_STEPS: '7', TAVRIK_BROWSER_HEADLESS: '1' },
+            () => {},
+        );
+        assert.equal(c2.maxSteps, 7);
+        assert.equal(c2.browser.headless, true);
+        assert.equal(c2.sms?.baseUrl, 'https://api.twilio.com');
+        assert.equal(c2.sheets?.accessToken, 'tok');
+        assert.equal(fs.statSync(file).mode & 0o777, 0o600);
+        fs.writeFileSync(file, '{"sms": {"account_sid": "AC1"}}');
+        assert.throws(
+            () => loadConfig(home.support, {}, () => {}),
+            /needs account_sid, auth_token and from/,
+        );
+        fs.writeFileSync(file, 'not json');
+        assert.throws(() => loadConfig(home.support, {}, () => {}), ConfigError);
+        fs.writeFileSync(file, '{"max_steps": -1}');
+        assert.throws(() => loadConfig(home.support, {}, () => {}), /positive number/);
+    } finally {
+        home.cleanup();
+    }
 });
 
 test('the key comes from the environment, then the key file, else the proxy', () => {
-  const home = tempHome();
-  try {
-    assert.deepEqual(findCredentials(home.support, { ANTHROPIC_API_KEY: ' k1 \n', ANTHROPIC_BASE_URL: 'http://h' }), { kind: 'key', apiKey: 'k1', baseURL: 'http://h' });
-    assert.equal(findCredentials(home.support, { ANTHROPIC_API_KEY: '  ' }).kind, 'proxy');
-    fs.writeFileSync(path.join(home.support, 'anthropic_key.txt'), 'filekey\n');
-    assert.deepEqual(findCredentials(home.support, { ANTHROPIC_API_KEY: ' ' }), { kind: 'key', apiKey: 'filekey', baseURL: undefined });
-  } finally {
-    home.cleanup();
-  }
+    const home = tempHome();
+    try {
+        assert.deepEqual(
+            findCredentials(home.support, {
+                ANTHROPIC_API_KEY: ' k1 \n',
+                ANTHROPIC_BASE_URL: 'http://h',
+            }),
+            { kind: 'key', apiKey: 'k1', baseURL: 'http://h' },
+        );
+        assert.equal(findCredentials(home.support, { ANTHROPIC_API_KEY: '  ' }).kind, 'proxy');
+        fs.writeFileSync(path.join(home.support, 'anthropic_key.txt'), 'filekey\n');
+        assert.deepEqual(findCredentials(home.support, { ANTHROPIC_API_KEY: ' ' }), {
+            kind: 'key',
+            apiKey: 'filekey',
+            baseURL: undefined,
+        });
+    } finally {
+        home.cleanup();
+    }
 });
 
 test('browser flags fit this machine', () => {
-  const args = launchArgs('/p', true, false);
-  for (const f of ['--no-sandbox', '--disable-gpu', '--no-first-run', '--disable-background-networking', '--disable-component-update', '--disable-sync', '--user-data-dir=/p', '--headless=new'])
-    assert.ok(args.includes(f), f);
-  assert.ok(!launchArgs('/p', false, true).some((a) => a === '--no-sandbox' || a.startsWith('--headless')));
+    const args = launchArgs('/p', true, false);
+    for (const f of [
+        '--no-sandbox',
+        '--disable-gpu',
+        '--no-first-run',
+        '--disable-background-networking',
+        '--disable-component-update',
+        '--disable-sync',
+        '--user-data-dir=/p',
+        '--headless=new',
+    ])
+        assert.ok(args.includes(f), f);
+    assert.ok(
+        !launchArgs('/p', false, true).some(
+            (a) => a === '--no-sandbox' || a.startsWith('--headless'),
+        ),
+    );
 });
