@@ -4,6 +4,7 @@
 #include "Tavrik/ReplayCommand.h"
 #include "Tavrik/RemoteCommand.h"
 #include "Tavrik/SelfTest.h"
+#include "Tavrik/SkillFolderCommands.h"
 #include "Tavrik/SkillReference.h"
 #include "Tavrik/SynthesizeCommand.h"
 #include "Tavrik/TraceCommand.h"
@@ -52,6 +53,11 @@ Commands:
                               write a skill from a recording, as after a
                               demonstration: the SKILL.md streams to standard
                               output; --save adds it to the library
+  export-skills DIR           write every skill as an Agent Skills folder under
+                              DIR (SKILL.md for other agent tools, Tavrik's own
+                              files in its "tavrik" subfolder)
+  import-skill DIR            add a skill folder (exported, or any SKILL.md folder)
+                              to the library
   record                      start or stop a recording in the running application
   palette                     open the palette of the running application
   cast REF [NAME=VALUE ...] --in-app
@@ -191,6 +197,10 @@ int runCommand(const QStringList& arguments, QTextStream& out, QTextStream& err)
         return castSkill(rest, out, err);
     if (command == QStringLiteral("replay"))
         return replaySkill(rest, out, err);
+    if (command == QStringLiteral("export-skills"))
+        return exportSkills(rest, out, err);
+    if (command == QStringLiteral("import-skill"))
+        return importSkill(rest, out, err);
     return io.fail(QStringLiteral("unknown command %1 (see tavrik --help)").arg(command), kUsage);
 }
 

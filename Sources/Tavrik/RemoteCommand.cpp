@@ -28,24 +28,24 @@ int runRemoteCommand(const QString& command, const QStringList& arguments, QText
     if (casting && !parsed->ref)
         return fail(QStringLiteral("cast needs a skill: an id, a slash command or a folder"), 2);
 
-    QDBusInterface tavrik(QString::fromLatin1(RemoteControl::service),
-                          QString::fromLatin1(RemoteControl::path),
-                          QString::fromLatin1(RemoteControl::interface),
-                          QDBusConnection::sessionBus());
+    QDBusInterface tavrik(
+        QString::fromLatin1(RemoteControl::service), QString::fromLatin1(RemoteControl::path),
+        QString::fromLatin1(RemoteControl::interface), QDBusConnection::sessionBus());
     if (!tavrik.isValid())
         return fail(QStringLiteral("Tavrik is not running in this session: start it first"), 1);
     if (casting) {
         QStringList assignments;
         for (auto it = parsed->values.cbegin(); it != parsed->values.cend(); ++it)
             assignments.append(it.key() + u'=' + it.value());
-        const QDBusReply<QString> reply = tavrik.call(QStringLiteral("cast"), *parsed->ref, assignments);
+        const QDBusReply<QString> reply =
+            tavrik.call(QStringLiteral("cast"), *parsed->ref, assignments);
         if (!reply.isValid())
             return fail(reply.error().message(), 1);
         return reply.value().isEmpty() ? 0 : fail(reply.value(), 1);
     }
-    const QDBusReply<void> reply = tavrik.call(command == QStringLiteral("record")
-                                                   ? QStringLiteral("toggleRecording")
-                                                   : QStringLiteral("openPalette"));
+    const QDBusReply<void> reply =
+        tavrik.call(command == QStringLiteral("record") ? QStringLiteral("toggleRecording")
+                                                        : QStringLiteral("openPalette"));
     return reply.isValid() ? 0 : fail(reply.error().message(), 1);
 }
 

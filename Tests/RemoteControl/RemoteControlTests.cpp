@@ -48,7 +48,9 @@ protected:
             GTEST_SKIP() << "needs a session bus (scripts/virtual-desktop gives one)";
         services.analytics = [](const QString&, const QJsonObject&) {};
     }
-    void TearDown() override { QDBusConnection::sessionBus().unregisterService(RemoteControl::service); }
+    void TearDown() override {
+        QDBusConnection::sessionBus().unregisterService(RemoteControl::service);
+    }
 
     test::TempSupportFolder support;
     test::TempSettings settings;
@@ -77,7 +79,8 @@ TEST_F(RemoteControlTest, RecordPaletteAndCastReachTheRunningApplication) {
     Skill skill;
     skill.name = "Find Flights";
     skill.createdAt = QDateTime::currentDateTimeUtc();
-    skill.parameters = {{QUuid::createUuid(), "destination", ParameterType::searchTerm, "Where to?", "Lisbon", {}}};
+    skill.parameters = {
+        {QUuid::createUuid(), "destination", ParameterType::searchTerm, "Where to?", "Lisbon", {}}};
     ASSERT_FALSE(SkillStore().save(skill));
     QStringList states;
     QObject::connect(&app, &AppState::stateChanged, [&] {

@@ -15,7 +15,8 @@ bool RemoteControl::registerOnSessionBus() {
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected() || !bus.registerService(QString::fromLatin1(service)))
         return false;
-    return bus.registerObject(QString::fromLatin1(path), this, QDBusConnection::ExportScriptableSlots);
+    return bus.registerObject(QString::fromLatin1(path), this,
+                              QDBusConnection::ExportScriptableSlots);
 }
 
 void RemoteControl::activate() {
@@ -47,7 +48,9 @@ QString RemoteControl::cast(const QString& ref, const QStringList& assignments) 
     // After the answer: a destructive skill asks first, and the caller must not wait on that.
     QMetaObject::invokeMethod(
         m_app,
-        [app = m_app, skill = resolved->skill, values = parsed->values] { app->cast(skill, values); },
+        [app = m_app, skill = resolved->skill, values = parsed->values] {
+            app->cast(skill, values);
+        },
         Qt::QueuedConnection);
     return {};
 }

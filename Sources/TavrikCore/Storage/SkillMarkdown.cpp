@@ -472,4 +472,8 @@ QString frontMatterValue(const QString& value) {
     return quoted(value);
 }
 
+QString body(const QString& text) {
+    return splitFrontMatter(text).body.toString();
+}
+
 } // namespace tavrik::SkillMarkdown

@@ -18,4 +18,7 @@ std::optional<Skill> parse(const QString& text);
 // ":", "#", "," or "[" or starts with a blank.
 QString frontMatterValue(const QString& value);
 
+// What follows the front matter, as parse splits it (the whole text when there is none).
+QString body(const QString& text);
+
 } // namespace tavrik::SkillMarkdown

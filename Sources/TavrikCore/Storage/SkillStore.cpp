@@ -55,7 +55,11 @@ std::optional<QUuid> readRecordingRef(const QString& folder) {
 std::optional<QString> SkillStore::save(const Skill& skill, const std::optional<QString>& markdownOverride) const {
     if (auto failure = Paths::ensureDirectories())
         return failure;
-    const QString folder = Paths::skill(skill.id);
+    return saveInto(Paths::skill(skill.id), skill, markdownOverride);
+}
+
+std::optional<QString> SkillStore::saveInto(const QString& folder, const Skill& skill,
+                                            const std::optional<QString>& markdownOverride) const {
     if (auto failure = Files::makeFolder(folder))
         return failure;
     const QString text = markdownOverride ? *markdownOverride : SkillMarkdown::render(skill);
