@@ -64,7 +64,8 @@ TEST(SkillStore, SaveThenLoadKeepsEverythingButSubSeconds) {
     EXPECT_EQ(files, (QStringList{"SKILL.md", "execution_plan.json", "recording.ref"}));
     EXPECT_EQ(read(folder + "/recording.ref"), json::uuidText(*skill.sourceRecordingID).toUtf8());
     const QByteArray plan = read(folder + "/execution_plan.json");
-    EXPECT_TRUE(plan.startsWith("{\n    \"parameters\": [")) << plan.left(60).toStdString();
+    EXPECT_TRUE(plan.startsWith("{\n    \"created\": \"2026-01-02T03:04:05Z\",\n    \"parameters\": ["))
+        << plan.left(80).toStdString();
     EXPECT_LT(plan.indexOf("\"plan\""), plan.indexOf("\"runtime\""));
 
     std::optional<Skill> loaded = store.load(folder);
@@ -91,6 +92,16 @@ TEST(SkillStore, OverrideTextIsWrittenAsGivenAndTheOldRecordingRefStays) {
     EXPECT_EQ(loaded->summary, "Mine now.");
     EXPECT_EQ(loaded->sourceRecordingID, original);
     EXPECT_EQ(loaded->plan.size(), 2);
+    // The text has no "created:" line: the save time still places it in the library.
+    EXPECT_EQ(loaded->createdAt, json::truncatedToSeconds(skill.createdAt));
+
+    Skill newest = richSkill();
+    newest.createdAt = skill.createdAt.addDays(1);
+    ASSERT_FALSE(store.save(newest, "---\nname: Saved from a draft\n---\n\nText as typed.\n"));
+    const QList<Skill> library = store.loadAll();
+    ASSERT_EQ(library.size(), 2);
+    EXPECT_EQ(library[0].name, "Saved from a draft");
+    EXPECT_EQ(read(store.markdownPath(newest)), "---\nname: Saved from a draft\n---\n\nText as typed.\n");
 }
 
 TEST(SkillStore, BrokenPlanDocumentDegradesToTheMarkdown) {

@@ -9,6 +9,9 @@ struct ExecutionPlanDocument {
     QList<Parameter> parameters;
     QList<PlanStep> plan;
     std::optional<RuntimeSpec> runtime;
+    // When the skill was saved, for a SKILL.md whose text (kept as the user wrote it) has no
+    // "created:" line.
+    std::optional<QDateTime> createdAt;
 
     bool operator==(const ExecutionPlanDocument&) const = default;
     QJsonObject toJson() const;

@@ -267,6 +267,8 @@ QJsonObject ExecutionPlanDocument::toJson() const {
     QJsonObject o{{"parameters", json::arrayOf(parameters)}, {"plan", json::arrayOf(plan)}};
     if (runtime)
         o.insert("runtime", runtime->toJson());
+    if (createdAt)
+        o.insert("created", json::dateText(*createdAt));
     return o;
 }
 
@@ -276,6 +278,7 @@ std::optional<ExecutionPlanDocument> ExecutionPlanDocument::fromJson(const QJson
     d.parameters = r.list<Parameter>("parameters");
     d.plan = r.list<PlanStep>("plan");
     d.runtime = r.optionalObject<RuntimeSpec>("runtime");
+    d.createdAt = r.optionalDate("created");
     return json::finish(r, d, error);
 }
 

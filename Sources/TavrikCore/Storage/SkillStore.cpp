@@ -65,7 +65,7 @@ std::optional<QString> SkillStore::saveInto(const QString& folder, const Skill& 
     const QString text = markdownOverride ? *markdownOverride : SkillMarkdown::render(skill);
     if (auto failure = Files::write(folder + u'/' + kMarkdownFile, text.toUtf8()))
         return failure;
-    const ExecutionPlanDocument plan{skill.parameters, skill.plan, skill.runtime};
+    const ExecutionPlanDocument plan{skill.parameters, skill.plan, skill.runtime, skill.createdAt};
     if (auto failure = Files::write(folder + u'/' + kPlanFile, json::pretty(plan.toJson())))
         return failure;
     // An older recording.ref stays when the skill no longer names one: the link is only added.
@@ -92,6 +92,9 @@ std::optional<Skill> SkillStore::load(const QString& folder, QString* error) con
         skill->plan = plan->plan;
         if (plan->runtime)
             skill->runtime = plan->runtime;
+        // SKILL.md's own "created:" wins; without one the saved time keeps the library's order.
+        if (plan->createdAt && skill->createdAt.toSecsSinceEpoch() == 0)
+            skill->createdAt = *plan->createdAt;
     }
     if (std::optional<QUuid> recording = readRecordingRef(folder))
         skill->sourceRecordingID = recording;
