@@ -58,6 +58,10 @@ bool isOptedOut() {
     return openSettings()->value(QLatin1String(optOutKey), false).toBool();
 }
 
+bool isAnswered() {
+    return openSettings()->contains(QLatin1String(optOutKey));
+}
+
 void setOptedOut(bool optedOut) {
     const std::unique_ptr<QSettings> store = openSettings();
     store->setValue(QLatin1String(optOutKey), optedOut);
@@ -87,7 +91,7 @@ QJsonObject captureBody(const QString& event, const QJsonObject& properties) {
 }
 
 bool capture(const QString& event, const QJsonObject& properties) {
-    if (isOptedOut())
+    if (!isAnswered() || isOptedOut())
         return false;
     QCoreApplication* app = QCoreApplication::instance();
     if (!app)

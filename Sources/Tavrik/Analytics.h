@@ -5,7 +5,8 @@
 
 // Anonymous usage events sent to a PostHog-compatible capture endpoint ("/capture/" on the
 // analytics host). Nothing is sent when the user opted out, nothing is retried, no failure is
-// reported: a lost event is lost. Reads and writes the settings store (organisation and
+// reported: a lost event is lost. Nothing is sent either before the user has answered whether
+// to send (the answer is the stored opt-out value, from onboarding or Preferences). Reads and writes the settings store (organisation and
 // application "Tavrik").
 namespace tavrik::Analytics {
 
@@ -16,6 +17,9 @@ inline constexpr const char* apiKey = "phc_C3J27XDCG2LmlZGEONYlgCtjfIZ4SOcMz9CPV
 // The stored anonymous identifier, created (a random UUID) and stored on first use.
 QString distinctID();
 bool isOptedOut();
+// Whether the user has said yes or no yet.
+bool isAnswered();
+// The user's answer.
 void setOptedOut(bool optedOut);
 
 // Added to every event: "app_version", "source" and "$os".
@@ -25,7 +29,7 @@ QJsonObject captureBody(const QString& event, const QJsonObject& properties = {}
 
 // Sends the event without waiting. Any thread; the transfer runs on the application's thread
 // and needs a running QCoreApplication there. Returns false when nothing was sent (opted out,
-// no application).
+// not answered yet, no application).
 bool capture(const QString& event, const QJsonObject& properties = {});
 
 } // namespace tavrik::Analytics

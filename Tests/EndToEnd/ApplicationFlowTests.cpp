@@ -7,8 +7,10 @@
 #include "Support/MessagesApi.h"
 #include "Support/TempSettings.h"
 #include "Support/TempSupportFolder.h"
+#include "Tavrik/Analytics.h"
 #include "Tavrik/Runtime/ProcessGroup.h"
 #include "TavrikCore/Storage/SkillStore.h"
+#include "TavrikCore/Synthesis/Secrets.h"
 
 #include <QDir>
 #include <QFile>
@@ -16,6 +18,7 @@
 #include <QImage>
 #include <QPixmap>
 #include <QProcess>
+#include <QSettings>
 #include <QScreen>
 #include <QSet>
 #include <gtest/gtest.h>
@@ -104,6 +107,7 @@ protected:
         // Not a skip: a run without it would pass while testing nothing.
         ASSERT_TRUE(runtime.isUsable()) << "runtime/node_modules is missing: run scripts/build-runtime (make test does)";
         ASSERT_TRUE(desktop.isOpen());
+        Analytics::setOptedOut(true); // answered at an earlier launch, so no welcome window
     }
 
     QProcessEnvironment environment() const {
@@ -379,6 +383,40 @@ TEST_F(ApplicationFlow, TheCommandLineDrivesTheRunningApplication) {
     std::tie(status, err) = tavrik({"cast", "/no-such-skill", "--in-app"});
     EXPECT_EQ(status, 1);
     EXPECT_TRUE(err.startsWith("tavrik: ")) << err.toStdString();
+}
+
+// The first launch asks for the key and whether to send usage statistics; nothing is sent before
+// the answer.
+TEST_F(ApplicationFlow, TheFirstLaunchAsksForTheKeyAndSendsNothingBeforeTheAnswer) {
+    QSettings("Tavrik", "Tavrik").remove(Analytics::optOutKey);
+    LocalHttpServer statistics;
+    statistics.route("POST", "/capture/", CannedResponse::json(200, R"({"status": 1})"));
+    QProcessEnvironment env = environment();
+    env.remove("ANTHROPIC_API_KEY");
+    env.insert("TAVRIK_ANALYTICS_HOST", statistics.baseUrl());
+    RunningApplication app(env);
+    ASSERT_TRUE(app.waitForPillStatus("Ready", 10000)) << "the pill never came up";
+    ASSERT_TRUE(waitUntil([&] { return app.window("Welcome to Tavrik").has_value(); })) << "no welcome window";
+    const std::optional<AccessibleNode> send = app.waitFor("push button", "Send");
+    ASSERT_TRUE(send) << "the statistics question is not asked";
+    screenshot("e2e-first-launch");
+    EXPECT_EQ(statistics.requestCount(), 0) << "a usage event left before the answer";
+
+    const std::optional<AccessibleNode> key = app.waitFor("password text", "Anthropic API key");
+    ASSERT_TRUE(key) << "the key is not asked for";
+    clickAt(key->centre());
+    type("typedkey");
+    desktop.tap(XK_Tab);
+    desktop.sync();
+    ASSERT_TRUE(waitUntil([] { return QFile::exists(Secrets::anthropicKeyFilePath()); })) << "the key was not saved";
+    QFile saved(Secrets::anthropicKeyFilePath());
+    ASSERT_TRUE(saved.open(QIODevice::ReadOnly));
+    EXPECT_EQ(saved.readAll().trimmed(), "typedkey");
+    EXPECT_FALSE(saved.permissions() & (QFileDevice::ReadGroup | QFileDevice::ReadOther)) << "others can read the key";
+
+    clickAt(send->centre());
+    EXPECT_TRUE(app.waitFor("label", "✓ Sending"));
+    EXPECT_TRUE(waitUntil([] { return Analytics::isAnswered() && !Analytics::isOptedOut(); }));
 }
 
 // A first demonstration without a key, the service refusing: the panel names the fix, and Try

@@ -24,6 +24,7 @@ protected:
     AnalyticsTest() {
         qputenv(Hosts::analyticsVariable, server.baseUrl().toUtf8());
         server.route("POST", "/capture/", CannedResponse::json(200, R"({"status": 1})"));
+        Analytics::setOptedOut(false); // the user said yes
     }
     ~AnalyticsTest() override { qunsetenv(Hosts::analyticsVariable); }
 
@@ -94,6 +95,19 @@ TEST_F(AnalyticsTest, OptOutSendsNothingAndCreatesNoIdentifier) {
     EXPECT_FALSE(server.waitForRequests(2, 300));
     EXPECT_EQ(server.requests().first().json()["event"], "recording_stopped");
     EXPECT_TRUE(storedID());
+}
+
+TEST_F(AnalyticsTest, NothingLeavesBeforeTheUserHasAnswered) {
+    test::TempSettings fresh;
+    EXPECT_FALSE(Analytics::isAnswered());
+    EXPECT_FALSE(Analytics::isOptedOut());
+    EXPECT_FALSE(Analytics::capture("app_launched"));
+    EXPECT_FALSE(server.waitForRequests(1, 300));
+    EXPECT_FALSE(storedID());
+    Analytics::setOptedOut(false);
+    EXPECT_TRUE(Analytics::isAnswered());
+    ASSERT_TRUE(Analytics::capture("app_launched"));
+    EXPECT_TRUE(server.waitForRequests(1));
 }
 
 TEST_F(AnalyticsTest, DistinctIDIsCreatedOnceAndKept) {

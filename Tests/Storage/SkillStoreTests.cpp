@@ -104,6 +104,17 @@ TEST(SkillStore, OverrideTextIsWrittenAsGivenAndTheOldRecordingRefStays) {
     EXPECT_EQ(read(store.markdownPath(newest)), "---\nname: Saved from a draft\n---\n\nText as typed.\n");
 }
 
+TEST(SkillStore, ASkillWithoutATimeKeepsItsPlan) {
+    test::TempSupportFolder support;
+    SkillStore store;
+    Skill skill = richSkill();
+    skill.createdAt = QDateTime();
+    ASSERT_FALSE(store.save(skill));
+    std::optional<Skill> loaded = store.load(Paths::skill(skill.id));
+    ASSERT_TRUE(loaded);
+    EXPECT_EQ(loaded->plan, skill.plan); // destructive marks included
+}
+
 TEST(SkillStore, BrokenPlanDocumentDegradesToTheMarkdown) {
     test::TempSupportFolder support;
     SkillStore store;

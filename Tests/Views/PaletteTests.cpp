@@ -1,9 +1,11 @@
 #include "Tavrik/Palette/PaletteModel.h"
 #include "Tavrik/Palette/PaletteRows.h"
+#include "Tavrik/Palette/PaletteValuesForm.h"
 #include "Tavrik/Palette/PaletteView.h"
 #include "Tavrik/Palette/PaletteWindow.h"
 #include "ViewsTestSupport.h"
 
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QMouseEvent>
 #include <QPointer>
@@ -156,6 +158,53 @@ TEST(PaletteView, KeysDriveTheSelectionAndReturnCasts) {
     pressKey(view.searchField(), Qt::Key_Return);
     EXPECT_EQ(casts.size(), 1);
     EXPECT_TRUE(processUntil([&] { return closed; }));
+}
+
+TEST(PaletteView, TabAsksForTheValuesAndReturnCastsWithThem) {
+    PaletteView view;
+    view.setSkills({makeSkill("Find Flights", {makeParameter("to", "Lisbon"), makeParameter("when", "May")}),
+                    makeSkill("Plain")});
+    QList<QMap<QString, QString>> casts;
+    QObject::connect(&view, &PaletteView::castRequested,
+                     [&](const Skill&, const QMap<QString, QString>& values) { casts.append(values); });
+    const int listHeight = view.height();
+
+    pressKey(view.searchField(), Qt::Key_Tab);
+    PaletteValuesForm* form = view.valuesForm();
+    ASSERT_NE(form, nullptr);
+    ASSERT_EQ(form->fields().size(), 2);
+    EXPECT_EQ(form->fields()[0]->text(), "Lisbon"); // the examples, ready to be typed over
+    EXPECT_EQ(form->fields()[1]->text(), "May");
+    EXPECT_NE(view.height(), listHeight);
+
+    // Escape goes back to the list without casting; Shift+Return opens the form too.
+    pressKey(form->fields()[0], Qt::Key_Escape);
+    EXPECT_EQ(view.valuesForm(), nullptr);
+    EXPECT_FALSE(view.isDismissing());
+    QKeyEvent shiftReturn(QEvent::KeyPress, Qt::Key_Return, Qt::ShiftModifier);
+    QCoreApplication::sendEvent(view.searchField(), &shiftReturn);
+    form = view.valuesForm();
+    ASSERT_NE(form, nullptr);
+    EXPECT_TRUE(casts.isEmpty());
+
+    form->fields()[0]->setText("Porto");
+    pressKey(form->fields()[1], Qt::Key_Return);
+    ASSERT_EQ(casts.size(), 1);
+    EXPECT_EQ(casts[0], (QMap<QString, QString>{{"to", "Porto"}, {"when", "May"}}));
+    EXPECT_TRUE(view.isDismissing());
+}
+
+TEST(PaletteView, ASkillWithoutParametersHasNoFormAndShiftReturnCastsIt) {
+    PaletteView view;
+    view.setSkills({makeSkill("Plain")});
+    int casts = 0;
+    QObject::connect(&view, &PaletteView::castRequested, [&] { ++casts; });
+    pressKey(view.searchField(), Qt::Key_Tab);
+    EXPECT_EQ(view.valuesForm(), nullptr);
+    EXPECT_EQ(casts, 0);
+    QKeyEvent shiftReturn(QEvent::KeyPress, Qt::Key_Return, Qt::ShiftModifier);
+    QCoreApplication::sendEvent(view.searchField(), &shiftReturn);
+    EXPECT_EQ(casts, 1);
 }
 
 TEST(PaletteView, TypingFiltersAndResizesThePanel) {

@@ -5,6 +5,8 @@
 #include "Tavrik/MenuBar/TrayMenu.h"
 #include "Tavrik/Shell/WindowStyle.h"
 #include "Tavrik/Style/Theme.h"
+#include "TavrikCore/Storage/SkillMarkdown.h"
+#include "TavrikCore/Storage/SkillStore.h"
 #include "TavrikCore/MCP/MCPRegistry.h"
 #include "TavrikCore/Storage/FuzzyMatch.h"
 
@@ -266,21 +268,31 @@ void SkillDetailView::setSkill(const std::optional<Skill>& skill) {
     m_parameters->setVisible(!parameters.isEmpty());
     m_parameters->setText(parameters.join(QStringLiteral("<br>")));
 
+    // The steps as the skill's own text words them; the recorded intents when it has none.
+    const QStringList instructions = SkillMarkdown::instructionSteps(SkillStore().markdown(*skill).value_or(QString()));
     QString steps = QStringLiteral("<table cellspacing='0' cellpadding='3'>");
-    for (const PlanStep& step : skill->plan) {
+    const auto addRow = [&steps](int number, const QString& text, bool asksFirst) {
         steps += QStringLiteral("<tr><td style='color:%1' align='right'>%2.</td><td>%3%4</td></tr>")
                      .arg(Theme::tertiaryText.name())
-                     .arg(step.index + 1)
-                     .arg(escaped(step.intent),
-                          step.isDestructive
+                     .arg(number)
+                     .arg(escaped(text),
+                          asksFirst
                               ? QStringLiteral("&nbsp;&nbsp;<span style='color:%1'>● asks first</span>").arg(Theme::danger.name())
                               : QString());
+    };
+    if (!instructions.isEmpty()) {
+        for (qsizetype i = 0; i < instructions.size(); ++i)
+            addRow(int(i + 1), instructions[i], false);
+    } else {
+        for (const PlanStep& step : skill->plan)
+            addRow(step.index + 1, step.intent, step.isDestructive);
     }
     steps += QStringLiteral("</table>");
+    const bool anySteps = !instructions.isEmpty() || !skill->plan.isEmpty();
     m_hasPlan = !skill->plan.isEmpty();
     m_check->setVisible(m_hasPlan);
-    m_stepsHeading->setVisible(!skill->plan.isEmpty());
-    m_steps->setText(skill->plan.isEmpty() ? QString() : steps);
+    m_stepsHeading->setVisible(anySteps);
+    m_steps->setText(anySteps ? steps : QString());
 }
 
 void SkillDetailView::setLastOutcome(const QString& outcome) {

@@ -1,13 +1,16 @@
 #include "Tavrik/Onboarding/OnboardingWindow.h"
 
+#include "Tavrik/Analytics.h"
 #include "Tavrik/MenuBar/TrayMenu.h"
 #include "Tavrik/Shell/WindowStyle.h"
 #include "Tavrik/Style/Theme.h"
 #include "TavrikCore/Permissions/PermissionsManager.h"
+#include "TavrikCore/Synthesis/Secrets.h"
 #include "TavrikPlatform/DesktopSession.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPainter>
 #include <QPushButton>
 #include <QVBoxLayout>
@@ -47,8 +50,8 @@ OnboardingWindow::OnboardingWindow(PermissionsManager* permissions, QWidget* par
     setFixedWidth(560);
 
     auto* root = new QVBoxLayout(this);
-    root->setContentsMargins(32, 28, 32, 24);
-    root->setSpacing(10);
+    root->setContentsMargins(32, 24, 32, 20);
+    root->setSpacing(8);
     auto* mark = new QLabel;
     mark->setPixmap(TrayMenu::icon(false).pixmap(48, 48));
     root->addWidget(mark);
@@ -66,6 +69,13 @@ OnboardingWindow::OnboardingWindow(PermissionsManager* permissions, QWidget* par
         root->addWidget(notice);
         root->addSpacing(8);
     }
+
+    // The first launch also asks for the key and, before any usage event leaves, whether to send
+    // them at all.
+    if (!Secrets::hasAnthropicKey())
+        root->addWidget(keyCard());
+    if (!Analytics::isAnswered())
+        root->addWidget(statisticsCard());
 
     for (Permission permission : Permissions::all()) {
         auto* card = new Card;
@@ -103,6 +113,75 @@ OnboardingWindow::OnboardingWindow(PermissionsManager* permissions, QWidget* par
 
     connect(m_permissions, &PermissionsManager::statusesChanged, this, &OnboardingWindow::refresh);
     refresh();
+}
+
+bool OnboardingWindow::isNeeded(const PermissionsManager& permissions) {
+    return !permissions.allGranted() || !Analytics::isAnswered();
+}
+
+QWidget* OnboardingWindow::keyCard() {
+    auto* card = new Card;
+    auto* layout = new QHBoxLayout(card);
+    layout->setContentsMargins(18, 14, 14, 14);
+    layout->setSpacing(12);
+    auto* texts = new QVBoxLayout;
+    texts->setSpacing(3);
+    texts->addWidget(text(QStringLiteral("Anthropic API key"), 11, QFont::DemiBold));
+    texts->addWidget(text(QStringLiteral("Tavrik writes skills with it. Get one at console.anthropic.com under API Keys."),
+                          9.5, QFont::Normal, true));
+    layout->addLayout(texts, 1);
+    auto* field = new QVBoxLayout;
+    field->setSpacing(3);
+    m_key = new QLineEdit;
+    m_key->setEchoMode(QLineEdit::Password);
+    m_key->setPlaceholderText(QStringLiteral("sk-ant-…"));
+    m_key->setAccessibleName(QStringLiteral("Anthropic API key"));
+    m_key->setFixedWidth(180);
+    field->addWidget(m_key);
+    m_keyStatus = text({}, 9, QFont::DemiBold);
+    field->addWidget(m_keyStatus);
+    layout->addLayout(field);
+    connect(m_key, &QLineEdit::editingFinished, this, [this] {
+        if (m_key->text().trimmed().isEmpty())
+            return;
+        const std::optional<QString> failure = Secrets::saveAnthropicKey(m_key->text());
+        m_keyStatus->setText(failure ? *failure : QStringLiteral("✓ Saved"));
+        m_keyStatus->setStyleSheet(QStringLiteral("color: %1").arg((failure ? Theme::danger : Theme::success).name()));
+    });
+    return card;
+}
+
+QWidget* OnboardingWindow::statisticsCard() {
+    auto* card = new Card;
+    auto* layout = new QHBoxLayout(card);
+    layout->setContentsMargins(18, 14, 14, 14);
+    layout->setSpacing(10);
+    auto* texts = new QVBoxLayout;
+    texts->setSpacing(3);
+    texts->addWidget(text(QStringLiteral("Send anonymous usage statistics?"), 11, QFont::DemiBold));
+    texts->addWidget(text(QStringLiteral("Which features are used, never what you record or type."), 9.5,
+                          QFont::Normal, true));
+    layout->addLayout(texts, 1);
+    m_statisticsStatus = text({}, 9.5, QFont::DemiBold);
+    m_statisticsStatus->setWordWrap(false);
+    m_statisticsStatus->setVisible(false);
+    layout->addWidget(m_statisticsStatus, 0, Qt::AlignVCenter);
+    m_sendStatistics = new QPushButton(QStringLiteral("Send"));
+    m_keepStatistics = new QPushButton(QStringLiteral("Don't Send"));
+    WindowStyle::setKind(m_sendStatistics, WindowStyle::ButtonKind::secondary);
+    WindowStyle::setKind(m_keepStatistics, WindowStyle::ButtonKind::secondary);
+    layout->addWidget(m_sendStatistics, 0, Qt::AlignVCenter);
+    layout->addWidget(m_keepStatistics, 0, Qt::AlignVCenter);
+    const auto answer = [this](bool send) {
+        Analytics::setOptedOut(!send);
+        m_sendStatistics->setVisible(false);
+        m_keepStatistics->setVisible(false);
+        m_statisticsStatus->setText(send ? QStringLiteral("✓ Sending") : QStringLiteral("Not sending"));
+        m_statisticsStatus->setVisible(true);
+    };
+    connect(m_sendStatistics, &QPushButton::clicked, this, [answer] { answer(true); });
+    connect(m_keepStatistics, &QPushButton::clicked, this, [answer] { answer(false); });
+    return card;
 }
 
 void OnboardingWindow::refresh() {

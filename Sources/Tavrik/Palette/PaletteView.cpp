@@ -2,6 +2,7 @@
 
 #include "Tavrik/MainWindow/SkillIcon.h"
 #include "Tavrik/Palette/PaletteRows.h"
+#include "Tavrik/Palette/PaletteValuesForm.h"
 #include "Tavrik/Style/Theme.h"
 
 #include <QGuiApplication>
@@ -90,7 +91,8 @@ void PaletteView::setSkills(QList<Skill> skills) {
 
 void PaletteView::fitToContent() {
     // Sized to its rows rather than a fixed panel: an opaque window has no clear area to hide.
-    const int height = qMin(maxPanelHeight, headerHeight + 1 + m_rows->contentHeight() + 2);
+    const int content = m_form ? m_form->sizeHint().height() : m_rows->contentHeight();
+    const int height = qMin(maxPanelHeight, headerHeight + 1 + content + 2);
     if (size() != QSize(panelWidth, height))
         setFixedSize(panelWidth, height);
 }
@@ -119,6 +121,36 @@ void PaletteView::move(int step) {
 
 void PaletteView::activate() {
     run(m_model.activate());
+}
+
+bool PaletteView::askForValues() {
+    const PaletteModel::Choice choice = m_model.activate();
+    if (m_dismissing || m_form || choice.kind != PaletteModel::Choice::Kind::cast || choice.skill.parameters.isEmpty())
+        return false;
+    m_form = new PaletteValuesForm(choice.skill, this);
+    connect(m_form, &PaletteValuesForm::submitted, this, [this](const QMap<QString, QString>& values) {
+        const Skill skill = m_form->skill();
+        dismiss();
+        emit castRequested(skill, values);
+    });
+    connect(m_form, &PaletteValuesForm::cancelled, this, &PaletteView::closeValuesForm);
+    m_rows->hide();
+    static_cast<QVBoxLayout*>(layout())->insertWidget(1, m_form, 1);
+    m_search->setEnabled(false);
+    fitToContent();
+    m_form->focusFirstField();
+    return true;
+}
+
+void PaletteView::closeValuesForm() {
+    if (!m_form)
+        return;
+    m_form->deleteLater();
+    m_form = nullptr;
+    m_rows->show();
+    m_search->setEnabled(true);
+    fitToContent();
+    m_search->setFocus(Qt::OtherFocusReason);
 }
 
 void PaletteView::chooseRow(int row) {
@@ -177,7 +209,11 @@ bool PaletteView::eventFilter(QObject* watched, QEvent* event) {
             return true;
         case Qt::Key_Return:
         case Qt::Key_Enter:
-            activate();
+            if (!(key->modifiers() & Qt::ShiftModifier) || !askForValues())
+                activate();
+            return true;
+        case Qt::Key_Tab:
+            askForValues();
             return true;
         case Qt::Key_Escape:
             dismiss();

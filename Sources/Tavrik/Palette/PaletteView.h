@@ -11,6 +11,7 @@ class QScreen;
 namespace tavrik {
 
 class PaletteRows;
+class PaletteValuesForm;
 
 // The palette panel: a frameless floating window at the right edge of the screen with a search
 // field over the ranked skills and the record row. It asks for casts and recordings through
@@ -34,6 +35,8 @@ public:
     QLineEdit* searchField() const { return m_search; }
     PaletteRows* rows() const { return m_rows; }
     bool isDismissing() const { return m_dismissing; }
+    // The parameter form while it is open (Tab or Shift+Return on a skill with parameters).
+    PaletteValuesForm* valuesForm() const { return m_form; }
 
     // Flush with the right edge of `visible`, its top 44 points above the middle.
     static QPoint placement(const QRect& visible, QSize size);
@@ -43,6 +46,8 @@ public:
 public slots:
     void move(int step);
     void activate();
+    // Opens the parameter form for the selected skill; false when it has no parameters.
+    bool askForValues();
     void chooseRow(int row);
     void createNew();
     void dismiss();
@@ -60,6 +65,7 @@ protected:
 
 private:
     void run(const PaletteModel::Choice& choice);
+    void closeValuesForm();
     void fitToContent();
 
     PaletteModel m_model;
@@ -67,6 +73,7 @@ private:
     QLineEdit* m_search;
     QPushButton* m_close;
     PaletteRows* m_rows;
+    PaletteValuesForm* m_form = nullptr;
     bool m_dismissing = false;
 };
 

@@ -95,7 +95,7 @@ void AppShell::launch() {
     m_views->showPill();
     if (m_tray->isAvailable())
         m_tray->show();
-    if (!m_desktop.permissions->allGranted())
+    if (OnboardingWindow::isNeeded(*m_desktop.permissions))
         showOnboarding();
     m_app->applicationLaunched();
 }

@@ -267,7 +267,7 @@ QJsonObject ExecutionPlanDocument::toJson() const {
     QJsonObject o{{"parameters", json::arrayOf(parameters)}, {"plan", json::arrayOf(plan)}};
     if (runtime)
         o.insert("runtime", runtime->toJson());
-    if (createdAt)
+    if (createdAt && createdAt->isValid())
         o.insert("created", json::dateText(*createdAt));
     return o;
 }

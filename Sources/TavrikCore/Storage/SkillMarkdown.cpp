@@ -476,4 +476,28 @@ QString body(const QString& text) {
     return splitFrontMatter(text).body.toString();
 }
 
+QStringList instructionSteps(const QString& text) {
+    QStringList steps;
+    bool inList = false;
+    for (const QString& line : body(text).split(u'\n')) {
+        const QString trimmedLine = line.trimmed();
+        if (trimmedLine.startsWith(QStringLiteral("#"))) {
+            const QString heading = trimmedLine.sliced(trimmedLine.indexOf(u' ') + 1).trimmed().toLower();
+            inList = trimmedLine.startsWith(QStringLiteral("## ")) &&
+                     (heading == QStringLiteral("instructions") || heading == QStringLiteral("steps"));
+            continue;
+        }
+        if (!inList || trimmedLine.isEmpty())
+            continue;
+        qsizetype digits = 0;
+        while (digits < trimmedLine.size() && trimmedLine[digits].isDigit())
+            ++digits;
+        if (digits > 0 && trimmedLine.sliced(digits).startsWith(QStringLiteral(". ")))
+            steps.append(trimmedLine.sliced(digits + 2).trimmed());
+        else if (!steps.isEmpty() && line.startsWith(u' '))
+            steps.last() += u' ' + trimmedLine; // a step wrapped onto the next line
+    }
+    return steps;
+}
+
 } // namespace tavrik::SkillMarkdown

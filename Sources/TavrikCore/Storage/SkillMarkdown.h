@@ -2,6 +2,7 @@
 
 #include "TavrikCore/Models/Skill.h"
 
+#include <QStringList>
 #include <optional>
 
 // The SKILL.md text form of a skill. Rendering writes the whole plan into the body; parsing is
@@ -17,6 +18,10 @@ std::optional<Skill> parse(const QString& text);
 // A front-matter value as render writes it: quoted (inner quotes escaped) only when it holds
 // ":", "#", "," or "[" or starts with a blank.
 QString frontMatterValue(const QString& value);
+
+// The numbered steps under the body's "## Instructions" (or "## Steps") heading, without their
+// numbers, as the user reads them; empty when there is no such list.
+QStringList instructionSteps(const QString& text);
 
 // What follows the front matter, as parse splits it (the whole text when there is none).
 QString body(const QString& text);
