@@ -33,7 +33,7 @@ struct Proposal : ::testing::Test {
         LiveElement add{3, 1, QStringLiteral("push button"), QStringLiteral("Add task")};
         add.path = QStringLiteral("filler:0/push button:2");
         skill.name = QStringLiteral("Add a task");
-        skill.createdAt = QDateTime::fromSecsSinceEpoch(1'800'000'000, QTimeZone::UTC);
+        skill.createdAt = QDateTime::fromSecsSinceEpoch(1'800'000'000, QTimeZone::utc());
         skill.plan = {recordedStep(0, ActionType::click, title, window), recordedStep(1, ActionType::click, add, window)};
         EXPECT_EQ(store.save(skill, QStringLiteral("---\nname: Add a task\n---\nMy own words.\n")), std::nullopt);
 

@@ -153,6 +153,16 @@ AXTarget recordedAs(const LiveElement& element, const LiveWindow& window) {
     return target;
 }
 
+// A value the model sent, as it wrote it.
+QString asWritten(const QJsonValue& value) {
+    const QByteArray array = QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact);
+    return QString::fromUtf8(array.mid(1, array.size() - 2)).left(40);
+}
+
+QString noSuchElement(const QJsonValue& index, qsizetype count) {
+    return QStringLiteral("There is no element %1; the listing goes from 0 to %2.").arg(asWritten(index)).arg(count - 1);
+}
+
 QJsonObject toolResult(const QString& id, const QString& text, bool isError) {
     QJsonObject result{{"type", "tool_result"}, {"tool_use_id", id}, {"content", text}};
     if (isError)
@@ -292,15 +302,11 @@ QString ModelStepRepairer::runTool(Session& session, const QString& name, const 
             return nullptr;
         return &session.elements[i];
     };
-    const QString noSuchElement = QStringLiteral("There is no element %1; the listing goes from 0 to %2.")
-                                      .arg(QString::fromUtf8(QJsonDocument(QJsonArray{input.value(QLatin1String("index"))})
-                                                                 .toJson(QJsonDocument::Compact)))
-                                      .arg(session.elements.size() - 1);
     const QString app = session.window.appName.isEmpty() ? session.window.appID : session.window.appName;
     if (name == QLatin1String("act")) {
         const LiveElement* e = element();
         if (!e)
-            return noSuchElement;
+            return noSuchElement(input.value(QLatin1String("index")), session.elements.size());
         emitLine(QStringLiteral("→ click ") + quoted(e->name.isEmpty() ? e->role : e->name) + QStringLiteral(" in ") + app);
         session.acted = true;
         ++session.actions;
@@ -321,7 +327,7 @@ QString ModelStepRepairer::runTool(Session& session, const QString& name, const 
     if (name == QLatin1String("set_text")) {
         const LiveElement* e = element();
         if (!e)
-            return noSuchElement;
+            return noSuchElement(input.value(QLatin1String("index")), session.elements.size());
         const QJsonValue text = input.value(QLatin1String("text"));
         if (!text.isString())
             return QStringLiteral("set_text needs a text.");
@@ -415,10 +421,7 @@ StepRepairer::Result ModelStepRepairer::repair(const Request& request,
                 }
                 const qsizetype i = qsizetype(index.toDouble(-1));
                 if (!index.isDouble() || i < 0 || i >= session.elements.size() || double(i) != index.toDouble()) {
-                    results.append(toolResult(id, QStringLiteral("There is no element %1; the listing goes from 0 to %2.")
-                                                      .arg(index.toVariant().toString())
-                                                      .arg(session.elements.size() - 1),
-                                              true));
+                    results.append(toolResult(id, noSuchElement(index, session.elements.size()), true));
                     continue;
                 }
                 return {true, recordedAs(session.elements[i], session.window), {}};
