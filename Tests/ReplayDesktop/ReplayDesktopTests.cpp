@@ -291,16 +291,28 @@ TEST_F(ReplayDesktopGtk, TheModelRepairsAMissingStepAndTheChangeWaitsForTheUser)
     const test::ScopedEnvironment key("ANTHROPIC_API_KEY", "sk-ant-test");
     const test::ScopedEnvironment host(Hosts::modelApiVariable, server.baseUrl().toUtf8());
 
+    const auto tavrik = [](const QStringList& arguments, const QByteArray& input) {
+        QProcess process;
+        process.start(QStringLiteral(TAVRIK_EXECUTABLE_PATH), arguments);
+        process.waitForStarted();
+        process.write(input);
+        process.closeWriteChannel();
+        waitUntil([&] { return process.state() == QProcess::NotRunning; }, 120000);
+        return std::pair{process.exitCode(), QString::fromUtf8(process.readAllStandardOutput() + process.readAllStandardError())};
+    };
+
     TaskApp app(TaskApp::Toolkit::gtk);
     ASSERT_TRUE(app.started());
     ASSERT_TRUE(waitForRole(app.centre("save"), QStringLiteral("push button")));
-    const ReplayResult result = replay(folder, {}, {{CastRoute::secretSteps(renamed).first(), QStringLiteral("x")}});
-    const std::string shown = result.lines.join(u'\n').toStdString();
-    ASSERT_EQ(result.exitCode, 0) << shown;
-    EXPECT_TRUE(result.lines.contains(QStringLiteral("· Repairing step %1 with the model…").arg(renamed.plan.size()))) << shown;
+    const auto [status, text] = tavrik({QStringLiteral("cast"), folder}, QByteArrayLiteral("x\n"));
+    ASSERT_EQ(status, 0) << text.toStdString();
+    EXPECT_TRUE(text.contains(QStringLiteral("Repairing step %1 with the model…").arg(renamed.plan.size()))) << text.toStdString();
+    EXPECT_TRUE(text.contains(QStringLiteral("“Submit Order” (push button) → “Save” (push button)"))) << text.toStdString();
+    EXPECT_TRUE(text.contains(QStringLiteral("To update the skill: tavrik cast %1 --update-skill").arg(folder)))
+        << text.toStdString();
     EXPECT_EQ(server.requestCount(), 2);
     const std::optional<QJsonObject> saved = app.waitForEvent(QStringLiteral("saved"), 5000);
-    ASSERT_TRUE(saved) << shown;
+    ASSERT_TRUE(saved) << text.toStdString();
     // The key frame went with the first request.
     const QJsonArray first =
         server.requests()[0].json().object().value("messages").toArray()[0].toObject().value("content").toArray();
@@ -313,10 +325,8 @@ TEST_F(ReplayDesktopGtk, TheModelRepairsAMissingStepAndTheChangeWaitsForTheUser)
     ASSERT_TRUE(proposal);
     ASSERT_EQ(proposal->changes.size(), 1);
     EXPECT_EQ(proposal->changes[0].after.axTitle, QStringLiteral("Save"));
-    QProcess accept;
-    accept.start(QStringLiteral(TAVRIK_EXECUTABLE_PATH), {QStringLiteral("cast"), folder, QStringLiteral("--update-skill")});
-    ASSERT_TRUE(accept.waitForFinished(30000));
-    EXPECT_EQ(accept.exitCode(), 0) << accept.readAllStandardError().constData();
+    const auto [acceptStatus, acceptText] = tavrik({QStringLiteral("cast"), folder, QStringLiteral("--update-skill")}, {});
+    EXPECT_EQ(acceptStatus, 0) << acceptText.toStdString();
     EXPECT_EQ(SkillStore().load(folder)->plan.last().target->axTitle, QStringLiteral("Save"));
     EXPECT_FALSE(RepairProposal::load(renamed.id));
 }
