@@ -26,17 +26,20 @@ public:
 
     bool isAvailable() const override { return true; }
     QString errorString() const override { return {}; }
-    QList<DisplayInfo> displays() const override { return {DisplayInfo{7, Rect(0, 0, 1920, 1080), 1.0, true}}; }
-    QFuture<std::optional<Size>> captureAndSave(quint32, int pixelWidth, int pixelHeight, QList<Rect> redact,
-                                                QString path) override {
+    QList<DisplayInfo> displays() const override {
+        return {DisplayInfo{7, Rect(0, 0, 1920, 1080), 1.0, true}};
+    }
+    QFuture<std::optional<Size>> captureAndSave(quint32, int pixelWidth, int pixelHeight,
+                                                QList<Rect> redact, QString path) override {
         redacted = redact;
         QImage image(pixelWidth, pixelHeight, QImage::Format_RGB32);
         image.fill(Qt::white);
         FrameCapturer::redact(image, redact);
         QPromise<std::optional<Size>> promise;
         promise.start();
-        promise.addResult(image.save(path, "PNG") ? std::optional<Size>(Size{double(pixelWidth), double(pixelHeight)})
-                                                  : std::nullopt);
+        promise.addResult(image.save(path, "PNG")
+                              ? std::optional<Size>(Size{double(pixelWidth), double(pixelHeight)})
+                              : std::nullopt);
         promise.finish();
         return promise.future();
     }
@@ -65,9 +68,10 @@ struct ModelRepair : ::testing::Test {
     QList<ReplayEngine::Repair> repairs;
 
     ModelRepair() {
-        window = desktop.addWindow(QStringLiteral("org.example.Tasks"), QStringLiteral("Tasks"), Rect(100, 100, 400, 300));
-        desktop.addElement(window, QStringLiteral("text"), QStringLiteral("Title"), QStringLiteral("filler:0/text:0"),
-                           Rect(20, 20, 300, 24));
+        window = desktop.addWindow(QStringLiteral("org.example.Tasks"), QStringLiteral("Tasks"),
+                                   Rect(100, 100, 400, 300));
+        desktop.addElement(window, QStringLiteral("text"), QStringLiteral("Title"),
+                           QStringLiteral("filler:0/text:0"), Rect(20, 20, 300, 24));
         desktop.addElement(window, QStringLiteral("password text"), QStringLiteral("Token"),
                            QStringLiteral("filler:0/password text:1"), Rect(20, 60, 300, 24));
         desktop.addElement(window, QStringLiteral("push button"), QStringLiteral("Add task"),
@@ -75,9 +79,11 @@ struct ModelRepair : ::testing::Test {
         desktop.addElement(window, QStringLiteral("push button"), QStringLiteral("Cancel"),
                            QStringLiteral("filler:0/push button:3"), Rect(280, 250, 100, 30));
         skill.name = QStringLiteral("Add a task");
-        PlanStep typed = recordedStep(0, ActionType::keystroke, *desktop.find(QStringLiteral("Title")), window);
+        PlanStep typed =
+            recordedStep(0, ActionType::keystroke, *desktop.find(QStringLiteral("Title")), window);
         typed.text = QStringLiteral("Buy milk");
-        skill.plan = {typed, recordedStep(1, ActionType::click, *desktop.find(QStringLiteral("Add task")), window)};
+        skill.plan = {typed, recordedStep(1, ActionType::click,
+                                          *desktop.find(QStringLiteral("Add task")), window)};
 
         LiveElement* renamed = desktop.find(QStringLiteral("Add task"));
         renamed->name = QStringLiteral("Create task");
@@ -87,10 +93,12 @@ struct ModelRepair : ::testing::Test {
     bool run(bool withRepairer = true) {
         lines.clear();
         ReplayEngine engine(desktop, desktop, desktop);
-        std::unique_ptr<ModelStepRepairer> repairer = ModelStepRepairer::withUsersKey(desktop, desktop, &frames);
+        std::unique_ptr<ModelStepRepairer> repairer =
+            ModelStepRepairer::withUsersKey(desktop, desktop, &frames);
         if (withRepairer)
             engine.setRepairer(repairer.get());
-        const bool ok = engine.run(skill, {}, {}, [this](const QString& line) { lines.append(line); });
+        const bool ok =
+            engine.run(skill, {}, {}, [this](const QString& line) { lines.append(line); });
         repairs = engine.repairs();
         return ok;
     }
@@ -98,8 +106,9 @@ struct ModelRepair : ::testing::Test {
     QStringList actions() const { return desktop.log.filter(QStringLiteral("action ")); }
 };
 
-const QString kMissing = QStringLiteral("✗ Step 2 (Step on Add task): no element like “Add task” in org.example.Tasks "
-                                        "(push button) is showing");
+const QString kMissing =
+    QStringLiteral("✗ Step 2 (Step on Add task): no element like “Add task” in org.example.Tasks "
+                   "(push button) is showing");
 
 TEST_F(ModelRepair, TheModelActsOnTheRenamedButtonAndReplayGoesOn) {
     server.routeSequence("POST", "/v1/messages",
@@ -110,7 +119,8 @@ TEST_F(ModelRepair, TheModelActsOnTheRenamedButtonAndReplayGoesOn) {
     EXPECT_EQ(actions(), QStringList{QStringLiteral("action click Create task")});
     EXPECT_TRUE(lines.contains(QStringLiteral("· Repairing step 2 with the model…")));
     EXPECT_TRUE(lines.contains(QStringLiteral("→ click “Create task” in org.example.Tasks")));
-    EXPECT_TRUE(lines.contains(QStringLiteral("· Step 2 repaired: it now acts on “Create task” in org.example.Tasks")));
+    EXPECT_TRUE(lines.contains(
+        QStringLiteral("· Step 2 repaired: it now acts on “Create task” in org.example.Tasks")));
     EXPECT_EQ(lines.last(), QStringLiteral("✓ Replayed 2 steps of “Add a task”"));
 
     ASSERT_EQ(repairs.size(), 1);
@@ -129,16 +139,21 @@ TEST_F(ModelRepair, TheModelActsOnTheRenamedButtonAndReplayGoesOn) {
     for (const QJsonValue& tool : first.value("tools").toArray())
         toolNames.append(tool.toObject().value("name").toString());
     EXPECT_EQ(toolNames, (QStringList{"act", "set_text", "press_keys", "finish"}));
-    const QJsonArray content = first.value("messages").toArray()[0].toObject().value("content").toArray();
+    const QJsonArray content =
+        first.value("messages").toArray()[0].toObject().value("content").toArray();
     const QString brief = content[0].toObject().value("text").toString();
-    EXPECT_TRUE(brief.contains(QStringLiteral("Recorded action: click on push button “Add task”"))) << brief.toStdString();
+    EXPECT_TRUE(brief.contains(QStringLiteral("Recorded action: click on push button “Add task”")))
+        << brief.toStdString();
     EXPECT_TRUE(brief.contains(QStringLiteral("Previous step 1: Step on Title")));
     EXPECT_TRUE(brief.contains(QStringLiteral("[1] password text “Token” (editable, secret)")));
     EXPECT_TRUE(brief.contains(QStringLiteral("[2] push button “Create task”")));
     const QJsonObject image = content[1].toObject();
-    EXPECT_EQ(image.value("source").toObject().value("media_type").toString(), QStringLiteral("image/png"));
-    const QImage frame = QImage::fromData(
-        QByteArray::fromBase64(image.value("source").toObject().value("data").toString().toLatin1()), "PNG");
+    EXPECT_EQ(image.value("source").toObject().value("media_type").toString(),
+              QStringLiteral("image/png"));
+    const QImage frame =
+        QImage::fromData(QByteArray::fromBase64(
+                             image.value("source").toObject().value("data").toString().toLatin1()),
+                         "PNG");
     EXPECT_EQ(frame.size(), QSize(1280, 720));
     // The secret field, scaled to the frame, is black in it.
     ASSERT_EQ(frames.redacted.size(), 1);
@@ -152,14 +167,18 @@ TEST_F(ModelRepair, TheModelActsOnTheRenamedButtonAndReplayGoesOn) {
     EXPECT_EQ(history[1].toObject().value("role").toString(), QStringLiteral("assistant"));
     const QJsonObject result = history[2].toObject().value("content").toArray()[0].toObject();
     EXPECT_EQ(result.value("tool_use_id").toString(), QStringLiteral("toolu_1"));
-    EXPECT_TRUE(result.value("content").toString().startsWith(QStringLiteral("Done.\nThe window's elements now:\n[0] text")));
+    EXPECT_TRUE(result.value("content").toString().startsWith(
+        QStringLiteral("Done.\nThe window's elements now:\n[0] text")));
 }
 
 TEST_F(ModelRepair, AGivenUpRepairEndsLikeAMissingStepAndDestructiveStepsAreNeverOffered) {
-    server.route("POST", "/v1/messages",
-                 turn({toolUse("toolu_1", "finish", {{"give_up", "No button adds a task any more."}})}));
+    server.route(
+        "POST", "/v1/messages",
+        turn({toolUse("toolu_1", "finish", {{"give_up", "No button adds a task any more."}})}));
     EXPECT_FALSE(run());
-    EXPECT_EQ(lines.last(), kMissing + QStringLiteral("; the model could not repair it: No button adds a task any more."));
+    EXPECT_EQ(lines.last(),
+              kMissing + QStringLiteral(
+                             "; the model could not repair it: No button adds a task any more."));
     EXPECT_TRUE(actions().isEmpty());
     EXPECT_TRUE(repairs.isEmpty());
 
@@ -173,13 +192,15 @@ TEST_F(ModelRepair, AGivenUpRepairEndsLikeAMissingStepAndDestructiveStepsAreNeve
 TEST_F(ModelRepair, AnIndexOutsideTheListingIsAnErrorTheModelCanRecoverFrom) {
     server.routeSequence("POST", "/v1/messages",
                          {turn({toolUse("toolu_1", "act", {{"index", 42}})}),
-                          turn({toolUse("toolu_2", "act", {{"index", 2}}), toolUse("toolu_3", "finish", {{"index", 2}})})});
+                          turn({toolUse("toolu_2", "act", {{"index", 2}}),
+                                toolUse("toolu_3", "finish", {{"index", 2}})})});
     ASSERT_TRUE(run()) << lines.join('\n').toStdString();
     EXPECT_EQ(actions(), QStringList{QStringLiteral("action click Create task")});
     const QJsonArray history = server.requests()[1].json().object().value("messages").toArray();
     const QJsonObject result = history[2].toObject().value("content").toArray()[0].toObject();
     EXPECT_TRUE(result.value("is_error").toBool());
-    EXPECT_EQ(result.value("content").toString(), QStringLiteral("There is no element 42; the listing goes from 0 to 3."));
+    EXPECT_EQ(result.value("content").toString(),
+              QStringLiteral("There is no element 42; the listing goes from 0 to 3."));
     ASSERT_EQ(repairs.size(), 1);
 
     // Naming an element that does not exist as the result is refused the same way.
@@ -193,16 +214,22 @@ TEST_F(ModelRepair, AnIndexOutsideTheListingIsAnErrorTheModelCanRecoverFrom) {
 }
 
 TEST_F(ModelRepair, TurnsAreBoundedAndAFailedRequestIsTheReason) {
-    server.route("POST", "/v1/messages", turn({toolUse("toolu_1", "press_keys", {{"keys", "shift+Tab"}})}));
+    server.route("POST", "/v1/messages",
+                 turn({toolUse("toolu_1", "press_keys", {{"keys", "shift+Tab"}})}));
     EXPECT_FALSE(run());
     EXPECT_EQ(server.requestCount(), 6);
     EXPECT_EQ(desktop.log.filter(QStringLiteral("key 48 20000")).size(), 6);
-    EXPECT_EQ(lines.last(), kMissing + QStringLiteral("; the model could not repair it: it did not finish within 6 turns"));
+    EXPECT_EQ(lines.last(),
+              kMissing + QStringLiteral(
+                             "; the model could not repair it: it did not finish within 6 turns"));
 
     server.route("POST", "/v1/messages",
-                 CannedResponse::json(529, messages::errorBody(QStringLiteral("overloaded_error"), QStringLiteral("Overloaded"))));
+                 CannedResponse::json(529, messages::errorBody(QStringLiteral("overloaded_error"),
+                                                               QStringLiteral("Overloaded"))));
     EXPECT_FALSE(run());
-    EXPECT_TRUE(lines.last().startsWith(kMissing + QStringLiteral("; the model could not repair it: "))) << lines.last().toStdString();
+    EXPECT_TRUE(
+        lines.last().startsWith(kMissing + QStringLiteral("; the model could not repair it: ")))
+        << lines.last().toStdString();
     EXPECT_TRUE(repairs.isEmpty());
 }
 

@@ -26,23 +26,30 @@ struct Proposal : ::testing::Test {
     QByteArray planBefore;
 
     Proposal() {
-        LiveWindow window{1, QStringLiteral("org.example.Tasks"), QStringLiteral("Tasks"), QStringLiteral("Tasks"),
-                          Rect(100, 100, 400, 300), true};
+        LiveWindow window{1,
+                          QStringLiteral("org.example.Tasks"),
+                          QStringLiteral("Tasks"),
+                          QStringLiteral("Tasks"),
+                          Rect(100, 100, 400, 300),
+                          true};
         LiveElement title{2, 1, QStringLiteral("text"), QStringLiteral("Title")};
         title.path = QStringLiteral("filler:0/text:0");
         LiveElement add{3, 1, QStringLiteral("push button"), QStringLiteral("Add task")};
         add.path = QStringLiteral("filler:0/push button:2");
         skill.name = QStringLiteral("Add a task");
         skill.createdAt = QDateTime::fromSecsSinceEpoch(1'800'000'000, QTimeZone::utc());
-        skill.plan = {recordedStep(0, ActionType::click, title, window), recordedStep(1, ActionType::click, add, window)};
-        EXPECT_EQ(store.save(skill, QStringLiteral("---\nname: Add a task\n---\nMy own words.\n")), std::nullopt);
+        skill.plan = {recordedStep(0, ActionType::click, title, window),
+                      recordedStep(1, ActionType::click, add, window)};
+        EXPECT_EQ(store.save(skill, QStringLiteral("---\nname: Add a task\n---\nMy own words.\n")),
+                  std::nullopt);
 
         LiveElement created = add;
         created.name = QStringLiteral("Create task");
         created.path = QStringLiteral("filler:0/box:1/push button:0");
-        proposal = RepairProposal{skill.id, skill.name,
-                                  {{1, skill.plan[1].id, skill.plan[1].intent, *skill.plan[1].target,
-                                    recordedTarget(created, window)}}};
+        proposal = RepairProposal{skill.id,
+                                  skill.name,
+                                  {{1, skill.plan[1].id, skill.plan[1].intent,
+                                    *skill.plan[1].target, recordedTarget(created, window)}}};
         EXPECT_EQ(proposal.save(), std::nullopt);
         markdownBefore = bytesOf(Paths::skill(skill.id) + QStringLiteral("/SKILL.md"));
         planBefore = bytesOf(Paths::skill(skill.id) + QStringLiteral("/execution_plan.json"));
@@ -50,11 +57,14 @@ struct Proposal : ::testing::Test {
 };
 
 TEST_F(Proposal, IsKeptOutsideTheSkillAndReadsBackAsWritten) {
-    EXPECT_TRUE(RepairProposal::path(skill.id).startsWith(Paths::support() + QStringLiteral("/repairs/")));
+    EXPECT_TRUE(
+        RepairProposal::path(skill.id).startsWith(Paths::support() + QStringLiteral("/repairs/")));
     EXPECT_FALSE(RepairProposal::path(skill.id).startsWith(Paths::skills()));
     EXPECT_EQ(RepairProposal::load(skill.id), proposal);
-    EXPECT_EQ(proposal.describe(),
-              QStringList{QStringLiteral("Step 2 (Step on Add task): “Add task” (push button) → “Create task” (push button)")});
+    EXPECT_EQ(
+        proposal.describe(),
+        QStringList{QStringLiteral(
+            "Step 2 (Step on Add task): “Add task” (push button) → “Create task” (push button)")});
     EXPECT_EQ(RepairProposal::load(QUuid::createUuid()), std::nullopt);
 }
 
@@ -80,11 +90,14 @@ TEST_F(Proposal, RejectingOrAStaleProposalLeavesTheSkillByteForByte) {
     Skill edited = skill;
     edited.plan[1].target->axTitle = QStringLiteral("Add item");
     ASSERT_EQ(store.save(edited, QString::fromUtf8(markdownBefore)), std::nullopt);
-    const QByteArray editedPlan = bytesOf(Paths::skill(skill.id) + QStringLiteral("/execution_plan.json"));
+    const QByteArray editedPlan =
+        bytesOf(Paths::skill(skill.id) + QStringLiteral("/execution_plan.json"));
     ASSERT_EQ(proposal.save(), std::nullopt);
     const std::optional<QString> refused = proposal.accept();
     ASSERT_TRUE(refused);
-    EXPECT_EQ(*refused, QStringLiteral("step 2 of “Add a task” changed since the repair; the skill was left as it is"));
+    EXPECT_EQ(*refused,
+              QStringLiteral(
+                  "step 2 of “Add a task” changed since the repair; the skill was left as it is"));
     EXPECT_EQ(bytesOf(Paths::skill(skill.id) + QStringLiteral("/execution_plan.json")), editedPlan);
     EXPECT_EQ(RepairProposal::load(skill.id), proposal);
 }

@@ -1,8 +1,9 @@
 #include "TavrikCore/Replay/ModelStepRepairer.h"
 
-#include "TavrikCore/Hotkeys/KeyCodes.h"
 #include "TavrikCore/Recorder/FrameCapturer.h"
 #include "TavrikCore/Recorder/Recorder.h"
+#include "TavrikCore/Replay/KeyChord.h"
+#include "TavrikCore/Replay/RepairPrompt.h"
 #include "TavrikCore/Replay/TargetMatcher.h"
 #include "TavrikCore/Support/NetworkSession.h"
 #include "TavrikCore/Synthesis/ModelCall.h"
@@ -23,106 +24,13 @@ struct ModelStepRepairer::Session {
 
 namespace {
 
-constexpr const char* kSystem =
-    "You repair one step of a task recorded on a Linux desktop. Replaying it failed because the "
-    "element the step acted on could not be found again; the application has probably changed. "
-    "Carry out that one step on the front window with the tools, nothing before it and nothing "
-    "after it, then call finish with the index of the element that now stands for the step. When "
-    "the step cannot be done with confidence, call finish with give_up and a short reason instead "
-    "of guessing. Never delete, send or overwrite anything the step does not ask for. Indices "
-    "refer to the latest listing of the window's elements.";
-
 QString quoted(const QString& text) {
     return QStringLiteral("“") + text + QStringLiteral("”");
 }
 
-QJsonObject tool(const char* name, const char* description, const QJsonObject& properties,
-                 const QStringList& required) {
-    return QJsonObject{{"name", name},
-                       {"description", description},
-                       {"input_schema", QJsonObject{{"type", "object"},
-                                                    {"properties", properties},
-                                                    {"required", QJsonArray::fromStringList(required)}}}};
-}
-
-QString actionWords(ActionType action) {
-    switch (action) {
-    case ActionType::click:
-        return QStringLiteral("click on");
-    case ActionType::rightClick:
-        return QStringLiteral("right-click on");
-    case ActionType::doubleClick:
-        return QStringLiteral("double-click on");
-    case ActionType::drag:
-        return QStringLiteral("drag from");
-    case ActionType::scroll:
-        return QStringLiteral("scroll over");
-    case ActionType::keystroke:
-        return QStringLiteral("keys into");
-    case ActionType::appSwitch:
-    case ActionType::windowFocus:
-        return QStringLiteral("switch to");
-    case ActionType::wait:
-        return QStringLiteral("wait for");
-    }
-    return QStringLiteral("act on");
-}
-
-QString describeTarget(const AXTarget& target) {
-    QStringList parts;
-    parts.append(target.axRole.value_or(QStringLiteral("element")));
-    if (target.axTitle && !target.axTitle->isEmpty())
-        parts.append(quoted(*target.axTitle));
-    if (target.axDescription && !target.axDescription->isEmpty())
-        parts.append(QStringLiteral("described as ") + quoted(*target.axDescription));
-    if (target.windowTitle && !target.windowTitle->isEmpty())
-        parts.append(QStringLiteral("in the window ") + quoted(*target.windowTitle));
-    if (target.appName && !target.appName->isEmpty())
-        parts.append(QStringLiteral("of ") + *target.appName);
-    return parts.join(u' ');
-}
-
-QString stepLine(const PlanStep& step) {
-    QString line = QStringLiteral("step %1: %2").arg(step.index + 1).arg(step.intent);
-    if (step.target)
-        line += QStringLiteral(" (") + actionWords(step.action) + u' ' + describeTarget(*step.target) + u')';
-    return line;
-}
-
-// "ctrl+shift+s", "Return", "Escape", "Down", "F5", "a".
-std::optional<QPair<quint16, quint64>> parseChord(const QString& keys) {
-    static const QHash<QString, quint16> named{
-        {"return", KeyCodes::returnKey}, {"enter", KeyCodes::returnKey}, {"tab", KeyCodes::tab},
-        {"space", KeyCodes::space}, {"escape", KeyCodes::escape}, {"esc", KeyCodes::escape},
-        {"backspace", KeyCodes::deleteKey}, {"delete", KeyCodes::forwardDelete},
-        {"home", KeyCodes::home}, {"end", KeyCodes::end}, {"pageup", KeyCodes::pageUp},
-        {"pagedown", KeyCodes::pageDown}, {"left", KeyCodes::leftArrow}, {"right", KeyCodes::rightArrow},
-        {"up", KeyCodes::upArrow}, {"down", KeyCodes::downArrow}, {"f1", KeyCodes::f1}, {"f2", KeyCodes::f2},
-        {"f3", KeyCodes::f3}, {"f4", KeyCodes::f4}, {"f5", KeyCodes::f5}, {"f6", KeyCodes::f6},
-        {"f7", KeyCodes::f7}, {"f8", KeyCodes::f8}, {"f9", KeyCodes::f9}, {"f10", KeyCodes::f10},
-        {"f11", KeyCodes::f11}, {"f12", KeyCodes::f12}};
-    static const QHash<QString, quint64> modifiers{
-        {"ctrl", ModifierFlags::control}, {"control", ModifierFlags::control}, {"shift", ModifierFlags::shift},
-        {"alt", ModifierFlags::alt}, {"super", ModifierFlags::super}, {"meta", ModifierFlags::super}};
-    const QStringList parts = keys.trimmed().toLower().split(u'+');
-    quint64 flags = 0;
-    for (qsizetype i = 0; i + 1 < parts.size(); ++i) {
-        if (!modifiers.contains(parts[i].trimmed()))
-            return std::nullopt;
-        flags |= modifiers.value(parts[i].trimmed());
-    }
-    const QString key = parts.last().trimmed();
-    if (named.contains(key))
-        return qMakePair(named.value(key), flags);
-    if (key.size() == 1)
-        if (const std::optional<quint16> code = KeyCodes::forCharacter(key.at(0).unicode()))
-            return qMakePair(*code, flags);
-    return std::nullopt;
-}
-
 std::optional<QString> pressAction(const LiveElement& element) {
-    static const QStringList preferred{QStringLiteral("click"),  QStringLiteral("press"),
-                                       QStringLiteral("toggle"), QStringLiteral("activate"),
+    static const QStringList preferred{QStringLiteral("click"),   QStringLiteral("press"),
+                                       QStringLiteral("toggle"),  QStringLiteral("activate"),
                                        QStringLiteral("trigger"), QStringLiteral("jump")};
     for (const QString& wanted : preferred)
         for (const QString& action : element.actions)
@@ -148,7 +56,8 @@ AXTarget recordedAs(const LiveElement& element, const LiveWindow& window) {
     target.axPath = element.path;
     target.isSecure = element.secure;
     target.windowFrame = window.frame;
-    target.frameInWindow = Rect(element.frame.origin.x - window.frame.origin.x, element.frame.origin.y - window.frame.origin.y,
+    target.frameInWindow = Rect(element.frame.origin.x - window.frame.origin.x,
+                                element.frame.origin.y - window.frame.origin.y,
                                 element.frame.size.width, element.frame.size.height);
     return target;
 }
@@ -160,7 +69,9 @@ QString asWritten(const QJsonValue& value) {
 }
 
 QString noSuchElement(const QJsonValue& index, qsizetype count) {
-    return QStringLiteral("There is no element %1; the listing goes from 0 to %2.").arg(asWritten(index)).arg(count - 1);
+    return QStringLiteral("There is no element %1; the listing goes from 0 to %2.")
+        .arg(asWritten(index))
+        .arg(count - 1);
 }
 
 QJsonObject toolResult(const QString& id, const QString& text, bool isError) {
@@ -172,67 +83,23 @@ QJsonObject toolResult(const QString& id, const QString& text, bool isError) {
 
 } // namespace
 
-ModelStepRepairer::ModelStepRepairer(const AnthropicClient& client, DesktopActor& actor, SyntheticInput& input,
-                                     FrameCapturer* frames)
+ModelStepRepairer::ModelStepRepairer(const AnthropicClient& client, DesktopActor& actor,
+                                     SyntheticInput& input, FrameCapturer* frames)
     : ModelStepRepairer(client, actor, input, frames, Options{}) {}
 
-ModelStepRepairer::ModelStepRepairer(const AnthropicClient& client, DesktopActor& actor, SyntheticInput& input,
-                                     FrameCapturer* frames, Options options)
+ModelStepRepairer::ModelStepRepairer(const AnthropicClient& client, DesktopActor& actor,
+                                     SyntheticInput& input, FrameCapturer* frames, Options options)
     : m_client(client), m_actor(actor), m_input(input), m_frames(frames), m_options(options) {}
 
-std::unique_ptr<ModelStepRepairer> ModelStepRepairer::withUsersKey(DesktopActor& actor, SyntheticInput& input,
-                                                                   FrameCapturer* frames) {
+std::unique_ptr<ModelStepRepairer>
+ModelStepRepairer::withUsersKey(DesktopActor& actor, SyntheticInput& input, FrameCapturer* frames) {
     std::optional<QString> key = Secrets::anthropicAPIKey();
     if (!key)
         return nullptr;
     return std::make_unique<ModelStepRepairer>(
-        AnthropicClient(std::move(key), QString::fromLatin1(AnthropicClient::Model::sonnet), sharedNetworkSession()),
+        AnthropicClient(std::move(key), QString::fromLatin1(AnthropicClient::Model::sonnet),
+                        sharedNetworkSession()),
         actor, input, frames);
-}
-
-QJsonArray ModelStepRepairer::tools() {
-    const QJsonObject index{{"type", "integer"}, {"description", "The element's index in the latest listing"}};
-    return QJsonArray{
-        tool("act", "Carries out the element's own action: presses a button, opens a menu, toggles a check box, "
-                    "selects a row, or gives a text field the keyboard. Clicks its middle when it has no action.",
-             {{"index", index}}, {"index"}),
-        tool("set_text", "Replaces the whole text of an editable element.",
-             {{"index", index}, {"text", QJsonObject{{"type", "string"}}}}, {"index", "text"}),
-        tool("press_keys", "Presses a key with modifiers in the front window, such as \"Return\", \"Escape\", "
-                           "\"ctrl+s\", \"shift+Tab\", \"Down\".",
-             {{"keys", QJsonObject{{"type", "string"}}}}, {"keys"}),
-        tool("finish", "Ends the repair: the index of the element that now stands for the step once it is carried "
-                       "out, or give_up with the reason it cannot be done.",
-             {{"index", index}, {"give_up", QJsonObject{{"type", "string"}}}}, {})};
-}
-
-QString ModelStepRepairer::listing(const QList<LiveElement>& elements) {
-    QStringList lines;
-    for (qsizetype i = 0; i < elements.size(); ++i) {
-        const LiveElement& e = elements[i];
-        QString line = QStringLiteral("[%1] %2").arg(i).arg(e.role);
-        if (!e.name.isEmpty())
-            line += u' ' + quoted(e.name.left(120));
-        if (!e.description.isEmpty())
-            line += QStringLiteral(" — ") + e.description.left(120);
-        QStringList states;
-        if (!e.enabled)
-            states.append(QStringLiteral("disabled"));
-        if (e.focused)
-            states.append(QStringLiteral("focused"));
-        if (e.editable)
-            states.append(QStringLiteral("editable"));
-        if (e.checkable)
-            states.append(e.checked ? QStringLiteral("checked") : QStringLiteral("unchecked"));
-        if (e.selected)
-            states.append(QStringLiteral("selected"));
-        if (e.secure)
-            states.append(QStringLiteral("secret"));
-        if (!states.isEmpty())
-            line += QStringLiteral(" (") + states.join(QStringLiteral(", ")) + u')';
-        lines.append(line);
-    }
-    return lines.join(u'\n');
 }
 
 std::optional<LiveWindow> ModelStepRepairer::frontWindow(const AXTarget& expected) {
@@ -256,7 +123,8 @@ QList<LiveElement> ModelStepRepairer::elementsOf(const LiveWindow& window) {
     return shown;
 }
 
-std::optional<QByteArray> ModelStepRepairer::keyFrame(const LiveWindow& window, const QList<LiveElement>& elements) {
+std::optional<QByteArray> ModelStepRepairer::keyFrame(const LiveWindow& window,
+                                                      const QList<LiveElement>& elements) {
     if (!m_frames || !m_frames->isAvailable())
         return std::nullopt;
     const Point middle{window.frame.origin.x + window.frame.size.width / 2,
@@ -271,7 +139,8 @@ std::optional<QByteArray> ModelStepRepairer::keyFrame(const LiveWindow& window, 
             display = d;
     if (display.frame.size.width <= 0 || display.frame.size.height <= 0)
         return std::nullopt;
-    display.scaleFactor = std::min(display.scaleFactor, m_options.frameWidth / display.frame.size.width);
+    display.scaleFactor =
+        std::min(display.scaleFactor, m_options.frameWidth / display.frame.size.width);
     QList<Rect> secure;
     for (const LiveElement& e : elements)
         if (e.secure)
@@ -280,9 +149,10 @@ std::optional<QByteArray> ModelStepRepairer::keyFrame(const LiveWindow& window, 
     if (!folder.isValid())
         return std::nullopt;
     const QString path = folder.filePath(QStringLiteral("frame.png"));
-    QFuture<std::optional<Size>> capture = m_frames->captureAndSave(
-        display.id, int(display.frame.size.width * display.scaleFactor),
-        int(display.frame.size.height * display.scaleFactor), Recorder::pixelRegions(secure, display), path);
+    QFuture<std::optional<Size>> capture =
+        m_frames->captureAndSave(display.id, int(display.frame.size.width * display.scaleFactor),
+                                 int(display.frame.size.height * display.scaleFactor),
+                                 Recorder::pixelRegions(secure, display), path);
     capture.waitForFinished();
     if (capture.isCanceled() || capture.resultCount() == 0 || !capture.result())
         return std::nullopt;
@@ -292,7 +162,8 @@ std::optional<QByteArray> ModelStepRepairer::keyFrame(const LiveWindow& window, 
     return file.readAll().toBase64();
 }
 
-QString ModelStepRepairer::runTool(Session& session, const QString& name, const QJsonObject& input, bool* failed,
+QString ModelStepRepairer::runTool(Session& session, const QString& name, const QJsonObject& input,
+                                   bool* failed,
                                    const std::function<void(const QString&)>& emitLine) {
     *failed = true;
     const auto element = [&]() -> const LiveElement* {
@@ -302,12 +173,14 @@ QString ModelStepRepairer::runTool(Session& session, const QString& name, const 
             return nullptr;
         return &session.elements[i];
     };
-    const QString app = session.window.appName.isEmpty() ? session.window.appID : session.window.appName;
+    const QString app =
+        session.window.appName.isEmpty() ? session.window.appID : session.window.appName;
     if (name == QLatin1String("act")) {
         const LiveElement* e = element();
         if (!e)
             return noSuchElement(input.value(QLatin1String("index")), session.elements.size());
-        emitLine(QStringLiteral("→ click ") + quoted(e->name.isEmpty() ? e->role : e->name) + QStringLiteral(" in ") + app);
+        emitLine(QStringLiteral("→ click ") + quoted(e->name.isEmpty() ? e->role : e->name) +
+                 QStringLiteral(" in ") + app);
         session.acted = true;
         ++session.actions;
         bool done = false;
@@ -318,11 +191,13 @@ QString ModelStepRepairer::runTool(Session& session, const QString& name, const 
         if (!done) {
             if (!session.window.active)
                 m_actor.activateWindow(session.window);
-            done = m_input.click(Point{e->frame.origin.x + e->frame.size.width / 2, e->frame.origin.y + e->frame.size.height / 2},
+            done = m_input.click(Point{e->frame.origin.x + e->frame.size.width / 2,
+                                       e->frame.origin.y + e->frame.size.height / 2},
                                  SyntheticInput::Button::left, 1);
         }
         *failed = !done;
-        return done ? QStringLiteral("Done.") : QStringLiteral("The element did not take the action.");
+        return done ? QStringLiteral("Done.")
+                    : QStringLiteral("The element did not take the action.");
     }
     if (name == QLatin1String("set_text")) {
         const LiveElement* e = element();
@@ -332,17 +207,20 @@ QString ModelStepRepairer::runTool(Session& session, const QString& name, const 
         if (!text.isString())
             return QStringLiteral("set_text needs a text.");
         if (e->secure)
-            return QStringLiteral("That field holds a secret; Tavrik does not let the model type into it.");
-        emitLine(QStringLiteral("→ type into ") + quoted(e->name.isEmpty() ? e->role : e->name) + QStringLiteral(" in ") + app);
+            return QStringLiteral(
+                "That field holds a secret; Tavrik does not let the model type into it.");
+        emitLine(QStringLiteral("→ type into ") + quoted(e->name.isEmpty() ? e->role : e->name) +
+                 QStringLiteral(" in ") + app);
         session.acted = true;
         ++session.actions;
         const bool done = m_actor.replaceText(*e, text.toString());
         *failed = !done;
-        return done ? QStringLiteral("Done.") : QStringLiteral("The element did not take the text.");
+        return done ? QStringLiteral("Done.")
+                    : QStringLiteral("The element did not take the text.");
     }
     if (name == QLatin1String("press_keys")) {
         const QString keys = input.value(QLatin1String("keys")).toString();
-        const auto chord = parseChord(keys);
+        const auto chord = KeyChord::parse(keys);
         if (!chord)
             return QStringLiteral("Unknown keys %1.").arg(quoted(keys));
         emitLine(QStringLiteral("→ press ") + keys + QStringLiteral(" in ") + app);
@@ -357,32 +235,15 @@ QString ModelStepRepairer::runTool(Session& session, const QString& name, const 
     return QStringLiteral("Unknown tool %1.").arg(quoted(name));
 }
 
-StepRepairer::Result ModelStepRepairer::repair(const Request& request,
-                                               const std::function<void(const QString&)>& emitLine) {
+StepRepairer::Result
+ModelStepRepairer::repair(const Request& request,
+                          const std::function<void(const QString&)>& emitLine) {
     const std::optional<LiveWindow> window = frontWindow(request.expected);
     if (!window)
         return {false, {}, QStringLiteral("no window is open")};
     Session session{*window, elementsOf(*window)};
 
-    const Skill& skill = request.skill;
-    const PlanStep& step = skill.plan[request.step];
-    QString brief = QStringLiteral("Skill: %1").arg(quoted(skill.name));
-    if (!skill.summary.isEmpty())
-        brief += QStringLiteral(" — ") + skill.summary;
-    brief += QStringLiteral("\nThe step to carry out, %1 of %2: %3\nRecorded action: %4 %5")
-                 .arg(request.step + 1)
-                 .arg(skill.plan.size())
-                 .arg(step.intent, actionWords(step.action), describeTarget(request.expected));
-    if (!request.text.isEmpty())
-        brief += QStringLiteral("\nText it types: ") + quoted(request.text);
-    if (request.step > 0)
-        brief += QStringLiteral("\nPrevious ") + stepLine(skill.plan[request.step - 1]) + QStringLiteral(" (done)");
-    if (request.step + 1 < skill.plan.size())
-        brief += QStringLiteral("\nNext ") + stepLine(skill.plan[request.step + 1]) + QStringLiteral(" (not yet)");
-    brief += QStringLiteral("\nWhy replay stopped: ") + request.problem;
-    brief += QStringLiteral("\n\nFront window: %1 of %2\nIts elements:\n%3")
-                 .arg(quoted(window->title), window->appName.isEmpty() ? window->appID : window->appName,
-                      listing(session.elements));
+    const QString brief = RepairPrompt::brief(request, *window, session.elements);
 
     QJsonArray first{QJsonObject{{"type", "text"}, {"text", brief}}};
     if (const std::optional<QByteArray> frame = keyFrame(*window, session.elements))
@@ -390,7 +251,9 @@ StepRepairer::Result ModelStepRepairer::repair(const Request& request,
     QJsonArray messages{QJsonObject{{"role", "user"}, {"content", first}}};
 
     for (int turn = 0; turn < m_options.maxTurns; ++turn) {
-        std::unique_ptr<ToolTurnCall> call(m_client.toolTurn(QLatin1String(kSystem), messages, tools(), m_options.maxTokens));
+        std::unique_ptr<ToolTurnCall> call(m_client.toolTurn(QLatin1String(RepairPrompt::system),
+                                                             messages, RepairPrompt::tools(),
+                                                             m_options.maxTokens));
         if (!call->waitForFinished())
             return {false, {}, call->error()->description()};
         const QJsonArray content = call->content();
@@ -416,12 +279,16 @@ StepRepairer::Result ModelStepRepairer::repair(const Request& request,
                 if (index.isUndefined() || index.isNull()) {
                     if (session.acted)
                         return {true, std::nullopt, {}};
-                    results.append(toolResult(id, QStringLiteral("Nothing was done yet: carry out the step or give up."), true));
+                    results.append(toolResult(
+                        id, QStringLiteral("Nothing was done yet: carry out the step or give up."),
+                        true));
                     continue;
                 }
                 const qsizetype i = qsizetype(index.toDouble(-1));
-                if (!index.isDouble() || i < 0 || i >= session.elements.size() || double(i) != index.toDouble()) {
-                    results.append(toolResult(id, noSuchElement(index, session.elements.size()), true));
+                if (!index.isDouble() || i < 0 || i >= session.elements.size() ||
+                    double(i) != index.toDouble()) {
+                    results.append(
+                        toolResult(id, noSuchElement(index, session.elements.size()), true));
                     continue;
                 }
                 return {true, recordedAs(session.elements[i], session.window), {}};
@@ -432,14 +299,17 @@ StepRepairer::Result ModelStepRepairer::repair(const Request& request,
         }
         if (results.isEmpty()) {
             const QString reason = said.trimmed().left(500);
-            return {false, {}, reason.isEmpty() ? QStringLiteral("it stopped without finishing") : reason};
+            return {false,
+                    {},
+                    reason.isEmpty() ? QStringLiteral("it stopped without finishing") : reason};
         }
         if (session.actions != actionsBefore) {
             // Indices from here on refer to the window as it is after the actions.
             session.elements = elementsOf(session.window);
             QJsonObject last = results.last().toObject();
             last.insert("content", last.value(QLatin1String("content")).toString() +
-                                       QStringLiteral("\nThe window's elements now:\n") + listing(session.elements));
+                                       QStringLiteral("\nThe window's elements now:\n") +
+                                       RepairPrompt::listing(session.elements));
             results[results.size() - 1] = last;
         }
         messages.append(QJsonObject{{"role", "user"}, {"content", results}});

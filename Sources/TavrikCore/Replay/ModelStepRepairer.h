@@ -34,20 +34,18 @@ public:
 
     // On the user's own key, else null: without a key nothing is sent and replay stops at a missing
     // step as it always did.
-    static std::unique_ptr<ModelStepRepairer> withUsersKey(DesktopActor& actor, SyntheticInput& input,
-                                                           FrameCapturer* frames);
+    static std::unique_ptr<ModelStepRepairer>
+    withUsersKey(DesktopActor& actor, SyntheticInput& input, FrameCapturer* frames);
 
-    Result repair(const Request& request, const std::function<void(const QString&)>& emitLine) override;
-
-    static QJsonArray tools();
-    // "[index] role “name” — description (states)" per element, one a line.
-    static QString listing(const QList<LiveElement>& elements);
+    Result repair(const Request& request,
+                  const std::function<void(const QString&)>& emitLine) override;
 
 private:
     struct Session;
     std::optional<LiveWindow> frontWindow(const AXTarget& expected);
     QList<LiveElement> elementsOf(const LiveWindow& window);
-    std::optional<QByteArray> keyFrame(const LiveWindow& window, const QList<LiveElement>& elements);
+    std::optional<QByteArray> keyFrame(const LiveWindow& window,
+                                       const QList<LiveElement>& elements);
     QString runTool(Session& session, const QString& name, const QJsonObject& input, bool* failed,
                     const std::function<void(const QString&)>& emitLine);
 

@@ -31,7 +31,8 @@ public:
 
     virtual ~StepRepairer() = default;
     // `emitLine` takes the same progress lines replay writes ("→ ..." for each action).
-    virtual Result repair(const Request& request, const std::function<void(const QString&)>& emitLine) = 0;
+    virtual Result repair(const Request& request,
+                          const std::function<void(const QString&)>& emitLine) = 0;
 };
 
 } // namespace tavrik

@@ -35,7 +35,8 @@ QString elementText(const AXTarget& target) {
 } // namespace
 
 QString RepairProposal::path(const QUuid& skillID) {
-    return Paths::support() + QStringLiteral("/repairs/") + json::uuidText(skillID) + QStringLiteral(".json");
+    return Paths::support() + QStringLiteral("/repairs/") + json::uuidText(skillID) +
+           QStringLiteral(".json");
 }
 
 std::optional<QString> RepairProposal::save() const {
@@ -46,7 +47,8 @@ std::optional<QString> RepairProposal::save() const {
                                       {"intent", c.intent},
                                       {"before", c.before.toJson()},
                                       {"after", c.after.toJson()}});
-    const QJsonObject document{{"skillID", json::uuidText(skillID)}, {"skillName", skillName}, {"changes", changeList}};
+    const QJsonObject document{
+        {"skillID", json::uuidText(skillID)}, {"skillName", skillName}, {"changes", changeList}};
     if (auto failure = Files::makeFolder(QFileInfo(path(skillID)).path()))
         return failure;
     return Files::write(path(skillID), json::pretty(document));
@@ -64,13 +66,15 @@ std::optional<RepairProposal> RepairProposal::load(const QUuid& skillID) {
     proposal.skillName = document.value(QLatin1String("skillName")).toString();
     for (const QJsonValue& value : document.value(QLatin1String("changes")).toArray()) {
         const QJsonObject object = value.toObject();
-        const std::optional<QUuid> stepID = json::parseUuid(object.value(QLatin1String("stepID")).toString());
+        const std::optional<QUuid> stepID =
+            json::parseUuid(object.value(QLatin1String("stepID")).toString());
         std::optional<AXTarget> before = AXTarget::fromJson(object.value(QLatin1String("before")));
         std::optional<AXTarget> after = AXTarget::fromJson(object.value(QLatin1String("after")));
         const QJsonValue step = object.value(QLatin1String("step"));
         if (!stepID || !before || !after || !step.isDouble() || step.toDouble() < 0)
             return std::nullopt;
-        proposal.changes.append({qsizetype(step.toDouble()), *stepID, object.value(QLatin1String("intent")).toString(),
+        proposal.changes.append({qsizetype(step.toDouble()), *stepID,
+                                 object.value(QLatin1String("intent")).toString(),
                                  std::move(*before), std::move(*after)});
     }
     if (proposal.changes.isEmpty())
@@ -84,7 +88,8 @@ QStringList RepairProposal::describe() const {
         QString line = QStringLiteral("Step %1").arg(c.step + 1);
         if (!c.intent.isEmpty())
             line += QStringLiteral(" (") + c.intent + u')';
-        line += QStringLiteral(": ") + elementText(c.before) + QStringLiteral(" → ") + elementText(c.after);
+        line += QStringLiteral(": ") + elementText(c.before) + QStringLiteral(" → ") +
+                elementText(c.after);
         lines.append(line);
     }
     return lines;
@@ -97,8 +102,10 @@ std::optional<QString> RepairProposal::accept() const {
     if (!skill)
         return QStringLiteral("the skill is not in the library: ") + error;
     for (const Change& c : changes) {
-        if (c.step >= skill->plan.size() || skill->plan[c.step].id != c.stepID || skill->plan[c.step].target != c.before)
-            return QStringLiteral("step %1 of “%2” changed since the repair; the skill was left as it is")
+        if (c.step >= skill->plan.size() || skill->plan[c.step].id != c.stepID ||
+            skill->plan[c.step].target != c.before)
+            return QStringLiteral(
+                       "step %1 of “%2” changed since the repair; the skill was left as it is")
                 .arg(c.step + 1)
                 .arg(skill->name);
     }
