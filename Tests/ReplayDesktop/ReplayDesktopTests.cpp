@@ -266,7 +266,8 @@ TEST_F(ReplayDesktopGtk, TheModelRepairsAMissingStepAndTheChangeWaitsForTheUser)
     const QString folder = demonstrate(TaskApp::Toolkit::gtk);
     ASSERT_FALSE(folder.isEmpty());
     Skill renamed = m_skill;
-    renamed.plan.last().target->axTitle = QStringLiteral("Submit Order");
+    // Not a name that reads as destructive: such a step is never repaired.
+    renamed.plan.last().target->axTitle = QStringLiteral("Place Order");
     renamed.plan.last().precondition.reset();
     ASSERT_FALSE(SkillStore().save(renamed));
 
@@ -307,7 +308,7 @@ TEST_F(ReplayDesktopGtk, TheModelRepairsAMissingStepAndTheChangeWaitsForTheUser)
     const auto [status, text] = tavrik({QStringLiteral("cast"), folder}, QByteArrayLiteral("x\n"));
     ASSERT_EQ(status, 0) << text.toStdString();
     EXPECT_TRUE(text.contains(QStringLiteral("Repairing step %1 with the model…").arg(renamed.plan.size()))) << text.toStdString();
-    EXPECT_TRUE(text.contains(QStringLiteral("“Submit Order” (push button) → “Save” (push button)"))) << text.toStdString();
+    EXPECT_TRUE(text.contains(QStringLiteral("“Place Order” (push button) → “Save” (push button)"))) << text.toStdString();
     EXPECT_TRUE(text.contains(QStringLiteral("To update the skill: tavrik cast %1 --update-skill").arg(folder)))
         << text.toStdString();
     EXPECT_EQ(server.requestCount(), 2);
@@ -320,7 +321,7 @@ TEST_F(ReplayDesktopGtk, TheModelRepairsAMissingStepAndTheChangeWaitsForTheUser)
     EXPECT_EQ(first[1].toObject().value("type").toString(), QStringLiteral("image"));
 
     // Nothing changed in the skill until the user says so.
-    EXPECT_EQ(SkillStore().load(folder)->plan.last().target->axTitle, QStringLiteral("Submit Order"));
+    EXPECT_EQ(SkillStore().load(folder)->plan.last().target->axTitle, QStringLiteral("Place Order"));
     const std::optional<RepairProposal> proposal = RepairProposal::load(renamed.id);
     ASSERT_TRUE(proposal);
     ASSERT_EQ(proposal->changes.size(), 1);
