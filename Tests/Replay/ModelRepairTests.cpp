@@ -115,6 +115,11 @@ TEST_F(ModelRepair, TheModelActsOnTheRenamedButtonAndReplayGoesOn) {
                          {turn({messages::textBlock("The button is now called Create task."),
                                 toolUse("toolu_1", "act", {{"index", 2}})}),
                           turn({toolUse("toolu_2", "finish", {{"index", 2}})})});
+    // Another application's password field on screen is blacked out in the key frame as well.
+    const LiveWindow keys = desktop.addWindow(QStringLiteral("org.example.Keys"), QStringLiteral("Keys"),
+                                              Rect(600, 100, 300, 200));
+    desktop.addElement(keys, QStringLiteral("password text"), QStringLiteral("PIN"), QStringLiteral("filler:0/password text:0"),
+                       Rect(20, 20, 200, 24));
     ASSERT_TRUE(run()) << lines.join('\n').toStdString();
     EXPECT_EQ(actions(), QStringList{QStringLiteral("action click Create task")});
     EXPECT_TRUE(lines.contains(QStringLiteral("· Repairing step 2 with the model…")));
@@ -156,7 +161,8 @@ TEST_F(ModelRepair, TheModelActsOnTheRenamedButtonAndReplayGoesOn) {
                          "PNG");
     EXPECT_EQ(frame.size(), QSize(1280, 720));
     // The secret field, scaled to the frame, is black in it.
-    ASSERT_EQ(frames.redacted.size(), 1);
+    ASSERT_EQ(frames.redacted.size(), 2);
+    EXPECT_NEAR(frames.redacted[1].origin.x, 620 * 2.0 / 3, 0.01);
     EXPECT_NEAR(frames.redacted[0].origin.x, 120 * 2.0 / 3, 0.01);
     EXPECT_NEAR(frames.redacted[0].size.width, 300 * 2.0 / 3, 0.01);
     EXPECT_EQ(frame.pixel(100, 115), qRgb(0, 0, 0));

@@ -12,6 +12,7 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QTemporaryDir>
+#include <cmath>
 
 namespace tavrik {
 
@@ -37,6 +38,16 @@ std::optional<QString> pressAction(const LiveElement& element) {
             if (action.compare(wanted, Qt::CaseInsensitive) == 0)
                 return action;
     return std::nullopt;
+}
+
+// The position a tool call's index names in a listing of `count`, if it names one.
+std::optional<qsizetype> listIndex(const QJsonValue& index, qsizetype count) {
+    if (!index.isDouble())
+        return std::nullopt;
+    const double d = index.toDouble();
+    if (!(d >= 0 && d < double(count)) || d != std::floor(d))
+        return std::nullopt;
+    return qsizetype(d);
 }
 
 // The element as the recorder would have stored it.
@@ -145,6 +156,13 @@ std::optional<QByteArray> ModelStepRepairer::keyFrame(const LiveWindow& window,
     for (const LiveElement& e : elements)
         if (e.secure)
             secure.append(e.frame);
+    // Password fields of the other windows on screen too.
+    for (const LiveWindow& other : m_actor.windows())
+        if (other.handle != window.handle)
+            for (const LiveElement& e :
+                 m_actor.elements(other, QStringLiteral("password text"), 200))
+                if (e.showing)
+                    secure.append(e.frame);
     QTemporaryDir folder;
     if (!folder.isValid())
         return std::nullopt;
@@ -167,11 +185,8 @@ QString ModelStepRepairer::runTool(Session& session, const QString& name, const 
                                    const std::function<void(const QString&)>& emitLine) {
     *failed = true;
     const auto element = [&]() -> const LiveElement* {
-        const QJsonValue index = input.value(QLatin1String("index"));
-        const qsizetype i = index.isDouble() ? qsizetype(index.toDouble(-1)) : -1;
-        if (i < 0 || i >= session.elements.size() || double(i) != index.toDouble())
-            return nullptr;
-        return &session.elements[i];
+        const auto i = listIndex(input.value(QLatin1String("index")), session.elements.size());
+        return i ? &session.elements[*i] : nullptr;
     };
     const QString app =
         session.window.appName.isEmpty() ? session.window.appID : session.window.appName;
@@ -284,14 +299,13 @@ ModelStepRepairer::repair(const Request& request,
                         true));
                     continue;
                 }
-                const qsizetype i = qsizetype(index.toDouble(-1));
-                if (!index.isDouble() || i < 0 || i >= session.elements.size() ||
-                    double(i) != index.toDouble()) {
+                const std::optional<qsizetype> i = listIndex(index, session.elements.size());
+                if (!i) {
                     results.append(
                         toolResult(id, noSuchElement(index, session.elements.size()), true));
                     continue;
                 }
-                return {true, recordedAs(session.elements[i], session.window), {}};
+                return {true, recordedAs(session.elements[*i], session.window), {}};
             }
             bool failed = false;
             const QString outcome = runTool(session, name, input, &failed, emitLine);
