@@ -7,6 +7,7 @@
 #include "Tavrik/SkillReference.h"
 #include "TavrikCore/Replay/CastRoute.h"
 #include "TavrikCore/Storage/AuditLog.h"
+#include "TavrikCore/Storage/RepairProposal.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
@@ -104,6 +105,34 @@ bool askToProceed(const CastRules::DestructiveWarning& warning, QTextStream& out
     return reply == QStringLiteral("y") || reply == QStringLiteral("yes");
 }
 
+// Steps the model repaired in this run wait for the user's word.
+void offerRepair(const Skill& skill, const QString& ref, QTextStream& out) {
+    const std::optional<RepairProposal> proposal = RepairProposal::load(skill.id);
+    if (!proposal)
+        return;
+    out << "\nThe model repaired " << (proposal->changes.size() == 1 ? "a step" : "steps") << " of " << skill.name
+        << ". Proposed change to the skill:\n";
+    for (const QString& line : proposal->describe())
+        out << "  " << line << '\n';
+    out << "To update the skill: tavrik cast " << ref << " --update-skill\n"
+        << "To keep it as it is: tavrik cast " << ref << " --keep-skill\n";
+}
+
+int reviewRepair(const Skill& skill, const QString& ref, bool accept, QTextStream& out, QTextStream& err) {
+    const std::optional<RepairProposal> proposal = RepairProposal::load(skill.id);
+    if (!proposal) {
+        err << "tavrik: " << ref << " has no proposed change to review\n";
+        return 1;
+    }
+    const std::optional<QString> failure = accept ? proposal->accept() : RepairProposal::reject(skill.id);
+    if (failure) {
+        err << "tavrik: " << *failure << '\n';
+        return 1;
+    }
+    out << (accept ? "Updated " : "Kept ") << skill.name << (accept ? ".\n" : " as it is.\n");
+    return 0;
+}
+
 } // namespace
 
 int castSkill(const QStringList& arguments, QTextStream& out, QTextStream& err) {
@@ -115,7 +144,9 @@ int castSkill(const QStringList& arguments, QTextStream& out, QTextStream& err) 
     QString misuse;
     const std::optional<SkillArguments> parsed =
         parseSkillArguments(QStringLiteral("cast"), arguments,
-                            {QStringLiteral("--yes"), QStringLiteral("-y"), QStringLiteral("--dry-run")}, &misuse);
+                            {QStringLiteral("--yes"), QStringLiteral("-y"), QStringLiteral("--dry-run"),
+                             QStringLiteral("--update-skill"), QStringLiteral("--keep-skill")},
+                            &misuse);
     if (!parsed)
         return fail(misuse, 2);
     const std::optional<QString>& ref = parsed->ref;
@@ -129,6 +160,8 @@ int castSkill(const QStringList& arguments, QTextStream& out, QTextStream& err) 
     if (!resolved)
         return fail(error, 1);
     const Skill& skill = resolved->skill;
+    if (parsed->options.contains(QStringLiteral("--update-skill")) || parsed->options.contains(QStringLiteral("--keep-skill")))
+        return reviewRepair(skill, *ref, parsed->options.contains(QStringLiteral("--update-skill")), out, err);
     if (const std::optional<QString> unknown = unknownParameter(skill, given))
         return fail(*unknown, 2);
     AgentRunner::Options options;
@@ -187,6 +220,8 @@ int castSkill(const QStringList& arguments, QTextStream& out, QTextStream& err) 
     runner.run(skill, CastRules::completeParameters(skill, given), resolved->folder, options);
     if (runner.isRunning())
         loop.exec();
+    if (!dryRun && status != kInterruptedStatus)
+        offerRepair(skill, *ref, out);
     out.flush();
     err.flush();
     if (status == kInterruptedStatus) {

@@ -34,13 +34,15 @@ Commands:
   show REF [--json | --markdown]
                               print one skill; REF is a skill id, its slash
                               command (/search-google) or a skill folder
-  cast REF [NAME=VALUE ...] [--yes] [--dry-run]
+  cast REF [NAME=VALUE ...] [--yes] [--dry-run] [--update-skill | --keep-skill]
                               run a skill without the interface; parameters
                               left out take their example values; --yes skips
                               the question before destructive steps; Ctrl-C stops;
                               --dry-run finds every recorded step's element on
                               the desktop now and says found, ambiguous or
-                              missing, acting on nothing
+                              missing, acting on nothing; --update-skill or
+                              --keep-skill takes or drops the change a run
+                              proposed after the model repaired a step
   replay REF [NAME=VALUE ...] [--check] [--secrets-on-stdin]
                               carry out a skill's recorded plan on this desktop,
                               printing progress lines; casts run this for skills

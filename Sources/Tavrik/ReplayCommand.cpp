@@ -3,8 +3,12 @@
 #include "Tavrik/Runtime/CastRules.h"
 #include "Tavrik/SkillArguments.h"
 #include "Tavrik/SkillReference.h"
+#include "TavrikCore/Recorder/FrameCapturer.h"
+#include "TavrikCore/Replay/ModelStepRepairer.h"
 #include "TavrikCore/Replay/ReplayEngine.h"
 #include "TavrikCore/Replay/ReplaySecrets.h"
+#include "TavrikCore/Storage/RepairProposal.h"
+#include "TavrikCore/Synthesis/Secrets.h"
 #include "TavrikPlatform/AccessibilityBackend.h"
 #include "TavrikPlatform/DesktopBackend.h"
 
@@ -58,8 +62,25 @@ int replaySkill(const QStringList& arguments, QTextStream& out, QTextStream& err
     SystemReplayClock clock;
     ReplayEngine engine(*actor, *input, clock);
     const QMap<QString, QString> values = CastRules::completeParameters(resolved->skill, given);
+    // Only with the user's own key: without one a missing step stops the run as it always did.
+    std::unique_ptr<FrameCapturer> frames;
+    std::unique_ptr<ModelStepRepairer> repairer;
+    if (!checkOnly && Secrets::hasAnthropicKey()) {
+        frames = DesktopBackend::createFrameCapturer();
+        repairer = ModelStepRepairer::withUsersKey(*actor, *input, frames.get());
+        engine.setRepairer(repairer.get());
+    }
     const bool succeeded = checkOnly ? engine.check(resolved->skill, values, emitLine)
                                      : engine.run(resolved->skill, values, secrets, emitLine);
+    if (!engine.repairs().isEmpty()) {
+        // Offered, never saved: the skill changes only when the user accepts.
+        RepairProposal proposal{resolved->skill.id, resolved->skill.name, {}};
+        for (const ReplayEngine::Repair& repair : engine.repairs())
+            proposal.changes.append({repair.step, resolved->skill.plan[repair.step].id,
+                                     resolved->skill.plan[repair.step].intent, repair.before, repair.after});
+        if (const std::optional<QString> failure = proposal.save())
+            err << "tavrik: the repaired steps could not be offered: " << *failure << '\n';
+    }
     return succeeded ? 0 : 1;
 }
 

@@ -2,6 +2,8 @@
 #include "Demonstration.h"
 #include "DesktopDriver.h"
 #include "Support/LocalHttpServer.h"
+#include "Support/MessagesApi.h"
+#include "Support/ScopedEnvironment.h"
 #include "Support/TempSupportFolder.h"
 #include "TaskApp.h"
 #include "Tavrik/Runtime/AgentRunner.h"
@@ -12,13 +14,17 @@
 #include "TavrikCore/Replay/ReplaySecrets.h"
 #include "TavrikCore/Storage/Paths.h"
 #include "TavrikCore/Storage/RecordingStore.h"
+#include "TavrikCore/Storage/RepairProposal.h"
 #include "TavrikCore/Storage/SkillStore.h"
+#include "TavrikCore/Synthesis/Hosts.h"
 #include "TavrikCore/Synthesis/Synthesizer.h"
 #include "TavrikPlatform/AccessibilityBackend.h"
 #include "TavrikPlatform/DesktopBackend.h"
 
 #include <QElapsedTimer>
+#include <QJsonArray>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QThread>
 #include <cctype>
 #include <gtest/gtest.h>
@@ -212,6 +218,8 @@ TEST_P(ReplayDesktop, StopsAtAMissingTargetAndNeverGuessesADestructiveStep) {
     const QString folder = demonstrate(toolkit);
     ASSERT_FALSE(folder.isEmpty());
 
+    // Without a key of the user's own, nothing is repaired.
+    const test::ScopedEnvironment noKey = test::ScopedEnvironment::unset("ANTHROPIC_API_KEY");
     // The Save button renamed in the skill: that step has nothing to act on.
     Skill renamed = m_skill;
     PlanStep& save = renamed.plan.last();
@@ -250,6 +258,78 @@ TEST_P(ReplayDesktop, StopsAtAMissingTargetAndNeverGuessesADestructiveStep) {
     EXPECT_TRUE(result.lines.last().contains(QStringLiteral("does not click where it once was")))
         << result.lines.join(u'\n').toStdString();
     EXPECT_FALSE(app.waitForEvent(QStringLiteral("deleted"), 500));
+}
+
+// With a key, the model (here a local server answering as it would) finds the button by its
+// listing, presses it, and the new element waits as a proposal until the user takes it.
+TEST_F(ReplayDesktopGtk, TheModelRepairsAMissingStepAndTheChangeWaitsForTheUser) {
+    const QString folder = demonstrate(TaskApp::Toolkit::gtk);
+    ASSERT_FALSE(folder.isEmpty());
+    Skill renamed = m_skill;
+    // Not a name that reads as destructive: such a step is never repaired.
+    renamed.plan.last().target->axTitle = QStringLiteral("Place Order");
+    renamed.plan.last().precondition.reset();
+    ASSERT_FALSE(SkillStore().save(renamed));
+
+    test::LocalHttpServer server;
+    server.route("POST", "/v1/messages", [](const test::RecordedRequest& request) {
+        const QJsonArray history = request.json().object().value("messages").toArray();
+        const QString brief = history[0].toObject().value("content").toArray()[0].toObject().value("text").toString();
+        const QRegularExpressionMatch save =
+            QRegularExpression(QStringLiteral("\\[(\\d+)\\] push button “Save”")).match(brief);
+        if (!save.hasMatch())
+            return test::CannedResponse::json(
+                200, test::messages::answer({QJsonObject{{"type", "tool_use"}, {"id", "toolu_0"}, {"name", "finish"},
+                                                         {"input", QJsonObject{{"give_up", "no Save button listed"}}}}},
+                                            "tool_use"));
+        const int index = save.captured(1).toInt();
+        const QString tool = history.size() == 1 ? QStringLiteral("act") : QStringLiteral("finish");
+        return test::CannedResponse::json(
+            200, test::messages::answer({QJsonObject{{"type", "tool_use"}, {"id", "toolu_" + tool}, {"name", tool},
+                                                     {"input", QJsonObject{{"index", index}}}}},
+                                        "tool_use"));
+    });
+    const test::ScopedEnvironment key("ANTHROPIC_API_KEY", "sk-ant-test");
+    const test::ScopedEnvironment host(Hosts::modelApiVariable, server.baseUrl().toUtf8());
+
+    const auto tavrik = [](const QStringList& arguments, const QByteArray& input) {
+        QProcess process;
+        process.start(QStringLiteral(TAVRIK_EXECUTABLE_PATH), arguments);
+        process.waitForStarted();
+        process.write(input);
+        process.closeWriteChannel();
+        waitUntil([&] { return process.state() == QProcess::NotRunning; }, 120000);
+        return std::pair{process.exitCode(), QString::fromUtf8(process.readAllStandardOutput() + process.readAllStandardError())};
+    };
+
+    TaskApp app(TaskApp::Toolkit::gtk);
+    ASSERT_TRUE(app.started());
+    ASSERT_TRUE(waitForRole(app.centre("save"), QStringLiteral("push button")));
+    const auto [status, text] = tavrik({QStringLiteral("cast"), folder}, QByteArrayLiteral("x\n"));
+    ASSERT_EQ(status, 0) << text.toStdString();
+    EXPECT_TRUE(text.contains(QStringLiteral("Repairing step %1 with the model…").arg(renamed.plan.size()))) << text.toStdString();
+    EXPECT_TRUE(text.contains(QStringLiteral("“Place Order” (push button) → “Save” (push button)"))) << text.toStdString();
+    EXPECT_TRUE(text.contains(QStringLiteral("To update the skill: tavrik cast %1 --update-skill").arg(folder)))
+        << text.toStdString();
+    EXPECT_EQ(server.requestCount(), 2);
+    const std::optional<QJsonObject> saved = app.waitForEvent(QStringLiteral("saved"), 5000);
+    ASSERT_TRUE(saved) << text.toStdString();
+    // The key frame went with the first request.
+    const QJsonArray first =
+        server.requests()[0].json().object().value("messages").toArray()[0].toObject().value("content").toArray();
+    ASSERT_EQ(first.size(), 2);
+    EXPECT_EQ(first[1].toObject().value("type").toString(), QStringLiteral("image"));
+
+    // Nothing changed in the skill until the user says so.
+    EXPECT_EQ(SkillStore().load(folder)->plan.last().target->axTitle, QStringLiteral("Place Order"));
+    const std::optional<RepairProposal> proposal = RepairProposal::load(renamed.id);
+    ASSERT_TRUE(proposal);
+    ASSERT_EQ(proposal->changes.size(), 1);
+    EXPECT_EQ(proposal->changes[0].after.axTitle, QStringLiteral("Save"));
+    const auto [acceptStatus, acceptText] = tavrik({QStringLiteral("cast"), folder, QStringLiteral("--update-skill")}, {});
+    EXPECT_EQ(acceptStatus, 0) << acceptText.toStdString();
+    EXPECT_EQ(SkillStore().load(folder)->plan.last().target->axTitle, QStringLiteral("Save"));
+    EXPECT_FALSE(RepairProposal::load(renamed.id));
 }
 
 // Esc ends a cast's process group: a replay stopped halfway types nothing more.

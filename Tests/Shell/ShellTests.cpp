@@ -14,6 +14,8 @@
 #include "Tavrik/Shell/SingleInstance.h"
 #include "TavrikCore/MCP/MCPRegistry.h"
 #include "TavrikCore/Permissions/PermissionsManager.h"
+#include "TavrikCore/Storage/Paths.h"
+#include "TavrikCore/Storage/RepairProposal.h"
 #include "TavrikCore/Storage/SkillStore.h"
 
 #include <QApplication>
@@ -128,6 +130,39 @@ TEST_F(ShellTest, MainWindowExportWritesIntoTheExportFolder) {
     window.detail()->exportButton()->click();
     EXPECT_TRUE(QFileInfo::exists(target));
     QFile::remove(target);
+}
+
+TEST_F(ShellTest, MainWindowOffersARepairedStepUntilTheUserDecides) {
+    AppState app(services());
+    MainWindow window(&app);
+    Skill skill = savedSkill("Email the invoice", 1);
+    AXTarget before;
+    before.appBundleID = QStringLiteral("org.example.Mail");
+    before.axRole = QStringLiteral("push button");
+    before.axTitle = QStringLiteral("Attach");
+    skill.plan[2].target = before;
+    ASSERT_FALSE(SkillStore().save(skill));
+    AXTarget after = before;
+    after.axTitle = QStringLiteral("Attach a file");
+    const RepairProposal proposal{skill.id, skill.name, {{2, skill.plan[2].id, skill.plan[2].intent, before, after}}};
+    ASSERT_FALSE(proposal.save());
+    app.reloadSkills();
+    window.select(0);
+    ASSERT_TRUE(window.detail()->repairOffer()->isVisibleTo(window.detail()));
+    EXPECT_EQ(window.detail()->repairText()->text(),
+              "The model repaired a step in the last run:\n"
+              "Step 3 (Attach the newest invoice): “Attach” (push button) → “Attach a file” (push button)");
+
+    window.detail()->keepSkillButton()->click();
+    EXPECT_FALSE(window.detail()->repairOffer()->isVisibleTo(window.detail()));
+    EXPECT_EQ(SkillStore().load(Paths::skill(skill.id))->plan[2].target, before);
+
+    ASSERT_FALSE(proposal.save());
+    window.showSelected();
+    window.detail()->updateSkillButton()->click();
+    EXPECT_FALSE(window.detail()->repairOffer()->isVisibleTo(window.detail()));
+    EXPECT_EQ(SkillStore().load(Paths::skill(skill.id))->plan[2].target, after);
+    EXPECT_EQ(app.skills().value(0).plan[2].target, after);
 }
 
 TEST_F(ShellTest, TrayMenuFollowsTheState) {

@@ -9,6 +9,7 @@
 #include "TavrikCore/Storage/SkillStore.h"
 #include "TavrikCore/MCP/MCPRegistry.h"
 #include "TavrikCore/Storage/FuzzyMatch.h"
+#include "TavrikCore/Storage/RepairProposal.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -170,6 +171,25 @@ SkillDetailView::SkillDetailView(QWidget* parent) : QWidget(parent) {
     m_lastOutcome->setWordWrap(true);
     m_lastOutcome->setVisible(false);
     layout->addWidget(m_lastOutcome);
+    m_repair = new QWidget;
+    m_repair->setObjectName(QStringLiteral("repairOffer"));
+    auto* repairLayout = new QVBoxLayout(m_repair);
+    repairLayout->setContentsMargins(0, 6, 0, 0);
+    repairLayout->setSpacing(6);
+    m_repairText = label({}, 10);
+    m_repairText->setWordWrap(true);
+    repairLayout->addWidget(m_repairText);
+    auto* repairButtons = new QHBoxLayout;
+    m_updateSkill = new QPushButton(QStringLiteral("Update the skill"));
+    m_keepSkill = new QPushButton(QStringLiteral("Keep it as it is"));
+    WindowStyle::setKind(m_updateSkill, WindowStyle::ButtonKind::primary);
+    WindowStyle::setKind(m_keepSkill, WindowStyle::ButtonKind::secondary);
+    repairButtons->addWidget(m_updateSkill);
+    repairButtons->addWidget(m_keepSkill);
+    repairButtons->addStretch(1);
+    repairLayout->addLayout(repairButtons);
+    m_repair->setVisible(false);
+    layout->addWidget(m_repair);
     layout->addSpacing(10);
 
     m_parametersHeading = label(QStringLiteral("PARAMETERS"), 8.5, QFont::DemiBold, "heading");
@@ -226,6 +246,8 @@ SkillDetailView::SkillDetailView(QWidget* parent) : QWidget(parent) {
     connect(m_export, &QPushButton::clicked, this, &SkillDetailView::exportClicked);
     connect(m_delete, &QPushButton::clicked, this, &SkillDetailView::deleteClicked);
     connect(m_connect, &QPushButton::clicked, this, &SkillDetailView::connectClicked);
+    connect(m_updateSkill, &QPushButton::clicked, this, &SkillDetailView::updateSkillClicked);
+    connect(m_keepSkill, &QPushButton::clicked, this, &SkillDetailView::keepSkillClicked);
     setSkill(std::nullopt);
 }
 
@@ -247,6 +269,13 @@ void SkillDetailView::setSkill(const std::optional<Skill>& skill) {
         m_connect->setText(QStringLiteral("Connect %1").arg(name.left(1).toUpper() + name.mid(1)));
         m_connect->setToolTip(QStringLiteral("Log in so the skill can use %1 directly").arg(name));
     }
+    // A run repaired steps with the model: offered here, never saved without the user's word.
+    const std::optional<RepairProposal> proposal = skill ? RepairProposal::load(skill->id) : std::nullopt;
+    m_repair->setVisible(proposal.has_value());
+    if (proposal)
+        m_repairText->setText(QStringLiteral("The model repaired %1 in the last run:\n")
+                                  .arg(proposal->changes.size() == 1 ? QStringLiteral("a step") : QStringLiteral("steps")) +
+                              proposal->describe().join(u'\n'));
     if (!skill)
         return;
     m_icon->setPixmap(iconChip(*skill, 48, devicePixelRatioF()));
@@ -453,6 +482,8 @@ MainWindow::MainWindow(AppState* app, QWidget* parent) : QWidget(parent), m_app(
         if (m_list->currentRow() >= 0 && m_detail->unconnectedServer())
             emit connectRequested(m_shown.value(m_list->currentRow()), *m_detail->unconnectedServer());
     });
+    connect(m_detail, &SkillDetailView::updateSkillClicked, this, [this] { reviewRepair(true); });
+    connect(m_detail, &SkillDetailView::keepSkillClicked, this, [this] { reviewRepair(false); });
     connect(m_detail, &SkillDetailView::deleteClicked, this, [this] {
         if (m_list->currentRow() >= 0)
             confirmDelete(m_shown.value(m_list->currentRow()));
@@ -512,6 +543,20 @@ void MainWindow::showSelected() {
     const int row = m_list->currentRow();
     m_detail->setSkill(row >= 0 && row < m_shown.size() ? std::optional(m_shown[row]) : std::nullopt);
     m_detail->setLastOutcome(row >= 0 && row < m_shown.size() ? m_app->lastOutcome(m_shown[row]) : QString());
+}
+
+void MainWindow::reviewRepair(bool accept) {
+    if (m_list->currentRow() < 0)
+        return;
+    const QUuid id = m_shown.value(m_list->currentRow()).id;
+    const std::optional<RepairProposal> proposal = RepairProposal::load(id);
+    if (!proposal)
+        return showSelected();
+    if (const std::optional<QString> failure = accept ? proposal->accept() : RepairProposal::reject(id))
+        QMessageBox::warning(this, QStringLiteral("Tavrik"), QStringLiteral("The skill was not updated: %1").arg(*failure));
+    if (accept)
+        m_app->reloadSkills();
+    showSelected();
 }
 
 void MainWindow::confirmDelete(const Skill& skill) {

@@ -54,6 +54,7 @@ private:
     void refreshSkills();
     void refreshState();
     void confirmDelete(const Skill& skill);
+    void reviewRepair(bool accept);
 
     AppState* m_app;
     QLabel* m_status;
@@ -84,6 +85,11 @@ public:
     QPushButton* exportButton() const { return m_export; }
     QPushButton* deleteButton() const { return m_delete; }
     QPushButton* connectButton() const { return m_connect; }
+    // Shown while a run's repaired steps wait for review: the steps before and after.
+    QWidget* repairOffer() const { return m_repair; }
+    QLabel* repairText() const { return m_repairText; }
+    QPushButton* updateSkillButton() const { return m_updateSkill; }
+    QPushButton* keepSkillButton() const { return m_keepSkill; }
     QLabel* nameLabel() const { return m_name; }
     // The server the connect button offers, if any.
     const std::optional<MCPServer>& unconnectedServer() const { return m_unconnected; }
@@ -95,6 +101,8 @@ signals:
     void exportClicked();
     void deleteClicked();
     void connectClicked();
+    void updateSkillClicked();
+    void keepSkillClicked();
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -118,6 +126,10 @@ private:
     QPushButton* m_delete;
     QPushButton* m_connect;
     std::optional<MCPServer> m_unconnected;
+    QWidget* m_repair;
+    QLabel* m_repairText;
+    QPushButton* m_updateSkill;
+    QPushButton* m_keepSkill;
     QWidget* m_content;
     QLabel* m_placeholder;
 };

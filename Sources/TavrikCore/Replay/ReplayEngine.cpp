@@ -410,6 +410,7 @@ ReplayEngine::Outcome ReplayEngine::act(const PlanStep& step, const AXTarget& ex
 
 bool ReplayEngine::run(const Skill& skill, const QMap<QString, QString>& values,
                        const QMap<qsizetype, QString>& secrets, const LineSink& emitLine) {
+    m_repairs.clear();
     const qsizetype total = skill.plan.size();
     for (qsizetype i = 0; i < total; ++i) {
         const PlanStep& step = skill.plan[i];
@@ -456,6 +457,22 @@ bool ReplayEngine::run(const Skill& skill, const QMap<QString, QString>& values,
                 AXTarget windowOnly = expected;
                 windowOnly.axRole.reset();
                 where = locate(step, windowOnly, 0);
+            }
+            if (where.kind == Located::Kind::failed && where.match == TargetMatcher::Match::Kind::missing &&
+                m_repairer && !looksDestructive(step) && !secret && !step.target->isSecure) {
+                emitLine(QStringLiteral("· Repairing step %1 with the model…").arg(i + 1));
+                const StepRepairer::Result repaired =
+                    m_repairer->repair({skill, i, expected, where.problem, text}, emitLine);
+                if (!repaired.repaired) {
+                    emitLine(QStringLiteral("✗ ") + stepName(step) + QStringLiteral(": ") + where.problem +
+                             QStringLiteral("; the model could not repair it: ") + repaired.reason);
+                    return false;
+                }
+                if (repaired.target) {
+                    m_repairs.append({i, *step.target, *repaired.target});
+                    emitLine(QStringLiteral("· Step %1 repaired: it now acts on %2").arg(i + 1).arg(targetLabel(*repaired.target)));
+                }
+                continue;
             }
             if (where.kind == Located::Kind::failed) {
                 emitLine(QStringLiteral("✗ ") + stepName(step) + QStringLiteral(": ") + where.problem);

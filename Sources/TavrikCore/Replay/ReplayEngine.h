@@ -3,6 +3,7 @@
 #include "TavrikCore/Models/Skill.h"
 #include "TavrikCore/Replay/DesktopActor.h"
 #include "TavrikCore/Replay/ReplayClock.h"
+#include "TavrikCore/Replay/StepRepairer.h"
 #include "TavrikCore/Replay/SyntheticInput.h"
 #include "TavrikCore/Replay/TargetMatcher.h"
 
@@ -46,6 +47,18 @@ public:
     // Stops a run between two actions (the run then fails with "Stopped").
     void setStopRequest(std::function<bool()> stopRequested) { m_stopRequested = std::move(stopRequested); }
 
+    // With a repairer, a step whose element stays missing after the wait is handed to it, unless
+    // the step may do damage or types a secret; the run goes on when it succeeds. Null: none.
+    void setRepairer(StepRepairer* repairer) { m_repairer = repairer; }
+
+    // A step the repairer carried out in this run, with the element that now stands for it.
+    struct Repair {
+        qsizetype step = 0;
+        AXTarget before;
+        AXTarget after;
+    };
+    const QList<Repair>& repairs() const { return m_repairs; }
+
     // How long a step may wait for its element: a precondition may name seconds ("wait up to 30
     // seconds"); any other precondition gets thrice the default.
     int waitFor(const PlanStep& step) const;
@@ -74,6 +87,8 @@ private:
     ReplayClock& m_clock;
     Options m_options;
     std::function<bool()> m_stopRequested;
+    StepRepairer* m_repairer = nullptr;
+    QList<Repair> m_repairs;
 };
 
 } // namespace tavrik

@@ -77,6 +77,16 @@ StructuredCall* AnthropicClient::structuredCompletion(const QString& system,
                               parent);
 }
 
+ToolTurnCall* AnthropicClient::toolTurn(const QString& system, const QJsonArray& messages,
+                                       const QJsonArray& tools, int maxTokens, QObject* parent) const {
+    const QJsonObject body{{"model", m_model},
+                           {"max_tokens", maxTokens},
+                           {"system", system},
+                           {"tools", tools},
+                           {"messages", messages}};
+    return new ToolTurnCall(*this, body, parent);
+}
+
 MCPRunCall* AnthropicClient::runWithMCP(const QString& instruction, const QList<MCPServer>& servers,
                                         int maxTokens, int maxTurns, QObject* parent) const {
     QList<QJsonObject> connectors;

@@ -3,6 +3,7 @@
 #include "TavrikCore/MCP/MCPServer.h"
 #include "TavrikCore/Synthesis/ContentBlock.h"
 
+#include <QJsonArray>
 #include <QJsonObject>
 #include <QList>
 #include <QNetworkRequest>
@@ -19,6 +20,7 @@ namespace tavrik {
 class MCPRunCall;
 class StructuredCall;
 class TextStreamCall;
+class ToolTurnCall;
 
 // The only component that talks to the hosted model (the Messages API). A small value made per
 // use: with the user's key requests go straight to the provider, without one through the
@@ -62,6 +64,11 @@ public:
     // JSON); `pause_turn` answers are continued.
     MCPRunCall* runWithMCP(const QString& instruction, const QList<MCPServer>& servers,
                            int maxTokens, int maxTurns, QObject* parent = nullptr) const;
+
+    // One turn of a conversation (`messages` as the API takes them) with the caller's `tools`;
+    // the caller carries out the tool calls in the answer and asks for the next turn.
+    ToolTurnCall* toolTurn(const QString& system, const QJsonArray& messages, const QJsonArray& tools,
+                           int maxTokens, QObject* parent = nullptr) const;
 
     static QJsonObject streamTextBody(const QString& model, const QString& system,
                                       const QList<ContentBlock>& content, int maxTokens);

@@ -340,4 +340,44 @@ void MCPRunCall::onReply(int status, const QByteArray& body) {
     finishWith(std::nullopt);
 }
 
+// --- a turn with the caller's tools
+
+ToolTurnCall::ToolTurnCall(const AnthropicClient& client, const QJsonObject& body, QObject* parent)
+    : ModelCall(client, parent), m_body(body) {}
+
+void ToolTurnCall::start() {
+    send(m_body);
+}
+
+void ToolTurnCall::onReply(int status, const QByteArray& body) {
+    if (!isSuccess(status)) {
+        finishWith(ClientError::http(status, utf8OrEmpty(body)));
+        return;
+    }
+    QJsonParseError parseError;
+    const QJsonDocument document = QJsonDocument::fromJson(body, &parseError);
+    if (parseError.error != QJsonParseError::NoError) {
+        finishWith(ClientError::decoding(QStringLiteral("not JSON (%1 at offset %2)")
+                                             .arg(parseError.errorString())
+                                             .arg(parseError.offset)));
+        return;
+    }
+    const QJsonValue content = document.object().value(QLatin1String("content"));
+    if (!document.isObject() || !content.isArray()) {
+        finishWith(ClientError::decoding(QStringLiteral("content: expected an array")));
+        return;
+    }
+    m_content = content.toArray();
+    m_stopReason = document.object().value(QLatin1String("stop_reason")).toString();
+    if (m_stopReason == QLatin1String("refusal")) {
+        finishWith(ClientError::refusal(QStringLiteral("no explanation")));
+        return;
+    }
+    if (m_stopReason == QLatin1String("max_tokens")) {
+        finishWith(ClientError::truncated());
+        return;
+    }
+    finishWith(std::nullopt);
+}
+
 } // namespace tavrik

@@ -125,6 +125,26 @@ private:
     MCPRunResult m_result;
 };
 
+// One request of a conversation in which the model may use the caller's own tools: the answer's
+// content blocks (tool_use among them) and why it stopped. The caller runs the tools and starts
+// the next turn with the results.
+class ToolTurnCall : public ModelCall {
+    Q_OBJECT
+public:
+    ToolTurnCall(const AnthropicClient& client, const QJsonObject& body, QObject* parent);
+    const QJsonArray& content() const { return m_content; }
+    const QString& stopReason() const { return m_stopReason; }
+
+protected:
+    void start() override;
+    void onReply(int status, const QByteArray& body) override;
+
+private:
+    QJsonObject m_body;
+    QJsonArray m_content;
+    QString m_stopReason;
+};
+
 // The text of an HTTP error body, or empty text when it is not valid UTF-8.
 QString utf8OrEmpty(const QByteArray& bytes);
 

@@ -1,0 +1,130 @@
+#include "TavrikCore/Storage/RepairProposal.h"
+
+#include "TavrikCore/Storage/Paths.h"
+#include "TavrikCore/Storage/SkillStore.h"
+#include "TavrikCore/Support/Files.h"
+#include "TavrikCore/Support/Json.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+
+namespace tavrik {
+
+namespace {
+
+constexpr qint64 kProposalLimit = 1 * Files::MiB;
+
+QString quoted(const QString& text) {
+    return QStringLiteral("“") + text + QStringLiteral("”");
+}
+
+QString elementText(const AXTarget& target) {
+    QString text;
+    if (target.axTitle && !target.axTitle->isEmpty())
+        text = quoted(*target.axTitle);
+    else if (target.axDescription && !target.axDescription->isEmpty())
+        text = quoted(*target.axDescription);
+    else
+        text = QStringLiteral("an unnamed element");
+    if (target.axRole && !target.axRole->isEmpty())
+        text += QStringLiteral(" (") + *target.axRole + u')';
+    return text;
+}
+
+} // namespace
+
+QString RepairProposal::path(const QUuid& skillID) {
+    return Paths::support() + QStringLiteral("/repairs/") + json::uuidText(skillID) +
+           QStringLiteral(".json");
+}
+
+std::optional<QString> RepairProposal::save() const {
+    QJsonArray changeList;
+    for (const Change& c : changes)
+        changeList.append(QJsonObject{{"step", c.step},
+                                      {"stepID", json::uuidText(c.stepID)},
+                                      {"intent", c.intent},
+                                      {"before", c.before.toJson()},
+                                      {"after", c.after.toJson()}});
+    const QJsonObject document{
+        {"skillID", json::uuidText(skillID)}, {"skillName", skillName}, {"changes", changeList}};
+    if (auto failure = Files::makeFolder(QFileInfo(path(skillID)).path()))
+        return failure;
+    return Files::write(path(skillID), json::pretty(document));
+}
+
+std::optional<RepairProposal> RepairProposal::load(const QUuid& skillID) {
+    if (!QFileInfo::exists(path(skillID)))
+        return std::nullopt;
+    const std::optional<QByteArray> bytes = Files::read(path(skillID), kProposalLimit);
+    if (!bytes)
+        return std::nullopt;
+    const QJsonObject document = QJsonDocument::fromJson(*bytes).object();
+    RepairProposal proposal;
+    proposal.skillID = skillID;
+    proposal.skillName = document.value(QLatin1String("skillName")).toString();
+    for (const QJsonValue& value : document.value(QLatin1String("changes")).toArray()) {
+        const QJsonObject object = value.toObject();
+        const std::optional<QUuid> stepID =
+            json::parseUuid(object.value(QLatin1String("stepID")).toString());
+        std::optional<AXTarget> before = AXTarget::fromJson(object.value(QLatin1String("before")));
+        std::optional<AXTarget> after = AXTarget::fromJson(object.value(QLatin1String("after")));
+        const QJsonValue step = object.value(QLatin1String("step"));
+        if (!stepID || !before || !after || !step.isDouble() || step.toDouble() < 0)
+            return std::nullopt;
+        proposal.changes.append({qsizetype(step.toDouble()), *stepID,
+                                 object.value(QLatin1String("intent")).toString(),
+                                 std::move(*before), std::move(*after)});
+    }
+    if (proposal.changes.isEmpty())
+        return std::nullopt;
+    return proposal;
+}
+
+QStringList RepairProposal::describe() const {
+    QStringList lines;
+    for (const Change& c : changes) {
+        QString line = QStringLiteral("Step %1").arg(c.step + 1);
+        if (!c.intent.isEmpty())
+            line += QStringLiteral(" (") + c.intent + u')';
+        line += QStringLiteral(": ") + elementText(c.before) + QStringLiteral(" → ") +
+                elementText(c.after);
+        lines.append(line);
+    }
+    return lines;
+}
+
+std::optional<QString> RepairProposal::accept() const {
+    const SkillStore store;
+    QString error;
+    std::optional<Skill> skill = store.load(Paths::skill(skillID), &error);
+    if (!skill)
+        return QStringLiteral("the skill is not in the library: ") + error;
+    for (const Change& c : changes) {
+        if (c.step >= skill->plan.size() || skill->plan[c.step].id != c.stepID ||
+            skill->plan[c.step].target != c.before)
+            return QStringLiteral(
+                       "step %1 of “%2” changed since the repair; the skill was left as it is")
+                .arg(c.step + 1)
+                .arg(skill->name);
+    }
+    for (const Change& c : changes)
+        skill->plan[c.step].target = c.after;
+    // The user's own SKILL.md text stays as it is; only the plan document changes.
+    const std::optional<QString> markdown = store.markdown(*skill, &error);
+    if (!markdown)
+        return error;
+    if (auto failure = store.save(*skill, *markdown))
+        return failure;
+    return reject(skillID);
+}
+
+std::optional<QString> RepairProposal::reject(const QUuid& skillID) {
+    QFile file(path(skillID));
+    if (file.exists() && !file.remove())
+        return QStringLiteral("could not remove %1: %2").arg(file.fileName(), file.errorString());
+    return std::nullopt;
+}
+
+} // namespace tavrik
