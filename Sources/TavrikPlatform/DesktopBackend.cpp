@@ -2,6 +2,10 @@
 
 #include "TavrikPlatform/DesktopSession.h"
 #include "TavrikPlatform/Null/NullDesktop.h"
+#include "TavrikPlatform/Wayland/GrimFrameCapturer.h"
+#include "TavrikPlatform/Wayland/SwayWindowLocator.h"
+#include "TavrikPlatform/Wayland/WaylandDesktop.h"
+#include "TavrikPlatform/Wayland/WtypeInput.h"
 
 #ifdef TAVRIK_HAVE_X11
 #include "TavrikPlatform/X11/X11FrameCapturer.h"
@@ -11,6 +15,10 @@
 #endif
 
 namespace tavrik::DesktopBackend {
+
+bool isWayland() {
+    return DesktopSession::current() == DesktopSession::Kind::wayland;
+}
 
 bool hasX11() {
 #ifdef TAVRIK_HAVE_X11
@@ -37,6 +45,17 @@ std::unique_ptr<HotkeyGrabber> createHotkeyGrabber() {
 }
 
 std::unique_ptr<FrameCapturer> createFrameCapturer() {
+    if (isWayland()) {
+        const wayland::WaylandDesktop::Offer offer = wayland::WaylandDesktop::current();
+        if (offer.sway && offer.grim) {
+            wayland::SwayWindowLocator sway(wayland::SwayIpc::socketFromEnvironment());
+            auto capturer = std::make_unique<wayland::GrimFrameCapturer>(
+                wayland::WaylandDesktop::programPath(QStringLiteral("grim")), sway.outputs());
+            if (capturer->isAvailable())
+                return capturer;
+        }
+        return std::make_unique<NullFrameCapturer>();
+    }
 #ifdef TAVRIK_HAVE_X11
     if (hasX11())
         return std::make_unique<x11::X11FrameCapturer>();
@@ -45,6 +64,13 @@ std::unique_ptr<FrameCapturer> createFrameCapturer() {
 }
 
 std::unique_ptr<SyntheticInput> createSyntheticInput() {
+    if (isWayland()) {
+        const wayland::WaylandDesktop::Offer offer = wayland::WaylandDesktop::current();
+        if (offer.sway && offer.wtype)
+            return std::make_unique<wayland::WtypeInput>(
+                wayland::WaylandDesktop::programPath(QStringLiteral("wtype")));
+        return std::make_unique<NullSyntheticInput>();
+    }
 #ifdef TAVRIK_HAVE_X11
     if (hasX11()) {
         auto input = std::make_unique<x11::XTestInput>();
