@@ -1,7 +1,9 @@
 #include "TavrikPlatform/DesktopBackend.h"
 
 #include "TavrikPlatform/DesktopSession.h"
+#include "TavrikPlatform/AccessibilityBackend.h"
 #include "TavrikPlatform/Null/NullDesktop.h"
+#include "TavrikPlatform/Wayland/AccessiblePointer.h"
 #include "TavrikPlatform/Wayland/GrimFrameCapturer.h"
 #include "TavrikPlatform/Wayland/SwayWindowLocator.h"
 #include "TavrikPlatform/Wayland/WaylandDesktop.h"
@@ -66,9 +68,20 @@ std::unique_ptr<FrameCapturer> createFrameCapturer() {
 std::unique_ptr<SyntheticInput> createSyntheticInput() {
     if (isWayland()) {
         const wayland::WaylandDesktop::Offer offer = wayland::WaylandDesktop::current();
+        std::unique_ptr<SyntheticInput> keys;
         if (offer.sway && offer.wtype)
-            return std::make_unique<wayland::WtypeInput>(
+            keys = std::make_unique<wayland::WtypeInput>(
                 wayland::WaylandDesktop::programPath(QStringLiteral("wtype")));
+        // Clicks land through accessibility where the actor can place windows globally.
+        if (offer.sway) {
+            auto pointer = std::make_unique<wayland::AccessiblePointer>(createDesktopActor(),
+                                                                        std::move(keys));
+            if (pointer->isAvailable())
+                return pointer;
+            return std::make_unique<NullSyntheticInput>();
+        }
+        if (keys)
+            return keys;
         return std::make_unique<NullSyntheticInput>();
     }
 #ifdef TAVRIK_HAVE_X11

@@ -1,4 +1,5 @@
 #include "TavrikCore/Hotkeys/KeyCodes.h"
+#include "TavrikPlatform/Wayland/AccessiblePointer.h"
 #include "TavrikPlatform/Wayland/CoordinateMapper.h"
 #include "TavrikPlatform/Wayland/SwayIpc.h"
 #include "TavrikPlatform/Wayland/SwayWindowLocator.h"
@@ -137,6 +138,42 @@ TEST(WtypeInput, KeysAndTextBecomeWtypeArguments) {
     EXPECT_EQ(WtypeInput::textArguments(QStringLiteral("-5 °C")),
               (QStringList{"-k", "minus", "5 °C"}));
     EXPECT_EQ(WtypeInput::textArguments(QStringLiteral("Grace")), QStringList{"Grace"});
+}
+
+// Without a pointer a click lands on what accessibility finds under the point: the innermost
+// element when it takes clicks, else the row or pressable element it sits in.
+TEST(AccessiblePointer, AClickActsOnTheElementUnderThePointOrTheRowAroundIt) {
+    const auto element = [](const char* role, const char* path, Rect frame,
+                            QStringList actions = {}, bool editable = false) {
+        LiveElement e;
+        e.role = QString::fromUtf8(role);
+        e.path = QString::fromUtf8(path);
+        e.frame = frame;
+        e.actions = actions;
+        e.editable = editable;
+        return e;
+    };
+    const QList<LiveElement> elements{
+        element("filler", "filler:0", Rect(0, 0, 400, 400)),
+        element("text", "filler:0/text:0", Rect(10, 10, 380, 30), {}, true),
+        element("list box", "filler:0/list box:1", Rect(10, 50, 380, 90)),
+        element("list item", "filler:0/list box:1/list item:0", Rect(10, 50, 380, 30)),
+        element("label", "filler:0/list box:1/list item:0/label:0", Rect(12, 52, 300, 20)),
+        element("list item", "filler:0/list box:1/list item:1", Rect(10, 80, 380, 30)),
+        element("label", "filler:0/list box:1/list item:1/label:0", Rect(12, 82, 300, 20)),
+        element("push button", "filler:0/push button:2", Rect(10, 150, 100, 30), {"click"}),
+        element("label", "filler:0/push button:2/label:0", Rect(20, 155, 60, 20)),
+    };
+    const auto target = [&](double x, double y) {
+        const std::optional<LiveElement> t = AccessiblePointer::clickTarget(elements, Point{x, y});
+        return t ? t->path.toStdString() : std::string("(none)");
+    };
+    EXPECT_EQ(target(50, 90), "filler:0/list box:1/list item:1");  // on a row's label
+    EXPECT_EQ(target(350, 60), "filler:0/list box:1/list item:0"); // on the row beside it
+    EXPECT_EQ(target(30, 160), "filler:0/push button:2");          // on the button's label
+    EXPECT_EQ(target(100, 20), "filler:0/text:0");
+    EXPECT_EQ(target(200, 300), "(none)"); // the window's empty filler takes nothing
+    EXPECT_EQ(target(500, 20), "(none)");
 }
 
 TEST(WaylandDesktop, SaysWhatIsMissingAndHowToGetIt) {

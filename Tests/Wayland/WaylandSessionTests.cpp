@@ -187,8 +187,9 @@ ReplayResult replay(const QString& folder, const QStringList& values,
     return result;
 }
 
-// A skill recorded on X11 (the desktop tests' order, checked in) replays through accessibility
-// into the same form running as a native Wayland client.
+// A skill recorded on X11 (the desktop tests' order, saved by them and checked in) replays into
+// the same form running as a native Wayland client: fields through accessibility, the list row
+// through a click that accessibility places, no key needed.
 class WaylandReplay : public WaylandSession,
                       public testing::WithParamInterface<NativeForm::Toolkit> {};
 
@@ -207,6 +208,15 @@ TEST_P(WaylandReplay, ASkillRecordedOnX11FillsInTheNativeForm) {
     ASSERT_TRUE(windowOf(NativeForm::appID(toolkit)));
     const ReplayResult result =
         replay(folder, {QStringLiteral("full_name=Grace")}, {{5, QStringLiteral("s3cret")}});
+    if (!underSway()) {
+        // weston's headless backend has no seat, so no window ever gets the keyboard focus that
+        // clicking into the first field must give: the replay stops there and guesses nothing.
+        EXPECT_EQ(result.exitCode, 1) << result.output.toStdString();
+        EXPECT_TRUE(result.output.contains(QStringLiteral("✗ Step 1 ")))
+            << result.output.toStdString();
+        EXPECT_FALSE(form.waitForEvent(QStringLiteral("saved"), 500));
+        return;
+    }
     ASSERT_EQ(result.exitCode, 0) << result.output.toStdString();
     EXPECT_FALSE(result.output.contains(QStringLiteral("s3cret")));
     const std::optional<QJsonObject> saved = form.waitForEvent(QStringLiteral("saved"), 5000);
