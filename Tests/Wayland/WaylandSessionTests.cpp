@@ -3,6 +3,7 @@
 #include "TavrikCore/Hotkeys/KeyCodes.h"
 #include "TavrikCore/Replay/ReplaySecrets.h"
 #include "TavrikPlatform/AccessibilityBackend.h"
+#include "TavrikPlatform/AtSpi/AtSpiKeyListener.h"
 #include "TavrikPlatform/DesktopBackend.h"
 #include "TavrikPlatform/DesktopSession.h"
 #include "TavrikPlatform/Wayland/SwayIpc.h"
@@ -164,6 +165,51 @@ TEST_F(WaylandSession, SwayFramesHidePasswordsAndKeysReachTheFocusedField) {
     EXPECT_TRUE(waitFor([&] { return actor->text(*name) == QStringLiteral("Zoea"); }, 5000))
         << actor->text(*name).value_or(QStringLiteral("(none)")).toStdString();
 }
+
+#ifdef TAVRIK_HAVE_ATSPI
+// Recording on Wayland can hear keys only through accessibility: those of the focused
+// application, with their text and the modifiers held.
+TEST_F(WaylandSession, TheKeystrokeListenerHearsKeysOfTheFocusedApplication) {
+    if (!underSway())
+        GTEST_SKIP() << "keys can be typed on sway only";
+    NativeForm form(NativeForm::Toolkit::gtk);
+    ASSERT_TRUE(form.started());
+    const std::optional<LiveWindow> window = windowOf(NativeForm::appID(NativeForm::Toolkit::gtk));
+    ASSERT_TRUE(window);
+    std::optional<LiveElement> name;
+    ASSERT_TRUE(waitFor(
+        [&] { return (name = element(*window, QStringLiteral("text"))).has_value(); }, 10000));
+    ASSERT_TRUE(actor->focus(*name));
+
+    atspi::AtSpiKeyListener listener;
+    QStringList keys;
+    QStringList texts;
+    QObject::connect(&listener, &InputMonitor::key,
+                     [&](quint16 code, quint64 flags, std::optional<QString> text) {
+                         keys << QStringLiteral("%1/%2").arg(code).arg(flags);
+                         texts << text.value_or(QString());
+                     });
+    QList<quint64> flagChanges;
+    QObject::connect(&listener, &InputMonitor::flagsChanged,
+                     [&](quint16, quint64 flags) { flagChanges << flags; });
+    ASSERT_TRUE(listener.start()) << listener.errorString().toStdString();
+    const std::unique_ptr<SyntheticInput> input = DesktopBackend::createSyntheticInput();
+    ASSERT_TRUE(input->typeText(QStringLiteral("Hi")));
+    ASSERT_TRUE(input->pressKey(KeyCodes::a, ModifierFlags::control));
+    EXPECT_TRUE(waitFor([&] { return keys.size() >= 3; }, 5000));
+    // wtype types a capital through a key of its own, without Shift.
+    EXPECT_EQ(keys,
+              (QStringList{QStringLiteral("%1/0").arg(KeyCodes::h),
+                           QStringLiteral("%1/0").arg(KeyCodes::i),
+                           QStringLiteral("%1/%2").arg(KeyCodes::a).arg(ModifierFlags::control)}));
+    EXPECT_EQ(texts.mid(0, 2), (QStringList{QStringLiteral("H"), QStringLiteral("i")}));
+    // Each run's Shift tap (wtype's Control is a modifier state, not a key).
+    EXPECT_TRUE(flagChanges.contains(ModifierFlags::shift));
+    EXPECT_EQ(flagChanges.value(flagChanges.size() - 1, 1), 0u);
+    listener.stop();
+    EXPECT_FALSE(listener.isRunning());
+}
+#endif
 
 struct ReplayResult {
     int exitCode = -1;
