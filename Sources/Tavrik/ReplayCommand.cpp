@@ -11,6 +11,7 @@
 #include "TavrikCore/Synthesis/Secrets.h"
 #include "TavrikPlatform/AccessibilityBackend.h"
 #include "TavrikPlatform/DesktopBackend.h"
+#include "TavrikPlatform/DesktopSession.h"
 
 #include <QFile>
 
@@ -55,10 +56,15 @@ int replaySkill(const QStringList& arguments, QTextStream& out, QTextStream& err
     };
     std::unique_ptr<DesktopActor> actor = DesktopBackend::createDesktopActor();
     std::unique_ptr<SyntheticInput> input = DesktopBackend::createSyntheticInput();
-    if (!actor->isAvailable() || (!checkOnly && !input->isAvailable())) {
+    // A Wayland compositor may offer no synthetic input at all: steps acting through
+    // accessibility still replay there, and a step that needs a key says so when it comes.
+    const bool inputOptional = DesktopBackend::isWayland();
+    if (!actor->isAvailable() || (!checkOnly && !inputOptional && !input->isAvailable())) {
         emitLine(QStringLiteral("✗ Replay needs a desktop session with its accessibility bus; none was found"));
         return 1;
     }
+    if (!checkOnly && !input->isAvailable())
+        err << "tavrik: " << DesktopSession::limitations(DesktopSession::current()) << '\n';
     SystemReplayClock clock;
     ReplayEngine engine(*actor, *input, clock);
     const QMap<QString, QString> values = CastRules::completeParameters(resolved->skill, given);

@@ -7,6 +7,7 @@
 #include "TavrikPlatform/AtSpi/AtSpiDesktopActor.h"
 #include "TavrikPlatform/AtSpi/AtSpiResolver.h"
 #include "TavrikPlatform/Permissions/LinuxPermissionBackend.h"
+#include "TavrikPlatform/Wayland/WaylandWindows.h"
 #endif
 #ifdef TAVRIK_HAVE_POCKETSPHINX
 #include "TavrikPlatform/Audio/NarrationBackends.h"
@@ -29,6 +30,17 @@ std::unique_ptr<AXResolver> createAXResolver() {
 
 std::unique_ptr<DesktopActor> createDesktopActor() {
 #ifdef TAVRIK_HAVE_ATSPI
+    if (DesktopSession::current() == DesktopSession::Kind::wayland) {
+        // Accessibility works on every compositor; sway also tells where windows are.
+        std::unique_ptr<wayland::SwayWindowLocator> sway;
+        if (const QString socket = wayland::SwayIpc::socketFromEnvironment(); !socket.isEmpty())
+            sway = std::make_unique<wayland::SwayWindowLocator>(socket);
+        auto actor = std::make_unique<atspi::AtSpiDesktopActor>(
+            std::make_unique<wayland::WaylandWindows>(std::move(sway)),
+            atspi::AtSpiDesktopActor::Options{});
+        if (actor->isAvailable())
+            return actor;
+    }
     if (DesktopSession::current() == DesktopSession::Kind::x11) {
         auto actor = std::make_unique<atspi::AtSpiDesktopActor>();
         if (actor->isAvailable()) {

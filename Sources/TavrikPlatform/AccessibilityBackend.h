@@ -13,7 +13,8 @@ namespace tavrik::DesktopBackend {
 
 // AT-SPI2 with X11 window state when built with it and a display is set.
 std::unique_ptr<AXResolver> createAXResolver();
-// The same, for acting on the desktop's elements during a replay.
+// The same, for acting on the desktop's elements during a replay; on Wayland with the
+// compositor's window places where it gives them (sway).
 std::unique_ptr<DesktopActor> createDesktopActor();
 // X11 and session-bus checks; settings opened with the desktop's own settings program.
 std::unique_ptr<PermissionsManager> createPermissionsManager(QObject* parent = nullptr);

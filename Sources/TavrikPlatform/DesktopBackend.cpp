@@ -1,7 +1,13 @@
 #include "TavrikPlatform/DesktopBackend.h"
 
 #include "TavrikPlatform/DesktopSession.h"
+#include "TavrikPlatform/AccessibilityBackend.h"
 #include "TavrikPlatform/Null/NullDesktop.h"
+#include "TavrikPlatform/Wayland/AccessiblePointer.h"
+#include "TavrikPlatform/Wayland/GrimFrameCapturer.h"
+#include "TavrikPlatform/Wayland/SwayWindowLocator.h"
+#include "TavrikPlatform/Wayland/WaylandDesktop.h"
+#include "TavrikPlatform/Wayland/WtypeInput.h"
 
 #ifdef TAVRIK_HAVE_X11
 #include "TavrikPlatform/X11/X11FrameCapturer.h"
@@ -11,6 +17,10 @@
 #endif
 
 namespace tavrik::DesktopBackend {
+
+bool isWayland() {
+    return DesktopSession::current() == DesktopSession::Kind::wayland;
+}
 
 bool hasX11() {
 #ifdef TAVRIK_HAVE_X11
@@ -37,6 +47,17 @@ std::unique_ptr<HotkeyGrabber> createHotkeyGrabber() {
 }
 
 std::unique_ptr<FrameCapturer> createFrameCapturer() {
+    if (isWayland()) {
+        const wayland::WaylandDesktop::Offer offer = wayland::WaylandDesktop::current();
+        if (offer.sway && offer.grim) {
+            wayland::SwayWindowLocator sway(wayland::SwayIpc::socketFromEnvironment());
+            auto capturer = std::make_unique<wayland::GrimFrameCapturer>(
+                wayland::WaylandDesktop::programPath(QStringLiteral("grim")), sway.outputs());
+            if (capturer->isAvailable())
+                return capturer;
+        }
+        return std::make_unique<NullFrameCapturer>();
+    }
 #ifdef TAVRIK_HAVE_X11
     if (hasX11())
         return std::make_unique<x11::X11FrameCapturer>();
@@ -45,6 +66,24 @@ std::unique_ptr<FrameCapturer> createFrameCapturer() {
 }
 
 std::unique_ptr<SyntheticInput> createSyntheticInput() {
+    if (isWayland()) {
+        const wayland::WaylandDesktop::Offer offer = wayland::WaylandDesktop::current();
+        std::unique_ptr<SyntheticInput> keys;
+        if (offer.sway && offer.wtype)
+            keys = std::make_unique<wayland::WtypeInput>(
+                wayland::WaylandDesktop::programPath(QStringLiteral("wtype")));
+        // Clicks land through accessibility where the actor can place windows globally.
+        if (offer.sway) {
+            auto pointer = std::make_unique<wayland::AccessiblePointer>(createDesktopActor(),
+                                                                        std::move(keys));
+            if (pointer->isAvailable())
+                return pointer;
+            return std::make_unique<NullSyntheticInput>();
+        }
+        if (keys)
+            return keys;
+        return std::make_unique<NullSyntheticInput>();
+    }
 #ifdef TAVRIK_HAVE_X11
     if (hasX11()) {
         auto input = std::make_unique<x11::XTestInput>();

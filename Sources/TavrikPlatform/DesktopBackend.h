@@ -8,10 +8,12 @@
 #include <memory>
 
 // Chooses the implementations of the desktop interfaces for the session Tavrik runs in: X11 when
-// the build has it and a display is set, otherwise stand-ins that report they are unavailable.
+// the build has it and the session is X11; on Wayland what the compositor offers (sway: grim for
+// frames, wtype for keys); otherwise stand-ins that report they are unavailable.
 namespace tavrik::DesktopBackend {
 
 bool hasX11();
+bool isWayland();
 std::unique_ptr<InputMonitor> createInputMonitor();
 std::unique_ptr<HotkeyGrabber> createHotkeyGrabber();
 std::unique_ptr<FrameCapturer> createFrameCapturer();

@@ -1,5 +1,7 @@
 #include "TavrikPlatform/DesktopSession.h"
 
+#include "TavrikPlatform/Wayland/WaylandDesktop.h"
+
 namespace tavrik::DesktopSession {
 
 Environment fromProcess() {
@@ -33,12 +35,14 @@ QString limitations(Kind kind) {
     case Kind::x11:
         return {};
     case Kind::wayland:
-        return QStringLiteral(
-            "This is a Wayland session. Tavrik's windows, the palette and casting skills that open "
-            "web pages work here, but recording a demonstration and replaying one in other "
-            "programs need an X11 session for now: choose \"GNOME on Xorg\" (or your desktop's X11 "
-            "session) at the login screen. Programs running under XWayland can be watched as "
-            "on X11.");
+        return (QStringList{QStringLiteral(
+                    "This is a Wayland session. Tavrik's windows, the palette, casting skills that "
+                    "open web pages and replaying skills through accessibility work here, but "
+                    "recording a demonstration needs an X11 session for now: choose \"GNOME on "
+                    "Xorg\" (or your desktop's X11 session) at the login screen. Programs running "
+                    "under XWayland can be watched as on X11.")} +
+                wayland::WaylandDesktop::missing(wayland::WaylandDesktop::current()))
+            .join(u' ');
     case Kind::none:
         return QStringLiteral("No desktop session was found (neither DISPLAY nor WAYLAND_DISPLAY is set).");
     }

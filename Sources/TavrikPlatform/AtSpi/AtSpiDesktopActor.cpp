@@ -89,10 +89,12 @@ struct AtSpiDesktopActor::Private {
         Accessible object;
         quint64 window = 0; // 0 for a window itself
         qint64 pid = 0;
+        // A window's: where its elements' window-local coordinates start (Wayland).
+        std::optional<Point> origin;
     };
 
     Options options;
-    ClientWindows x;
+    std::unique_ptr<WindowDirectory> x;
     bool ready = false;
     quint64 nextHandle = 1;
     std::map<quint64, Entry> entries;
@@ -175,6 +177,10 @@ struct AtSpiDesktopActor::Private {
         element.path = path;
         if (auto frame = query.extents(object)) {
             element.frame = *frame;
+            if (auto it = entries.find(window); it != entries.end() && it->second.origin) {
+                element.frame.origin.x += it->second.origin->x;
+                element.frame.origin.y += it->second.origin->y;
+            }
         }
         element.showing = states.has(ATSPI_STATE_SHOWING);
         element.enabled = states.has(ATSPI_STATE_ENABLED) || states.has(ATSPI_STATE_SENSITIVE);
@@ -261,9 +267,14 @@ struct AtSpiDesktopActor::Private {
 
 AtSpiDesktopActor::AtSpiDesktopActor() : AtSpiDesktopActor(Options{}) {}
 
-AtSpiDesktopActor::AtSpiDesktopActor(Options options) : d(std::make_unique<Private>()) {
+AtSpiDesktopActor::AtSpiDesktopActor(Options options)
+    : AtSpiDesktopActor(std::make_unique<ClientWindows>(), options) {}
+
+AtSpiDesktopActor::AtSpiDesktopActor(std::unique_ptr<WindowDirectory> windows, Options options)
+    : d(std::make_unique<Private>()) {
     d->options = options;
-    if (d->x.isOpen()) {
+    d->x = std::move(windows);
+    if (d->x->isOpen()) {
         const int status = atspi_init();
         d->ready = status == 0 || status == 1;
         atspi_set_timeout(options.timeoutMs, 0);
@@ -273,15 +284,16 @@ AtSpiDesktopActor::AtSpiDesktopActor(Options options) : d(std::make_unique<Priva
 AtSpiDesktopActor::~AtSpiDesktopActor() = default;
 
 bool AtSpiDesktopActor::isAvailable() const {
-    return d->x.isOpen() && d->ready;
+    return d->x->isOpen() && d->ready;
 }
 
 QList<LiveWindow> AtSpiDesktopActor::windows() {
     if (!isAvailable()) {
         return {};
     }
-    const QList<ClientWindow> clients = d->x.clients();
-    const std::optional<ClientWindow> activeClient = d->x.active();
+    const QList<ClientWindow> clients = d->x->clients();
+    const bool listed = d->x->listsWindows();
+    const std::optional<ClientWindow> activeClient = d->x->active();
     const qint64 ownPid = QCoreApplication::applicationPid();
     // The stacking order of each window's X window, to list the top ones first.
     QList<std::pair<LiveWindow, qsizetype>> found;
@@ -313,31 +325,44 @@ QList<LiveWindow> AtSpiDesktopActor::windows() {
                 ownClients.append(i);
             }
         }
-        // Without an X window there is no identity to match a recording with.
-        if (ownClients.isEmpty()) {
+        // Without a client window there is no identity to match a recording with, unless the
+        // window system lists none at all and the application is named from its own answers.
+        if (ownClients.isEmpty() && listed) {
             continue;
         }
         Query query(d->options.timeoutMs);
+        const QString toolkit = d->toolkit(app.get(), pid, query);
+        const QString appAccessibleName = name(app.get(), query);
         for (Accessible& child : query.children(app.get())) {
             const std::optional<States> states = States::of(child.get(), query);
             if (!states || !states->has(ATSPI_STATE_SHOWING)) {
                 continue;
             }
             const QString title = name(child.get(), query);
-            qsizetype client = ownClients.first();
+            qsizetype client = ownClients.isEmpty() ? clients.size() : ownClients.first();
             for (qsizetype i : ownClients) {
                 if (clients[i].title == title) {
                     client = i;
                     break;
                 }
             }
-            const ClientWindow& xWindow = clients[client];
+            ClientWindow xWindow;
+            if (client < clients.size()) {
+                xWindow = clients[client];
+            } else {
+                xWindow.pid = pid;
+                xWindow.title = title;
+            }
+            d->x->nameApplication(xWindow, toolkit, appAccessibleName);
+            const std::optional<Point> origin = d->x->accessibleOrigin(xWindow, toolkit);
             LiveWindow window;
             window.handle = d->handleFor(child.get(), 0, pid);
+            d->entries.at(window.handle).origin = origin;
             window.appID = xWindow.appID().value_or(QString());
-            window.appName = d->x.appName(xWindow);
+            window.appName = d->x->appName(xWindow);
             window.title = title.isEmpty() ? xWindow.title : title;
-            window.frame = query.extents(child.get()).value_or(xWindow.frame);
+            window.frame = origin ? xWindow.frame
+                                  : query.extents(child.get()).value_or(xWindow.frame);
             window.active = states->has(ATSPI_STATE_ACTIVE) ||
                             (activeClient && activeClient->id == xWindow.id &&
                              (ownClients.size() == 1 || xWindow.title == title));
@@ -603,7 +628,7 @@ bool AtSpiDesktopActor::activateWindow(const LiveWindow& window) {
     const QString title = name(entry->object.get(), query);
     d->finish(query, entry->pid);
     std::optional<ClientWindow> target;
-    for (const ClientWindow& client : d->x.clients()) {
+    for (const ClientWindow& client : d->x->clients()) {
         if (client.pid != entry->pid) {
             continue;
         }
@@ -614,7 +639,7 @@ bool AtSpiDesktopActor::activateWindow(const LiveWindow& window) {
             break;
         }
     }
-    return target && d->x.activate(target->id, d->options.activationTimeoutMs);
+    return target && d->x->activate(target->id, d->options.activationTimeoutMs);
 }
 
 } // namespace tavrik::atspi

@@ -1,14 +1,16 @@
 #pragma once
 
 #include "TavrikCore/Replay/DesktopActor.h"
+#include "TavrikPlatform/AtSpi/WindowDirectory.h"
 
 #include <memory>
 
 namespace tavrik::atspi {
 
-// DesktopActor on AT-SPI2 (libatspi), with X11 for what the accessibility bus does not know: an
-// application's identity (the same one AtSpiResolver records, read from its X windows by process
-// id), which window is active, and activating one. Tavrik's own windows are left out.
+// DesktopActor on AT-SPI2 (libatspi), with the window system for what the accessibility bus does
+// not know: an application's identity (the same one AtSpiResolver records on X11, read from its
+// windows by process id), which window is active, activating one, and on Wayland where a window
+// is. X11 by default; a Wayland directory in a Wayland session. Tavrik's own windows are left out.
 //
 // Each question has `timeoutMs` for all its accessibility calls together (a walk of a big window
 // `walkTimeoutMs`); an application that stops answering is left alone for `cooldownMs`, during
@@ -27,6 +29,7 @@ public:
 
     AtSpiDesktopActor();
     explicit AtSpiDesktopActor(Options options);
+    AtSpiDesktopActor(std::unique_ptr<WindowDirectory> windows, Options options);
     ~AtSpiDesktopActor() override;
 
     bool isAvailable() const override;

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "TavrikCore/Models/Point.h"
-#include "TavrikCore/Models/Rect.h"
+#include "TavrikPlatform/AtSpi/WindowDirectory.h"
 
 #include <QHash>
 #include <QString>
@@ -11,43 +10,28 @@ struct _XDisplay;
 
 namespace tavrik::atspi {
 
-// A top-level client window as the window manager lists it.
-struct ClientWindow {
-    unsigned long id = 0;
-    std::optional<qint64> pid;
-    Rect frame;      // the client area, root coordinates
-    Rect outerFrame; // with the window manager's decorations
-    QString wmClass; // WM_CLASS class name
-    QString gtkApplicationID;
-    QString title;
-
-    // The stand-in for a bundle identifier: the GTK application id (equal to the desktop file
-    // id) when set, else the WM_CLASS class.
-    std::optional<QString> appID() const;
-};
-
 // Reads window-manager state from X: which client window is on top at a point, which one is
 // active, and their owners. Only X properties are read, so a hung application cannot stall it.
 // One connection of its own; use from one thread.
-class ClientWindows {
+class ClientWindows final : public WindowDirectory {
 public:
     ClientWindows();
-    ~ClientWindows();
+    ~ClientWindows() override;
     ClientWindows(const ClientWindows&) = delete;
     ClientWindows& operator=(const ClientWindows&) = delete;
 
-    bool isOpen() const { return m_display != nullptr; }
+    bool isOpen() const override { return m_display != nullptr; }
 
     std::optional<ClientWindow> topmostAt(Point point);
-    std::optional<ClientWindow> active();
+    std::optional<ClientWindow> active() override;
     // The mapped client windows, the top of the stack first.
-    QList<ClientWindow> clients();
+    QList<ClientWindow> clients() override;
     // Asks the window manager to activate the window and waits, at most `timeoutMs`, until it is
     // the active one.
-    bool activate(unsigned long window, int timeoutMs);
+    bool activate(unsigned long window, int timeoutMs) override;
 
     // The Name of the application's desktop entry, else the WM_CLASS class.
-    QString appName(const ClientWindow& window);
+    QString appName(const ClientWindow& window) override;
 
 private:
     // Position and decorations only: cheap enough to ask of every window in the stack.

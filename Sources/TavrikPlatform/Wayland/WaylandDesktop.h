@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+namespace tavrik::wayland {
+
+// What the Wayland compositor of this session lets Tavrik do beyond accessibility, decided from
+// the environment and the programs installed: only wlroots compositors (sway) are served yet.
+class WaylandDesktop {
+public:
+    struct Offer {
+        bool sway = false;  // SWAYSOCK set: window places through its IPC socket
+        bool grim = false;  // frames through wlroots screencopy
+        bool wtype = false; // keys through a virtual keyboard
+    };
+
+    static Offer current();
+    // One plain sentence per thing missing, with the step that would enable it; empty when
+    // nothing is.
+    static QStringList missing(const Offer& offer);
+    static QString programPath(const QString& name);
+};
+
+} // namespace tavrik::wayland

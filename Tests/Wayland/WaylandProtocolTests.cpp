@@ -1,0 +1,192 @@
+#include "TavrikCore/Hotkeys/KeyCodes.h"
+#include "TavrikPlatform/Wayland/AccessiblePointer.h"
+#include "TavrikPlatform/Wayland/CoordinateMapper.h"
+#include "TavrikPlatform/Wayland/SwayIpc.h"
+#include "TavrikPlatform/Wayland/SwayWindowLocator.h"
+#include "TavrikPlatform/Wayland/WaylandDesktop.h"
+#include "TavrikPlatform/Wayland/WtypeInput.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <gtest/gtest.h>
+
+namespace tavrik::wayland {
+namespace {
+
+TEST(SwayIpcFraming, MessagesComeOffAStreamWholeAndInOrder) {
+    const QByteArray first = SwayIpc::encode(SwayIpc::getTree, R"({"id":1})");
+    const QByteArray second = SwayIpc::encode(SwayIpc::runCommand, "");
+    ASSERT_EQ(first.size(), 14 + 8);
+    EXPECT_TRUE(first.startsWith("i3-ipc"));
+
+    // Byte by byte, as a socket may hand it over: nothing until the first is complete.
+    QByteArray stream = first + second;
+    QByteArray buffer;
+    QList<SwayIpc::Message> taken;
+    for (char c : stream) {
+        buffer.append(c);
+        bool malformed = true;
+        while (std::optional<SwayIpc::Message> message = SwayIpc::take(buffer, &malformed))
+            taken.append(*message);
+        EXPECT_FALSE(malformed);
+    }
+    ASSERT_EQ(taken.size(), 2);
+    EXPECT_EQ(taken[0].type, quint32(SwayIpc::getTree));
+    EXPECT_EQ(taken[0].payload, QByteArray(R"({"id":1})"));
+    EXPECT_EQ(taken[1].type, quint32(SwayIpc::runCommand));
+    EXPECT_TRUE(taken[1].payload.isEmpty());
+    EXPECT_TRUE(buffer.isEmpty());
+
+    // A stream that is not sway's, or out of step, is reported rather than waited on.
+    bool malformed = false;
+    QByteArray foreign("HTTP/1.1 200 OK\r\n");
+    EXPECT_FALSE(SwayIpc::take(foreign, &malformed));
+    EXPECT_TRUE(malformed);
+    QByteArray huge = SwayIpc::encode(0, "");
+    huge[6] = huge[7] = huge[8] = huge[9] = char(0xff);
+    EXPECT_FALSE(SwayIpc::take(huge, &malformed));
+    EXPECT_TRUE(malformed);
+}
+
+// A get_tree reply as sway 1.7 gives it, trimmed: an output, a workspace, a tiled native window
+// with a title bar, a floating Xwayland one, and the scratchpad's empty workspace.
+constexpr char kTree[] = R"({
+  "id": 1, "type": "root", "rect": {"x":0,"y":0,"width":1920,"height":1080},
+  "nodes": [{
+    "id": 3, "type": "output", "name": "HEADLESS-1",
+    "nodes": [{
+      "id": 4, "type": "workspace", "name": "1",
+      "nodes": [{"id": 7, "type": "con", "pid": 4242, "app_id": "org.tavrik.TaskForm",
+                 "name": "Order Form", "focused": true, "visible": true,
+                 "rect": {"x": 960, "y": 0, "width": 960, "height": 1080},
+                 "window_rect": {"x": 2, "y": 24, "width": 956, "height": 1054}, "nodes": []}],
+      "floating_nodes": [{"id": 9, "type": "floating_con", "pid": 5151, "app_id": null,
+                 "window_properties": {"class": "XTerm"}, "name": "xterm", "focused": false,
+                 "visible": true, "rect": {"x": 100, "y": 200, "width": 300, "height": 200},
+                 "window_rect": {"x": 0, "y": 0, "width": 300, "height": 200}, "nodes": []}]
+    }]
+  }, {"id": 2, "type": "output", "name": "__i3", "nodes": [{"id": 5, "type": "workspace",
+      "name": "__i3_scratch", "nodes": [], "floating_nodes": []}]}]
+})";
+
+TEST(SwayWindowLocator, ReadsWindowsAndOutputsFromRepliesAsSwayGivesThem) {
+    const QList<SwayWindow> windows =
+        SwayWindowLocator::parseTree(QJsonDocument::fromJson(kTree).object());
+    ASSERT_EQ(windows.size(), 2);
+    const SwayWindow& form = windows[0];
+    EXPECT_EQ(form.id, 7);
+    EXPECT_EQ(form.pid, 4242);
+    EXPECT_EQ(form.appID, QStringLiteral("org.tavrik.TaskForm"));
+    EXPECT_TRUE(form.focused);
+    // The surface starts below sway's title bar and inside its border.
+    EXPECT_EQ(form.frame, Rect(962, 24, 956, 1054));
+    EXPECT_EQ(form.outline, Rect(960, 0, 960, 1080));
+    EXPECT_EQ(windows[1].appID, QStringLiteral("XTerm"));
+    EXPECT_EQ(windows[1].frame, Rect(100, 200, 300, 200));
+    EXPECT_FALSE(windows[1].focused);
+
+    const QList<DisplayInfo> outputs = SwayWindowLocator::parseOutputs(QJsonDocument::fromJson(R"([
+        {"name": "HEADLESS-1", "active": true, "focused": false, "scale": 2.0,
+         "rect": {"x": 0, "y": 0, "width": 960, "height": 540}},
+        {"name": "HEADLESS-2", "active": false, "rect": {"x": 0, "y": 0, "width": 0, "height": 0}},
+        {"name": "HEADLESS-3", "active": true, "focused": false,
+         "rect": {"x": 960, "y": 0, "width": 1280, "height": 1024}}])")
+                                                                           .array());
+    ASSERT_EQ(outputs.size(), 2);
+    EXPECT_EQ(outputs[0].frame, Rect(0, 0, 960, 540));
+    EXPECT_EQ(outputs[0].scaleFactor, 2.0);
+    EXPECT_TRUE(outputs[0].isMain); // none focused: the first one
+    EXPECT_EQ(outputs[1].id, 3u);
+    EXPECT_EQ(outputs[1].frame, Rect(960, 0, 1280, 1024));
+}
+
+// The toolkits' zeros as measured: GTK3 with client-side decoration counts from the buffer, whose
+// shadow reaches beyond the frame; Qt from the content below its own title bar.
+TEST(CoordinateMapper, EachToolkitCountsFromItsOwnCorner) {
+    using T = CoordinateMapper::Toolkit;
+    const WindowGeometry csd{Rect(158, 64, 400, 200), Rect(132, 41, 452, 252), std::nullopt};
+    const Rect button(26, 60, 400, 34);
+    EXPECT_EQ(CoordinateMapper::toGlobal(button, csd, T::gtk), Rect(158, 101, 400, 34));
+    EXPECT_EQ(CoordinateMapper::toLocal(Point{158, 101}, csd, T::gtk), (Point{26, 60}));
+
+    const WindowGeometry qtOwn{Rect(300, 100, 406, 233), std::nullopt, Rect(303, 130, 400, 200)};
+    EXPECT_EQ(CoordinateMapper::toGlobal(Rect(10, 20, 80, 30), qtOwn, T::qt),
+              Rect(313, 150, 80, 30));
+    // GTK without a known buffer, Qt without known content, anything else: the frame's corner.
+    EXPECT_EQ(CoordinateMapper::origin(qtOwn, T::gtk), (Point{300, 100}));
+    EXPECT_EQ(CoordinateMapper::origin(csd, T::qt), (Point{158, 64}));
+    EXPECT_EQ(CoordinateMapper::origin(csd, T::other), (Point{158, 64}));
+
+    EXPECT_EQ(CoordinateMapper::toolkitNamed(QStringLiteral("GTK")), T::gtk);
+    EXPECT_EQ(CoordinateMapper::toolkitNamed(QStringLiteral("gtk")), T::gtk);
+    EXPECT_EQ(CoordinateMapper::toolkitNamed(QStringLiteral("Qt")), T::qt);
+    EXPECT_EQ(CoordinateMapper::toolkitNamed(QStringLiteral("GAIL")), T::other);
+}
+
+TEST(WtypeInput, KeysAndTextBecomeWtypeArguments) {
+    const QStringList chord =
+        WtypeInput::keyArguments(KeyCodes::a, ModifierFlags::control | ModifierFlags::shift);
+    EXPECT_EQ(chord,
+              (QStringList{"-M", "ctrl", "-M", "shift", "-k", "a", "-m", "shift", "-m", "ctrl"}));
+    EXPECT_EQ(WtypeInput::keyArguments(KeyCodes::returnKey, 0), (QStringList{"-k", "Return"}));
+    EXPECT_EQ(WtypeInput::keysymName(KeyCodes::f5), QStringLiteral("F5"));
+    EXPECT_EQ(WtypeInput::keysymName(KeyCodes::digit7), QStringLiteral("7"));
+    EXPECT_EQ(WtypeInput::keysymName(KeyCodes::slash), QStringLiteral("slash"));
+    EXPECT_EQ(WtypeInput::keysymName(KeyCodes::deleteKey), QStringLiteral("BackSpace"));
+    EXPECT_TRUE(WtypeInput::keyArguments(KeyCodes::unknown, 0).isEmpty());
+    // A leading dash would be an option to wtype.
+    EXPECT_EQ(WtypeInput::textArguments(QStringLiteral("-5 °C")),
+              (QStringList{"-k", "minus", "5 °C"}));
+    EXPECT_EQ(WtypeInput::textArguments(QStringLiteral("Grace")), QStringList{"Grace"});
+}
+
+// Without a pointer a click lands on what accessibility finds under the point: the innermost
+// element when it takes clicks, else the row or pressable element it sits in.
+TEST(AccessiblePointer, AClickActsOnTheElementUnderThePointOrTheRowAroundIt) {
+    const auto element = [](const char* role, const char* path, Rect frame,
+                            QStringList actions = {}, bool editable = false) {
+        LiveElement e;
+        e.role = QString::fromUtf8(role);
+        e.path = QString::fromUtf8(path);
+        e.frame = frame;
+        e.actions = actions;
+        e.editable = editable;
+        return e;
+    };
+    const QList<LiveElement> elements{
+        element("filler", "filler:0", Rect(0, 0, 400, 400)),
+        element("text", "filler:0/text:0", Rect(10, 10, 380, 30), {}, true),
+        element("list box", "filler:0/list box:1", Rect(10, 50, 380, 90)),
+        element("list item", "filler:0/list box:1/list item:0", Rect(10, 50, 380, 30)),
+        element("label", "filler:0/list box:1/list item:0/label:0", Rect(12, 52, 300, 20)),
+        element("list item", "filler:0/list box:1/list item:1", Rect(10, 80, 380, 30)),
+        element("label", "filler:0/list box:1/list item:1/label:0", Rect(12, 82, 300, 20)),
+        element("push button", "filler:0/push button:2", Rect(10, 150, 100, 30), {"click"}),
+        element("label", "filler:0/push button:2/label:0", Rect(20, 155, 60, 20)),
+    };
+    const auto target = [&](double x, double y) {
+        const std::optional<LiveElement> t = AccessiblePointer::clickTarget(elements, Point{x, y});
+        return t ? t->path.toStdString() : std::string("(none)");
+    };
+    EXPECT_EQ(target(50, 90), "filler:0/list box:1/list item:1");  // on a row's label
+    EXPECT_EQ(target(350, 60), "filler:0/list box:1/list item:0"); // on the row beside it
+    EXPECT_EQ(target(30, 160), "filler:0/push button:2");          // on the button's label
+    EXPECT_EQ(target(100, 20), "filler:0/text:0");
+    EXPECT_EQ(target(200, 300), "(none)"); // the window's empty filler takes nothing
+    EXPECT_EQ(target(500, 20), "(none)");
+}
+
+TEST(WaylandDesktop, SaysWhatIsMissingAndHowToGetIt) {
+    const QStringList elsewhere = WaylandDesktop::missing({false, true, true});
+    ASSERT_EQ(elsewhere.size(), 1);
+    EXPECT_TRUE(elsewhere.first().contains(QStringLiteral("accessibility only")));
+    const QString bareSway = WaylandDesktop::missing({true, false, false}).join(u'\n');
+    EXPECT_TRUE(bareSway.contains(QStringLiteral("install the grim package")));
+    EXPECT_TRUE(bareSway.contains(QStringLiteral("install the wtype package")));
+    const QStringList fullSway = WaylandDesktop::missing({true, true, true});
+    ASSERT_EQ(fullSway.size(), 1); // the pointer, which no wlroots client can drive
+    EXPECT_TRUE(fullSway.first().contains(QStringLiteral("pointer")));
+}
+
+} // namespace
+} // namespace tavrik::wayland

@@ -1,0 +1,284 @@
+#include "NativeForm.h"
+#include "Support/TempSupportFolder.h"
+#include "TavrikCore/Hotkeys/KeyCodes.h"
+#include "TavrikCore/Replay/ReplaySecrets.h"
+#include "TavrikPlatform/AccessibilityBackend.h"
+#include "TavrikPlatform/AtSpi/AtSpiKeyListener.h"
+#include "TavrikPlatform/DesktopBackend.h"
+#include "TavrikPlatform/DesktopSession.h"
+#include "TavrikPlatform/Wayland/SwayIpc.h"
+#include "TavrikPlatform/Wayland/SwayWindowLocator.h"
+#include "TavrikPlatform/Wayland/WaylandDesktop.h"
+
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+// These run inside scripts/wayland-session (ctest registers them under weston and under sway);
+// elsewhere they are skipped.
+namespace tavrik {
+namespace {
+
+using test::NativeForm;
+using test::waitFor;
+
+bool underSway() {
+    return !wayland::SwayIpc::socketFromEnvironment().isEmpty();
+}
+
+class WaylandSession : public testing::Test {
+protected:
+    void SetUp() override {
+        if (qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+            GTEST_SKIP() << "needs a Wayland session (scripts/wayland-session)";
+    }
+
+    std::optional<LiveWindow> windowOf(const QString& appID) {
+        std::optional<LiveWindow> found;
+        waitFor(
+            [&] {
+                for (const LiveWindow& w : actor->windows())
+                    if (w.appID == appID)
+                        found = w;
+                return found.has_value();
+            },
+            15000);
+        return found;
+    }
+
+    std::optional<LiveElement> element(const LiveWindow& window, const QString& role,
+                                       const QString& name = {}) {
+        for (const LiveElement& e : actor->elements(window, role, 200))
+            if (name.isEmpty() || e.name == name)
+                return e;
+        return std::nullopt;
+    }
+
+    std::unique_ptr<DesktopActor> actor = DesktopBackend::createDesktopActor();
+};
+
+// The session is Wayland whatever else is set, and each interface gets what this compositor
+// offers: sway window places, frames and keys; weston accessibility alone, said plainly.
+TEST_F(WaylandSession, TheBackendsFollowTheCompositor) {
+    EXPECT_EQ(DesktopSession::current(), DesktopSession::Kind::wayland);
+    EXPECT_FALSE(DesktopBackend::hasX11());
+    EXPECT_TRUE(actor->isAvailable());
+    const std::unique_ptr<SyntheticInput> input = DesktopBackend::createSyntheticInput();
+    const std::unique_ptr<FrameCapturer> frames = DesktopBackend::createFrameCapturer();
+    const QString limits = DesktopSession::limitations(DesktopSession::Kind::wayland);
+    if (underSway()) {
+        EXPECT_TRUE(input->isAvailable());
+        EXPECT_FALSE(input->click(Point{10, 10}, SyntheticInput::Button::left, 1));
+        ASSERT_TRUE(frames->isAvailable()) << frames->errorString().toStdString();
+        ASSERT_EQ(frames->displays().size(), 1);
+        EXPECT_EQ(frames->displays().first().frame, Rect(0, 0, 1920, 1080));
+        EXPECT_TRUE(limits.contains(QStringLiteral("pointer")));
+    } else {
+        EXPECT_FALSE(input->isAvailable());
+        EXPECT_FALSE(frames->isAvailable());
+        EXPECT_TRUE(limits.contains(QStringLiteral("accessibility only")));
+    }
+}
+
+// Native windows carry the identity X11 gives the same programs, so recordings match; under
+// sway their elements are placed globally inside the window sway reports.
+TEST_F(WaylandSession, NativeWindowsAreNamedAsOnX11AndPlacedWhereTheCompositorSays) {
+    for (const NativeForm::Toolkit toolkit : {NativeForm::Toolkit::gtk, NativeForm::Toolkit::qt}) {
+        SCOPED_TRACE(NativeForm::appID(toolkit).toStdString());
+        NativeForm form(toolkit);
+        ASSERT_TRUE(form.started());
+        const std::optional<LiveWindow> window = windowOf(NativeForm::appID(toolkit));
+        ASSERT_TRUE(window);
+        std::optional<LiveElement> save;
+        ASSERT_TRUE(waitFor(
+            [&] {
+                return (save =
+                            element(*window, QStringLiteral("push button"), QStringLiteral("Save")))
+                    .has_value();
+            },
+            10000));
+        if (!underSway())
+            continue;
+        wayland::SwayWindowLocator sway(wayland::SwayIpc::socketFromEnvironment());
+        const std::optional<wayland::SwayWindow> placed = sway.windowOfProcess(form.pid());
+        ASSERT_TRUE(placed);
+        EXPECT_EQ(window->frame, placed->frame);
+        const Rect& b = save->frame;
+        const Rect& f = placed->frame;
+        EXPECT_GT(b.size.width, 0);
+        EXPECT_GE(b.origin.x, f.origin.x);
+        EXPECT_GE(b.origin.y, f.origin.y);
+        EXPECT_LE(b.origin.x + b.size.width, f.origin.x + f.size.width);
+        EXPECT_LE(b.origin.y + b.size.height, f.origin.y + f.size.height);
+    }
+}
+
+// grim's frame with the password field's rectangle black, found by role as on X11; keys typed
+// through wtype reach the focused field whole (the first event of a new virtual keyboard is lost
+// to the Shift tap).
+TEST_F(WaylandSession, SwayFramesHidePasswordsAndKeysReachTheFocusedField) {
+    if (!underSway())
+        GTEST_SKIP() << "frames and keys are served on sway only";
+    NativeForm form(NativeForm::Toolkit::gtk);
+    ASSERT_TRUE(form.started());
+    const std::optional<LiveWindow> window = windowOf(NativeForm::appID(NativeForm::Toolkit::gtk));
+    ASSERT_TRUE(window);
+    std::optional<LiveElement> password;
+    ASSERT_TRUE(waitFor(
+        [&] { return (password = element(*window, QStringLiteral("password text"))).has_value(); },
+        10000));
+    EXPECT_TRUE(password->secure);
+
+    const std::unique_ptr<FrameCapturer> frames = DesktopBackend::createFrameCapturer();
+    ASSERT_TRUE(frames->isAvailable());
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("frame.png"));
+    QFuture<std::optional<Size>> captured =
+        frames->captureAndSave(frames->displays().first().id, 1920, 1080, {password->frame}, path);
+    ASSERT_TRUE(waitFor([&] { return captured.isFinished(); }, 10000));
+    ASSERT_TRUE(captured.result());
+    const QImage image(path);
+    ASSERT_EQ(image.size(), QSize(1920, 1080));
+    const Rect& p = password->frame;
+    int visible = 0;
+    for (int y = int(p.origin.y); y < int(p.origin.y + p.size.height); ++y)
+        for (int x = int(p.origin.x); x < int(p.origin.x + p.size.width); ++x)
+            visible += qGray(image.pixel(x, y)) != 0;
+    EXPECT_EQ(visible, 0);
+    // The form itself is there: the band just above the field is not black.
+    int lit = 0;
+    for (int x = int(p.origin.x); x < int(p.origin.x + p.size.width); ++x)
+        lit += qGray(image.pixel(x, int(p.origin.y) - 3)) > 0;
+    EXPECT_GT(lit, int(p.size.width) / 2);
+
+    std::optional<LiveElement> name;
+    ASSERT_TRUE(waitFor(
+        [&] { return (name = element(*window, QStringLiteral("text"))).has_value(); }, 10000));
+    ASSERT_TRUE(actor->focus(*name));
+    ASSERT_TRUE(actor->replaceText(*name, QString()));
+    const std::unique_ptr<SyntheticInput> input = DesktopBackend::createSyntheticInput();
+    ASSERT_TRUE(input->typeText(QStringLiteral("Zoe")));
+    ASSERT_TRUE(input->pressKey(KeyCodes::a, 0));
+    EXPECT_TRUE(waitFor([&] { return actor->text(*name) == QStringLiteral("Zoea"); }, 5000))
+        << actor->text(*name).value_or(QStringLiteral("(none)")).toStdString();
+}
+
+#ifdef TAVRIK_HAVE_ATSPI
+// Recording on Wayland can hear keys only through accessibility: those of the focused
+// application, with their text and the modifiers held.
+TEST_F(WaylandSession, TheKeystrokeListenerHearsKeysOfTheFocusedApplication) {
+    if (!underSway())
+        GTEST_SKIP() << "keys can be typed on sway only";
+    NativeForm form(NativeForm::Toolkit::gtk);
+    ASSERT_TRUE(form.started());
+    const std::optional<LiveWindow> window = windowOf(NativeForm::appID(NativeForm::Toolkit::gtk));
+    ASSERT_TRUE(window);
+    std::optional<LiveElement> name;
+    ASSERT_TRUE(waitFor(
+        [&] { return (name = element(*window, QStringLiteral("text"))).has_value(); }, 10000));
+    ASSERT_TRUE(actor->focus(*name));
+
+    atspi::AtSpiKeyListener listener;
+    QStringList keys;
+    QStringList texts;
+    QObject::connect(&listener, &InputMonitor::key,
+                     [&](quint16 code, quint64 flags, std::optional<QString> text) {
+                         keys << QStringLiteral("%1/%2").arg(code).arg(flags);
+                         texts << text.value_or(QString());
+                     });
+    QList<quint64> flagChanges;
+    QObject::connect(&listener, &InputMonitor::flagsChanged,
+                     [&](quint16, quint64 flags) { flagChanges << flags; });
+    ASSERT_TRUE(listener.start()) << listener.errorString().toStdString();
+    const std::unique_ptr<SyntheticInput> input = DesktopBackend::createSyntheticInput();
+    ASSERT_TRUE(input->typeText(QStringLiteral("Hi")));
+    ASSERT_TRUE(input->pressKey(KeyCodes::a, ModifierFlags::control));
+    EXPECT_TRUE(waitFor([&] { return keys.size() >= 3; }, 5000));
+    // wtype types a capital through a key of its own, without Shift.
+    EXPECT_EQ(keys,
+              (QStringList{QStringLiteral("%1/0").arg(KeyCodes::h),
+                           QStringLiteral("%1/0").arg(KeyCodes::i),
+                           QStringLiteral("%1/%2").arg(KeyCodes::a).arg(ModifierFlags::control)}));
+    EXPECT_EQ(texts.mid(0, 2), (QStringList{QStringLiteral("H"), QStringLiteral("i")}));
+    // Each run's Shift tap (wtype's Control is a modifier state, not a key).
+    EXPECT_TRUE(flagChanges.contains(ModifierFlags::shift));
+    EXPECT_EQ(flagChanges.value(flagChanges.size() - 1, 1), 0u);
+    listener.stop();
+    EXPECT_FALSE(listener.isRunning());
+}
+#endif
+
+struct ReplayResult {
+    int exitCode = -1;
+    QString output;
+};
+
+ReplayResult replay(const QString& folder, const QStringList& values,
+                    const QMap<qsizetype, QString>& secrets) {
+    QProcess process;
+    process.start(QStringLiteral(TAVRIK_EXECUTABLE_PATH),
+                  QStringList{QStringLiteral("replay"), folder} + values +
+                      QStringList{QStringLiteral("--secrets-on-stdin")});
+    process.write(ReplaySecrets::encode(secrets));
+    process.closeWriteChannel();
+    ReplayResult result;
+    if (!process.waitForFinished(120000))
+        return result;
+    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    result.output =
+        QString::fromUtf8(process.readAllStandardOutput() + process.readAllStandardError());
+    return result;
+}
+
+// A skill recorded on X11 (the desktop tests' order, saved by them and checked in) replays into
+// the same form running as a native Wayland client: fields through accessibility, the list row
+// through a click that accessibility places, no key needed.
+class WaylandReplay : public WaylandSession,
+                      public testing::WithParamInterface<NativeForm::Toolkit> {};
+
+TEST_P(WaylandReplay, ASkillRecordedOnX11FillsInTheNativeForm) {
+    const NativeForm::Toolkit toolkit = GetParam();
+    test::TempSupportFolder support;
+    const QString source = QStringLiteral(TAVRIK_SOURCE_DIR "/Tests/Wayland/skills/") +
+                           (toolkit == NativeForm::Toolkit::gtk ? "gtk" : "qt");
+    const QString folder = support.path() + QStringLiteral("/order-fruit");
+    ASSERT_TRUE(QDir().mkpath(folder));
+    for (const QString& file : QDir(source).entryList(QDir::Files))
+        ASSERT_TRUE(QFile::copy(source + u'/' + file, folder + u'/' + file));
+
+    NativeForm form(toolkit);
+    ASSERT_TRUE(form.started());
+    ASSERT_TRUE(windowOf(NativeForm::appID(toolkit)));
+    const ReplayResult result =
+        replay(folder, {QStringLiteral("full_name=Grace")}, {{5, QStringLiteral("s3cret")}});
+    if (!underSway()) {
+        // weston's headless backend has no seat, so no window ever gets the keyboard focus that
+        // clicking into the first field must give: the replay stops there and guesses nothing.
+        EXPECT_EQ(result.exitCode, 1) << result.output.toStdString();
+        EXPECT_TRUE(result.output.contains(QStringLiteral("✗ Step 1 ")))
+            << result.output.toStdString();
+        EXPECT_FALSE(form.waitForEvent(QStringLiteral("saved"), 500));
+        return;
+    }
+    ASSERT_EQ(result.exitCode, 0) << result.output.toStdString();
+    EXPECT_FALSE(result.output.contains(QStringLiteral("s3cret")));
+    const std::optional<QJsonObject> saved = form.waitForEvent(QStringLiteral("saved"), 5000);
+    ASSERT_TRUE(saved) << result.output.toStdString();
+    EXPECT_EQ(saved->value("name").toString(), QStringLiteral("Grace"));
+    EXPECT_EQ(saved->value("notes").toString(), QStringLiteral("fast"));
+    EXPECT_EQ(saved->value("password").toString(), QStringLiteral("s3cret"));
+    EXPECT_TRUE(saved->value("subscribe").toBool());
+    EXPECT_EQ(saved->value("fruit").toString(), QStringLiteral("Pears"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Toolkits, WaylandReplay,
+                         testing::Values(NativeForm::Toolkit::gtk, NativeForm::Toolkit::qt),
+                         [](const auto& info) {
+                             return info.param == NativeForm::Toolkit::gtk ? "Gtk" : "Qt";
+                         });
+
+} // namespace
+} // namespace tavrik
