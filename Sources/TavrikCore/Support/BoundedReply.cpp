@@ -38,6 +38,14 @@ BoundedReply::BoundedReply(QNetworkReply* reply, qint64 limit, QObject* parent)
     : QObject(parent), m_reply(reply), m_origin(originOf(reply->request().url())),
       m_limit(limit) {
     reply->setReadBufferSize(readBufferSize);
+    // Qt hands the limit to its network thread only once that thread has taken the request up,
+    // and takes it up again, without the limit, after each redirect: a limit set before that
+    // is lost, and the thread reads the whole answer ahead of us. So it is set again at each
+    // step that comes after the thread took the request up and before (or with) the answer.
+    const auto limitReadAhead = [reply] { reply->setReadBufferSize(readBufferSize); };
+    connect(reply, &QNetworkReply::socketStartedConnecting, this, limitReadAhead);
+    connect(reply, &QNetworkReply::requestSent, this, limitReadAhead);
+    connect(reply, &QNetworkReply::metaDataChanged, this, limitReadAhead);
     connect(reply, &QNetworkReply::redirected, this, &BoundedReply::onRedirected);
     connect(reply, &QNetworkReply::readyRead, this, &BoundedReply::onReadyRead);
     connect(reply, &QNetworkReply::finished, this, &BoundedReply::onFinished);
