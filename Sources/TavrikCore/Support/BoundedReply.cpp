@@ -133,9 +133,9 @@ void BoundedReply::onFinished() {
     m_status = status.toInt();
     // Fewer bytes than announced, or a chunked body without its last chunk. Qt reports the
     // first only when the close reaches it apart from the data, so the length is checked here
-    // too (Qt drops the header of answers it decompresses). A chunked body cut right after a
-    // whole chunk, with the close in the same packet, looks to Qt like a whole one; there is
-    // nothing to check that against.
+    // too (Qt drops the header of answers it decompresses). Qt 6.4 often reports a chunked body
+    // whose connection was lost, between chunks or inside one, as whole, and exposes nothing of
+    // the chunking to check against: the readers of streams check their own framing.
     const QVariant announced = m_reply->header(QNetworkRequest::ContentLengthHeader);
     if (error == QNetworkReply::RemoteHostClosedError ||
         (announced.isValid() && m_received < announced.toLongLong() && m_status != 204 &&
