@@ -3,6 +3,7 @@ import * as fs from 'node:fs';
 import * as http from 'node:http';
 import * as path from 'node:path';
 import type { BrowserConfig } from './config.js';
+import { KiB, readDataFile } from './datafile.js';
 import { BrowserError } from './errors.js';
 
 const candidates = ['/usr/bin/chromium', '/usr/bin/chromium-browser', '/usr/bin/google-chrome', '/usr/bin/google-chrome-stable'];
@@ -38,7 +39,7 @@ export function launchArgs(profile: string, headless: boolean, sandbox = process
 
 export function readActivePort(profile: string): number | null {
   try {
-    const first = fs.readFileSync(path.join(profile, 'DevToolsActivePort'), 'utf8').split('\n')[0].trim();
+    const first = readDataFile(path.join(profile, 'DevToolsActivePort'), 4 * KiB).split('\n')[0].trim();
     const port = Number(first);
     return Number.isInteger(port) && port > 0 && port < 65536 ? port : null;
   } catch {

@@ -6,7 +6,7 @@ import { test } from 'node:test';
 import { ConfigError, loadConfig } from '../src/config.js';
 import { csvAppend, csvSetCell, parseCell, parseCsv } from '../src/csv.js';
 import { findCredentials } from '../src/key.js';
-import { launchArgs } from '../src/chromium.js';
+import { launchArgs, readActivePort } from '../src/chromium.js';
 import { normaliseRows, spreadsheetIdFrom } from '../src/services.js';
 import { allURLTemplates, isDirect, loadSkill, parseSkillMarkdown } from '../src/skill.js';
 import { ArgumentError, fill, parseArguments, runValues } from '../src/template.js';
@@ -188,6 +188,15 @@ test('pipes, devices, folders and huge files in the data folder fail at once and
     assert.throws(() => loadSkill(dir), { message: `Couldn't read ${md}: it is not a regular file` });
     sparse(md, 2 * 1024 * 1024);
     assert.throws(() => loadSkill(dir), { message: `Couldn't read ${md}: it is larger than 1 MiB` });
+
+    // The browser's port file and a sheet kept as a file are read the same way.
+    const profile = path.join(home.support, 'browser');
+    fs.mkdirSync(profile, { recursive: true });
+    fifo(path.join(profile, 'DevToolsActivePort'));
+    assert.equal(readActivePort(profile), null);
+    const sheet = path.join(home.root, 'sheet.csv');
+    fifo(sheet);
+    assert.throws(() => csvAppend(sheet, [['a']]), { message: `Couldn't read ${sheet}: it is not a regular file` });
   } finally {
     home.cleanup();
   }
