@@ -239,6 +239,7 @@ private:
         m_pieces = response.pieces;
         m_dropAtEnd = response.dropAtEnd;
         m_holdOpen = response.holdOpen;
+        m_rawTail = response.rawTail;
         sendNextPiece();
     }
 
@@ -265,6 +266,8 @@ private:
 
     void sendNextPiece() {
         if (m_pieces.isEmpty()) {
+            if (!m_rawTail.isEmpty())
+                m_socket->write(std::exchange(m_rawTail, QByteArray()));
             if (m_holdOpen)
                 return;
             if (!m_dropAtEnd)
@@ -294,6 +297,7 @@ private:
     QList<Piece> m_pieces;
     bool m_dropAtEnd = false;
     bool m_holdOpen = false;
+    QByteArray m_rawTail;
     QByteArray m_unit;
     qint64 m_unitPayload = 0;
     qint64 m_repeatLeft = 0;

@@ -53,6 +53,9 @@ struct CannedResponse {
     // dropConnections() closes the connection (a server that dies once the client has seen
     // what it sent).
     bool holdOpen = false;
+    // Streamed only: written as is after the last piece, outside any chunk framing (the start
+    // of a chunk that never ends, say).
+    QByteArray rawTail;
 
     // Accept the request and never write anything back (for timeouts).
     bool neverAnswer = false;

@@ -3,6 +3,7 @@ import * as fs from 'node:fs';
 import * as http from 'node:http';
 import * as path from 'node:path';
 import type { BrowserConfig } from './config.js';
+import { KiB, readDataFile } from './datafile.js';
 import { BrowserError } from './errors.js';
 
 const candidates = [
@@ -48,8 +49,7 @@ export function launchArgs(
 
 export function readActivePort(profile: string): number | null {
     try {
-        const first = fs
-            .readFileSync(path.join(profile, 'DevToolsActivePort'), 'utf8')
+        const first = readDataFile(path.join(profile, 'DevToolsActivePort'), 4 * KiB)
             .split('\n')[0]
             .trim();
         const port = Number(first);

@@ -1,4 +1,5 @@
 import * as fs from 'node:fs';
+import { MiB, readDataFile } from './datafile.js';
 import { paths } from './paths.js';
 
 export interface SheetsConfig {
@@ -108,7 +109,7 @@ export function loadConfig(
     let raw: Obj = {};
     let text: string | null = null;
     try {
-        text = fs.readFileSync(file, 'utf8');
+        text = readDataFile(file, MiB);
     } catch (e) {
         if ((e as NodeJS.ErrnoException).code !== 'ENOENT')
             throw new ConfigError(`Couldn't read ${file}: ${(e as Error).message}`);

@@ -1,5 +1,9 @@
 import * as fs from 'node:fs';
 import * as path from 'node:path';
+import { MiB, readDataFile } from './datafile.js';
+
+// A sheet kept as a file is read whole before a row is added: it stays within this.
+const csvLimit = 64 * MiB;
 
 export function parseCsv(text: string): string[][] {
     const rows: string[][] = [];
@@ -63,10 +67,10 @@ function writeAtomically(file: string, text: string) {
 
 function readRows(file: string): string[][] {
     try {
-        return parseCsv(fs.readFileSync(file, 'utf8'));
+        return parseCsv(readDataFile(file, csvLimit));
     } catch (e) {
         if ((e as NodeJS.ErrnoException).code === 'ENOENT') return [];
-        throw e;
+        throw new Error(`Couldn't read ${file}: ${(e as Error).message}`, { cause: e });
     }
 }
 

@@ -8,6 +8,7 @@ import { HostError } from './errors.js';
 export { HostError };
 
 const maxRedirects = 5;
+const lostText = 'The connection was lost before the answer was complete.';
 const errorBodyBytes = 16 * 1024;
 
 export interface HostFetchOptions {
@@ -90,8 +91,11 @@ function bounded(res: Response, limit: number, origin: string, timeoutMs: number
             try {
                 chunk = await reader.read();
             } catch (e) {
-                // A timeout while the body is still coming reads as the host not answering.
-                ctl.error(timedOut(e, origin, timeoutMs) ?? e);
+                // A timeout while the body is still coming reads as the host not answering; a connection
+                // that fetch saw close early (fewer bytes than announced, a chunked body without its last
+                // chunk) as a lost one. The caller's own abort stays what it is.
+                const lost = e instanceof TypeError ? new HostError(lostText, { cause: e }) : e;
+                ctl.error(timedOut(e, origin, timeoutMs) ?? lost);
                 return;
             }
             if (chunk.done) return ctl.close();

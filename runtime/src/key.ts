@@ -1,4 +1,4 @@
-import * as fs from 'node:fs';
+import { KiB, readDataFile } from './datafile.js';
 import { paths } from './paths.js';
 
 export const proxyToken = 'tavrik_211670eae679f02e8d28a79023c39c20';
@@ -13,10 +13,10 @@ export function findCredentials(support: string, env: NodeJS.ProcessEnv): Creden
     const fromEnv = env.ANTHROPIC_API_KEY?.trim();
     if (fromEnv) return { kind: 'key', apiKey: fromEnv, baseURL };
     try {
-        const fromFile = fs.readFileSync(paths.keyFile(support), 'utf8').trim();
+        const fromFile = readDataFile(paths.keyFile(support), 64 * KiB).trim();
         if (fromFile) return { kind: 'key', apiKey: fromFile, baseURL };
     } catch {
-        // a missing or unreadable file means no key
+        // a missing, unreadable or refused file means no key
     }
     return {
         kind: 'proxy',

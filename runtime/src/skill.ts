@@ -1,5 +1,5 @@
-import * as fs from 'node:fs';
 import * as path from 'node:path';
+import { MiB, readDataFile } from './datafile.js';
 
 export interface RuntimeSpec {
     type: string;
@@ -232,7 +232,7 @@ export function loadSkill(folder: string, log?: (...a: unknown[]) => void): Skil
     const mdPath = path.join(folder, 'SKILL.md');
     let text: string;
     try {
-        text = fs.readFileSync(mdPath, 'utf8');
+        text = readDataFile(mdPath, MiB);
     } catch (e) {
         const code = (e as NodeJS.ErrnoException).code;
         throw new SkillError(
@@ -245,7 +245,7 @@ export function loadSkill(folder: string, log?: (...a: unknown[]) => void): Skil
     const planPath = path.join(folder, 'execution_plan.json');
     let doc: Record<string, unknown> | null = null;
     try {
-        doc = JSON.parse(fs.readFileSync(planPath, 'utf8'));
+        doc = JSON.parse(readDataFile(planPath, 8 * MiB));
     } catch (e) {
         if ((e as NodeJS.ErrnoException).code !== 'ENOENT')
             log?.('ignoring unreadable execution_plan.json:', (e as Error).message);

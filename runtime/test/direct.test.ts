@@ -99,7 +99,6 @@ test("by default the pages open in the user's browser through the desktop's URL 
     );
     const env: NodeJS.ProcessEnv = { ...home.env, TAVRIK_URL_OPENER: opener };
     delete env.TAVRIK_DIRECT_BROWSER;
-    const requestsBefore = pages.requests.length;
     const dir = writeSkill(
         home.root,
         skillWith(
@@ -117,7 +116,11 @@ test("by default the pages open in the user's browser through the desktop's URL 
         `${pages.url}/a/x`,
         `${pages.url}/b?x=x`,
     ]);
-    assert.equal(pages.requests.length, requestsBefore, "Tavrik's browser opened nothing");
+    // Only these addresses: the browser of earlier tests may still ask for an icon.
+    assert.ok(
+        !pages.requests.some((q) => q.url === '/a/x' || q.url === '/b?x=x'),
+        "Tavrik's browser opened nothing",
+    );
 
     const failed = await runCli(['agent', dir, 'term=fail'], env);
     assert.equal(failed.code, 1);

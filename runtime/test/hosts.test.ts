@@ -141,3 +141,44 @@ test('answers are read up to a limit, and errors show only their start', async (
         await host.close();
     }
 });
+
+test('an answer cut short is a failure, never an answer; a host that keeps redirecting or names no address is refused', async () => {
+    const body = JSON.stringify(message([toolUse('finish', {})]));
+    const host = await serve((req, res) => {
+        if (req.url.startsWith('/short/')) {
+            res.writeHead(200, {
+                'content-type': 'application/json',
+                'content-length': String(body.length + 100),
+            });
+            res.write(body, () => res.destroy());
+            return;
+        }
+        if (req.url.startsWith('/chunked/')) {
+            res.writeHead(200, { 'content-type': 'application/json' });
+            res.write(body.slice(0, 40), () => res.destroy());
+            return;
+        }
+        if (req.url.startsWith('/loop/')) {
+            res.writeHead(302, { location: req.url }).end();
+            return;
+        }
+        res.writeHead(307, { location: 'http://[not an address' }).end();
+    });
+    try {
+        for (const cut of ['short', 'chunked']) {
+            const lost = await failure(credentialed(`${host.url}/${cut}`).model());
+            assert.equal(lost, 'The connection was lost before the answer was complete.', cut);
+        }
+        assert.equal(host.requests.length, 2, 'no retries');
+        assert.equal(
+            await failure(credentialed(`${host.url}/loop`).sms()),
+            `The server at ${host.url} kept redirecting; Tavrik stopped after 5 redirects.`,
+        );
+        assert.equal(
+            await failure(credentialed(host.url).sheets()),
+            `The server at ${host.url} redirected to an address that isn't one ("http://[not an address").`,
+        );
+    } finally {
+        await host.close();
+    }
+});

@@ -1,11 +1,12 @@
 import assert from 'node:assert/strict';
+import { execFileSync } from 'node:child_process';
 import * as fs from 'node:fs';
 import * as path from 'node:path';
 import { test } from 'node:test';
 import { ConfigError, loadConfig } from '../src/config.js';
 import { csvAppend, csvSetCell, parseCell, parseCsv } from '../src/csv.js';
 import { findCredentials } from '../src/key.js';
-import { launchArgs } from '../src/chromium.js';
+import { launchArgs, readActivePort } from '../src/chromium.js';
 import { normaliseRows, spreadsheetIdFrom } from '../src/services.js';
 import { allURLTemplates, isDirect, loadSkill, parseSkillMarkdown } from '../src/skill.js';
 import { ArgumentError, fill, parseArguments, runValues } from '../src/template.js';
@@ -217,6 +218,80 @@ test('the key comes from the environment, then the key file, else the proxy', ()
             kind: 'key',
             apiKey: 'filekey',
             baseURL: undefined,
+        });
+    } finally {
+        home.cleanup();
+    }
+});
+
+test('pipes, devices, folders and huge files in the data folder fail at once and the rest still works', () => {
+    const home = tempHome();
+    const fifo = (file: string) => {
+        fs.rmSync(file, { recursive: true, force: true });
+        execFileSync('mkfifo', [file]);
+    };
+    const sparse = (file: string, bytes: number) => {
+        fs.rmSync(file, { recursive: true, force: true });
+        fs.closeSync(fs.openSync(file, 'w'));
+        fs.truncateSync(file, bytes);
+    };
+    try {
+        const settings = path.join(home.support, 'runtime.json');
+        fifo(settings);
+        assert.throws(
+            () => loadConfig(home.support, {}, () => {}),
+            new ConfigError(`Couldn't read ${settings}: it is not a regular file`),
+        );
+        fs.rmSync(settings);
+        fs.symlinkSync('/dev/zero', settings);
+        assert.throws(
+            () => loadConfig(home.support, {}, () => {}),
+            new ConfigError(`Couldn't read ${settings}: it is not a regular file`),
+        );
+        fs.rmSync(settings);
+        fs.mkdirSync(settings);
+        assert.throws(
+            () => loadConfig(home.support, {}, () => {}),
+            new ConfigError(`Couldn't read ${settings}: it is a folder`),
+        );
+
+        // A key file that cannot be read is no key: the proxy is asked.
+        const key = path.join(home.support, 'anthropic_key.txt');
+        for (const make of [
+            () => fifo(key),
+            () => fs.symlinkSync('/dev/zero', key),
+            () => sparse(key, 3 * 1024 * 1024 * 1024),
+        ]) {
+            fs.rmSync(key, { force: true });
+            make();
+            assert.equal(findCredentials(home.support, {}).kind, 'proxy');
+        }
+
+        const dir = writeSkill(home.root, googleFixture);
+        const md = path.join(dir, 'SKILL.md');
+        // A plan document that is too large is passed over; SKILL.md alone still makes the skill.
+        sparse(path.join(dir, 'execution_plan.json'), 9 * 1024 * 1024);
+        assert.equal(loadSkill(dir).name, 'Search Google');
+        fifo(path.join(dir, 'execution_plan.json'));
+        assert.equal(loadSkill(dir).name, 'Search Google');
+        fifo(md);
+        assert.throws(() => loadSkill(dir), {
+            message: `Couldn't read ${md}: it is not a regular file`,
+        });
+        sparse(md, 2 * 1024 * 1024);
+        assert.throws(() => loadSkill(dir), {
+            message: `Couldn't read ${md}: it is larger than 1 MiB`,
+        });
+
+        // The browser's port file and a sheet kept as a file are read the same way.
+        const profile = path.join(home.support, 'browser');
+        fs.mkdirSync(profile, { recursive: true });
+        fifo(path.join(profile, 'DevToolsActivePort'));
+        assert.equal(readActivePort(profile), null);
+        const sheet = path.join(home.root, 'sheet.csv');
+        fifo(sheet);
+        assert.throws(() => csvAppend(sheet, [['a']]), {
+            message: `Couldn't read ${sheet}: it is not a regular file`,
         });
     } finally {
         home.cleanup();

@@ -38,6 +38,14 @@ BoundedReply::BoundedReply(QNetworkReply* reply, qint64 limit, QObject* parent)
     : QObject(parent), m_reply(reply), m_origin(originOf(reply->request().url())),
       m_limit(limit) {
     reply->setReadBufferSize(readBufferSize);
+    // Qt hands the limit to its network thread only once that thread has taken the request up,
+    // and takes it up again, without the limit, after each redirect: a limit set before that
+    // is lost, and the thread reads the whole answer ahead of us. So it is set again at each
+    // step that comes after the thread took the request up and before (or with) the answer.
+    const auto limitReadAhead = [reply] { reply->setReadBufferSize(readBufferSize); };
+    connect(reply, &QNetworkReply::socketStartedConnecting, this, limitReadAhead);
+    connect(reply, &QNetworkReply::requestSent, this, limitReadAhead);
+    connect(reply, &QNetworkReply::metaDataChanged, this, limitReadAhead);
     connect(reply, &QNetworkReply::redirected, this, &BoundedReply::onRedirected);
     connect(reply, &QNetworkReply::readyRead, this, &BoundedReply::onReadyRead);
     connect(reply, &QNetworkReply::finished, this, &BoundedReply::onFinished);
@@ -125,9 +133,9 @@ void BoundedReply::onFinished() {
     m_status = status.toInt();
     // Fewer bytes than announced, or a chunked body without its last chunk. Qt reports the
     // first only when the close reaches it apart from the data, so the length is checked here
-    // too (Qt drops the header of answers it decompresses). A chunked body cut right after a
-    // whole chunk, with the close in the same packet, looks to Qt like a whole one; there is
-    // nothing to check that against.
+    // too (Qt drops the header of answers it decompresses). Qt 6.4 often reports a chunked body
+    // whose connection was lost, between chunks or inside one, as whole, and exposes nothing of
+    // the chunking to check against: the readers of streams check their own framing.
     const QVariant announced = m_reply->header(QNetworkRequest::ContentLengthHeader);
     if (error == QNetworkReply::RemoteHostClosedError ||
         (announced.isValid() && m_received < announced.toLongLong() && m_status != 204 &&

@@ -28,6 +28,8 @@ public:
     void stop() { m_stopped = true; }
 
     bool stopped() const { return m_stopped; }
+    // Bytes after the last line break wait for the rest of their line.
+    bool hasPartialLine() const { return !m_partial.isEmpty(); }
     bool sawMessageStop() const { return m_sawMessageStop; }
     // Reading stopped at a line longer than maxLineBytes: not an event stream of this API.
     bool lineTooLong() const { return m_lineTooLong; }

@@ -159,6 +159,14 @@ void TextStreamCall::onReply(int status, const QByteArray& body) {
         finishWith(ClientError::http(status, QString::fromUtf8(joined)));
         return;
     }
+    // Qt may report a chunked body whose connection was lost as ended, whether the loss fell
+    // between chunks or inside one, and shows nothing of the chunks themselves. An event stream
+    // ends after a whole line, so one that stops inside a line was cut whatever Qt says; one
+    // lost exactly at a line's end cannot be told from a stream that ended without message_stop.
+    if (m_reader.hasPartialLine()) {
+        finishWith(ClientError::transport(BoundedReply::cutText()));
+        return;
+    }
     m_reader.finish();
     if (m_reader.lineTooLong())
         finishWith(ClientError::tooLarge());
