@@ -252,6 +252,55 @@ TEST_P(ReplayDesktop, StopsAtAMissingTargetAndNeverGuessesADestructiveStep) {
     EXPECT_FALSE(app.waitForEvent(QStringLiteral("deleted"), 500));
 }
 
+// A modal dialog opened from a button's handler (GTK's Dialog.run, Qt's exec): the click in the
+// dialog is recorded on the dialog's button, not on the main window under it, and replays as long
+// as the application answers while its dialog is open.
+TEST_P(ReplayDesktop, ADialogTaskIsRecordedInTheDialogAndReplays) {
+    const TaskApp::Toolkit toolkit = GetParam();
+    std::unique_ptr<DesktopActor> actor = DesktopBackend::createDesktopActor();
+    std::optional<Skill> skill;
+    {
+        TaskApp app(toolkit);
+        ASSERT_TRUE(app.started());
+        ASSERT_TRUE(waitForRole(app.centre("choose"), QStringLiteral("push button")));
+        test::Demonstration demonstration(desktop);
+        demonstration.start();
+        demonstration.click(app.centre("choose"));
+        const std::optional<Rect> blue =
+            test::Demonstration::find(*actor, QStringLiteral("push button"), QStringLiteral("Blue"), 15000);
+        ASSERT_TRUE(blue);
+        demonstration.click(Point{blue->origin.x + blue->size.width / 2, blue->origin.y + blue->size.height / 2});
+        demonstration.click(app.centre("save"));
+        const std::optional<QJsonObject> shown = app.waitForEvent(QStringLiteral("saved"), 5000);
+        ASSERT_TRUE(shown);
+        EXPECT_EQ(shown->value("colour").toString(), QStringLiteral("blue"));
+        skill = demonstration.save(QString::fromUtf8(kSkillText));
+    }
+    ASSERT_TRUE(skill);
+    ASSERT_EQ(skill->plan.size(), 3);
+    const std::optional<AXTarget>& inDialog = skill->plan[1].target;
+    ASSERT_TRUE(inDialog);
+    EXPECT_EQ(inDialog->axRole, QStringLiteral("push button"));
+    EXPECT_EQ(inDialog->axTitle, QStringLiteral("Blue"));
+    EXPECT_EQ(inDialog->windowTitle, QStringLiteral("Pick a Colour"));
+    ASSERT_EQ(CastRoute::method(*skill), CastMethod::replay);
+
+    const QStringList moved = toolkit == TaskApp::Toolkit::gtk
+                                  ? QStringList{"--at", "900", "300", "--size", "600", "640"}
+                                  : QStringList{"--at", "900,300", "--size", "600,640"};
+    for (const QStringList& change : {QStringList{}, moved}) {
+        SCOPED_TRACE(change.join(u' ').toStdString());
+        TaskApp app(toolkit, change);
+        ASSERT_TRUE(app.started());
+        ASSERT_TRUE(waitForRole(app.centre("save"), QStringLiteral("push button")));
+        const ReplayResult result = replay(Paths::skill(skill->id), {}, {});
+        EXPECT_EQ(result.exitCode, 0) << result.lines.join(u'\n').toStdString();
+        const std::optional<QJsonObject> saved = app.waitForEvent(QStringLiteral("saved"), 5000);
+        ASSERT_TRUE(saved) << result.lines.join(u'\n').toStdString();
+        EXPECT_EQ(saved->value("colour").toString(), QStringLiteral("blue"));
+    }
+}
+
 // Esc ends a cast's process group: a replay stopped halfway types nothing more.
 TEST_P(ReplayDesktop, AStoppedReplayTypesNothingMore) {
     const TaskApp::Toolkit toolkit = GetParam();

@@ -144,6 +144,33 @@ struct AtSpiResolver::Private {
         if (candidates.empty()) {
             return nullptr;
         }
+        if (candidates.size() > 1 && point) {
+            // Several windows of the application hold the point (a message box over its main
+            // window): the one X shows on top there has the frame of `window`. Accessible names
+            // need not be the X title, so the frame decides and the title only breaks a tie.
+            auto best = candidates.end();
+            double bestDistance = 0;
+            for (auto it = candidates.begin(); it != candidates.end(); ++it) {
+                const std::optional<Rect> frame = query.extents(it->get());
+                if (!frame) {
+                    continue;
+                }
+                double distance = frameDistance(*frame, window.frame);
+                const QString title = takeString(
+                    query.call([&](GError** e) { return atspi_accessible_get_name(it->get(), e); })
+                        .value_or(nullptr));
+                if (title == window.title) {
+                    distance -= 0.5;
+                }
+                if (best == candidates.end() || distance < bestDistance) {
+                    best = it;
+                    bestDistance = distance;
+                }
+            }
+            if (best != candidates.end()) {
+                return std::move(*best);
+            }
+        }
         if (candidates.size() > 1) {
             for (Accessible& c : candidates) {
                 const QString name = takeString(
@@ -189,6 +216,9 @@ struct AtSpiResolver::Private {
         target.appBundleID = window.appID();
         target.appName = nonEmpty(windows.appName(window));
         target.windowTitle = nonEmpty(window.title);
+        // X knows the frame when the application did not answer in time (a loaded machine): a
+        // pointer step keeps its place in the window and stays replayable.
+        target.windowFrame = window.frame;
         return target;
     }
 
