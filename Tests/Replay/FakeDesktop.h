@@ -26,6 +26,7 @@ public:
     QStringList covered;
     // Whether a click lands: it selects the selectable row under it.
     bool clicksLand = true;
+    bool activationWorks = true;
 
     LiveWindow& addWindow(const QString& appID, const QString& title, Rect frame);
     LiveElement& addElement(const LiveWindow& window, const QString& role, const QString& name, const QString& path,

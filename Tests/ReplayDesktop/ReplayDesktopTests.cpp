@@ -277,15 +277,7 @@ TEST_P(ReplayDesktop, ADialogTaskIsRecordedInTheDialogAndReplays) {
                 return t && t->axTitle == QStringLiteral("Blue");
             },
             15000));
-        // Held a moment, as a person's press is: the recorder reads the element under a press
-        // after XRecord hands it over, which can be after a quick release closed the dialog.
-        desktop.moveTo(int(bluePoint.x), int(bluePoint.y));
-        desktop.button(1, true);
-        desktop.sync();
-        settle(400);
-        desktop.button(1, false);
-        desktop.sync();
-        settle();
+        demonstration.click(bluePoint);
         demonstration.click(app.centre("save"));
         const std::optional<QJsonObject> shown = app.waitForEvent(QStringLiteral("saved"), 5000);
         ASSERT_TRUE(shown);

@@ -366,8 +366,10 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
 }
 
 bool ReplayEngine::pressInPlace(const Located& where) {
-    if (where.window && !where.window->active)
-        m_actor.activateWindow(*where.window);
+    // Asked even when it looked active: a modal dialog that is still closing keeps the input,
+    // and a click on the window under it would be lost.
+    if (!where.window || !m_actor.activateWindow(*where.window))
+        return false;
     const std::optional<LiveElement> now = m_actor.refresh(*where.element);
     if (!now || !now->showing || now->frame.size.width <= 0 || now->frame.size.height <= 0)
         return false;
