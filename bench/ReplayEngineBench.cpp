@@ -43,6 +43,8 @@ public:
         return found;
     }
     std::optional<LiveElement> refresh(const LiveElement& e) override { return e; }
+    std::optional<LiveElement> parent(const LiveElement&) override { return std::nullopt; }
+    bool reaches(const LiveElement&, Point) override { return false; }
     bool performAction(const LiveElement&, const QString&) override { return true; }
     bool focus(const LiveElement&) override { return true; }
     bool select(const LiveElement&) override { return true; }

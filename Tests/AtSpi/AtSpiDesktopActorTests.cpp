@@ -157,6 +157,16 @@ TEST_F(AtSpiDesktopActorTest, ActsOnGtkElements) {
     const std::optional<LiveElement> password = element(*form, "password text");
     ASSERT_TRUE(button && entry && password);
 
+    // The pointer at the button's centre lands on the button, not on the field beside it; the
+    // button sits in a container that is its parent.
+    const Point centre{button->frame.origin.x + button->frame.size.width / 2,
+                       button->frame.origin.y + button->frame.size.height / 2};
+    EXPECT_TRUE(actor->reaches(*button, centre));
+    EXPECT_FALSE(actor->reaches(*entry, centre));
+    const std::optional<LiveElement> holder = actor->parent(*button);
+    ASSERT_TRUE(holder);
+    EXPECT_TRUE(button->path.startsWith(holder->path + u'/')) << button->path.toStdString();
+
     EXPECT_TRUE(actor->performAction(*button, "click"));
     EXPECT_TRUE(app.waitForLine("clicked"));
     EXPECT_FALSE(actor->performAction(*button, "no such action"));

@@ -199,6 +199,13 @@ TEST_F(AtSpiResolverTest, AStoppedApplicationCostsOneTimeoutThenNothing) {
     EXPECT_EQ(target->appBundleID, "org.tavrik.TestForm");
     EXPECT_EQ(target->windowTitle, "Tavrik Form");
     EXPECT_FALSE(target->axRole);
+    // Where the window is comes from X too: the click keeps its place in the window and its step
+    // stays replayable.
+    ASSERT_TRUE(target->windowFrame);
+    const Point button = app.centre("button");
+    EXPECT_TRUE(button.x >= target->windowFrame->origin.x && button.y >= target->windowFrame->origin.y &&
+                button.x < target->windowFrame->origin.x + target->windowFrame->size.width &&
+                button.y < target->windowFrame->origin.y + target->windowFrame->size.height);
     // Bounds leave room for a loaded machine; a hang would cost far more.
     EXPECT_LT(first, timeoutMs + 1000);
 

@@ -36,6 +36,8 @@ LiveElement& FakeDesktop::addElement(const LiveWindow& window, const QString& ro
         element.actions = {QStringLiteral("click")};
     } else if (role == QStringLiteral("push button") || role == QStringLiteral("menu item")) {
         element.actions = {QStringLiteral("click")};
+    } else if (role == QStringLiteral("list item")) {
+        element.selectable = true;
     }
     elementList.append(element);
     return elementList.last();
@@ -67,6 +69,23 @@ std::optional<LiveElement> FakeDesktop::refresh(const LiveElement& element) {
     if (LiveElement* e = byHandle(element.handle))
         return *e;
     return std::nullopt;
+}
+
+std::optional<LiveElement> FakeDesktop::parent(const LiveElement& element) {
+    const qsizetype cut = element.path.lastIndexOf(u'/');
+    if (cut < 0)
+        return std::nullopt;
+    const QString up = element.path.left(cut);
+    for (const LiveElement& e : elementList)
+        if (e.window == element.window && e.path == up)
+            return e;
+    return std::nullopt;
+}
+
+bool FakeDesktop::reaches(const LiveElement& element, Point at) {
+    const Rect& f = element.frame;
+    return !covered.contains(element.name) && at.x >= f.origin.x && at.y >= f.origin.y &&
+           at.x < f.origin.x + f.size.width && at.y < f.origin.y + f.size.height;
 }
 
 bool FakeDesktop::performAction(const LiveElement& element, const QString& action) {
@@ -125,9 +144,9 @@ std::optional<QString> FakeDesktop::text(const LiveElement& element) {
 
 bool FakeDesktop::activateWindow(const LiveWindow& window) {
     for (LiveWindow& w : windowList)
-        w.active = w.handle == window.handle;
+        w.active = activationWorks ? w.handle == window.handle : w.active;
     log.append(QStringLiteral("activate %1").arg(window.title));
-    return true;
+    return activationWorks;
 }
 
 bool FakeDesktop::pressKey(quint16 keyCode, quint64 modifierFlags) {
@@ -144,6 +163,13 @@ bool FakeDesktop::typeText(const QString& text) {
 }
 
 bool FakeDesktop::click(Point at, Button button, int count) {
+    if (clicksLand && button == Button::left && count == 1)
+        for (LiveElement& e : elementList) {
+            const Rect& f = e.frame;
+            if (e.selectable && at.x >= f.origin.x && at.y >= f.origin.y && at.x < f.origin.x + f.size.width &&
+                at.y < f.origin.y + f.size.height)
+                e.selected = true;
+        }
     log.append(QStringLiteral("click %1,%2 %3 x%4")
                    .arg(qRound(at.x))
                    .arg(qRound(at.y))

@@ -22,6 +22,11 @@ public:
     // Actions that fail when asked for.
     QStringList refusedActions;
     bool insertTextWorks = true;
+    // Elements something else covers: the pointer does not reach them.
+    QStringList covered;
+    // Whether a click lands: it selects the selectable row under it.
+    bool clicksLand = true;
+    bool activationWorks = true;
 
     LiveWindow& addWindow(const QString& appID, const QString& title, Rect frame);
     LiveElement& addElement(const LiveWindow& window, const QString& role, const QString& name, const QString& path,
@@ -32,6 +37,9 @@ public:
     QList<LiveWindow> windows() override { return windowList; }
     QList<LiveElement> elements(const LiveWindow& window, const QString& role, int limit) override;
     std::optional<LiveElement> refresh(const LiveElement& element) override;
+    // The element whose path is this one's less its last segment.
+    std::optional<LiveElement> parent(const LiveElement& element) override;
+    bool reaches(const LiveElement& element, Point at) override;
     bool performAction(const LiveElement& element, const QString& action) override;
     bool focus(const LiveElement& element) override;
     bool select(const LiveElement& element) override;

@@ -51,7 +51,8 @@ TEST_F(SignUp, CarriesOutTheFormThroughAccessibilityWithTheRunsValues) {
     EXPECT_TRUE(desktop.find(QStringLiteral("Subscribe"))->checked);
     EXPECT_EQ(desktop.log, (QStringList{QStringLiteral("focus Name"), QStringLiteral("insert Grace Lovelace into Name"),
                                         QStringLiteral("focus Password"), QStringLiteral("insert (secret) into Password"),
-                                        QStringLiteral("action click Subscribe"), QStringLiteral("action click Save")}));
+                                        QStringLiteral("action click Subscribe"), QStringLiteral("activate Sign up"),
+                                        QStringLiteral("click 490,415 left x1")}));
     EXPECT_EQ(lines.last(), QStringLiteral("✓ Replayed 5 steps of “Sign up”"));
     EXPECT_TRUE(lines.contains(QStringLiteral("→ type (a secret) into “Password” in org.example.SignUp")));
     // The secret goes into the field and nowhere else.
@@ -78,7 +79,27 @@ TEST_F(SignUp, WaitsForATargetThatAppearsLateAndGivesUpOnOneThatNeverDoes) {
                                            "(push button) is showing"));
     EXPECT_GE(desktop.now, 10000);
     EXPECT_LT(desktop.now, 11000);
-    EXPECT_FALSE(desktop.log.contains(QStringLiteral("action click Save")));
+    EXPECT_FALSE(desktop.log.contains(QStringLiteral("click 490,415 left x1")));
+}
+
+// A push button goes down under the pointer only where the pointer reaches it; covered (or
+// where the hit test lands elsewhere) it is pressed through accessibility.
+TEST_F(SignUp, APushButtonIsClickedWhereItShowsAndPressedThroughAccessibilityWhenCovered) {
+    skill.plan = {skill.plan[4]};
+    desktop.windowList[0].active = false;
+    ASSERT_TRUE(run({}));
+    EXPECT_EQ(desktop.log, (QStringList{QStringLiteral("activate Sign up"), QStringLiteral("click 490,415 left x1")}));
+
+    // Covered, or its window would not come to the front: pressed through accessibility.
+    desktop.log.clear();
+    desktop.covered = {QStringLiteral("Save")};
+    ASSERT_TRUE(run({}));
+    EXPECT_EQ(desktop.log, (QStringList{QStringLiteral("activate Sign up"), QStringLiteral("action click Save")}));
+    desktop.log.clear();
+    desktop.covered.clear();
+    desktop.activationWorks = false;
+    ASSERT_TRUE(run({}));
+    EXPECT_EQ(desktop.log, (QStringList{QStringLiteral("activate Sign up"), QStringLiteral("action click Save")}));
 }
 
 TEST_F(SignUp, WaitsForADisabledButtonAndALongerPreconditionWait) {
@@ -102,7 +123,7 @@ TEST_F(SignUp, ARefusedActionFallsBackToAClickWhereTheElementIsNow) {
 TEST_F(SignUp, NoSecretNoRun) {
     EXPECT_FALSE(run({}, {}));
     EXPECT_EQ(lines.last(), QStringLiteral("✗ Step 3 (Step on Password): no value was given for the secure field"));
-    EXPECT_FALSE(desktop.log.contains(QStringLiteral("action click Save")));
+    EXPECT_FALSE(desktop.log.contains(QStringLiteral("click 490,415 left x1")));
 }
 
 TEST_F(SignUp, StopsBetweenActionsWhenAsked) {
@@ -181,6 +202,30 @@ TEST(ReplayEngine, KeyPressesFocusTheirElementAndAnOpenApplicationIsNeeded) {
     desktop.log.clear();
     EXPECT_FALSE(engine.run(skill, {}, {}, [&](const QString& l) { lines.append(l); }));
     EXPECT_EQ(lines.last(), QStringLiteral("✗ Step 1 (Step on ): editor has no window open"));
+}
+
+// A row's label takes a plain click; the click counts once the row shows as selected.
+TEST(ReplayEngine, AClickInsideAListRowMustLeaveTheRowSelected) {
+    FakeDesktop desktop;
+    const LiveWindow window = desktop.addWindow(QStringLiteral("fruit"), QStringLiteral("Fruit"), Rect(0, 0, 400, 300));
+    desktop.addElement(window, QStringLiteral("list item"), QStringLiteral("Pears"), QStringLiteral("list:0/list item:1"),
+                       Rect(10, 40, 200, 20));
+    const LiveElement& label = desktop.addElement(window, QStringLiteral("label"), QStringLiteral("Pears"),
+                                                  QStringLiteral("list:0/list item:1/label:0"), Rect(14, 42, 60, 16));
+    Skill skill;
+    skill.plan = {recordedStep(0, ActionType::click, label, window)};
+    QStringList lines;
+    ReplayEngine engine(desktop, desktop, desktop);
+    const auto sink = [&](const QString& l) { lines.append(l); };
+    ASSERT_TRUE(engine.run(skill, {}, {}, sink)) << lines.join('\n').toStdString();
+    EXPECT_EQ(desktop.log, QStringList{QStringLiteral("click 44,50 left x1")});
+    EXPECT_TRUE(desktop.elementList[0].selected);
+
+    // The click went nowhere (the toolkit was busy): the run stops at that step.
+    desktop.elementList[0].selected = false;
+    desktop.clicksLand = false;
+    EXPECT_FALSE(engine.run(skill, {}, {}, sink));
+    EXPECT_EQ(lines.last(), QStringLiteral("✗ Step 1 (Step on Pears): “Pears” in fruit was clicked but its row is not selected"));
 }
 
 TEST(ReplayEngine, PreconditionsLengthenTheWait) {

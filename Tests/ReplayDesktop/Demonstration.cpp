@@ -36,9 +36,14 @@ void Demonstration::start() {
     waitUntil([] { return false; }, 300);
 }
 
+// Held as long as a person's press (about a tenth of a second): the recorder reads the element
+// under a press once X hands the press over, which a release closing a dialog at once outruns.
 void Demonstration::click(Point at) {
     m_desktop.moveTo(int(at.x), int(at.y));
-    m_desktop.click(1);
+    m_desktop.button(1, true);
+    m_desktop.sync();
+    waitUntil([] { return false; }, 120);
+    m_desktop.button(1, false);
     m_desktop.sync();
     settle();
 }

@@ -332,6 +332,70 @@ TEST_F(ReplayDesktopGtk, TheModelRepairsAMissingStepAndTheChangeWaitsForTheUser)
     EXPECT_FALSE(RepairProposal::load(renamed.id));
 }
 
+// A modal dialog opened from a button's handler (GTK's Dialog.run, Qt's exec): the click in the
+// dialog is recorded on the dialog's button, not on the main window under it, and replays as long
+// as the application answers while its dialog is open.
+TEST_P(ReplayDesktop, ADialogTaskIsRecordedInTheDialogAndReplays) {
+    const TaskApp::Toolkit toolkit = GetParam();
+    std::unique_ptr<DesktopActor> actor = DesktopBackend::createDesktopActor();
+    std::optional<Skill> skill;
+    {
+        TaskApp app(toolkit);
+        ASSERT_TRUE(app.started());
+        ASSERT_TRUE(waitForRole(app.centre("choose"), QStringLiteral("push button")));
+        test::Demonstration demonstration(desktop);
+        demonstration.start();
+        demonstration.click(app.centre("choose"));
+        const std::optional<Rect> blue =
+            test::Demonstration::find(*actor, QStringLiteral("push button"), QStringLiteral("Blue"), 15000);
+        ASSERT_TRUE(blue);
+        const Point bluePoint{blue->origin.x + blue->size.width / 2, blue->origin.y + blue->size.height / 2};
+        // A person clicks what shows: the dialog's window is up on X as well.
+        ASSERT_TRUE(waitUntil(
+            [&] {
+                const std::optional<AXTarget> t = probe->target(bluePoint);
+                return t && t->axTitle == QStringLiteral("Blue");
+            },
+            15000));
+        demonstration.click(bluePoint);
+        demonstration.click(app.centre("save"));
+        const std::optional<QJsonObject> shown = app.waitForEvent(QStringLiteral("saved"), 5000);
+        ASSERT_TRUE(shown);
+        EXPECT_EQ(shown->value("colour").toString(), QStringLiteral("blue"));
+        skill = demonstration.save(QString::fromUtf8(kSkillText));
+    }
+    ASSERT_TRUE(skill);
+    QStringList recorded;
+    for (const PlanStep& step : skill->plan)
+        recorded.append(QStringLiteral("%1: %2 “%3” in “%4” at %5")
+                            .arg(step.intent, step.target ? step.target->axRole.value_or("-") : QStringLiteral("no target"),
+                                 step.target ? step.target->axTitle.value_or(QString()) : QString(),
+                                 step.target ? step.target->windowTitle.value_or(QString()) : QString(),
+                                 step.target ? step.target->axPath.value_or("-") : QStringLiteral("-")));
+    ASSERT_EQ(skill->plan.size(), 3) << recorded.join(u'\n').toStdString();
+    const std::optional<AXTarget>& inDialog = skill->plan[1].target;
+    ASSERT_TRUE(inDialog) << recorded.join(u'\n').toStdString();
+    EXPECT_EQ(inDialog->axRole, QStringLiteral("push button")) << recorded.join(u'\n').toStdString();
+    EXPECT_EQ(inDialog->axTitle, QStringLiteral("Blue"));
+    EXPECT_EQ(inDialog->windowTitle, QStringLiteral("Pick a Colour"));
+    ASSERT_EQ(CastRoute::method(*skill), CastMethod::replay);
+
+    const QStringList moved = toolkit == TaskApp::Toolkit::gtk
+                                  ? QStringList{"--at", "900", "300", "--size", "600", "640"}
+                                  : QStringList{"--at", "900,300", "--size", "600,640"};
+    for (const QStringList& change : {QStringList{}, moved}) {
+        SCOPED_TRACE(change.join(u' ').toStdString());
+        TaskApp app(toolkit, change);
+        ASSERT_TRUE(app.started());
+        ASSERT_TRUE(waitForRole(app.centre("save"), QStringLiteral("push button")));
+        const ReplayResult result = replay(Paths::skill(skill->id), {}, {});
+        EXPECT_EQ(result.exitCode, 0) << result.lines.join(u'\n').toStdString();
+        const std::optional<QJsonObject> saved = app.waitForEvent(QStringLiteral("saved"), 5000);
+        ASSERT_TRUE(saved) << result.lines.join(u'\n').toStdString();
+        EXPECT_EQ(saved->value("colour").toString(), QStringLiteral("blue"));
+    }
+}
+
 // Esc ends a cast's process group: a replay stopped halfway types nothing more.
 TEST_P(ReplayDesktop, AStoppedReplayTypesNothingMore) {
     const TaskApp::Toolkit toolkit = GetParam();
@@ -479,6 +543,11 @@ TEST(ReplayDesktopPage, AFormOnAPageReplaysWithAnotherValue) {
     }
     ASSERT_TRUE(skill);
     ASSERT_EQ(CastRoute::method(*skill), CastMethod::replay);
+    // Clicked on its text, recorded as the button with its place on the page.
+    const std::optional<AXTarget>& save = skill->plan.last().target;
+    ASSERT_TRUE(save);
+    EXPECT_EQ(save->axRole, QStringLiteral("push button"));
+    EXPECT_TRUE(save->axPath && !save->axPath->isEmpty());
 
     test::ChromiumPage page(server, {}, {QStringLiteral("--window-position=700,200")});
     ASSERT_TRUE(page.started());

@@ -26,6 +26,11 @@ public:
 
     // The element as it is now; nothing when it has gone.
     virtual std::optional<LiveElement> refresh(const LiveElement& element) = 0;
+    // The element that holds it; nothing for a window's own children or when it has gone.
+    virtual std::optional<LiveElement> parent(const LiveElement& element) = 0;
+    // Whether the pointer at `at` would land on the element (or inside it): its window is the
+    // topmost there and the application's own hit test reaches it.
+    virtual bool reaches(const LiveElement& element, Point at) = 0;
 
     virtual bool performAction(const LiveElement& element, const QString& action) = 0;
     virtual bool focus(const LiveElement& element) = 0;

@@ -40,6 +40,7 @@ struct LiveElement {
     bool checkable = false;
     bool checked = false;
     bool selected = false;
+    bool selectable = false;
     bool secure = false;
     // The accessibility actions offered, by name ("click", "activate", "Press", "Toggle"...).
     QStringList actions;

@@ -124,6 +124,10 @@ bool isRowRole(const QString& role) {
     return roles.contains(role);
 }
 
+bool isPushButton(const QString& role) {
+    return role == QStringLiteral("push button") || role == QStringLiteral("button");
+}
+
 Point center(const Rect& r) {
     return Point{r.origin.x + r.size.width / 2, r.origin.y + r.size.height / 2};
 }
@@ -289,6 +293,11 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
                     }))
                     return {};
             } else if (const std::optional<QString> action = pressAction(element)) {
+                // A push button goes down as a person presses it, where nothing covers it: a
+                // dialog run from its handler holds the application's accessibility until it
+                // closes, and a press through accessibility would wait for that.
+                if (isPushButton(element.role) && !element.checkable && pressInPlace(where))
+                    return {};
                 const bool wasChecked = element.checked;
                 if (m_actor.performAction(element, *action)) {
                     if (!element.checkable)
@@ -317,6 +326,10 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
     // No accessible action fits: synthetic input at where the element is now.
     if (where.window && !where.window->active)
         m_actor.activateWindow(*where.window);
+    // A click on a row, or on what a row holds, is seen to select it.
+    std::optional<LiveElement> row;
+    if (step.action == ActionType::click && where.element)
+        row = rowHolding(*where.element);
     bool sent = false;
     switch (step.action) {
     case ActionType::rightClick:
@@ -342,7 +355,39 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
         sent = m_input.click(at, SyntheticInput::Button::left, 1);
         break;
     }
-    return sent ? Outcome{} : Outcome{false, QStringLiteral("the input could not be sent")};
+    if (!sent)
+        return {false, QStringLiteral("the input could not be sent")};
+    if (row && !settle([&] {
+            const auto now = m_actor.refresh(*row);
+            return now && now->selected;
+        }))
+        return {false, targetLabel(*step.target) + QStringLiteral(" was clicked but its row is not selected")};
+    return {};
+}
+
+bool ReplayEngine::pressInPlace(const Located& where) {
+    // Asked even when it looked active: a modal dialog that is still closing keeps the input,
+    // and a click on the window under it would be lost.
+    if (!where.window || !m_actor.activateWindow(*where.window))
+        return false;
+    const std::optional<LiveElement> now = m_actor.refresh(*where.element);
+    if (!now || !now->showing || now->frame.size.width <= 0 || now->frame.size.height <= 0)
+        return false;
+    const Point at = center(now->frame);
+    return m_actor.reaches(*now, at) && m_input.click(at, SyntheticInput::Button::left, 1);
+}
+
+// The selectable row that is the element or holds it, a few levels up at most.
+std::optional<LiveElement> ReplayEngine::rowHolding(const LiveElement& element) {
+    constexpr int levels = 3;
+    std::optional<LiveElement> current = element;
+    for (int i = 0; i <= levels && current; ++i) {
+        if (isRowRole(current->role))
+            return current->selectable ? current : std::nullopt;
+        if (i < levels)
+            current = m_actor.parent(*current);
+    }
+    return std::nullopt;
 }
 
 ReplayEngine::Outcome ReplayEngine::actTyping(const PlanStep& step, const Located& where, const QString& text) {

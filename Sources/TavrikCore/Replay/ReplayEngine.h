@@ -77,6 +77,8 @@ private:
     Located locate(const PlanStep& step, const AXTarget& expected, int waitMs);
     Outcome act(const PlanStep& step, const AXTarget& expected, const Located& where, const QString& text);
     Outcome actPointer(const PlanStep& step, const Located& where);
+    bool pressInPlace(const Located& where);
+    std::optional<LiveElement> rowHolding(const LiveElement& element);
     Outcome actTyping(const PlanStep& step, const Located& where, const QString& text);
     Outcome actKey(const PlanStep& step, const Located& where);
     bool settle(const std::function<bool()>& condition);

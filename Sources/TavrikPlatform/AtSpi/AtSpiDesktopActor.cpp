@@ -190,6 +190,7 @@ struct AtSpiDesktopActor::Private {
         element.checkable = states.has(ATSPI_STATE_CHECKABLE);
         element.checked = states.has(ATSPI_STATE_CHECKED);
         element.selected = states.has(ATSPI_STATE_SELECTED);
+        element.selectable = states.has(ATSPI_STATE_SELECTABLE);
         if (interfaces.contains("Action")) {
             const gint count = query
                                    .call([&](GError** e) {
@@ -439,6 +440,67 @@ std::optional<LiveElement> AtSpiDesktopActor::refresh(const LiveElement& element
     }
     d->finish(query, entry->pid);
     return query.stopped() ? std::nullopt : result;
+}
+
+std::optional<LiveElement> AtSpiDesktopActor::parent(const LiveElement& element) {
+    const Private::Entry* entry = d->entry(element.handle);
+    if (!entry || entry->window == 0) {
+        return std::nullopt;
+    }
+    AtspiAccessible* window = d->windowObject(*entry);
+    Query query(d->options.timeoutMs);
+    Accessible up = query.accessible(atspi_accessible_get_parent, entry->object.get());
+    std::optional<LiveElement> result;
+    if (up && up.get() != window) {
+        const std::optional<States> states = States::of(up.get(), query);
+        const std::optional<AtspiRole> role = query.role(up.get());
+        const std::optional<QString> path = window ? query.path(up.get(), window) : std::nullopt;
+        if (states && role && path && *role != ATSPI_ROLE_APPLICATION) {
+            result = d->read(up.get(), *role, *states, *path, entry->window, entry->pid, query);
+        }
+    }
+    d->finish(query, entry->pid);
+    return query.stopped() ? std::nullopt : result;
+}
+
+bool AtSpiDesktopActor::reaches(const LiveElement& element, Point at) {
+    const Private::Entry* entry = d->entry(element.handle);
+    if (!entry || entry->window == 0) {
+        return false;
+    }
+    AtspiAccessible* target = entry->object.get();
+    AtspiAccessible* window = d->windowObject(*entry);
+    // Another application's window, or another window of this one, covers the point.
+    const std::optional<ClientWindow> top = d->x.topmostAt(at);
+    if (!window || !top || top->pid != entry->pid) {
+        return false;
+    }
+    Query query(d->options.timeoutMs);
+    const std::optional<Rect> windowFrame = query.extents(window);
+    constexpr double sameWindow = 64;
+    if (!windowFrame || !contains(*windowFrame, at) ||
+        (name(window, query) != top->title && frameDistance(*windowFrame, top->frame) > sameWindow)) {
+        d->finish(query, entry->pid);
+        return false;
+    }
+    bool reached = false;
+    Accessible current = retain(window);
+    for (int depth = 0; depth < maxWalkDepth && !reached && !query.stopped(); ++depth) {
+        Accessible child(query
+                             .call([&](GError** e) {
+                                 return atspi_component_get_accessible_at_point(
+                                     ATSPI_COMPONENT(current.get()), int(at.x), int(at.y),
+                                     ATSPI_COORD_TYPE_SCREEN, e);
+                             })
+                             .value_or(nullptr));
+        if (!child || child.get() == current.get()) {
+            break;
+        }
+        reached = child.get() == target;
+        current = std::move(child);
+    }
+    d->finish(query, entry->pid);
+    return reached && !query.stopped();
 }
 
 bool AtSpiDesktopActor::performAction(const LiveElement& element, const QString& action) {

@@ -36,6 +36,8 @@ public:
     QList<LiveWindow> windows() override;
     QList<LiveElement> elements(const LiveWindow& window, const QString& role, int limit) override;
     std::optional<LiveElement> refresh(const LiveElement& element) override;
+    std::optional<LiveElement> parent(const LiveElement& element) override;
+    bool reaches(const LiveElement& element, Point at) override;
     bool performAction(const LiveElement& element, const QString& action) override;
     bool focus(const LiveElement& element) override;
     bool select(const LiveElement& element) override;

@@ -13,6 +13,7 @@
 #include <QString>
 #include <QStringList>
 #include <algorithm>
+#include <cmath>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -51,6 +52,13 @@ inline std::optional<QString> nonEmpty(const QString& text) {
 inline bool contains(const Rect& r, Point p) {
     return p.x >= r.origin.x && p.y >= r.origin.y && p.x < r.origin.x + r.size.width &&
            p.y < r.origin.y + r.size.height;
+}
+
+// How far apart two frames are, corner and size together: an accessible window and the X window
+// that shows it differ by a few points at most (decorations drawn by the client).
+inline double frameDistance(const Rect& a, const Rect& b) {
+    return std::abs(a.origin.x - b.origin.x) + std::abs(a.origin.y - b.origin.y) +
+           std::abs(a.size.width - b.size.width) + std::abs(a.size.height - b.size.height);
 }
 
 // The name AT-SPI gives a role ("push button"), which is what recordings store.

@@ -129,6 +129,8 @@ struct AtSpiResolver::Private {
     Accessible windowAccessible(AtspiAccessible* app, const ClientWindow& window, Query& query,
                                 std::optional<Point> point) {
         std::vector<Accessible> candidates;
+        // Where each candidate is, when a point was given.
+        std::vector<Rect> frames;
         for (Accessible& child : query.children(app)) {
             if (!query.hasStates(child.get(), {ATSPI_STATE_SHOWING})) {
                 continue;
@@ -138,11 +140,30 @@ struct AtSpiResolver::Private {
                 if (!frame || !contains(*frame, *point)) {
                     continue;
                 }
+                frames.push_back(*frame);
             }
             candidates.push_back(std::move(child));
         }
         if (candidates.empty()) {
             return nullptr;
+        }
+        if (point) {
+            // Several windows of the application may hold the point (a message box over its main
+            // window): the one X shows on top there has the frame of `window`. Accessible names
+            // need not be the X title, so the frame decides.
+            size_t best = 0;
+            for (size_t i = 1; i < candidates.size(); ++i) {
+                if (frameDistance(frames[i], window.frame) < frameDistance(frames[best], window.frame)) {
+                    best = i;
+                }
+            }
+            // None is the window X shows there (the application has not listed its new dialog
+            // yet): an element of the window under it would be the wrong one.
+            constexpr double sameWindow = 64;
+            if (frameDistance(frames[best], window.frame) > sameWindow) {
+                return nullptr;
+            }
+            return std::move(candidates[best]);
         }
         if (candidates.size() > 1) {
             for (Accessible& c : candidates) {
@@ -184,11 +205,47 @@ struct AtSpiResolver::Private {
         return nullptr;
     }
 
+    // A click on the text a control shows is a click on the control: pages expose a button's
+    // text as a child of its own, which the hit test can land on, and text alone says little
+    // about what was pressed.
+    Accessible controlAround(Accessible element, AtspiAccessible* window, Query& query) {
+        constexpr int maxLevels = 2;
+        const std::optional<AtspiRole> role = query.role(element.get());
+        const bool textOnly = role && (*role == ATSPI_ROLE_STATIC || *role == ATSPI_ROLE_LABEL ||
+                                       (*role == ATSPI_ROLE_TEXT &&
+                                        !query.hasStates(element.get(), {ATSPI_STATE_EDITABLE})));
+        if (!textOnly) {
+            return element;
+        }
+        Accessible current = retain(element.get());
+        for (int i = 0; i < maxLevels && !query.stopped(); ++i) {
+            Accessible up = query.accessible(atspi_accessible_get_parent, current.get());
+            if (!up || up.get() == window) {
+                break;
+            }
+            switch (query.role(up.get()).value_or(ATSPI_ROLE_INVALID)) {
+            case ATSPI_ROLE_PUSH_BUTTON:
+            case ATSPI_ROLE_TOGGLE_BUTTON:
+            case ATSPI_ROLE_CHECK_BOX:
+            case ATSPI_ROLE_RADIO_BUTTON:
+            case ATSPI_ROLE_LINK:
+            case ATSPI_ROLE_MENU_ITEM:
+                return up;
+            default:
+                current = std::move(up);
+            }
+        }
+        return element;
+    }
+
     AXTarget windowOnlyTarget(const ClientWindow& window) {
         AXTarget target;
         target.appBundleID = window.appID();
         target.appName = nonEmpty(windows.appName(window));
         target.windowTitle = nonEmpty(window.title);
+        // X knows the frame when the application did not answer in time (a loaded machine): a
+        // pointer step keeps its place in the window and stays replayable.
+        target.windowFrame = window.frame;
         return target;
     }
 
@@ -378,6 +435,7 @@ std::optional<AXTarget> AtSpiResolver::target(Point at) {
                 }
                 element = std::move(child);
             }
+            element = d->controlAround(std::move(element), windowObject.get(), query);
             if (!query.stopped()) {
                 result = d->makeTarget(element.get(), windowObject.get(), *window, query);
             }
@@ -512,3 +570,4 @@ std::optional<FrontmostApplication> AtSpiResolver::frontmostApplication() {
 }
 
 } // namespace tavrik::atspi
+

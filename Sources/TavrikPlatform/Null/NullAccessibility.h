@@ -23,6 +23,8 @@ public:
     QList<LiveWindow> windows() override { return {}; }
     QList<LiveElement> elements(const LiveWindow&, const QString&, int) override { return {}; }
     std::optional<LiveElement> refresh(const LiveElement&) override { return std::nullopt; }
+    std::optional<LiveElement> parent(const LiveElement&) override { return std::nullopt; }
+    bool reaches(const LiveElement&, Point) override { return false; }
     bool performAction(const LiveElement&, const QString&) override { return false; }
     bool focus(const LiveElement&) override { return false; }
     bool select(const LiveElement&) override { return false; }
