@@ -471,7 +471,7 @@ bool AtSpiDesktopActor::reaches(const LiveElement& element, Point at) {
     AtspiAccessible* target = entry->object.get();
     AtspiAccessible* window = d->windowObject(*entry);
     // Another application's window, or another window of this one, covers the point.
-    const std::optional<ClientWindow> top = d->x.topmostAt(at);
+    const std::optional<ClientWindow> top = d->x->topmostAt(at);
     if (!window || !top || top->pid != entry->pid) {
         return false;
     }

@@ -22,7 +22,7 @@ public:
 
     bool isOpen() const override { return m_display != nullptr; }
 
-    std::optional<ClientWindow> topmostAt(Point point);
+    std::optional<ClientWindow> topmostAt(Point point) override;
     std::optional<ClientWindow> active() override;
     // The mapped client windows, the top of the stack first.
     QList<ClientWindow> clients() override;

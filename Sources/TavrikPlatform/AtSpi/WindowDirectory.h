@@ -37,6 +37,17 @@ public:
     virtual QList<ClientWindow> clients() = 0;
     virtual bool listsWindows() const { return true; }
     virtual std::optional<ClientWindow> active() = 0;
+    // The topmost window whose frame (decorations included) holds `point`; from the listing's
+    // order unless the window system can say better.
+    virtual std::optional<ClientWindow> topmostAt(Point point) {
+        for (ClientWindow& window : clients()) {
+            const Rect& f = window.outerFrame;
+            if (point.x >= f.origin.x && point.y >= f.origin.y && point.x < f.origin.x + f.size.width &&
+                point.y < f.origin.y + f.size.height)
+                return window;
+        }
+        return std::nullopt;
+    }
     virtual bool activate(unsigned long window, int timeoutMs) = 0;
     virtual QString appName(const ClientWindow& window) = 0;
     // The global point where the toolkit's accessibility coordinates of `window` start; absent
