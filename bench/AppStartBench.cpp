@@ -21,12 +21,16 @@ struct Library {
         qputenv("XDG_CONFIG_HOME", (dir.path() + "/config").toUtf8());
         qputenv("TAVRIK_WEB_HOST", "http://127.0.0.1:9");
         qputenv("TAVRIK_ANALYTICS_HOST", "http://127.0.0.1:9");
-        const QStringList verbs{"Search", "Open", "File", "Send", "Archive", "Rename", "Download", "Export"};
-        const QStringList objects{"expense report", "weekly notes", "invoice", "flight", "photos", "receipt"};
+        const QStringList verbs{"Search",  "Open",   "File",     "Send",
+                                "Archive", "Rename", "Download", "Export"};
+        const QStringList objects{"expense report", "weekly notes", "invoice",
+                                  "flight",         "photos",       "receipt"};
         SkillStore store;
         for (int i = 0; i < 1000; ++i) {
             Skill skill;
-            skill.name = QStringLiteral("%1 the %2 %3").arg(verbs[i % verbs.size()], objects[(i / 8) % objects.size()]).arg(i);
+            skill.name = QStringLiteral("%1 the %2 %3")
+                             .arg(verbs[i % verbs.size()], objects[(i / 8) % objects.size()])
+                             .arg(i);
             skill.trigger = QStringLiteral("when the %1 is due").arg(objects[i % objects.size()]);
             skill.createdAt = QDateTime::currentDateTimeUtc().addSecs(-i * 60);
             for (int s = 0; s < 6; ++s) {

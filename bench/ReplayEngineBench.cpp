@@ -12,14 +12,19 @@ namespace {
 class MemoryDesktop final : public DesktopActor, public SyntheticInput, public ReplayClock {
 public:
     explicit MemoryDesktop(int elementCount) {
-        m_window = LiveWindow{1, QStringLiteral("org.example.Big"), QStringLiteral("Big"), QStringLiteral("Big"),
-                              Rect(100, 100, 1200, 900), true};
+        m_window = LiveWindow{1,
+                              QStringLiteral("org.example.Big"),
+                              QStringLiteral("Big"),
+                              QStringLiteral("Big"),
+                              Rect(100, 100, 1200, 900),
+                              true};
         for (int i = 0; i < elementCount; ++i) {
             LiveElement e;
             e.handle = quint64(i + 2);
             e.window = 1;
             e.role = i % 3 == 0 ? QStringLiteral("text") : QStringLiteral("push button");
-            e.name = e.role == QStringLiteral("text") ? QString() : QStringLiteral("Button %1").arg(i);
+            e.name =
+                e.role == QStringLiteral("text") ? QString() : QStringLiteral("Button %1").arg(i);
             e.path = QStringLiteral("filler:0/panel:%1/%2:%3").arg(i / 50).arg(e.role).arg(i % 50);
             e.frame = Rect(100 + (i % 40) * 30, 100 + (i / 40) * 20, 28, 18);
             e.showing = e.enabled = e.focusable = true;
@@ -90,7 +95,8 @@ void BM_ReplayTenStepsInABigWindow(benchmark::State& state) {
             t.axTitle = e.name;
         t.axPath = e.path;
         t.windowFrame = desktop.window().frame;
-        t.frameInWindow = Rect(e.frame.origin.x - 100, e.frame.origin.y - 100, e.frame.size.width, e.frame.size.height);
+        t.frameInWindow = Rect(e.frame.origin.x - 100, e.frame.origin.y - 100, e.frame.size.width,
+                               e.frame.size.height);
         step.target = t;
         skill.plan.append(step);
     }
@@ -101,8 +107,8 @@ void BM_ReplayTenStepsInABigWindow(benchmark::State& state) {
             state.SkipWithError("a step failed");
     }
     // Seconds per step: the inverse of steps per second.
-    state.counters["step_time"] =
-        benchmark::Counter(10, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    state.counters["step_time"] = benchmark::Counter(
+        10, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 BENCHMARK(BM_ReplayTenStepsInABigWindow)->Arg(200)->Arg(2000)->Unit(benchmark::kMillisecond);
 

@@ -27,7 +27,8 @@ inline QList<Skill> sampleLibrary(int count) {
         const QString object = objects[(i / 7) % objects.size()];
         const QString place = places[(i / 3) % places.size()];
         skill.name = QStringLiteral("%1 %2 in %3 %4").arg(verb, object, place).arg(i);
-        skill.trigger = QStringLiteral("%1 the %2 for {{name}} using %3").arg(verb.toLower(), object, place);
+        skill.trigger =
+            QStringLiteral("%1 the %2 for {{name}} using %3").arg(verb.toLower(), object, place);
         skill.summary = QStringLiteral("Opens %1 and works through the %2.").arg(place, object);
         skill.createdAt = now.addSecs(-i * 60);
         PlanStep step;

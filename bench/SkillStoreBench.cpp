@@ -10,12 +10,17 @@ Skill librarySkill(int i) {
     Skill skill;
     skill.name = QStringLiteral("Export Invoices for Client %1").arg(i);
     skill.trigger = QStringLiteral("export the invoices of {{client}}");
-    skill.summary = QStringLiteral("Opens the billing site, filters by client and downloads the invoices.");
+    skill.summary =
+        QStringLiteral("Opens the billing site, filters by client and downloads the invoices.");
     skill.createdAt = QDateTime::fromSecsSinceEpoch(1767323045 + i, Qt::UTC);
     skill.appScope = {QStringLiteral("org.chromium.Chromium")};
     skill.url = QStringLiteral("https://billing.example.org/invoices");
-    skill.parameters = {{QUuid::createUuid(), QStringLiteral("client"), ParameterType::text, QStringLiteral("Which client?"),
-                         QStringLiteral("Acme"), {1, 2}}};
+    skill.parameters = {{QUuid::createUuid(),
+                         QStringLiteral("client"),
+                         ParameterType::text,
+                         QStringLiteral("Which client?"),
+                         QStringLiteral("Acme"),
+                         {1, 2}}};
     for (int s = 0; s < 8; ++s) {
         PlanStep step;
         step.index = s;

@@ -6,8 +6,8 @@
 // Anonymous usage events sent to a PostHog-compatible capture endpoint ("/capture/" on the
 // analytics host). Nothing is sent when the user opted out, nothing is retried, no failure is
 // reported: a lost event is lost. Nothing is sent either before the user has answered whether
-// to send (the answer is the stored opt-out value, from onboarding or Preferences). Reads and writes the settings store (organisation and
-// application "Tavrik").
+// to send (the answer is the stored opt-out value, from onboarding or Preferences). Reads and
+// writes the settings store (organisation and application "Tavrik").
 namespace tavrik::Analytics {
 
 inline constexpr const char* distinctIDKey = "tavrik.analytics.id";

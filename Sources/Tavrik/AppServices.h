@@ -5,7 +5,6 @@
 
 #include <QJsonObject>
 #include <QStringList>
-
 #include <functional>
 #include <memory>
 #include <optional>

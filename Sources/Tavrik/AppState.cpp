@@ -10,13 +10,13 @@
 #include "TavrikCore/Storage/SkillEdits.h"
 #include "TavrikCore/Update/UpdateChecker.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QNetworkAccessManager>
 #include <QSettings>
 #include <QStandardPaths>
-#include <QCoreApplication>
 
 namespace tavrik {
 
@@ -34,7 +34,8 @@ QString quotedName(const QString& name) {
 
 AppState::AppState(AppServices services, QObject* parent)
     : QObject(parent), m_services(std::move(services)), m_settings(new QSettings(this)),
-      m_network(new QNetworkAccessManager(this)), m_updateChecker(new UpdateChecker(m_network, m_settings, this)) {
+      m_network(new QNetworkAccessManager(this)),
+      m_updateChecker(new UpdateChecker(m_network, m_settings, this)) {
     m_tipsDismissed = m_settings->value(QString::fromLatin1(tipsDismissedKey), false).toBool();
     if (!m_services.analytics)
         m_services.analytics = [](const QString& event, const QJsonObject& properties) {
@@ -149,7 +150,8 @@ void AppState::set(const TavrikState& state) {
     if (m_services.hotkeys)
         m_services.hotkeys->setCasting(state.isCasting());
     // A run that ended with an outcome keeps the panel until it has been seen (showRunEnd).
-    if (state.kind() == TavrikState::Kind::idle && m_skillPanelPhase == SkillPanelPhase::running && !m_runOutcome)
+    if (state.kind() == TavrikState::Kind::idle && m_skillPanelPhase == SkillPanelPhase::running &&
+        !m_runOutcome)
         setSkillPanelPhase(m_savedSkill ? SkillPanelPhase::saved : SkillPanelPhase::idle);
     if (changed) {
         emit stateChanged();
@@ -261,9 +263,10 @@ void AppState::stopRecording() {
             synthesize(std::move(recording), QString());
             return;
         }
-        m_services.narration->stop([recording = std::move(recording), synthesize](QString transcript) mutable {
-            synthesize(std::move(recording), std::move(transcript));
-        });
+        m_services.narration->stop(
+            [recording = std::move(recording), synthesize](QString transcript) mutable {
+                synthesize(std::move(recording), std::move(transcript));
+            });
     };
 
     if (m_services.recorder)
@@ -292,7 +295,9 @@ void AppState::synthesizeLastRecording() {
             if (result.draft)
                 finishGenerating(result.draft->skill, result.draft->markdown);
             else
-                failGenerating(result.error.isEmpty() ? QStringLiteral("The skill could not be written.") : result.error);
+                failGenerating(result.error.isEmpty()
+                                   ? QStringLiteral("The skill could not be written.")
+                                   : result.error);
         });
 }
 
@@ -369,7 +374,8 @@ void AppState::saveGeneratedSkill() {
         emit tipsChanged();
     }
     send(QStringLiteral("skill_created"),
-         QJsonObject{{QStringLiteral("mode"), toString(skill.mode)}, {QStringLiteral("steps"), int(skill.plan.size())}});
+         QJsonObject{{QStringLiteral("mode"), toString(skill.mode)},
+                     {QStringLiteral("steps"), int(skill.plan.size())}});
     log(QStringLiteral("saved skill %1 (%2 steps, %3 parameters)")
             .arg(quotedName(skill.name))
             .arg(skill.plan.size())
@@ -389,13 +395,13 @@ void AppState::runPendingSkill() {
 
 void AppState::discardGeneratedSkill() {
     if (m_skillPanelPhase == SkillPanelPhase::editable && hasUnsavedEdits()) {
-        const int answer =
-            m_services.questions
-                ? m_services.questions->ask(Question{QStringLiteral("Discard this skill?"),
-                                                     QStringLiteral("Your edits haven't been saved."),
-                                                     {QStringLiteral("Discard"), QStringLiteral("Keep Editing")},
-                                                     false})
-                : 0;
+        const int answer = m_services.questions
+                               ? m_services.questions->ask(Question{
+                                     QStringLiteral("Discard this skill?"),
+                                     QStringLiteral("Your edits haven't been saved."),
+                                     {QStringLiteral("Discard"), QStringLiteral("Keep Editing")},
+                                     false})
+                               : 0;
         if (answer != 0)
             return;
     }
@@ -436,7 +442,8 @@ void AppState::check(const Skill& skill) {
 }
 
 bool AppState::confirmDestructiveSteps(const Skill& skill) {
-    const std::optional<CastRules::DestructiveWarning> warning = CastRules::destructiveWarning(skill);
+    const std::optional<CastRules::DestructiveWarning> warning =
+        CastRules::destructiveWarning(skill);
     if (!warning)
         return true;
     if (!m_services.questions)
@@ -447,7 +454,8 @@ bool AppState::confirmDestructiveSteps(const Skill& skill) {
                                               true}) == 0;
 }
 
-void AppState::runViaAgent(const Skill& skill, const QMap<QString, QString>& parameters, bool checkOnly) {
+void AppState::runViaAgent(const Skill& skill, const QMap<QString, QString>& parameters,
+                           bool checkOnly) {
     if (!checkOnly && !confirmDestructiveSteps(skill)) {
         set(TavrikState::idle());
         return;
@@ -459,8 +467,9 @@ void AppState::runViaAgent(const Skill& skill, const QMap<QString, QString>& par
             std::optional<QString> secret =
                 m_services.questions
                     ? m_services.questions->askSecret(
-                          QStringLiteral("“%1” types into a password field at step %2. Type the value to use "
-                                         "for this run; Tavrik does not keep it.")
+                          QStringLiteral(
+                              "“%1” types into a password field at step %2. Type the value to use "
+                              "for this run; Tavrik does not keep it.")
                               .arg(skill.name)
                               .arg(step + 1),
                           CastRoute::secretFieldLabel(skill.plan[step]))
@@ -488,17 +497,19 @@ void AppState::runViaAgent(const Skill& skill, const QMap<QString, QString>& par
         if (m_agentRunner == runner)
             setRunningLine(phrase);
     });
-    connect(runner, &AgentRunner::finished, this, [this, runner, skill, checkOnly](bool success, const QString& summary) {
-        if (m_agentRunner != runner)
-            return; // stopped by panic; its late news is not wanted
-        if (!checkOnly)
-            AuditLog::append(CastRules::runRecord(m_runStartedAt, skill, runner->steps(), success));
-        m_agentRunner = nullptr;
-        runner->deleteLater();
-        showRunEnd(skill, (success ? QStringLiteral("✓ ") : QStringLiteral("✗ ")) +
-                              CastRules::outcomeText(success, summary));
-        emit runFinished(success);
-    });
+    connect(runner, &AgentRunner::finished, this,
+            [this, runner, skill, checkOnly](bool success, const QString& summary) {
+                if (m_agentRunner != runner)
+                    return; // stopped by panic; its late news is not wanted
+                if (!checkOnly)
+                    AuditLog::append(
+                        CastRules::runRecord(m_runStartedAt, skill, runner->steps(), success));
+                m_agentRunner = nullptr;
+                runner->deleteLater();
+                showRunEnd(skill, (success ? QStringLiteral("✓ ") : QStringLiteral("✗ ")) +
+                                      CastRules::outcomeText(success, summary));
+                emit runFinished(success);
+            });
     m_runningSkill = skill;
     m_runIsCheck = checkOnly;
     runner->run(skill, parameters, {}, options);
@@ -510,7 +521,8 @@ void AppState::panic() {
         runner->cancel();
         // A stopped run is a run: it goes into the audit log, marked aborted.
         if (!m_runIsCheck)
-            AuditLog::append(CastRules::runRecord(m_runStartedAt, m_runningSkill, runner->steps(), false));
+            AuditLog::append(
+                CastRules::runRecord(m_runStartedAt, m_runningSkill, runner->steps(), false));
         runner->deleteLater();
         showRunEnd(m_runningSkill, QString::fromUtf8(stoppedOutcome));
         return;
@@ -609,7 +621,8 @@ std::optional<QString> AppState::exportSkill(const Skill& skill) {
 
     QFile out(target);
     // NewOnly: a file that appeared meanwhile is never overwritten.
-    if (!out.open(QIODevice::WriteOnly | QIODevice::NewOnly) || out.write(text->toUtf8()) < 0 || !out.flush()) {
+    if (!out.open(QIODevice::WriteOnly | QIODevice::NewOnly) || out.write(text->toUtf8()) < 0 ||
+        !out.flush()) {
         log(QStringLiteral("export failed: ") + out.errorString());
         return std::nullopt;
     }

@@ -31,22 +31,27 @@ class AppState : public QObject {
     Q_PROPERTY(tavrik::TavrikState state READ state NOTIFY stateChanged)
     Q_PROPERTY(QString statusTitle READ statusTitle NOTIFY stateChanged)
     Q_PROPERTY(QList<tavrik::Skill> skills READ skills NOTIFY skillsChanged)
-    Q_PROPERTY(tavrik::SkillCreationStatus creationStatus READ creationStatus NOTIFY creationStatusChanged)
+    Q_PROPERTY(
+        tavrik::SkillCreationStatus creationStatus READ creationStatus NOTIFY creationStatusChanged)
     Q_PROPERTY(bool showCallSkillTip READ showCallSkillTip NOTIFY tipsChanged)
     Q_PROPERTY(bool tipsDismissed READ tipsDismissed NOTIFY tipsChanged)
     Q_PROPERTY(bool hasPillTip READ hasPillTip NOTIFY tipsChanged)
     Q_PROPERTY(QString pillTip READ pillTip NOTIFY tipsChanged)
     Q_PROPERTY(bool paletteOpen READ paletteOpen NOTIFY paletteOpenChanged)
-    Q_PROPERTY(tavrik::SkillPanelPhase skillPanelPhase READ skillPanelPhase NOTIFY skillPanelPhaseChanged)
+    Q_PROPERTY(
+        tavrik::SkillPanelPhase skillPanelPhase READ skillPanelPhase NOTIFY skillPanelPhaseChanged)
     Q_PROPERTY(QString runningLine READ runningLine NOTIFY runningLineChanged)
     Q_PROPERTY(double micLevel READ micLevel NOTIFY micLevelChanged)
-    Q_PROPERTY(QString pendingSkillMarkdown READ pendingSkillMarkdown WRITE setPendingSkillMarkdown NOTIFY
-                   pendingSkillMarkdownChanged)
-    Q_PROPERTY(bool hasPendingGeneratedSkill READ hasPendingGeneratedSkill NOTIFY pendingGeneratedSkillChanged)
+    Q_PROPERTY(QString pendingSkillMarkdown READ pendingSkillMarkdown WRITE setPendingSkillMarkdown
+                   NOTIFY pendingSkillMarkdownChanged)
+    Q_PROPERTY(bool hasPendingGeneratedSkill READ hasPendingGeneratedSkill NOTIFY
+                   pendingGeneratedSkillChanged)
     Q_PROPERTY(bool hasUnsavedEdits READ hasUnsavedEdits NOTIFY pendingSkillMarkdownChanged)
     Q_PROPERTY(bool isGeneratingSkill READ isGeneratingSkill NOTIFY isGeneratingSkillChanged)
-    Q_PROPERTY(QString skillGenerationStatus READ skillGenerationStatus NOTIFY skillGenerationStatusChanged)
-    Q_PROPERTY(QString skillGenerationError READ skillGenerationError NOTIFY skillGenerationErrorChanged)
+    Q_PROPERTY(QString skillGenerationStatus READ skillGenerationStatus NOTIFY
+                   skillGenerationStatusChanged)
+    Q_PROPERTY(
+        QString skillGenerationError READ skillGenerationError NOTIFY skillGenerationErrorChanged)
     Q_PROPERTY(QString runOutcome READ runOutcome NOTIFY runOutcomeChanged)
 
 public:
@@ -89,7 +94,8 @@ public:
     bool isGeneratingSkill() const { return m_isGeneratingSkill; }
     // Writing the skill failed and the demonstration it was written from can be sent again.
     bool canRetrySynthesis() const {
-        return m_skillPanelPhase == SkillPanelPhase::error && m_lastRecording && !m_pendingGeneratedSkill;
+        return m_skillPanelPhase == SkillPanelPhase::error && m_lastRecording &&
+               !m_pendingGeneratedSkill;
     }
     const QString& skillGenerationStatus() const { return m_skillGenerationStatus; }
     // Empty when there is none.
@@ -184,7 +190,8 @@ private:
     void synthesizeLastRecording();
     void finishGenerating(const Skill& skill, const QString& markdown);
     void failGenerating(const QString& message);
-    void runViaAgent(const Skill& skill, const QMap<QString, QString>& parameters, bool checkOnly = false);
+    void runViaAgent(const Skill& skill, const QMap<QString, QString>& parameters,
+                     bool checkOnly = false);
     bool confirmDestructiveSteps(const Skill& skill);
 
     void setSkillPanelPhase(SkillPanelPhase phase);

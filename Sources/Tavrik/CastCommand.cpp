@@ -14,7 +14,6 @@
 #include <QSocketNotifier>
 #include <QThread>
 #include <QTimer>
-
 #include <csignal>
 #include <cstdio>
 #include <string>
@@ -71,7 +70,7 @@ private:
 std::optional<QString> askSecret(const QString& label, QTextStream& err) {
     err << "Value for " << label << " (not shown): ";
     err.flush();
-    termios saved {};
+    termios saved{};
     const bool terminal = ::isatty(STDIN_FILENO) && ::tcgetattr(STDIN_FILENO, &saved) == 0;
     if (terminal) {
         termios quiet = saved;
@@ -110,21 +109,23 @@ void offerRepair(const Skill& skill, const QString& ref, QTextStream& out) {
     const std::optional<RepairProposal> proposal = RepairProposal::load(skill.id);
     if (!proposal)
         return;
-    out << "\nThe model repaired " << (proposal->changes.size() == 1 ? "a step" : "steps") << " of " << skill.name
-        << ". Proposed change to the skill:\n";
+    out << "\nThe model repaired " << (proposal->changes.size() == 1 ? "a step" : "steps") << " of "
+        << skill.name << ". Proposed change to the skill:\n";
     for (const QString& line : proposal->describe())
         out << "  " << line << '\n';
     out << "To update the skill: tavrik cast " << ref << " --update-skill\n"
         << "To keep it as it is: tavrik cast " << ref << " --keep-skill\n";
 }
 
-int reviewRepair(const Skill& skill, const QString& ref, bool accept, QTextStream& out, QTextStream& err) {
+int reviewRepair(const Skill& skill, const QString& ref, bool accept, QTextStream& out,
+                 QTextStream& err) {
     const std::optional<RepairProposal> proposal = RepairProposal::load(skill.id);
     if (!proposal) {
         err << "tavrik: " << ref << " has no proposed change to review\n";
         return 1;
     }
-    const std::optional<QString> failure = accept ? proposal->accept() : RepairProposal::reject(skill.id);
+    const std::optional<QString> failure =
+        accept ? proposal->accept() : RepairProposal::reject(skill.id);
     if (failure) {
         err << "tavrik: " << *failure << '\n';
         return 1;
@@ -142,16 +143,17 @@ int castSkill(const QStringList& arguments, QTextStream& out, QTextStream& err) 
         return status;
     };
     QString misuse;
-    const std::optional<SkillArguments> parsed =
-        parseSkillArguments(QStringLiteral("cast"), arguments,
-                            {QStringLiteral("--yes"), QStringLiteral("-y"), QStringLiteral("--dry-run"),
-                             QStringLiteral("--update-skill"), QStringLiteral("--keep-skill")},
-                            &misuse);
+    const std::optional<SkillArguments> parsed = parseSkillArguments(
+        QStringLiteral("cast"), arguments,
+        {QStringLiteral("--yes"), QStringLiteral("-y"), QStringLiteral("--dry-run"),
+         QStringLiteral("--update-skill"), QStringLiteral("--keep-skill")},
+        &misuse);
     if (!parsed)
         return fail(misuse, 2);
     const std::optional<QString>& ref = parsed->ref;
     const QMap<QString, QString>& given = parsed->values;
-    const bool assumeYes = parsed->options.contains(QStringLiteral("--yes")) || parsed->options.contains(QStringLiteral("-y"));
+    const bool assumeYes = parsed->options.contains(QStringLiteral("--yes")) ||
+                           parsed->options.contains(QStringLiteral("-y"));
     const bool dryRun = parsed->options.contains(QStringLiteral("--dry-run"));
     if (!ref)
         return fail(QStringLiteral("cast needs a skill: an id, a slash command or a folder"), 2);
@@ -160,8 +162,10 @@ int castSkill(const QStringList& arguments, QTextStream& out, QTextStream& err) 
     if (!resolved)
         return fail(error, 1);
     const Skill& skill = resolved->skill;
-    if (parsed->options.contains(QStringLiteral("--update-skill")) || parsed->options.contains(QStringLiteral("--keep-skill")))
-        return reviewRepair(skill, *ref, parsed->options.contains(QStringLiteral("--update-skill")), out, err);
+    if (parsed->options.contains(QStringLiteral("--update-skill")) ||
+        parsed->options.contains(QStringLiteral("--keep-skill")))
+        return reviewRepair(skill, *ref, parsed->options.contains(QStringLiteral("--update-skill")),
+                            out, err);
     if (const std::optional<QString> unknown = unknownParameter(skill, given))
         return fail(*unknown, 2);
     AgentRunner::Options options;
@@ -169,7 +173,8 @@ int castSkill(const QStringList& arguments, QTextStream& out, QTextStream& err) 
     if (dryRun && skill.plan.isEmpty())
         return fail(QStringLiteral("“%1” has no recorded steps to check").arg(skill.name), 1);
     if (!dryRun) {
-        if (std::optional<CastRules::DestructiveWarning> warning = CastRules::destructiveWarning(skill)) {
+        if (std::optional<CastRules::DestructiveWarning> warning =
+                CastRules::destructiveWarning(skill)) {
             if (!assumeYes && !askToProceed(*warning, out))
                 return fail(QStringLiteral("not run"), 1);
         }

@@ -1,8 +1,8 @@
 #include "Tavrik/CommandLine.h"
 
 #include "Tavrik/CastCommand.h"
-#include "Tavrik/ReplayCommand.h"
 #include "Tavrik/RemoteCommand.h"
+#include "Tavrik/ReplayCommand.h"
 #include "Tavrik/SelfTest.h"
 #include "Tavrik/SkillFolderCommands.h"
 #include "Tavrik/SkillReference.h"
@@ -103,7 +103,9 @@ int listSkills(const QStringList& options, Streams io) {
         if (option == QStringLiteral("--json"))
             asJson = true;
         else
-            return io.fail(QStringLiteral("unknown option for skills: %1 (see tavrik --help)").arg(option), kUsage);
+            return io.fail(
+                QStringLiteral("unknown option for skills: %1 (see tavrik --help)").arg(option),
+                kUsage);
     }
     const QList<Skill> skills = SkillStore().loadAll();
     if (asJson) {
@@ -123,7 +125,8 @@ int listSkills(const QStringList& options, Streams io) {
     QList<QStringList> rows;
     QList<qsizetype> widths(3, 0);
     for (const Skill& skill : skills) {
-        rows.append({cell(skill.slashCommand()), cell(skill.name), cell(skill.trigger), json::uuidText(skill.id)});
+        rows.append({cell(skill.slashCommand()), cell(skill.name), cell(skill.trigger),
+                     json::uuidText(skill.id)});
         for (qsizetype column = 0; column < widths.size(); ++column)
             widths[column] = std::max(widths[column], rows.last()[column].size());
     }
@@ -144,14 +147,18 @@ int showSkill(const QStringList& arguments, Streams io) {
         else if (argument == QStringLiteral("--markdown"))
             asJson = false;
         else if (argument.startsWith(QStringLiteral("--")))
-            return io.fail(QStringLiteral("unknown option for show: %1 (see tavrik --help)").arg(argument), kUsage);
+            return io.fail(
+                QStringLiteral("unknown option for show: %1 (see tavrik --help)").arg(argument),
+                kUsage);
         else if (ref)
-            return io.fail(QStringLiteral("show takes one skill, got %1 and %2").arg(*ref, argument), kUsage);
+            return io.fail(
+                QStringLiteral("show takes one skill, got %1 and %2").arg(*ref, argument), kUsage);
         else
             ref = argument;
     }
     if (!ref)
-        return io.fail(QStringLiteral("show needs a skill: an id, a slash command or a folder"), kUsage);
+        return io.fail(QStringLiteral("show needs a skill: an id, a slash command or a folder"),
+                       kUsage);
     QString error;
     std::optional<ResolvedSkill> resolved = resolveSkillReference(*ref, &error);
     if (!resolved)
@@ -176,7 +183,8 @@ int runCommand(const QStringList& arguments, QTextStream& out, QTextStream& err)
     }
     const QString command = arguments.first();
     const QStringList rest = arguments.mid(1);
-    if (command == QStringLiteral("--help") || command == QStringLiteral("-h") || command == QStringLiteral("help")) {
+    if (command == QStringLiteral("--help") || command == QStringLiteral("-h") ||
+        command == QStringLiteral("help")) {
         out << kHelp;
         return kSuccess;
     }

@@ -9,7 +9,8 @@ namespace tavrik {
 LibraryWatcher::LibraryWatcher(QObject* parent) : QObject(parent) {
     m_settle.setSingleShot(true);
     m_settle.setInterval(settleMs);
-    connect(&m_watcher, &QFileSystemWatcher::directoryChanged, &m_settle, qOverload<>(&QTimer::start));
+    connect(&m_watcher, &QFileSystemWatcher::directoryChanged, &m_settle,
+            qOverload<>(&QTimer::start));
     connect(&m_watcher, &QFileSystemWatcher::fileChanged, &m_settle, qOverload<>(&QTimer::start));
     connect(&m_settle, &QTimer::timeout, this, [this] {
         rewatch();
@@ -31,7 +32,8 @@ void LibraryWatcher::rewatch() {
         const QDir folder(root.filePath(name));
         wanted << folder.absolutePath();
         // An edit in place changes no folder; the files loading reads are watched themselves.
-        for (const QString& file : folder.entryList({QStringLiteral("*.md"), QStringLiteral("*.json")}, QDir::Files))
+        for (const QString& file :
+             folder.entryList({QStringLiteral("*.md"), QStringLiteral("*.json")}, QDir::Files))
             wanted << folder.filePath(file);
     }
     // Files are watched afresh each time: one replaced by a rename is a new file.

@@ -25,7 +25,8 @@ int replaySkill(const QStringList& arguments, QTextStream& out, QTextStream& err
     };
     QString misuse;
     const std::optional<SkillArguments> parsed = parseSkillArguments(
-        QStringLiteral("replay"), arguments, {QStringLiteral("--check"), QStringLiteral("--secrets-on-stdin")}, &misuse);
+        QStringLiteral("replay"), arguments,
+        {QStringLiteral("--check"), QStringLiteral("--secrets-on-stdin")}, &misuse);
     if (!parsed)
         return fail(misuse, 2);
     const std::optional<QString>& ref = parsed->ref;
@@ -44,9 +45,11 @@ int replaySkill(const QStringList& arguments, QTextStream& out, QTextStream& err
         QFile input;
         if (!input.open(stdin, QIODevice::ReadOnly))
             return fail(QStringLiteral("could not read the secrets from standard input"), 1);
-        std::optional<QMap<qsizetype, QString>> decoded = ReplaySecrets::decode(input.readLine(1 << 20));
+        std::optional<QMap<qsizetype, QString>> decoded =
+            ReplaySecrets::decode(input.readLine(1 << 20));
         if (!decoded)
-            return fail(QStringLiteral("the secrets on standard input are not a JSON object of texts"), 2);
+            return fail(
+                QStringLiteral("the secrets on standard input are not a JSON object of texts"), 2);
         secrets = *decoded;
     }
 
@@ -60,7 +63,8 @@ int replaySkill(const QStringList& arguments, QTextStream& out, QTextStream& err
     // accessibility still replay there, and a step that needs a key says so when it comes.
     const bool inputOptional = DesktopBackend::isWayland();
     if (!actor->isAvailable() || (!checkOnly && !inputOptional && !input->isAvailable())) {
-        emitLine(QStringLiteral("✗ Replay needs a desktop session with its accessibility bus; none was found"));
+        emitLine(QStringLiteral(
+            "✗ Replay needs a desktop session with its accessibility bus; none was found"));
         return 1;
     }
     if (!checkOnly && !input->isAvailable())
@@ -83,7 +87,8 @@ int replaySkill(const QStringList& arguments, QTextStream& out, QTextStream& err
         RepairProposal proposal{resolved->skill.id, resolved->skill.name, {}};
         for (const ReplayEngine::Repair& repair : engine.repairs())
             proposal.changes.append({repair.step, resolved->skill.plan[repair.step].id,
-                                     resolved->skill.plan[repair.step].intent, repair.before, repair.after});
+                                     resolved->skill.plan[repair.step].intent, repair.before,
+                                     repair.after});
         if (const std::optional<QString> failure = proposal.save())
             err << "tavrik: the repaired steps could not be offered: " << *failure << '\n';
     }

@@ -65,8 +65,12 @@ Skill sampleSkill() {
     skill.createdAt = QDateTime::fromSecsSinceEpoch(1767323045, Qt::UTC);
     skill.appScope = {QStringLiteral("com.slack.Slack")};
     skill.sourceRecordingID = QUuid::createUuid();
-    skill.parameters = {{QUuid::createUuid(), QStringLiteral("teammate"), ParameterType::text,
-                         QStringLiteral("Who should get the message?"), QStringLiteral("Ada"), {1}}};
+    skill.parameters = {{QUuid::createUuid(),
+                         QStringLiteral("teammate"),
+                         ParameterType::text,
+                         QStringLiteral("Who should get the message?"),
+                         QStringLiteral("Ada"),
+                         {1}}};
     PlanStep open;
     open.index = 0;
     open.intent = QStringLiteral("Open the direct message");
@@ -102,7 +106,11 @@ Recording sampleRecording() {
     click.location = Point{640, 360};
     click.frameIndex = 0;
     recording.events = {click, secureTyping};
-    recording.frames = {{QUuid::createUuid(), 0.2, QStringLiteral("frames/000001.png"), 1, {1920, 1080},
+    recording.frames = {{QUuid::createUuid(),
+                         0.2,
+                         QStringLiteral("frames/000001.png"),
+                         1,
+                         {1920, 1080},
                          {Rect(600, 340, 240, 32)}}};
     return recording;
 }
@@ -158,11 +166,13 @@ void checkSkillStore(Report& report) {
     report.check(QStringLiteral("trigger preserved"), loaded->trigger == skill.trigger);
     report.check(QStringLiteral("mode preserved"), loaded->mode == skill.mode);
     report.check(QStringLiteral("app_scope preserved"), loaded->appScope == skill.appScope);
-    report.check(QStringLiteral("parameter count"), loaded->parameters.size() == skill.parameters.size());
+    report.check(QStringLiteral("parameter count"),
+                 loaded->parameters.size() == skill.parameters.size());
     report.check(QStringLiteral("plan step count"), loaded->plan.size() == skill.plan.size());
     report.check(QStringLiteral("templated text preserved"),
                  loaded->plan.size() > 1 && loaded->plan[1].text == skill.plan[1].text);
-    report.check(QStringLiteral("source recording ref"), loaded->sourceRecordingID == skill.sourceRecordingID);
+    report.check(QStringLiteral("source recording ref"),
+                 loaded->sourceRecordingID == skill.sourceRecordingID);
 }
 
 void checkMarkdown(Report& report, const SelfTest::Options& options) {
@@ -176,7 +186,8 @@ void checkMarkdown(Report& report, const SelfTest::Options& options) {
     }
     report.check(QStringLiteral("has front-matter"), text.startsWith(QStringLiteral("---\n")));
     report.check(QStringLiteral("has Steps heading"), text.contains(QStringLiteral("## Steps")));
-    report.check(QStringLiteral("destructive step marked ⚠️"), text.contains(QStringLiteral("⚠️")));
+    report.check(QStringLiteral("destructive step marked ⚠️"),
+                 text.contains(QStringLiteral("⚠️")));
     report.check(QStringLiteral("reparse name"), parsed->name == skill.name);
     report.check(QStringLiteral("reparse mode"), parsed->mode == ExecutionMode::skill);
 }
@@ -186,23 +197,32 @@ void checkDirectSkills(Report& report, const SelfTest::Options& options) {
     if (std::optional<Skill> direct = options.parse(kDirectSkill)) {
         const std::optional<RuntimeSpec>& runtime = direct->runtime;
         report.check(QStringLiteral("direct mode parsed"), direct->mode == ExecutionMode::skill);
-        report.check(QStringLiteral("runtime open_url"), runtime && runtime->type == QStringLiteral("open_url"));
-        report.check(QStringLiteral("runtime app"), runtime && runtime->app == QStringLiteral("com.google.Chrome"));
-        report.check(QStringLiteral("runtime url_template"),
-                     runtime && runtime->urlTemplate && runtime->urlTemplate->contains(QStringLiteral("{{search_query|urlencode}}")));
+        report.check(QStringLiteral("runtime open_url"),
+                     runtime && runtime->type == QStringLiteral("open_url"));
+        report.check(QStringLiteral("runtime app"),
+                     runtime && runtime->app == QStringLiteral("com.google.Chrome"));
+        report.check(
+            QStringLiteral("runtime url_template"),
+            runtime && runtime->urlTemplate &&
+                runtime->urlTemplate->contains(QStringLiteral("{{search_query|urlencode}}")));
         report.check(QStringLiteral("param parsed"),
-                     direct->parameters.size() == 1 && direct->parameters[0].name == QStringLiteral("search_query"));
+                     direct->parameters.size() == 1 &&
+                         direct->parameters[0].name == QStringLiteral("search_query"));
         report.check(QStringLiteral("param example"),
-                     !direct->parameters.isEmpty() && direct->parameters[0].exampleValue == QStringLiteral("claude code"));
+                     !direct->parameters.isEmpty() &&
+                         direct->parameters[0].exampleValue == QStringLiteral("claude code"));
     } else {
         report.failure(QStringLiteral("  ✗ direct parse threw"));
     }
     if (std::optional<Skill> sequence = options.parse(kSequenceSkill)) {
-        const QList<QString> urls = sequence->runtime ? sequence->runtime->allURLTemplates() : QList<QString>{};
+        const QList<QString> urls =
+            sequence->runtime ? sequence->runtime->allURLTemplates() : QList<QString>{};
         report.check(QStringLiteral("sequence mode"), sequence->mode == ExecutionMode::skill);
-        report.check(QStringLiteral("sequence type"), sequence->runtime && sequence->runtime->type == QStringLiteral("sequence"));
-        report.check(QStringLiteral("sequence opens both"), urls.size() == 2 && urls[0].contains(QStringLiteral("facebook.com")) &&
-                                                                 urls[1].contains(QStringLiteral("claude.ai")));
+        report.check(QStringLiteral("sequence type"),
+                     sequence->runtime && sequence->runtime->type == QStringLiteral("sequence"));
+        report.check(QStringLiteral("sequence opens both"),
+                     urls.size() == 2 && urls[0].contains(QStringLiteral("facebook.com")) &&
+                         urls[1].contains(QStringLiteral("claude.ai")));
     } else {
         report.failure(QStringLiteral("  ✗ sequence parse threw"));
     }
@@ -214,18 +234,22 @@ void checkFuzzyMatch(Report& report) {
                                QStringLiteral("Research Notes")};
     const auto self = [](const QString& name) { return QList<QString>{name}; };
     const QList<QString> found = FuzzyMatch::rank(names, QStringLiteral("sgl"), self);
-    report.check(QStringLiteral("subsequence match found"), found.contains(QStringLiteral("Search Google")));
+    report.check(QStringLiteral("subsequence match found"),
+                 found.contains(QStringLiteral("Search Google")));
     const QList<QString> searched = FuzzyMatch::rank(names, QStringLiteral("search"), self);
     report.check(QStringLiteral("prefix beats mid-word"),
                  searched.size() == 2 && searched[0] == QStringLiteral("Search Google"));
-    report.check(QStringLiteral("empty query keeps order"), FuzzyMatch::rank(names, QStringLiteral("  "), self) == names);
-    report.check(QStringLiteral("no match → empty"), FuzzyMatch::rank(names, QStringLiteral("zzz"), self).isEmpty());
+    report.check(QStringLiteral("empty query keeps order"),
+                 FuzzyMatch::rank(names, QStringLiteral("  "), self) == names);
+    report.check(QStringLiteral("no match → empty"),
+                 FuzzyMatch::rank(names, QStringLiteral("zzz"), self).isEmpty());
 }
 
 void checkRunContext(Report& report) {
     report.heading(QStringLiteral("RunContext parameter fill:"));
     RunContext context(sampleSkill(), {{QStringLiteral("teammate"), QStringLiteral("Grace")}});
-    report.check(QStringLiteral("fills slot"), context.fill(QStringLiteral("Hi {{teammate}}!")) == QStringLiteral("Hi Grace!"));
+    report.check(QStringLiteral("fills slot"),
+                 context.fill(QStringLiteral("Hi {{teammate}}!")) == QStringLiteral("Hi Grace!"));
     const bool before = context.aborted();
     context.abort();
     report.check(QStringLiteral("abort flag flips"), !before && context.aborted());
@@ -244,19 +268,22 @@ void checkRecordingStore(Report& report) {
     report.check(QStringLiteral("event count"), loaded->events.size() == recording.events.size());
     report.check(QStringLiteral("frame count"), loaded->frames.size() == recording.frames.size());
     report.check(QStringLiteral("secure text dropped"),
-                 loaded->events.size() == 2 && loaded->events[1].target && loaded->events[1].target->isSecure &&
-                     !loaded->events[1].typedText);
+                 loaded->events.size() == 2 && loaded->events[1].target &&
+                     loaded->events[1].target->isSecure && !loaded->events[1].typedText);
     report.check(QStringLiteral("redacted region preserved"),
-                 !loaded->frames.isEmpty() && loaded->frames[0].redactedRegions == recording.frames[0].redactedRegions);
+                 !loaded->frames.isEmpty() &&
+                     loaded->frames[0].redactedRegions == recording.frames[0].redactedRegions);
     report.check(QStringLiteral("display info preserved"), loaded->displays == recording.displays);
 }
 
 void checkSchema(Report& report) {
     report.heading(QStringLiteral("Synthesizer schema:"));
-    const QByteArray serialized = QJsonDocument(SynthesisPrompts::schema()).toJson(QJsonDocument::Compact);
+    const QByteArray serialized =
+        QJsonDocument(SynthesisPrompts::schema()).toJson(QJsonDocument::Compact);
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(serialized, &parseError);
-    if (serialized.isEmpty() || parseError.error != QJsonParseError::NoError || !document.isObject()) {
+    if (serialized.isEmpty() || parseError.error != QJsonParseError::NoError ||
+        !document.isObject()) {
         report.failure(QStringLiteral("  ✗ schema did not round-trip"));
         return;
     }
@@ -266,7 +293,8 @@ void checkSchema(Report& report) {
     report.check(QStringLiteral("declares strict object"),
                  schema.value(QStringLiteral("additionalProperties")) == QJsonValue(false));
     report.check(QStringLiteral("requires plan + parameters"),
-                 required.contains(QStringLiteral("plan")) && required.contains(QStringLiteral("parameters")));
+                 required.contains(QStringLiteral("plan")) &&
+                     required.contains(QStringLiteral("parameters")));
 }
 
 } // namespace
@@ -295,7 +323,8 @@ int SelfTest::run(QTextStream& out, const Options& given) {
     checkRunContext(report);
     checkRecordingStore(report);
     checkSchema(report);
-    report.check(QStringLiteral("system prompt non-empty"), !SynthesisPrompts::systemPrompt().isEmpty());
+    report.check(QStringLiteral("system prompt non-empty"),
+                 !SynthesisPrompts::systemPrompt().isEmpty());
 
     if (hadPrevious)
         qputenv("XDG_DATA_HOME", previous);

@@ -3,7 +3,6 @@
 #include "TavrikCore/Models/Skill.h"
 
 #include <QTextStream>
-
 #include <functional>
 
 namespace tavrik {

@@ -37,12 +37,14 @@ std::optional<ResolvedSkill> resolveSkillReference(const QString& ref, QString* 
     // "/search-google" is a slash command unless such a folder really holds a skill.
     const bool looksLikeSlashCommand = ref.startsWith(u'/') && ref.count(u'/') == 1;
     // Cleaned, so a trailing "/" from shell completion leaves the folder's name, its id, last.
-    if (asPath.isDir() && (!looksLikeSlashCommand || QFileInfo::exists(ref + QStringLiteral("/SKILL.md"))))
+    if (asPath.isDir() &&
+        (!looksLikeSlashCommand || QFileInfo::exists(ref + QStringLiteral("/SKILL.md"))))
         return loadFolder(QDir::cleanPath(asPath.absoluteFilePath()), error);
     if (std::optional<QUuid> id = json::parseUuid(ref)) {
         if (std::optional<QString> folder = libraryFolder(*id))
             return loadFolder(*folder, error);
-        *error = QStringLiteral("no skill with id %1 in %2").arg(json::uuidText(*id), Paths::skills());
+        *error =
+            QStringLiteral("no skill with id %1 in %2").arg(json::uuidText(*id), Paths::skills());
         return std::nullopt;
     }
     const QString command = ref.startsWith(u'/') ? ref : u'/' + ref;

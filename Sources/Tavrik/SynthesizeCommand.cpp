@@ -29,16 +29,21 @@ int synthesizeRecording(const QStringList& arguments, QTextStream& out, QTextStr
         } else if (argument == QStringLiteral("--save")) {
             save = true;
         } else if (argument.startsWith(QStringLiteral("--"))) {
-            return fail(QStringLiteral("unknown option for synthesize: %1 (see tavrik --help)").arg(argument), 2);
+            return fail(QStringLiteral("unknown option for synthesize: %1 (see tavrik --help)")
+                            .arg(argument),
+                        2);
         } else if (ref) {
-            return fail(QStringLiteral("synthesize takes one recording, got %1 and %2").arg(*ref, argument), 2);
+            return fail(
+                QStringLiteral("synthesize takes one recording, got %1 and %2").arg(*ref, argument),
+                2);
         } else {
             ref = argument;
         }
     }
     if (!ref)
-        return fail(
-            QStringLiteral("synthesize needs a recording id (the folder name under %1)").arg(Paths::recordings()), 2);
+        return fail(QStringLiteral("synthesize needs a recording id (the folder name under %1)")
+                        .arg(Paths::recordings()),
+                    2);
     const QString name = QFileInfo(*ref).fileName().isEmpty() ? *ref : QFileInfo(*ref).fileName();
     const std::optional<QUuid> id = json::parseUuid(name);
     if (!id)
@@ -48,7 +53,8 @@ int synthesizeRecording(const QStringList& arguments, QTextStream& out, QTextStr
     if (!recording)
         return fail(error, 1);
     if (recording->events.isEmpty())
-        return fail(QStringLiteral("that recording is empty: there is nothing to write a skill from"), 1);
+        return fail(
+            QStringLiteral("that recording is empty: there is nothing to write a skill from"), 1);
 
     ModelSynthesis synthesis;
     QEventLoop loop;
@@ -72,9 +78,11 @@ int synthesizeRecording(const QStringList& arguments, QTextStream& out, QTextStr
     out.flush();
     if (!save)
         return 0;
-    if (std::optional<QString> saveError = SkillStore().save(result->draft->skill, result->draft->markdown))
+    if (std::optional<QString> saveError =
+            SkillStore().save(result->draft->skill, result->draft->markdown))
         return fail(*saveError, 1);
-    err << "Saved “" << result->draft->skill.name << "” as " << result->draft->skill.slashCommand() << '\n';
+    err << "Saved “" << result->draft->skill.name << "” as " << result->draft->skill.slashCommand()
+        << '\n';
     err.flush();
     return 0;
 }

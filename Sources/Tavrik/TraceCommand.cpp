@@ -24,15 +24,20 @@ int traceRecording(const QStringList& arguments, QTextStream& out, QTextStream& 
                 return fail(QStringLiteral("--narration needs the spoken text"), 2);
             narration = arguments[++i];
         } else if (argument.startsWith(QStringLiteral("--"))) {
-            return fail(QStringLiteral("unknown option for trace: %1 (see tavrik --help)").arg(argument), 2);
+            return fail(
+                QStringLiteral("unknown option for trace: %1 (see tavrik --help)").arg(argument),
+                2);
         } else if (ref) {
-            return fail(QStringLiteral("trace takes one recording, got %1 and %2").arg(*ref, argument), 2);
+            return fail(
+                QStringLiteral("trace takes one recording, got %1 and %2").arg(*ref, argument), 2);
         } else {
             ref = argument;
         }
     }
     if (!ref)
-        return fail(QStringLiteral("trace needs a recording id (the folder name under %1)").arg(Paths::recordings()), 2);
+        return fail(QStringLiteral("trace needs a recording id (the folder name under %1)")
+                        .arg(Paths::recordings()),
+                    2);
     // A recording folder's path works as well as its id, with or without the "/" that shell
     // completion leaves. Recordings are read from the library, so a folder elsewhere is refused
     // rather than standing in for the library's recording of the same id.
@@ -55,7 +60,8 @@ int traceRecording(const QStringList& arguments, QTextStream& out, QTextStream& 
         out << spoken->text << '\n';
 
     const QList<qsizetype> sampled = synthesizer.sampledFrameIndices(recording->frames.size());
-    out << "\n--- frames: " << sampled.size() << " of " << recording->frames.size() << " would be attached\n";
+    out << "\n--- frames: " << sampled.size() << " of " << recording->frames.size()
+        << " would be attached\n";
     for (qsizetype index : sampled) {
         const FrameRef& frame = recording->frames[index];
         out << frame.relativePath << "  " << Synthesizer::frameLabel(frame) << "  ";
@@ -64,7 +70,8 @@ int traceRecording(const QStringList& arguments, QTextStream& out, QTextStream& 
         if (path && synthesizer.downscaledJpeg(*path, &size))
             out << size.width() << "×" << size.height() << " JPEG\n";
         else
-            out << "not attached (" << (path && QFileInfo::exists(*path) ? "not an image" : "missing") << ")\n";
+            out << "not attached ("
+                << (path && QFileInfo::exists(*path) ? "not an image" : "missing") << ")\n";
     }
     out.flush();
     return 0;

@@ -1,7 +1,7 @@
 #include "TavrikPlatform/DesktopBackend.h"
 
-#include "TavrikPlatform/DesktopSession.h"
 #include "TavrikPlatform/AccessibilityBackend.h"
+#include "TavrikPlatform/DesktopSession.h"
 #include "TavrikPlatform/Null/NullDesktop.h"
 #include "TavrikPlatform/Wayland/AccessiblePointer.h"
 #include "TavrikPlatform/Wayland/GrimFrameCapturer.h"
@@ -74,8 +74,8 @@ std::unique_ptr<SyntheticInput> createSyntheticInput() {
                 wayland::WaylandDesktop::programPath(QStringLiteral("wtype")));
         // Clicks land through accessibility where the actor can place windows globally.
         if (offer.sway) {
-            auto pointer = std::make_unique<wayland::AccessiblePointer>(createDesktopActor(),
-                                                                        std::move(keys));
+            auto pointer =
+                std::make_unique<wayland::AccessiblePointer>(createDesktopActor(), std::move(keys));
             if (pointer->isAvailable())
                 return pointer;
             return std::make_unique<NullSyntheticInput>();

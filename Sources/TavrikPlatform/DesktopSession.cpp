@@ -6,7 +6,8 @@ namespace tavrik::DesktopSession {
 
 Environment fromProcess() {
     return Environment{qEnvironmentVariable("DISPLAY"), qEnvironmentVariable("WAYLAND_DISPLAY"),
-                       qEnvironmentVariable("XDG_SESSION_TYPE"), qEnvironmentVariable("TAVRIK_DESKTOP")};
+                       qEnvironmentVariable("XDG_SESSION_TYPE"),
+                       qEnvironmentVariable("TAVRIK_DESKTOP")};
 }
 
 Kind detect(const Environment& e) {
@@ -44,7 +45,8 @@ QString limitations(Kind kind) {
                 wayland::WaylandDesktop::missing(wayland::WaylandDesktop::current()))
             .join(u' ');
     case Kind::none:
-        return QStringLiteral("No desktop session was found (neither DISPLAY nor WAYLAND_DISPLAY is set).");
+        return QStringLiteral(
+            "No desktop session was found (neither DISPLAY nor WAYLAND_DISPLAY is set).");
     }
     return {};
 }

@@ -28,11 +28,13 @@ struct Outcome {
     QString summary;
 };
 
-Outcome runToEnd(AgentRunner& runner, const Skill& skill, const QMap<QString, QString>& parameters) {
+Outcome runToEnd(AgentRunner& runner, const Skill& skill,
+                 const QMap<QString, QString>& parameters) {
     test::ensureCoreApplication();
     Outcome outcome;
     QEventLoop loop;
-    QObject::connect(&runner, &AgentRunner::progress, [&](const QString& p) { outcome.phrases << p; });
+    QObject::connect(&runner, &AgentRunner::progress,
+                     [&](const QString& p) { outcome.phrases << p; });
     QObject::connect(&runner, &AgentRunner::finished, [&](bool success, const QString& summary) {
         outcome.finished = true;
         outcome.success = success;
@@ -51,7 +53,8 @@ protected:
     void SetUp() override {
         test::ensureCoreApplication();
         // Not a skip: a run without it would pass while testing nothing.
-        ASSERT_TRUE(runtime.isUsable()) << "runtime/node_modules is missing: run scripts/build-runtime (make test does)";
+        ASSERT_TRUE(runtime.isUsable())
+            << "runtime/node_modules is missing: run scripts/build-runtime (make test does)";
     }
     test::TempSupportFolder support;
     test::StandInRuntime runtime;
@@ -86,10 +89,12 @@ TEST(AgentRunnerPhrases, HumanizeFollowsTheLinePrefixes) {
 TEST(AgentRunnerPhrases, CastRulesForOutcomesParametersAndWarnings) {
     Skill skill;
     skill.name = "Send Invoices";
-    skill.parameters = {{QUuid::createUuid(), "month", ParameterType::date, "Which month?", "May", {}},
-                        {QUuid::createUuid(), "to", ParameterType::text, "To whom?", "ada@example.org", {}}};
-    EXPECT_EQ(CastRules::completeParameters(skill, {{"month", "June"}, {"to", ""}, {"extra", "kept"}}),
-              (QMap<QString, QString>{{"month", "June"}, {"to", "ada@example.org"}, {"extra", "kept"}}));
+    skill.parameters = {
+        {QUuid::createUuid(), "month", ParameterType::date, "Which month?", "May", {}},
+        {QUuid::createUuid(), "to", ParameterType::text, "To whom?", "ada@example.org", {}}};
+    EXPECT_EQ(
+        CastRules::completeParameters(skill, {{"month", "June"}, {"to", ""}, {"extra", "kept"}}),
+        (QMap<QString, QString>{{"month", "June"}, {"to", "ada@example.org"}, {"extra", "kept"}}));
     EXPECT_FALSE(CastRules::destructiveWarning(skill));
     PlanStep safe, send, remove;
     safe.intent = "Open the list";
@@ -101,9 +106,10 @@ TEST(AgentRunnerPhrases, CastRulesForOutcomesParametersAndWarnings) {
     const auto warning = CastRules::destructiveWarning(skill);
     ASSERT_TRUE(warning);
     EXPECT_EQ(warning->message, "Let Tavrik run “Send Invoices”?");
-    EXPECT_EQ(warning->details, "This skill can submit, send, delete, or overwrite something:\n\n"
-                                "•  Send the invoices\n•  Delete the drafts\n\n"
-                                "Tavrik will act on its own once you proceed. Press Esc anytime to stop.");
+    EXPECT_EQ(warning->details,
+              "This skill can submit, send, delete, or overwrite something:\n\n"
+              "•  Send the invoices\n•  Delete the drafts\n\n"
+              "Tavrik will act on its own once you proceed. Press Esc anytime to stop.");
     EXPECT_EQ(CastRules::outcomeText(true, "  "), "Done.");
     EXPECT_EQ(CastRules::outcomeText(false, ""), "Couldn't finish the skill.");
     EXPECT_EQ(CastRules::outcomeText(false, " Blocked by a login "), "Blocked by a login");
@@ -124,7 +130,8 @@ TEST(AgentRunnerPhrases, DiscoveryOrder) {
     QFile(prefix.path() + "/share/tavrik/runtime/dist/cli.js").open(QIODevice::WriteOnly);
     EXPECT_FALSE(RuntimeLocator::installedRuntime(executable)); // node is not executable yet
     node.setPermissions(node.permissions() | QFile::ExeOwner);
-    EXPECT_EQ(RuntimeLocator::installedRuntime(executable), prefix.path() + "/share/tavrik/runtime");
+    EXPECT_EQ(RuntimeLocator::installedRuntime(executable),
+              prefix.path() + "/share/tavrik/runtime");
 
     ScopedEnvironment home("HOME", prefix.path().toUtf8());
     ScopedEnvironment named("TAVRIK_RUNTIME_DIR", (prefix.path() + "/nowhere").toUtf8());

@@ -11,9 +11,8 @@
 #include <QJsonDocument>
 #include <QProcess>
 #include <QThread>
-#include <gtest/gtest.h>
-
 #include <csignal>
+#include <gtest/gtest.h>
 
 using namespace tavrik;
 
@@ -23,7 +22,8 @@ class CastCommand : public ::testing::Test {
 protected:
     void SetUp() override {
         // Not a skip: a run without it would pass while testing nothing.
-        ASSERT_TRUE(runtime.isUsable()) << "runtime/node_modules is missing: run scripts/build-runtime (make test does)";
+        ASSERT_TRUE(runtime.isUsable())
+            << "runtime/node_modules is missing: run scripts/build-runtime (make test does)";
         skill.name = "Send the Report";
         skill.createdAt = QDateTime::currentDateTimeUtc();
         for (const char* name : {"lines", "exit", "hang", "pgrp_file"})
@@ -40,7 +40,9 @@ protected:
         tavrik.setProcessEnvironment(environment);
     }
 
-    void start(const QStringList& arguments) { tavrik.start(TAVRIK_BINARY_DIR "/tavrik", QStringList{"cast"} + arguments); }
+    void start(const QStringList& arguments) {
+        tavrik.start(TAVRIK_BINARY_DIR "/tavrik", QStringList{"cast"} + arguments);
+    }
 
     test::TempSupportFolder support;
     test::StandInRuntime runtime;
@@ -77,7 +79,8 @@ TEST_F(CastCommand, FailureAndDeclineAndBadParameters) {
     ASSERT_TRUE(tavrik.waitForFinished(30000));
     EXPECT_EQ(tavrik.exitCode(), 1);
     const QString question = QString::fromUtf8(tavrik.readAllStandardOutput());
-    EXPECT_TRUE(question.startsWith("Let Tavrik run “Send the Report”?\n\nThis skill can submit")) << question.toStdString();
+    EXPECT_TRUE(question.startsWith("Let Tavrik run “Send the Report”?\n\nThis skill can submit"))
+        << question.toStdString();
     EXPECT_TRUE(question.contains("•  Send the report\n")) << question.toStdString();
     EXPECT_EQ(tavrik.readAllStandardError(), "tavrik: not run\n");
     EXPECT_EQ(test::readAuditLog().size(), 1);
@@ -85,7 +88,8 @@ TEST_F(CastCommand, FailureAndDeclineAndBadParameters) {
     start({"/send-the-report", "--yes", "colour=red"});
     ASSERT_TRUE(tavrik.waitForFinished(30000));
     EXPECT_EQ(tavrik.exitCode(), 2);
-    EXPECT_TRUE(tavrik.readAllStandardError().startsWith("tavrik: “Send the Report” has no parameter colour (it has: lines, exit"));
+    EXPECT_TRUE(tavrik.readAllStandardError().startsWith(
+        "tavrik: “Send the Report” has no parameter colour (it has: lines, exit"));
 }
 
 TEST_F(CastCommand, InterruptStopsTheWholeRun) {
@@ -95,7 +99,8 @@ TEST_F(CastCommand, InterruptStopsTheWholeRun) {
     QByteArray output;
     QElapsedTimer clock;
     clock.start();
-    while (!output.contains("waiting") && clock.elapsed() < 60000 && tavrik.state() == QProcess::Running) {
+    while (!output.contains("waiting") && clock.elapsed() < 60000 &&
+           tavrik.state() == QProcess::Running) {
         tavrik.waitForReadyRead(500);
         output += tavrik.readAllStandardOutput();
     }

@@ -16,9 +16,8 @@
 #include <QJsonDocument>
 #include <QProcess>
 #include <QThread>
-#include <gtest/gtest.h>
-
 #include <csignal>
+#include <gtest/gtest.h>
 
 using namespace tavrik;
 
@@ -55,12 +54,15 @@ qint64 childOf(qint64 parent) {
 class RealRuntime : public ::testing::Test {
 protected:
     void SetUp() override {
-        if (!QFileInfo::exists(kRuntime + "/node_modules/.bin/tsx") || !QFileInfo::exists("/usr/bin/chromium"))
-            GTEST_SKIP() << "needs runtime/node_modules (scripts/build-runtime) and /usr/bin/chromium";
+        if (!QFileInfo::exists(kRuntime + "/node_modules/.bin/tsx") ||
+            !QFileInfo::exists("/usr/bin/chromium"))
+            GTEST_SKIP()
+                << "needs runtime/node_modules (scripts/build-runtime) and /usr/bin/chromium";
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert("TAVRIK_RUNTIME_DIR", kRuntime);
         environment.insert("TAVRIK_BROWSER_HEADLESS", "1");
-        environment.insert("TAVRIK_DIRECT_BROWSER", "tavrik"); // the page is read by the headless one
+        environment.insert("TAVRIK_DIRECT_BROWSER",
+                           "tavrik"); // the page is read by the headless one
         environment.insert("TAVRIK_BROWSER_NO_SANDBOX", "1");
         environment.insert("POSTHOG_OPT_OUT", "1");
         tavrik.setProcessEnvironment(environment);
@@ -76,7 +78,12 @@ protected:
         Skill skill;
         skill.name = "Find Flights";
         skill.createdAt = QDateTime::currentDateTimeUtc();
-        skill.parameters = {{QUuid::createUuid(), "destination", ParameterType::searchTerm, "Where to?", "Lisbon & Porto", {}}};
+        skill.parameters = {{QUuid::createUuid(),
+                             "destination",
+                             ParameterType::searchTerm,
+                             "Where to?",
+                             "Lisbon & Porto",
+                             {}}};
         skill.runtime = RuntimeSpec{"open_url", {}, urlTemplate};
         EXPECT_FALSE(SkillStore().save(skill));
         return skill;
@@ -91,12 +98,16 @@ protected:
 } // namespace
 
 TEST_F(RealRuntime, CastOpensTheFilledAddressAndWritesTheAuditRecord) {
-    server.route("GET", "/search", test::CannedResponse::text(200, "<html><title>Flights</title><body>3 flights</body></html>", "text/html"));
+    server.route(
+        "GET", "/search",
+        test::CannedResponse::text(200, "<html><title>Flights</title><body>3 flights</body></html>",
+                                   "text/html"));
     saveDirectSkill(server.baseUrl() + "/search?to={{destination|urlencode}}");
     tavrik.start(TAVRIK_BINARY_DIR "/tavrik", {"cast", "/find-flights"});
     ASSERT_TRUE(tavrik.waitForFinished(120000));
     const QString output = QString::fromUtf8(tavrik.readAllStandardOutput());
-    EXPECT_EQ(tavrik.exitCode(), 0) << output.toStdString() << tavrik.readAllStandardError().toStdString();
+    EXPECT_EQ(tavrik.exitCode(), 0)
+        << output.toStdString() << tavrik.readAllStandardError().toStdString();
     EXPECT_TRUE(output.startsWith("Running Find Flights…\n")) << output.toStdString();
     EXPECT_TRUE(output.contains("Opening the page…\n")) << output.toStdString();
     EXPECT_TRUE(output.contains("\n✓ ")) << output.toStdString();

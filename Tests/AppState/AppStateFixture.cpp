@@ -8,9 +8,10 @@
 
 namespace tavrik::test {
 
-std::unique_ptr<SkillSynthesis::Task> FakeSynthesis::streamSkill(const Recording& recording, const QString& text,
-                                                                 std::function<void(const QString&)> onDelta,
-                                                                 std::function<void(Result)> done) {
+std::unique_ptr<SkillSynthesis::Task>
+FakeSynthesis::streamSkill(const Recording& recording, const QString& text,
+                           std::function<void(const QString&)> onDelta,
+                           std::function<void(Result)> done) {
     calls << Call{recording, text};
     auto task = std::make_unique<FakeTask>(liveTasks);
     std::shared_ptr<bool> cancelled = task->cancelled;

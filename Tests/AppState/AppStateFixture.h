@@ -6,10 +6,9 @@
 
 #include <QJsonObject>
 #include <QTimer>
-#include <gtest/gtest.h>
-
 #include <deque>
 #include <functional>
+#include <gtest/gtest.h>
 
 namespace tavrik::test {
 
@@ -38,10 +37,10 @@ struct FakeSynthesis : SkillSynthesis {
         QString narration;
     };
     QList<Call> calls;
-    Skill skill;                         // what a finished draft holds
-    QStringList fragments;               // streamed one per event-loop turn
-    std::optional<QString> error;        // fail instead of finishing
-    bool finish = true;                  // false: stream and then hang
+    Skill skill;                  // what a finished draft holds
+    QStringList fragments;        // streamed one per event-loop turn
+    std::optional<QString> error; // fail instead of finishing
+    bool finish = true;           // false: stream and then hang
     std::shared_ptr<int> liveTasks = std::make_shared<int>(0);
 
     struct FakeTask : Task {
@@ -109,7 +108,9 @@ protected:
     ~AppStateTest() override;
 
     // Replaces the fake synthesis (before app()).
-    void useSynthesis(std::unique_ptr<SkillSynthesis> real) { m_services.synthesis = std::move(real); }
+    void useSynthesis(std::unique_ptr<SkillSynthesis> real) {
+        m_services.synthesis = std::move(real);
+    }
     // Creates the state with the fakes; call after adjusting them.
     AppState& app();
     // Runs the event loop until `condition` holds or `timeoutMs` pass; returns the condition.

@@ -1,15 +1,15 @@
-#include "AppState/AppStateFixture.h"
 #include "AgentRunner/StandInRuntime.h"
+#include "AppState/AppStateFixture.h"
 #include "Support/AuditLogReader.h"
 #include "Support/LocalHttpServer.h"
 #include "Support/MessagesApi.h"
 #include "Support/ScopedEnvironment.h"
 #include "Tavrik/ModelSynthesis.h"
-#include "TavrikCore/Synthesis/Hosts.h"
 #include "Tavrik/Runtime/ProcessGroup.h"
 #include "TavrikCore/Storage/Paths.h"
 #include "TavrikCore/Storage/SkillMarkdown.h"
 #include "TavrikCore/Storage/SkillStore.h"
+#include "TavrikCore/Synthesis/Hosts.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -59,7 +59,8 @@ TEST_F(AppStateTest, RecordingStreamsTheDraftIntoThePanelAndEndsEditable) {
 
     // Every fragment lands in the draft as it arrives.
     QStringList seen;
-    QObject::connect(&app(), &AppState::pendingSkillMarkdownChanged, [&] { seen << app().pendingSkillMarkdown(); });
+    QObject::connect(&app(), &AppState::pendingSkillMarkdownChanged,
+                     [&] { seen << app().pendingSkillMarkdown(); });
     app().handleHotkey(AppState::Hotkey::toggleRecording);
     EXPECT_EQ(app().state(), TavrikState::creatingSkill());
     EXPECT_EQ(app().statusTitle(), "Creating Skill");
@@ -232,7 +233,8 @@ class AppStateRunTest : public AppStateTest {
 protected:
     void SetUp() override {
         // Not a skip: a run without it would pass while testing nothing.
-        ASSERT_TRUE(runtime.isUsable()) << "runtime/node_modules is missing: run scripts/build-runtime (make test does)";
+        ASSERT_TRUE(runtime.isUsable())
+            << "runtime/node_modules is missing: run scripts/build-runtime (make test does)";
     }
     StandInRuntime runtime;
     ScopedEnvironment runtimeDir{"TAVRIK_RUNTIME_DIR", runtime.path().toUtf8()};
@@ -330,7 +332,8 @@ TEST_F(AppStateRunTest, ANewCastNeverShowsThePreviousRunsOutcomeAsItsOwn) {
     EXPECT_EQ(app().runOutcome(), "✓ Filed the first");
 
     QList<SkillPanelPhase> phases;
-    QObject::connect(&app(), &AppState::skillPanelPhaseChanged, [&](SkillPanelPhase p) { phases << p; });
+    QObject::connect(&app(), &AppState::skillPanelPhaseChanged,
+                     [&](SkillPanelPhase p) { phases << p; });
     app().cast(second, {{"hang", "1"}});
     EXPECT_FALSE(app().hasRunOutcome());
     EXPECT_FALSE(app().showsFinishedRun()); // the first outcome's timer cannot close the new run
@@ -349,11 +352,14 @@ TEST_F(AppStateTest, TheModelsRefusalEndsInTheErrorPhase) {
     LocalHttpServer server;
     ScopedEnvironment modelHost{Hosts::modelApiVariable, server.baseUrl().toUtf8()};
     ScopedEnvironment key{"ANTHROPIC_API_KEY", "sk-ant-local"};
-    server.route("POST", "/v1/messages", CannedResponse::json(400, messages::errorBody("invalid_request_error", "too long")));
+    server.route(
+        "POST", "/v1/messages",
+        CannedResponse::json(400, messages::errorBody("invalid_request_error", "too long")));
     useSynthesis(std::make_unique<ModelSynthesis>());
     recordDraft();
     EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::error);
-    EXPECT_TRUE(app().skillGenerationError().contains("400")) << app().skillGenerationError().toStdString();
+    EXPECT_TRUE(app().skillGenerationError().contains("400"))
+        << app().skillGenerationError().toStdString();
     EXPECT_EQ(server.requests().at(0).header("x-api-key"), "sk-ant-local");
 }
 
@@ -368,11 +374,12 @@ TEST_F(AppStateTest, WithoutAKeyTheErrorNamesPreferencesAndTryAgainSendsTheSameD
         LocalHttpServer gone; // a port that was just free: nothing listens there any more
         closedPort = gone.port();
     }
-    auto web = std::make_unique<ScopedEnvironment>(Hosts::webVariable,
-                                                   QByteArray("http://127.0.0.1:") + QByteArray::number(closedPort));
+    auto web = std::make_unique<ScopedEnvironment>(
+        Hosts::webVariable, QByteArray("http://127.0.0.1:") + QByteArray::number(closedPort));
     const Skill skill = draftSkill("Weekly Report");
     service.route("POST", "/api/anthropic",
-                  CannedResponse::eventStream(CannedResponse::split(messages::textStream(fragmentsOf(skill)), 64)));
+                  CannedResponse::eventStream(
+                      CannedResponse::split(messages::textStream(fragmentsOf(skill)), 64)));
     useSynthesis(std::make_unique<ModelSynthesis>());
     recorder->result = recordingWithEvents(4);
     narration->transcript = "fill in the weekly report";
@@ -391,11 +398,13 @@ TEST_F(AppStateTest, WithoutAKeyTheErrorNamesPreferencesAndTryAgainSendsTheSameD
     EXPECT_EQ(app().skillGenerationError(), "");
     EXPECT_FALSE(app().canRetrySynthesis());
     ASSERT_TRUE(waitFor([&] { return app().skillPanelPhase() != SkillPanelPhase::generating; }));
-    EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::editable) << app().skillGenerationError().toStdString();
+    EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::editable)
+        << app().skillGenerationError().toStdString();
     EXPECT_EQ(app().pendingGeneratedSkill()->name, "Weekly Report");
     EXPECT_EQ(recorder->starts, 1); // nothing recorded again
     ASSERT_EQ(service.requestCount(), 1);
-    EXPECT_TRUE(service.requests()[0].body.contains("fill in the weekly report")); // the same narration
+    EXPECT_TRUE(
+        service.requests()[0].body.contains("fill in the weekly report")); // the same narration
 }
 
 TEST_F(AppStateTest, TryAgainIsOfferedOnlyForAFailedWritingOfARealDemonstration) {

@@ -52,9 +52,11 @@ TEST_F(AppStateTest, ExportPicksTheFirstFreeNameInDownloads) {
     ASSERT_EQ(QDir(AppState::exportFolder()).canonicalPath(), QDir(downloads).canonicalPath());
 
     Skill skill = draftSkill("Weekly Report & Totals");
-    ASSERT_FALSE(SkillStore().save(skill, QStringLiteral("---\nname: Weekly Report & Totals\n---\nÜbersicht ✓\n")));
+    ASSERT_FALSE(SkillStore().save(
+        skill, QStringLiteral("---\nname: Weekly Report & Totals\n---\nÜbersicht ✓\n")));
     QStringList reveal;
-    QObject::connect(&app(), &AppState::revealFileRequested, [&](const QString& path) { reveal << path; });
+    QObject::connect(&app(), &AppState::revealFileRequested,
+                     [&](const QString& path) { reveal << path; });
 
     const std::optional<QString> first = app().exportSkill(skill);
     ASSERT_TRUE(first);
@@ -68,14 +70,17 @@ TEST_F(AppStateTest, ExportPicksTheFirstFreeNameInDownloads) {
     EXPECT_EQ(QFileInfo(*second).fileName(), "weekly-report-and-totals-2.md");
     ASSERT_TRUE(QFile::remove(*first));
     // With -2 taken but the plain name free again, the plain name is first free.
-    EXPECT_EQ(QFileInfo(app().exportSkill(skill).value_or("")).fileName(), "weekly-report-and-totals.md");
-    EXPECT_EQ(QFileInfo(app().exportSkill(skill).value_or("")).fileName(), "weekly-report-and-totals-3.md");
+    EXPECT_EQ(QFileInfo(app().exportSkill(skill).value_or("")).fileName(),
+              "weekly-report-and-totals.md");
+    EXPECT_EQ(QFileInfo(app().exportSkill(skill).value_or("")).fileName(),
+              "weekly-report-and-totals-3.md");
 }
 
 TEST_F(AppStateTest, ExportWithoutASkillFileWritesNothing) {
     const Skill skill = draftSkill("Never Saved");
     QStringList reveal;
-    QObject::connect(&app(), &AppState::revealFileRequested, [&](const QString& path) { reveal << path; });
+    QObject::connect(&app(), &AppState::revealFileRequested,
+                     [&](const QString& path) { reveal << path; });
     EXPECT_FALSE(app().exportSkill(skill));
     EXPECT_EQ(reveal.size(), 0);
     EXPECT_FALSE(QFileInfo::exists(QDir(AppState::exportFolder()).filePath("never-saved.md")));

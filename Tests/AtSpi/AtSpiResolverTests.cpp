@@ -203,7 +203,8 @@ TEST_F(AtSpiResolverTest, AStoppedApplicationCostsOneTimeoutThenNothing) {
     // stays replayable.
     ASSERT_TRUE(target->windowFrame);
     const Point button = app.centre("button");
-    EXPECT_TRUE(button.x >= target->windowFrame->origin.x && button.y >= target->windowFrame->origin.y &&
+    EXPECT_TRUE(button.x >= target->windowFrame->origin.x &&
+                button.y >= target->windowFrame->origin.y &&
                 button.x < target->windowFrame->origin.x + target->windowFrame->size.width &&
                 button.y < target->windowFrame->origin.y + target->windowFrame->size.height);
     // Bounds leave room for a loaded machine; a hang would cost far more.

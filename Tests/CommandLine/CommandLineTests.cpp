@@ -64,29 +64,35 @@ TEST_F(CommandLine, SkillsListsNewestFirstAsTextAndJson) {
     EXPECT_EQ(text.status, 0);
     const QStringList lines = text.out.split('\n', Qt::SkipEmptyParts);
     ASSERT_EQ(lines.size(), 2);
-    EXPECT_TRUE(lines[0].startsWith("/post-a-comment-and-like  Post a Comment & Like  ")) << lines[0].toStdString();
+    EXPECT_TRUE(lines[0].startsWith("/post-a-comment-and-like  Post a Comment & Like  "))
+        << lines[0].toStdString();
     EXPECT_TRUE(lines[0].endsWith(json::uuidText(newer.id)));
-    EXPECT_TRUE(lines[1].startsWith("/search-google            Search Google          ")) << lines[1].toStdString();
+    EXPECT_TRUE(lines[1].startsWith("/search-google            Search Google          "))
+        << lines[1].toStdString();
 
     Result asJson = run({"skills", "--json"});
     EXPECT_EQ(asJson.status, 0);
     const QJsonArray rows = QJsonDocument::fromJson(asJson.out.toUtf8()).array();
     ASSERT_EQ(rows.size(), 2);
-    EXPECT_EQ(rows[1].toObject(), (QJsonObject{{"slashCommand", "/search-google"}, {"name", "Search Google"},
-                                               {"trigger", "when I say search google"}, {"id", json::uuidText(older.id)}}));
+    EXPECT_EQ(rows[1].toObject(), (QJsonObject{{"slashCommand", "/search-google"},
+                                               {"name", "Search Google"},
+                                               {"trigger", "when I say search google"},
+                                               {"id", json::uuidText(older.id)}}));
 }
 
 TEST_F(CommandLine, ShowFindsASkillByIdSlashCommandOrFolder) {
     const QString expectedMarkdown = SkillMarkdown::render(*store.load(Paths::skill(older.id)));
-    for (const QString& ref : {json::uuidText(older.id), json::uuidText(older.id).toLower(), QString("/search-google"),
-                               QString("search-google"), Paths::skill(older.id)}) {
+    for (const QString& ref :
+         {json::uuidText(older.id), json::uuidText(older.id).toLower(), QString("/search-google"),
+          QString("search-google"), Paths::skill(older.id)}) {
         Result shown = run({"show", ref, "--markdown"});
         EXPECT_EQ(shown.status, 0) << ref.toStdString() << shown.err.toStdString();
         EXPECT_EQ(shown.out, expectedMarkdown) << ref.toStdString();
     }
     Result asJson = run({"show", "--json", "/search-google"});
     ASSERT_EQ(asJson.status, 0);
-    std::optional<Skill> decoded = Skill::fromJson(QJsonDocument::fromJson(asJson.out.toUtf8()).object());
+    std::optional<Skill> decoded =
+        Skill::fromJson(QJsonDocument::fromJson(asJson.out.toUtf8()).object());
     ASSERT_TRUE(decoded);
     EXPECT_EQ(decoded->id, older.id);
     EXPECT_EQ(decoded->plan.size(), 1);
@@ -136,8 +142,8 @@ TEST(CommandLineBasics, QtsOwnOptionsStartTheApplication) {
         {"-stylesheet=/tmp/look.qss"},
         {"-qwindowgeometry", "800x600", "-qwindowtitle", "Tavrik", "-session", "abc_123"},
         {"-platformtheme", "gtk3", "-plugin", "evdevkeyboard", "-widgetcount"},
-        {"-style"},               // a value left out: Qt ignores the option
-        {"-title", "-name"},      // a value is taken whatever it looks like
+        {"-style"},          // a value left out: Qt ignores the option
+        {"-title", "-name"}, // a value is taken whatever it looks like
     };
     for (const QStringList& arguments : desktop)
         EXPECT_TRUE(startsDesktopApplication(arguments)) << arguments.join(' ').toStdString();
@@ -222,8 +228,8 @@ TEST_F(CommandLine, SkillsTableCutsAbsurdCellsAndSkipsWhatCannotBeRead) {
     ASSERT_EQ(lines.size(), 3);
     const QString cutName = QString("Export ").repeated(6).left(39) + QChar(0x2026);
     const QString cutCommand = ("/" + QString("export-").repeated(6)).left(39) + QChar(0x2026);
-    EXPECT_EQ(lines[0], cutCommand + "  " + cutName + "  " + ("say " + QString("x").repeated(35)) + QChar(0x2026) + "  " +
-                            json::uuidText(absurd.id));
+    EXPECT_EQ(lines[0], cutCommand + "  " + cutName + "  " + ("say " + QString("x").repeated(35)) +
+                            QChar(0x2026) + "  " + json::uuidText(absurd.id));
     for (const QString& line : lines)
         EXPECT_EQ(line.size(), 3 * 40 + 3 * 2 + 36) << line.toStdString();
     // The whole text is still there for machines.

@@ -58,11 +58,15 @@ TEST(SynthesizeCommand, StreamsTheSkillFromAStoredRecordingAndSavesItWhenAsked) 
     QStringList pieces;
     for (qsizetype at = 0; at < kSkill.size(); at += 20)
         pieces << kSkill.mid(at, 20);
-    model.route("POST", "/v1/messages", CannedResponse::eventStream(CannedResponse::split(messages::textStream(pieces), 30)));
+    model.route(
+        "POST", "/v1/messages",
+        CannedResponse::eventStream(CannedResponse::split(messages::textStream(pieces), 30)));
     const Recording recording = storedRecording();
 
     QString out, err;
-    ASSERT_EQ(run({"synthesize", json::uuidText(recording.id), "--narration", "find the cheapest"}, &out, &err), 0)
+    ASSERT_EQ(run({"synthesize", json::uuidText(recording.id), "--narration", "find the cheapest"},
+                  &out, &err),
+              0)
         << err.toStdString();
     EXPECT_EQ(out, kSkill);
     EXPECT_TRUE(SkillStore().loadAll().isEmpty()); // not saved without --save
@@ -72,7 +76,8 @@ TEST(SynthesizeCommand, StreamsTheSkillFromAStoredRecordingAndSavesItWhenAsked) 
 
     out.clear();
     err.clear();
-    ASSERT_EQ(run({"synthesize", json::uuidText(recording.id), "--save"}, &out, &err), 0) << err.toStdString();
+    ASSERT_EQ(run({"synthesize", json::uuidText(recording.id), "--save"}, &out, &err), 0)
+        << err.toStdString();
     EXPECT_EQ(out, kSkill);
     const QList<Skill> saved = SkillStore().loadAll();
     ASSERT_EQ(saved.size(), 1);
@@ -89,7 +94,8 @@ TEST(SynthesizeCommand, FailuresSayWhatToDo) {
         LocalHttpServer gone;
         closedPort = gone.port();
     }
-    ScopedEnvironment web{Hosts::webVariable, QByteArray("http://127.0.0.1:") + QByteArray::number(closedPort)};
+    ScopedEnvironment web{Hosts::webVariable,
+                          QByteArray("http://127.0.0.1:") + QByteArray::number(closedPort)};
     const Recording recording = storedRecording();
 
     QString out, err;
@@ -102,7 +108,8 @@ TEST(SynthesizeCommand, FailuresSayWhatToDo) {
     EXPECT_EQ(run({"synthesize"}, &out, &err), 2);
     EXPECT_TRUE(err.contains("recording id")) << err.toStdString();
     err.clear();
-    EXPECT_EQ(run({"synthesize", QUuid::createUuid().toString(QUuid::WithoutBraces)}, &out, &err), 1);
+    EXPECT_EQ(run({"synthesize", QUuid::createUuid().toString(QUuid::WithoutBraces)}, &out, &err),
+              1);
     EXPECT_FALSE(err.isEmpty());
     err.clear();
     EXPECT_EQ(run({"synthesize", json::uuidText(recording.id), "--fast"}, &out, &err), 2);

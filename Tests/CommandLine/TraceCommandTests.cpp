@@ -55,10 +55,14 @@ TEST(TraceCommand, ShowsTheExactTextAndTheFramesThatWouldLeave) {
     ASSERT_FALSE(store.save(recording));
 
     QString out, err;
-    ASSERT_EQ(run({"trace", json::uuidText(recording.id), "--narration", "  book the cheapest flight "}, &out, &err), 0)
+    ASSERT_EQ(
+        run({"trace", json::uuidText(recording.id), "--narration", "  book the cheapest flight "},
+            &out, &err),
+        0)
         << err.toStdString();
-    const QString expectedText = Synthesizer::traceDescription(recording) + "\n" +
-                                 Synthesizer::narrationBlock(QString("book the cheapest flight"))->text + "\n";
+    const QString expectedText =
+        Synthesizer::traceDescription(recording) + "\n" +
+        Synthesizer::narrationBlock(QString("book the cheapest flight"))->text + "\n";
     EXPECT_TRUE(out.startsWith(expectedText)) << out.toStdString();
     EXPECT_TRUE(out.contains("[page: https://flights.example.org/]"));
     EXPECT_TRUE(out.endsWith("\n--- frames: 3 of 3 would be attached\n"

@@ -176,7 +176,8 @@ std::optional<AccessibleNode> findNode(const AccessibleNode& root,
 }
 
 std::optional<AccessibleNode> focusedTextField(const AccessibleNode& root) {
-    return findNode(root, [](const AccessibleNode& node) { return node.role() == "text" && node.isFocused(); });
+    return findNode(
+        root, [](const AccessibleNode& node) { return node.role() == "text" && node.isFocused(); });
 }
 
 } // namespace tavrik::test

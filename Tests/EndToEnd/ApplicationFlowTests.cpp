@@ -18,9 +18,9 @@
 #include <QImage>
 #include <QPixmap>
 #include <QProcess>
-#include <QSettings>
 #include <QScreen>
 #include <QSet>
+#include <QSettings>
 #include <gtest/gtest.h>
 
 // Xlib defines macros (None, Bool) that clash with gtest: it comes last.
@@ -37,30 +37,30 @@ namespace {
 // What the model writes for the demonstration. It asks for the agent rather than a replay of
 // the form, and the stand-in runtime prints the `lines` parameter, so casting it with its
 // example value gives known progress and outcome.
-const QString kDraft = QStringLiteral(
-    "---\n"
-    "name: Greet in the form\n"
-    "description: Types a greeting into the test form.\n"
-    "trigger: greet someone in the form\n"
-    "cast_with: agent\n"
-    "parameters:\n"
-    "  - name: lines\n"
-    "    type: text\n"
-    "    prompt: What to print\n"
-    "    example: → open https://example.org/form|→ read|✓ Greeted Ada in the form\n"
-    "  - name: delay\n"
-    "    type: number\n"
-    "    prompt: Milliseconds between lines\n"
-    "    example: 300\n"
-    "---\n"
-    "\n"
-    "# Greet in the form\n"
-    "\n"
-    "Types a greeting into the test form.\n"
-    "\n"
-    "## Steps\n"
-    "1. Click the name field\n"
-    "2. Type the greeting\n");
+const QString kDraft =
+    QStringLiteral("---\n"
+                   "name: Greet in the form\n"
+                   "description: Types a greeting into the test form.\n"
+                   "trigger: greet someone in the form\n"
+                   "cast_with: agent\n"
+                   "parameters:\n"
+                   "  - name: lines\n"
+                   "    type: text\n"
+                   "    prompt: What to print\n"
+                   "    example: → open https://example.org/form|→ read|✓ Greeted Ada in the form\n"
+                   "  - name: delay\n"
+                   "    type: number\n"
+                   "    prompt: Milliseconds between lines\n"
+                   "    example: 300\n"
+                   "---\n"
+                   "\n"
+                   "# Greet in the form\n"
+                   "\n"
+                   "Types a greeting into the test form.\n"
+                   "\n"
+                   "## Steps\n"
+                   "1. Click the name field\n"
+                   "2. Type the greeting\n");
 
 void pause(int ms) {
     waitUntil([] { return false; }, ms);
@@ -103,9 +103,11 @@ class ApplicationFlow : public testing::Test {
 protected:
     void SetUp() override {
         if (qEnvironmentVariableIsEmpty("DISPLAY"))
-            GTEST_SKIP() << "needs an X display with an accessibility bus (scripts/virtual-desktop)";
+            GTEST_SKIP()
+                << "needs an X display with an accessibility bus (scripts/virtual-desktop)";
         // Not a skip: a run without it would pass while testing nothing.
-        ASSERT_TRUE(runtime.isUsable()) << "runtime/node_modules is missing: run scripts/build-runtime (make test does)";
+        ASSERT_TRUE(runtime.isUsable())
+            << "runtime/node_modules is missing: run scripts/build-runtime (make test does)";
         ASSERT_TRUE(desktop.isOpen());
         Analytics::setOptedOut(true); // answered at an earlier launch, so no welcome window
     }
@@ -128,7 +130,8 @@ protected:
 
     void type(const QString& text) {
         for (const QChar c : text) {
-            const unsigned long keysym = c == u' ' ? XK_space : XStringToKeysym(QString(c.toLower()).toLatin1());
+            const unsigned long keysym =
+                c == u' ' ? XK_space : XStringToKeysym(QString(c.toLower()).toLatin1());
             if (c.isUpper())
                 desktop.chord({XK_Shift_L}, keysym);
             else
@@ -179,7 +182,8 @@ protected:
     }
 
     static bool anyContains(const QSet<QString>& texts, const QString& part) {
-        return std::any_of(texts.begin(), texts.end(), [&](const QString& t) { return t.contains(part); });
+        return std::any_of(texts.begin(), texts.end(),
+                           [&](const QString& t) { return t.contains(part); });
     }
 
     TempSupportFolder support;
@@ -195,8 +199,9 @@ TEST_F(ApplicationFlow, RecordDraftSaveAndCast) {
     QStringList pieces;
     for (qsizetype at = 0; at < kDraft.size(); at += 24)
         pieces << kDraft.mid(at, 24);
-    model.route("POST", "/v1/messages",
-                CannedResponse::eventStream(CannedResponse::split(messages::textStream(pieces), 200, 60)));
+    model.route(
+        "POST", "/v1/messages",
+        CannedResponse::eventStream(CannedResponse::split(messages::textStream(pieces), 200, 60)));
 
     RunningApplication app(environment());
     ASSERT_TRUE(app.waitForPillStatus("Ready", 10000)) << "the pill never came up";
@@ -216,7 +221,8 @@ TEST_F(ApplicationFlow, RecordDraftSaveAndCast) {
         const std::optional<AccessibleNode> formApp = applicationOf(form.pid());
         return formApp ? focusedTextField(*formApp) : std::nullopt;
     };
-    ASSERT_TRUE(waitUntil([&] { return formEntry().has_value(); })) << "the click did not focus the entry";
+    ASSERT_TRUE(waitUntil([&] { return formEntry().has_value(); }))
+        << "the click did not focus the entry";
     desktop.chord({XK_Control_L}, XK_a);
     type("Ada");
     ASSERT_TRUE(waitUntil([&] { return formEntry() && formEntry()->text() == "Ada"; }));
@@ -233,7 +239,8 @@ TEST_F(ApplicationFlow, RecordDraftSaveAndCast) {
             return drafts.contains(kDraft);
         },
         15000);
-    ASSERT_TRUE(drafts.contains(kDraft)) << "last draft text: " << (editor ? editor->text() : "").toStdString();
+    ASSERT_TRUE(drafts.contains(kDraft))
+        << "last draft text: " << (editor ? editor->text() : "").toStdString();
     EXPECT_GE(drafts.size(), 3) << "the draft did not stream in";
     ASSERT_EQ(model.requests().size(), 1);
     const QByteArray request = model.requests().first().body;
@@ -245,7 +252,8 @@ TEST_F(ApplicationFlow, RecordDraftSaveAndCast) {
 
     // Rename it in the text: the name is the value on the front matter's first line.
     clickAt(editor->centre());
-    ASSERT_TRUE(waitUntil([&] { return editor->isFocused(); })) << "the draft's text did not take the keyboard";
+    ASSERT_TRUE(waitUntil([&] { return editor->isFocused(); }))
+        << "the draft's text did not take the keyboard";
     desktop.chord({XK_Control_L}, XK_Home);
     desktop.tap(XK_Down);
     desktop.tap(XK_Home);
@@ -263,8 +271,10 @@ TEST_F(ApplicationFlow, RecordDraftSaveAndCast) {
     EXPECT_EQ(saved.first().name, "Greet Ada");
     QFile markdown(SkillStore().markdownPath(saved.first()));
     ASSERT_TRUE(markdown.open(QIODevice::ReadOnly));
-    EXPECT_EQ(QString::fromUtf8(markdown.readAll()), QString(kDraft).replace("name: Greet in the form", "name: Greet Ada"));
-    EXPECT_TRUE(app.waitFor([](const AccessibleNode& n) { return n.name().startsWith("Saved “Greet Ada”"); }));
+    EXPECT_EQ(QString::fromUtf8(markdown.readAll()),
+              QString(kDraft).replace("name: Greet in the form", "name: Greet Ada"));
+    EXPECT_TRUE(app.waitFor(
+        [](const AccessibleNode& n) { return n.name().startsWith("Saved “Greet Ada”"); }));
     screenshot("e2e-saved");
     // Casting waits for the card to be put away: a skill runs only from an idle desktop.
     std::optional<AccessibleNode> close = app.waitFor("push button", "Close");
@@ -312,7 +322,8 @@ TEST_F(ApplicationFlow, RecordDraftSaveAndCast) {
 TEST_F(ApplicationFlow, DeclinedDestructiveCastAndEscapeStopEverything) {
     const QString groupFile = support.path() + "/group";
     ASSERT_FALSE(SkillStore().save(librarySkill("Empty the trash", {{"exit", "0"}}, true)));
-    ASSERT_FALSE(SkillStore().save(librarySkill("Wait for the build", {{"hang", "1"}, {"pgrp_file", groupFile}}, false)));
+    ASSERT_FALSE(SkillStore().save(
+        librarySkill("Wait for the build", {{"hang", "1"}, {"pgrp_file", groupFile}}, false)));
 
     RunningApplication app(environment());
     ASSERT_TRUE(app.waitForPillStatus("Ready", 10000)) << "the pill never came up";
@@ -328,7 +339,8 @@ TEST_F(ApplicationFlow, DeclinedDestructiveCastAndEscapeStopEverything) {
     EXPECT_TRUE(readAuditLog().isEmpty()) << "a declined skill ran";
 
     openPaletteAndCast(app, "wait");
-    ASSERT_TRUE(waitUntil([&] { return QFile::exists(groupFile) && QFile(groupFile).size() > 0; }, 60000))
+    ASSERT_TRUE(
+        waitUntil([&] { return QFile::exists(groupFile) && QFile(groupFile).size() > 0; }, 60000))
         << "the long run never started";
     QFile file(groupFile);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
@@ -343,8 +355,9 @@ TEST_F(ApplicationFlow, DeclinedDestructiveCastAndEscapeStopEverything) {
     EXPECT_TRUE(waitUntil([&] { return ProcessGroup::livingMembers(group) == 0; }, 5000))
         << "a process of the run survived Esc";
     // The stop is shown and recorded like any other end of a run.
-    EXPECT_TRUE(app.waitFor([](const AccessibleNode& n) { return n.role() == "label" && n.name().contains("Stopped"); }))
-        << "the pill did not say the run was stopped";
+    EXPECT_TRUE(app.waitFor([](const AccessibleNode& n) {
+        return n.role() == "label" && n.name().contains("Stopped");
+    })) << "the pill did not say the run was stopped";
     screenshot("e2e-stopped");
     const QList<RunRecord> runs = readAuditLog();
     ASSERT_EQ(runs.size(), 1);
@@ -378,7 +391,8 @@ TEST_F(ApplicationFlow, TheCommandLineDrivesTheRunningApplication) {
 
     std::tie(status, err) = tavrik({"cast", "/say-hello", "exit=0", "--in-app"});
     EXPECT_EQ(status, 0) << err.toStdString();
-    ASSERT_TRUE(waitUntil([&] { return !readAuditLog().isEmpty(); }, 60000)) << "the cast never ran";
+    ASSERT_TRUE(waitUntil([&] { return !readAuditLog().isEmpty(); }, 60000))
+        << "the cast never ran";
     EXPECT_EQ(readAuditLog().first().skill, "Say hello");
     std::tie(status, err) = tavrik({"cast", "/no-such-skill", "--in-app"});
     EXPECT_EQ(status, 1);
@@ -396,7 +410,8 @@ TEST_F(ApplicationFlow, TheFirstLaunchAsksForTheKeyAndSendsNothingBeforeTheAnswe
     env.insert("TAVRIK_ANALYTICS_HOST", statistics.baseUrl());
     RunningApplication app(env);
     ASSERT_TRUE(app.waitForPillStatus("Ready", 10000)) << "the pill never came up";
-    ASSERT_TRUE(waitUntil([&] { return app.window("Welcome to Tavrik").has_value(); })) << "no welcome window";
+    ASSERT_TRUE(waitUntil([&] { return app.window("Welcome to Tavrik").has_value(); }))
+        << "no welcome window";
     const std::optional<AccessibleNode> send = app.waitFor("push button", "Send");
     ASSERT_TRUE(send) << "the statistics question is not asked";
     screenshot("e2e-first-launch");
@@ -408,11 +423,13 @@ TEST_F(ApplicationFlow, TheFirstLaunchAsksForTheKeyAndSendsNothingBeforeTheAnswe
     type("typedkey");
     desktop.tap(XK_Tab);
     desktop.sync();
-    ASSERT_TRUE(waitUntil([] { return QFile::exists(Secrets::anthropicKeyFilePath()); })) << "the key was not saved";
+    ASSERT_TRUE(waitUntil([] { return QFile::exists(Secrets::anthropicKeyFilePath()); }))
+        << "the key was not saved";
     QFile saved(Secrets::anthropicKeyFilePath());
     ASSERT_TRUE(saved.open(QIODevice::ReadOnly));
     EXPECT_EQ(saved.readAll().trimmed(), "typedkey");
-    EXPECT_FALSE(saved.permissions() & (QFileDevice::ReadGroup | QFileDevice::ReadOther)) << "others can read the key";
+    EXPECT_FALSE(saved.permissions() & (QFileDevice::ReadGroup | QFileDevice::ReadOther))
+        << "others can read the key";
 
     clickAt(send->centre());
     EXPECT_TRUE(app.waitFor("label", "✓ Sending"));
@@ -428,7 +445,8 @@ TEST_F(ApplicationFlow, WithoutAKeyTheErrorSaysWhatToDoAndTryAgainWritesTheSkill
     model.routeSequence(
         "POST", "/api/anthropic",
         {CannedResponse::json(503, messages::errorBody("overloaded_error", "unavailable")),
-         CannedResponse::eventStream(CannedResponse::split(messages::textStream(pieces), 200, 30))});
+         CannedResponse::eventStream(
+             CannedResponse::split(messages::textStream(pieces), 200, 30))});
     QProcessEnvironment env = environment();
     env.remove("ANTHROPIC_API_KEY");
     env.insert("TAVRIK_WEB_HOST", model.baseUrl());
@@ -446,13 +464,17 @@ TEST_F(ApplicationFlow, WithoutAKeyTheErrorSaysWhatToDoAndTryAgainWritesTheSkill
     doubleTapControl();
 
     const std::optional<AccessibleNode> error = app.waitFor(
-        [](const AccessibleNode& n) { return n.name().contains("API key") && n.name().contains("Preferences"); }, 15000);
+        [](const AccessibleNode& n) {
+            return n.name().contains("API key") && n.name().contains("Preferences");
+        },
+        15000);
     ASSERT_TRUE(error) << "the error does not name the fix";
     screenshot("e2e-no-key");
     std::optional<AccessibleNode> retry = app.waitFor("push button", "Try Again");
     ASSERT_TRUE(retry);
     clickAt(retry->centre());
-    EXPECT_TRUE(app.waitFor([](const AccessibleNode& n) { return n.role() == "text" && n.text() == kDraft; }, 15000))
+    EXPECT_TRUE(app.waitFor(
+        [](const AccessibleNode& n) { return n.role() == "text" && n.text() == kDraft; }, 15000))
         << "Try Again did not write the skill";
     screenshot("e2e-try-again");
     const QList<RecordedRequest> sent = model.requests();

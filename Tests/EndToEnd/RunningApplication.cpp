@@ -26,8 +26,9 @@ RunningApplication::~RunningApplication() {
     }
 }
 
-std::optional<AccessibleNode> RunningApplication::waitFor(
-    const std::function<bool(const AccessibleNode&)>& matches, int timeoutMs) {
+std::optional<AccessibleNode>
+RunningApplication::waitFor(const std::function<bool(const AccessibleNode&)>& matches,
+                            int timeoutMs) {
     std::optional<AccessibleNode> found;
     waitUntil(
         [&] {

@@ -22,7 +22,8 @@ public:
     // The first showing node that matches, once it appears within the time given.
     std::optional<AccessibleNode> waitFor(const std::function<bool(const AccessibleNode&)>& matches,
                                           int timeoutMs = 5000);
-    std::optional<AccessibleNode> waitFor(const QString& role, const QString& name, int timeoutMs = 5000);
+    std::optional<AccessibleNode> waitFor(const QString& role, const QString& name,
+                                          int timeoutMs = 5000);
     // The pill's window (with the skill panel in it), and its status as screen readers hear it
     // ("Ready", "Recording…", ...).
     std::optional<AccessibleNode> pill();

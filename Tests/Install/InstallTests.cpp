@@ -10,9 +10,8 @@
 #include <QRegularExpression>
 #include <QStandardPaths>
 #include <QTemporaryDir>
-#include <gtest/gtest.h>
-
 #include <csignal>
+#include <gtest/gtest.h>
 
 using namespace tavrik;
 
@@ -27,7 +26,8 @@ struct Result {
     QString err;
 };
 
-Result run(const QString& program, const QStringList& arguments, const QString& folder = QDir::tempPath(),
+Result run(const QString& program, const QStringList& arguments,
+           const QString& folder = QDir::tempPath(),
            const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment()) {
     QProcess process;
     process.setWorkingDirectory(folder);
@@ -36,20 +36,25 @@ Result run(const QString& program, const QStringList& arguments, const QString& 
     if (!process.waitForFinished(240000))
         return {-1, {}, QStringLiteral("%1 did not finish").arg(program)};
     return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-            QString::fromUtf8(process.readAllStandardOutput()), QString::fromUtf8(process.readAllStandardError())};
+            QString::fromUtf8(process.readAllStandardOutput()),
+            QString::fromUtf8(process.readAllStandardError())};
 }
 
 class Installed : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
         s_prefix = new QTemporaryDir;
-        s_install = new Result(run(TAVRIK_CMAKE, {"--install", TAVRIK_BINARY_DIR, "--prefix", s_prefix->path()}));
+        s_install = new Result(
+            run(TAVRIK_CMAKE, {"--install", TAVRIK_BINARY_DIR, "--prefix", s_prefix->path()}));
     }
     static void TearDownTestSuite() {
         delete s_install;
         delete s_prefix;
     }
-    void SetUp() override { ASSERT_EQ(s_install->status, 0) << s_install->out.toStdString() << s_install->err.toStdString(); }
+    void SetUp() override {
+        ASSERT_EQ(s_install->status, 0)
+            << s_install->out.toStdString() << s_install->err.toStdString();
+    }
 
     static QString path(const QString& relative) { return s_prefix->path() + u'/' + relative; }
 
@@ -77,9 +82,11 @@ TEST_F(Installed, DesktopEntryMetadataIconsAndManPageAreWhereTheDesktopLooks) {
     const Result appstream = run("appstreamcli", {"validate", "--no-net", metainfo});
     EXPECT_EQ(appstream.status, 0) << appstream.out.toStdString() << appstream.err.toStdString();
 
-    EXPECT_TRUE(QFileInfo(path("share/icons/hicolor/scalable/apps/app.tavrik.Tavrik.svg")).isFile());
+    EXPECT_TRUE(
+        QFileInfo(path("share/icons/hicolor/scalable/apps/app.tavrik.Tavrik.svg")).isFile());
     for (int size : {16, 22, 24, 32, 48, 64, 128, 256}) {
-        const QImage icon(path(QStringLiteral("share/icons/hicolor/%1x%1/apps/app.tavrik.Tavrik.png").arg(size)));
+        const QImage icon(
+            path(QStringLiteral("share/icons/hicolor/%1x%1/apps/app.tavrik.Tavrik.png").arg(size)));
         EXPECT_EQ(icon.size(), QSize(size, size)) << size;
         // Drawn, not blank: the corner is clear and the centre carries the mark.
         EXPECT_EQ(qAlpha(icon.pixel(0, 0)), 0) << size;
@@ -89,16 +96,19 @@ TEST_F(Installed, DesktopEntryMetadataIconsAndManPageAreWhereTheDesktopLooks) {
     // The manual names every command the built-in help names.
     QProcessEnvironment wide = QProcessEnvironment::systemEnvironment();
     wide.insert("MANWIDTH", "200");
-    const Result manual = run("man", {"--warnings", "-l", path("share/man/man1/tavrik.1.gz")}, QDir::tempPath(), wide);
+    const Result manual = run("man", {"--warnings", "-l", path("share/man/man1/tavrik.1.gz")},
+                              QDir::tempPath(), wide);
     EXPECT_EQ(manual.status, 0);
     EXPECT_TRUE(manual.err.isEmpty()) << manual.err.toStdString();
     const Result help = run(path("bin/tavrik"), {"--help"});
     ASSERT_EQ(help.status, 0);
-    static const QRegularExpression command(QStringLiteral("^  (--?[a-z-]+|[a-z-]+)\\b"), QRegularExpression::MultilineOption);
+    static const QRegularExpression command(QStringLiteral("^  (--?[a-z-]+|[a-z-]+)\\b"),
+                                            QRegularExpression::MultilineOption);
     int named = 0;
     for (auto it = command.globalMatch(help.out); it.hasNext(); ++named) {
         const QString word = it.next().captured(1);
-        const QRegularExpression standalone("(?<![\\w-])" + QRegularExpression::escape(word) + "(?![\\w-])");
+        const QRegularExpression standalone("(?<![\\w-])" + QRegularExpression::escape(word) +
+                                            "(?![\\w-])");
         EXPECT_TRUE(manual.out.contains(standalone))
             << word.toStdString() << " is in --help but not in the manual";
     }
@@ -113,7 +123,8 @@ TEST_F(Installed, RuntimeHasItsNodeAndOnlyProductionPackages) {
     EXPECT_EQ(version.status, 0);
     EXPECT_GE(version.out.mid(1).section(u'.', 0, 0).toInt(), 20) << version.out.toStdString();
     EXPECT_TRUE(QFileInfo(path("share/tavrik/runtime/dist/cli.js")).isFile());
-    EXPECT_TRUE(QFileInfo(path("share/tavrik/runtime/node_modules/playwright-core/package.json")).isFile());
+    EXPECT_TRUE(
+        QFileInfo(path("share/tavrik/runtime/node_modules/playwright-core/package.json")).isFile());
     EXPECT_FALSE(QFileInfo::exists(path("share/tavrik/runtime/node_modules/typescript")));
     EXPECT_FALSE(QFileInfo::exists(path("share/tavrik/runtime/node_modules/@types")));
     EXPECT_FALSE(QFileInfo::exists(path("share/tavrik/runtime/src")));
@@ -126,11 +137,14 @@ TEST_F(Installed, CastsADirectSkillWithItsOwnRuntimeFromAnywhere) {
     test::TempSupportFolder support;
     QTemporaryDir home;
     test::LocalHttpServer server;
-    server.route("GET", "/search", test::CannedResponse::text(200, "<html><title>Flights</title></html>", "text/html"));
+    server.route(
+        "GET", "/search",
+        test::CannedResponse::text(200, "<html><title>Flights</title></html>", "text/html"));
     Skill skill;
     skill.name = "Find Flights";
     skill.createdAt = QDateTime::currentDateTimeUtc();
-    skill.parameters = {{QUuid::createUuid(), "destination", ParameterType::searchTerm, "Where to?", "Lisbon", {}}};
+    skill.parameters = {
+        {QUuid::createUuid(), "destination", ParameterType::searchTerm, "Where to?", "Lisbon", {}}};
     skill.runtime = RuntimeSpec{"open_url", {}, server.baseUrl() + "/search?to={{destination}}"};
     ASSERT_FALSE(SkillStore().save(skill));
 
@@ -142,7 +156,8 @@ TEST_F(Installed, CastsADirectSkillWithItsOwnRuntimeFromAnywhere) {
     environment.insert("TAVRIK_DIRECT_BROWSER", "tavrik"); // the page is read by the headless one
     environment.insert("TAVRIK_BROWSER_NO_SANDBOX", "1");
     environment.insert("POSTHOG_OPT_OUT", "1");
-    const Result cast = run(path("bin/tavrik"), {"cast", "/find-flights", "destination=Porto"}, home.path(), environment);
+    const Result cast = run(path("bin/tavrik"), {"cast", "/find-flights", "destination=Porto"},
+                            home.path(), environment);
     EXPECT_EQ(cast.status, 0) << cast.out.toStdString() << cast.err.toStdString();
     EXPECT_TRUE(cast.out.contains("\n✓ ")) << cast.out.toStdString();
     bool opened = false;
@@ -153,7 +168,8 @@ TEST_F(Installed, CastsADirectSkillWithItsOwnRuntimeFromAnywhere) {
     // The runtime leaves the browser open for the next cast, as it does for the user.
     for (const QString& entry : QDir("/proc").entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
         QFile cmdline("/proc/" + entry + "/cmdline");
-        if (cmdline.open(QIODevice::ReadOnly) && cmdline.readAll().contains(support.path().toUtf8()))
+        if (cmdline.open(QIODevice::ReadOnly) &&
+            cmdline.readAll().contains(support.path().toUtf8()))
             ::kill(pid_t(entry.toLongLong()), SIGKILL);
     }
 }

@@ -2,14 +2,12 @@
 
 #include <QRegularExpression>
 #include <QTemporaryDir>
+#include <cstring>
 #include <gtest/gtest.h>
-
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
-
-#include <cstring>
 
 using namespace tavrik;
 
@@ -91,8 +89,9 @@ protected:
     SyslogSocket socket{path};
 };
 
-const QRegularExpression kHeader(R"(^<(\d+)>[A-Z][a-z]{2} [ \d]\d \d\d:\d\d:\d\d tavrik\[(\d+)\]: (.*)$)",
-                                 QRegularExpression::DotMatchesEverythingOption);
+const QRegularExpression
+    kHeader(R"(^<(\d+)>[A-Z][a-z]{2} [ \d]\d \d\d:\d\d:\d\d tavrik\[(\d+)\]: (.*)$)",
+            QRegularExpression::DotMatchesEverythingOption);
 
 } // namespace
 
@@ -108,8 +107,8 @@ TEST_F(SystemLogTest, EachLineReachesTheSyslogSocketAsTavrikWithItsPriority) {
     ASSERT_EQ(lines.size(), 3) << QByteArray(lines.join('|')).toStdString();
     const QList<QPair<int, QByteArray>> expected = {
         {8 + 4, "Tavrik: could not save the recording: disk full"}, // user facility, warning
-        {8 + 6, "Tavrik: nothing to open for Screen Recording"},   // info, the prefix added
-        {8 + 6, "Tavrik: second line"},                            // every line of it
+        {8 + 6, "Tavrik: nothing to open for Screen Recording"},    // info, the prefix added
+        {8 + 6, "Tavrik: second line"},                             // every line of it
     };
     for (int i = 0; i < 3; ++i) {
         const QRegularExpressionMatch match = kHeader.match(QString::fromUtf8(lines[i]));
@@ -125,7 +124,8 @@ TEST_F(SystemLogTest, FromATerminalTheSameLinesAlsoGoToStderr) {
     CapturedStderr err;
     qWarning().noquote() << "Tavrik: hotkeys unavailable: Control is taken";
     qDebug("x11: %d screens", 2);
-    EXPECT_EQ(err.text(), "Tavrik: hotkeys unavailable: Control is taken\nTavrik: x11: 2 screens\n");
+    EXPECT_EQ(err.text(),
+              "Tavrik: hotkeys unavailable: Control is taken\nTavrik: x11: 2 screens\n");
     const QList<QByteArray> lines = socket.received();
     ASSERT_EQ(lines.size(), 2);
     EXPECT_TRUE(lines[0].startsWith("<12>"));

@@ -475,13 +475,16 @@ TEST(SkillMarkdownParse, BigFile) {
 }
 
 TEST(SkillMarkdown, InstructionStepsAreTheNumberedListUnderTheirHeading) {
-    const QString text = "---\nname: Order\n---\n\n# Order\n\n1. Not a step: the summary says so.\n\n"
-                         "## Instructions\n1. Open https://shop.example/\n2. Type {{item}} into the search\n"
-                         "   field and press Enter\n\n10. Click Buy ⚠️\n- a remark\n\n## Success\n1. Done.\n";
-    EXPECT_EQ(SkillMarkdown::instructionSteps(text),
-              (QStringList{"Open https://shop.example/", "Type {{item}} into the search field and press Enter",
-                           "Click Buy ⚠️"}));
+    const QString text =
+        "---\nname: Order\n---\n\n# Order\n\n1. Not a step: the summary says so.\n\n"
+        "## Instructions\n1. Open https://shop.example/\n2. Type {{item}} into the search\n"
+        "   field and press Enter\n\n10. Click Buy ⚠️\n- a remark\n\n## Success\n1. Done.\n";
+    EXPECT_EQ(
+        SkillMarkdown::instructionSteps(text),
+        (QStringList{"Open https://shop.example/",
+                     "Type {{item}} into the search field and press Enter", "Click Buy ⚠️"}));
     // Rendered skills number their steps under "Steps"; a text without either heading has none.
-    EXPECT_EQ(SkillMarkdown::instructionSteps("# Order\n\n## Steps\n\n1. Press Return\n"), QStringList{"Press Return"});
+    EXPECT_EQ(SkillMarkdown::instructionSteps("# Order\n\n## Steps\n\n1. Press Return\n"),
+              QStringList{"Press Return"});
     EXPECT_TRUE(SkillMarkdown::instructionSteps("# Order\n\n1. Press key 36\n").isEmpty());
 }

@@ -440,10 +440,10 @@ TEST_F(AnthropicClientTest, KeysAndTokensNeverFollowARedirectToAnotherOrigin) {
     EXPECT_EQ(run->error()->kind(), ClientError::Kind::redirected);
     EXPECT_EQ(run->error()->description(), otherPort);
     // The same port under another name is another origin too.
-    server.route("POST", "/v1/messages",
-                 CannedResponse::redirect(QStringLiteral("http://localhost:%1/v1/messages")
-                                              .arg(server.port())
-                                              .toUtf8()));
+    server.route(
+        "POST", "/v1/messages",
+        CannedResponse::redirect(
+            QStringLiteral("http://localhost:%1/v1/messages").arg(server.port()).toUtf8()));
     EXPECT_EQ(structured(withKey())->error()->description(), otherName);
     EXPECT_EQ(elsewhere.requestCount(), 0);
 

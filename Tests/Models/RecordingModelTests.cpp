@@ -59,7 +59,8 @@ TEST(RecordingModel, RecordingWithoutEndDecodesWithZeroDuration) {
 TEST(RecordingModel, MissingArrayOrWrongShapeFails) {
     EXPECT_FALSE(Recording::fromJson(parseObject(R"({"id": "0B8D3E2C-7F6A-4B1C-9D2E-3F4A5B6C7D8E",
         "startedAt": "2026-03-01T09:15:42Z", "displays": [], "events": [], "frames": []})")));
-    EXPECT_FALSE(Recording::fromJson(parseObject(R"({"id": "not-a-uuid", "startedAt": "2026-03-01T09:15:42Z",
+    EXPECT_FALSE(
+        Recording::fromJson(parseObject(R"({"id": "not-a-uuid", "startedAt": "2026-03-01T09:15:42Z",
         "displays": [], "events": [], "frames": [], "appContexts": []})")));
     EXPECT_FALSE(Recording::fromJson(QJsonValue(QJsonArray{})));
 }
@@ -85,12 +86,18 @@ TEST(RecordingModel, RoundTripKeepsEverythingButFractionsOfSeconds) {
     key.modifierFlags = 0x100000;
     key.typedText = "héllo \"wörld\" 🎉";
     recording.events = {drag, key};
-    recording.frames = {{QUuid::createUuid(), 0.3, "frames/000001.png", 69733378, {3840, 2160}, {Rect(5, 6, 7, 8)}}};
+    recording.frames = {{QUuid::createUuid(),
+                         0.3,
+                         "frames/000001.png",
+                         69733378,
+                         {3840, 2160},
+                         {Rect(5, 6, 7, 8)}}};
     recording.appContexts = {{0, "org.gnome.TextEditor", "Text Editor", std::nullopt}};
 
     const QJsonObject json = recording.toJson();
     EXPECT_EQ(json.value("startedAt").toString(), "2026-03-01T09:15:42Z");
-    std::optional<Recording> decoded = Recording::fromJson(QJsonDocument::fromJson(json::pretty(json)).object());
+    std::optional<Recording> decoded =
+        Recording::fromJson(QJsonDocument::fromJson(json::pretty(json)).object());
     ASSERT_TRUE(decoded);
     Recording expected = recording;
     expected.startedAt = json::truncatedToSeconds(recording.startedAt);
@@ -100,7 +107,8 @@ TEST(RecordingModel, RoundTripKeepsEverythingButFractionsOfSeconds) {
 }
 
 TEST(RecordingModel, IntegerFieldsRejectFractionsAndOverflow) {
-    const char* base = R"({"id": "1B8D3E2C-7F6A-4B1C-9D2E-3F4A5B6C7D8E", "timeOffset": 0, "type": "keystroke", "keyCode": %1})";
+    const char* base =
+        R"({"id": "1B8D3E2C-7F6A-4B1C-9D2E-3F4A5B6C7D8E", "timeOffset": 0, "type": "keystroke", "keyCode": %1})";
     EXPECT_TRUE(ActionEvent::fromJson(parseObject(QString(base).arg("65535").toUtf8())));
     EXPECT_FALSE(ActionEvent::fromJson(parseObject(QString(base).arg("65536").toUtf8())));
     EXPECT_FALSE(ActionEvent::fromJson(parseObject(QString(base).arg("1.5").toUtf8())));

@@ -28,7 +28,8 @@ TEST(SkillModel, AllURLTemplatesInOpeningOrder) {
     spec.steps = QList<RuntimeSpec>{openURL("d")};
     EXPECT_EQ(spec.allURLTemplates(), (QList<QString>{"a", "b", "c", "d"}));
 
-    RuntimeSpec sequence{"sequence", {}, {}, {}, QList<RuntimeSpec>{openURL("x"), openURL(""), openURL("x")}};
+    RuntimeSpec sequence{
+        "sequence", {}, {}, {}, QList<RuntimeSpec>{openURL("x"), openURL(""), openURL("x")}};
     EXPECT_EQ(sequence.allURLTemplates(), (QList<QString>{"x", "", "x"}));
     EXPECT_TRUE(RuntimeSpec{"open_url"}.allURLTemplates().isEmpty());
 }
@@ -57,7 +58,8 @@ TEST(SkillModel, DecodingRequiresEveryNonOptionalKey) {
     ASSERT_TRUE(Skill::fromJson(json));
     EXPECT_FALSE(Skill::fromJson(json)->url);
 
-    for (const char* key : {"createdAt", "id", "name", "trigger", "summary", "mode", "parameters", "plan", "appScope"}) {
+    for (const char* key : {"createdAt", "id", "name", "trigger", "summary", "mode", "parameters",
+                            "plan", "appScope"}) {
         QJsonObject missing = json;
         missing.remove(key);
         QString error;
@@ -86,7 +88,8 @@ TEST(SkillModel, FullSkillRoundTripsThroughJson) {
     skill.appScope = {"com.google.Chrome"};
     skill.url = "https://example.org/prices";
     skill.sourceRecordingID = QUuid::createUuid();
-    skill.parameters = {{QUuid::createUuid(), "token", ParameterType::searchTerm, "Which token?", "BTC", {1}}};
+    skill.parameters = {
+        {QUuid::createUuid(), "token", ParameterType::searchTerm, "Which token?", "BTC", {1}}};
     PlanStep step;
     step.index = 1;
     step.intent = "Type the token";
@@ -106,7 +109,8 @@ TEST(SkillModel, FullSkillRoundTripsThroughJson) {
 
     const QJsonObject json = skill.toJson();
     EXPECT_EQ(json.value("sourceRecordingID").toString(), json::uuidText(*skill.sourceRecordingID));
-    std::optional<Skill> decoded = Skill::fromJson(QJsonDocument::fromJson(json::compact(json)).object());
+    std::optional<Skill> decoded =
+        Skill::fromJson(QJsonDocument::fromJson(json::compact(json)).object());
     ASSERT_TRUE(decoded);
     EXPECT_EQ(*decoded, skill);
 
@@ -115,8 +119,10 @@ TEST(SkillModel, FullSkillRoundTripsThroughJson) {
 }
 
 TEST(SkillModel, DatesAreUtcWholeSecondsAndStrict) {
-    EXPECT_EQ(json::dateText(QDateTime::fromMSecsSinceEpoch(1767323045999, Qt::UTC)), "2026-01-02T03:04:05Z");
-    EXPECT_EQ(json::parseDate(u"2026-01-02T04:04:05+01:00"), QDateTime::fromSecsSinceEpoch(1767323045, Qt::UTC));
+    EXPECT_EQ(json::dateText(QDateTime::fromMSecsSinceEpoch(1767323045999, Qt::UTC)),
+              "2026-01-02T03:04:05Z");
+    EXPECT_EQ(json::parseDate(u"2026-01-02T04:04:05+01:00"),
+              QDateTime::fromSecsSinceEpoch(1767323045, Qt::UTC));
     EXPECT_FALSE(json::parseDate(u"2026-01-02"));
     EXPECT_FALSE(json::parseDate(u"yesterday"));
     EXPECT_FALSE(json::parseDate(u"2026-13-02T03:04:05Z"));

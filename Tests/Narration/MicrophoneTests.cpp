@@ -1,9 +1,8 @@
+#include "Support/CoreApplication.h"
 #include "TavrikCore/Recorder/NarrationRecorder.h"
 #include "TavrikCore/Recorder/WavFileAudioInput.h"
 #include "TavrikPlatform/Audio/MicrophoneInput.h"
 #include "TavrikPlatform/Audio/PocketSphinxRecognizer.h"
-
-#include "Support/CoreApplication.h"
 
 #include <QCoreApplication>
 #include <QFile>

@@ -1,8 +1,7 @@
+#include "Support/CoreApplication.h"
 #include "TavrikCore/Recorder/NarrationRecorder.h"
 #include "TavrikCore/Recorder/WavFileAudioInput.h"
 #include "TavrikPlatform/Audio/PocketSphinxRecognizer.h"
-
-#include "Support/CoreApplication.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -150,7 +149,8 @@ TEST_F(Speech, WithoutAudioStopAnswersAtOnceWithNothing) {
     QElapsedTimer timer;
     timer.start();
     EXPECT_EQ(narration.stop().result(), "");
-    EXPECT_LT(timer.elapsed(), 1000); // well inside the 1.2 s tail a recording with audio would wait
+    EXPECT_LT(timer.elapsed(),
+              1000); // well inside the 1.2 s tail a recording with audio would wait
     EXPECT_TRUE(narration.errorString().contains("missing.wav"))
         << narration.errorString().toStdString();
     EXPECT_FALSE(narration.isRunning());

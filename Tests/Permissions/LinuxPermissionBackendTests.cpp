@@ -1,6 +1,5 @@
-#include "TavrikPlatform/Permissions/LinuxPermissionBackend.h"
-
 #include "Support/CoreApplication.h"
+#include "TavrikPlatform/Permissions/LinuxPermissionBackend.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>

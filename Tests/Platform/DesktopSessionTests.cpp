@@ -11,7 +11,8 @@ namespace {
 using DesktopSession::Kind;
 
 TEST(DesktopSession, AWaylandSessionIsWaylandEvenWithAnXDisplayBesideIt) {
-    const auto detect = [](const char* display, const char* wayland, const char* type, const char* chosen = "") {
+    const auto detect = [](const char* display, const char* wayland, const char* type,
+                           const char* chosen = "") {
         return DesktopSession::detect({display, wayland, type, chosen});
     };
     EXPECT_EQ(detect(":0", "wayland-0", "wayland"), Kind::wayland);

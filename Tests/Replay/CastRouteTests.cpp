@@ -32,7 +32,8 @@ TEST(CastRoute, RecordedPlansReplayRuntimesOpenDirectlyTheRestGoesToTheAgent) {
     skill.plan.last().target->windowFrame = Rect(0, 0, 100, 100);
     EXPECT_EQ(CastRoute::method(skill), CastMethod::replay);
 
-    skill.runtime = RuntimeSpec{QStringLiteral("open_url"), {}, QStringLiteral("https://example.com/{{q}}"), {}, {}};
+    skill.runtime = RuntimeSpec{
+        QStringLiteral("open_url"), {}, QStringLiteral("https://example.com/{{q}}"), {}, {}};
     EXPECT_EQ(CastRoute::method(skill), CastMethod::runtime);
     skill.castWith = CastMethod::replay;
     EXPECT_EQ(CastRoute::method(skill), CastMethod::replay);
@@ -75,18 +76,32 @@ TEST(CastRoute, SecureTypingIsAskedForAndPassesOnlyAsOneLine) {
 
 TEST(ParameterFill, TheRunsValuesReplaceExamplesAndPlaceholders) {
     const QList<Parameter> parameters{
-        Parameter{QUuid::createUuid(), QStringLiteral("city"), ParameterType::text, {}, QStringLiteral("New York"), {}},
-        Parameter{QUuid::createUuid(), QStringLiteral("short"), ParameterType::text, {}, QStringLiteral("York"), {}},
-        Parameter{QUuid::createUuid(), QStringLiteral("empty"), ParameterType::text, {}, QString(), {}}};
+        Parameter{QUuid::createUuid(),
+                  QStringLiteral("city"),
+                  ParameterType::text,
+                  {},
+                  QStringLiteral("New York"),
+                  {}},
+        Parameter{QUuid::createUuid(),
+                  QStringLiteral("short"),
+                  ParameterType::text,
+                  {},
+                  QStringLiteral("York"),
+                  {}},
+        Parameter{
+            QUuid::createUuid(), QStringLiteral("empty"), ParameterType::text, {}, QString(), {}}};
     const QMap<QString, QString> values{{QStringLiteral("city"), QStringLiteral("Paris")},
                                         {QStringLiteral("short"), QStringLiteral("Yorkshire")},
                                         {QStringLiteral("empty"), QStringLiteral("E")}};
-    EXPECT_EQ(ParameterFill::fill(QStringLiteral("Flights to New York from York"), parameters, values),
-              QStringLiteral("Flights to Paris from Yorkshire"));
-    EXPECT_EQ(ParameterFill::fill(QStringLiteral("{{city}}/{{empty}}/{{unknown}}"), parameters, values),
-              QStringLiteral("Paris/E/{{unknown}}"));
+    EXPECT_EQ(
+        ParameterFill::fill(QStringLiteral("Flights to New York from York"), parameters, values),
+        QStringLiteral("Flights to Paris from Yorkshire"));
+    EXPECT_EQ(
+        ParameterFill::fill(QStringLiteral("{{city}}/{{empty}}/{{unknown}}"), parameters, values),
+        QStringLiteral("Paris/E/{{unknown}}"));
     // A value that contains an example is not replaced again.
-    EXPECT_EQ(ParameterFill::fill(QStringLiteral("York"), parameters, {{QStringLiteral("short"), QStringLiteral("York York")}}),
+    EXPECT_EQ(ParameterFill::fill(QStringLiteral("York"), parameters,
+                                  {{QStringLiteral("short"), QStringLiteral("York York")}}),
               QStringLiteral("York York"));
 }
 

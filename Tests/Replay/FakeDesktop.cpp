@@ -14,16 +14,17 @@ LiveWindow& FakeDesktop::addWindow(const QString& appID, const QString& title, R
     return windowList.last();
 }
 
-LiveElement& FakeDesktop::addElement(const LiveWindow& window, const QString& role, const QString& name,
-                                     const QString& path, Rect frameInWindow) {
+LiveElement& FakeDesktop::addElement(const LiveWindow& window, const QString& role,
+                                     const QString& name, const QString& path, Rect frameInWindow) {
     LiveElement element;
     element.handle = m_nextHandle++;
     element.window = window.handle;
     element.role = role;
     element.name = name;
     element.path = path;
-    element.frame = Rect(window.frame.origin.x + frameInWindow.origin.x, window.frame.origin.y + frameInWindow.origin.y,
-                         frameInWindow.size.width, frameInWindow.size.height);
+    element.frame = Rect(window.frame.origin.x + frameInWindow.origin.x,
+                         window.frame.origin.y + frameInWindow.origin.y, frameInWindow.size.width,
+                         frameInWindow.size.height);
     element.showing = true;
     element.enabled = true;
     element.focusable = true;
@@ -60,7 +61,8 @@ LiveElement* FakeDesktop::byHandle(quint64 handle) {
 QList<LiveElement> FakeDesktop::elements(const LiveWindow& window, const QString& role, int limit) {
     QList<LiveElement> found;
     for (const LiveElement& e : elementList)
-        if (e.window == window.handle && e.showing && (role.isEmpty() || e.role == role) && found.size() < limit)
+        if (e.window == window.handle && e.showing && (role.isEmpty() || e.role == role) &&
+            found.size() < limit)
             found.append(e);
     return found;
 }
@@ -123,7 +125,8 @@ bool FakeDesktop::insertText(const LiveElement& element, const QString& text) {
     if (!e || !insertTextWorks)
         return false;
     e->value = e->value.value_or(QString()) + text;
-    log.append(QStringLiteral("insert %1 into %2").arg(e->secure ? QStringLiteral("(secret)") : text, e->name));
+    log.append(QStringLiteral("insert %1 into %2")
+                   .arg(e->secure ? QStringLiteral("(secret)") : text, e->name));
     return true;
 }
 
@@ -166,8 +169,8 @@ bool FakeDesktop::click(Point at, Button button, int count) {
     if (clicksLand && button == Button::left && count == 1)
         for (LiveElement& e : elementList) {
             const Rect& f = e.frame;
-            if (e.selectable && at.x >= f.origin.x && at.y >= f.origin.y && at.x < f.origin.x + f.size.width &&
-                at.y < f.origin.y + f.size.height)
+            if (e.selectable && at.x >= f.origin.x && at.y >= f.origin.y &&
+                at.x < f.origin.x + f.size.width && at.y < f.origin.y + f.size.height)
                 e.selected = true;
         }
     log.append(QStringLiteral("click %1,%2 %3 x%4")
@@ -179,12 +182,20 @@ bool FakeDesktop::click(Point at, Button button, int count) {
 }
 
 bool FakeDesktop::drag(Point from, Point to) {
-    log.append(QStringLiteral("drag %1,%2 to %3,%4").arg(qRound(from.x)).arg(qRound(from.y)).arg(qRound(to.x)).arg(qRound(to.y)));
+    log.append(QStringLiteral("drag %1,%2 to %3,%4")
+                   .arg(qRound(from.x))
+                   .arg(qRound(from.y))
+                   .arg(qRound(to.x))
+                   .arg(qRound(to.y)));
     return true;
 }
 
 bool FakeDesktop::scroll(Point at, int dx, int dy) {
-    log.append(QStringLiteral("scroll %1,%2 by %3,%4").arg(qRound(at.x)).arg(qRound(at.y)).arg(dx).arg(dy));
+    log.append(QStringLiteral("scroll %1,%2 by %3,%4")
+                   .arg(qRound(at.x))
+                   .arg(qRound(at.y))
+                   .arg(dx)
+                   .arg(dy));
     return true;
 }
 

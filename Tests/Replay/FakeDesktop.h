@@ -29,8 +29,8 @@ public:
     bool activationWorks = true;
 
     LiveWindow& addWindow(const QString& appID, const QString& title, Rect frame);
-    LiveElement& addElement(const LiveWindow& window, const QString& role, const QString& name, const QString& path,
-                            Rect frameInWindow);
+    LiveElement& addElement(const LiveWindow& window, const QString& role, const QString& name,
+                            const QString& path, Rect frameInWindow);
     LiveElement* find(const QString& name);
 
     bool isAvailable() const override { return true; }

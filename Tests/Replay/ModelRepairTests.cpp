@@ -116,10 +116,10 @@ TEST_F(ModelRepair, TheModelActsOnTheRenamedButtonAndReplayGoesOn) {
                                 toolUse("toolu_1", "act", {{"index", 2}})}),
                           turn({toolUse("toolu_2", "finish", {{"index", 2}})})});
     // Another application's password field on screen is blacked out in the key frame as well.
-    const LiveWindow keys = desktop.addWindow(QStringLiteral("org.example.Keys"), QStringLiteral("Keys"),
-                                              Rect(600, 100, 300, 200));
-    desktop.addElement(keys, QStringLiteral("password text"), QStringLiteral("PIN"), QStringLiteral("filler:0/password text:0"),
-                       Rect(20, 20, 200, 24));
+    const LiveWindow keys = desktop.addWindow(QStringLiteral("org.example.Keys"),
+                                              QStringLiteral("Keys"), Rect(600, 100, 300, 200));
+    desktop.addElement(keys, QStringLiteral("password text"), QStringLiteral("PIN"),
+                       QStringLiteral("filler:0/password text:0"), Rect(20, 20, 200, 24));
     ASSERT_TRUE(run()) << lines.join('\n').toStdString();
     EXPECT_EQ(actions(), QStringList{QStringLiteral("action click Create task")});
     EXPECT_TRUE(lines.contains(QStringLiteral("· Repairing step 2 with the model…")));

@@ -17,12 +17,14 @@ inline AXTarget recordedTarget(const LiveElement& element, const LiveWindow& win
     target.axPath = element.path;
     target.isSecure = element.secure;
     target.windowFrame = window.frame;
-    target.frameInWindow = Rect(element.frame.origin.x - window.frame.origin.x, element.frame.origin.y - window.frame.origin.y,
+    target.frameInWindow = Rect(element.frame.origin.x - window.frame.origin.x,
+                                element.frame.origin.y - window.frame.origin.y,
                                 element.frame.size.width, element.frame.size.height);
     return target;
 }
 
-inline PlanStep recordedStep(qsizetype index, ActionType action, const LiveElement& element, const LiveWindow& window) {
+inline PlanStep recordedStep(qsizetype index, ActionType action, const LiveElement& element,
+                             const LiveWindow& window) {
     PlanStep step;
     step.index = index;
     step.action = action;

@@ -17,44 +17,59 @@ struct SignUp : ::testing::Test {
     ReplayEngine::LineSink sink = [this](const QString& line) { lines.append(line); };
 
     SignUp() {
-        window = desktop.addWindow(QStringLiteral("org.example.SignUp"), QStringLiteral("Sign up"), Rect(50, 50, 500, 400));
-        desktop.addElement(window, QStringLiteral("text"), QStringLiteral("Name"), QStringLiteral("filler:0/text:0"),
-                           Rect(20, 20, 300, 24));
+        window = desktop.addWindow(QStringLiteral("org.example.SignUp"), QStringLiteral("Sign up"),
+                                   Rect(50, 50, 500, 400));
+        desktop.addElement(window, QStringLiteral("text"), QStringLiteral("Name"),
+                           QStringLiteral("filler:0/text:0"), Rect(20, 20, 300, 24));
         desktop.addElement(window, QStringLiteral("password text"), QStringLiteral("Password"),
                            QStringLiteral("filler:0/password text:1"), Rect(20, 60, 300, 24));
-        desktop.addElement(window, QStringLiteral("check box"), QStringLiteral("Subscribe"), QStringLiteral("filler:0/check box:2"),
-                           Rect(20, 100, 120, 24));
-        desktop.addElement(window, QStringLiteral("push button"), QStringLiteral("Save"), QStringLiteral("filler:0/push button:3"),
-                           Rect(400, 350, 80, 30));
+        desktop.addElement(window, QStringLiteral("check box"), QStringLiteral("Subscribe"),
+                           QStringLiteral("filler:0/check box:2"), Rect(20, 100, 120, 24));
+        desktop.addElement(window, QStringLiteral("push button"), QStringLiteral("Save"),
+                           QStringLiteral("filler:0/push button:3"), Rect(400, 350, 80, 30));
 
         skill.name = QStringLiteral("Sign up");
-        skill.parameters = {Parameter{QUuid::createUuid(), QStringLiteral("full_name"), ParameterType::text,
-                                      QStringLiteral("Who?"), QStringLiteral("Ada"), {1}}};
-        skill.plan.append(recordedStep(0, ActionType::click, *desktop.find(QStringLiteral("Name")), window));
-        PlanStep typed = recordedStep(1, ActionType::keystroke, *desktop.find(QStringLiteral("Name")), window);
+        skill.parameters = {Parameter{QUuid::createUuid(),
+                                      QStringLiteral("full_name"),
+                                      ParameterType::text,
+                                      QStringLiteral("Who?"),
+                                      QStringLiteral("Ada"),
+                                      {1}}};
+        skill.plan.append(
+            recordedStep(0, ActionType::click, *desktop.find(QStringLiteral("Name")), window));
+        PlanStep typed =
+            recordedStep(1, ActionType::keystroke, *desktop.find(QStringLiteral("Name")), window);
         typed.text = QStringLiteral("Ada Lovelace");
         skill.plan.append(typed);
-        skill.plan.append(recordedStep(2, ActionType::keystroke, *desktop.find(QStringLiteral("Password")), window));
-        skill.plan.append(recordedStep(3, ActionType::click, *desktop.find(QStringLiteral("Subscribe")), window));
-        skill.plan.append(recordedStep(4, ActionType::click, *desktop.find(QStringLiteral("Save")), window));
+        skill.plan.append(recordedStep(2, ActionType::keystroke,
+                                       *desktop.find(QStringLiteral("Password")), window));
+        skill.plan.append(
+            recordedStep(3, ActionType::click, *desktop.find(QStringLiteral("Subscribe")), window));
+        skill.plan.append(
+            recordedStep(4, ActionType::click, *desktop.find(QStringLiteral("Save")), window));
     }
 
-    bool run(const QMap<QString, QString>& values, const QMap<qsizetype, QString>& secrets = {{2, QStringLiteral("hunter2")}}) {
+    bool run(const QMap<QString, QString>& values,
+             const QMap<qsizetype, QString>& secrets = {{2, QStringLiteral("hunter2")}}) {
         ReplayEngine engine(desktop, desktop, desktop);
         return engine.run(skill, values, secrets, sink);
     }
 };
 
 TEST_F(SignUp, CarriesOutTheFormThroughAccessibilityWithTheRunsValues) {
-    ASSERT_TRUE(run({{QStringLiteral("full_name"), QStringLiteral("Grace")}})) << lines.join('\n').toStdString();
+    ASSERT_TRUE(run({{QStringLiteral("full_name"), QStringLiteral("Grace")}}))
+        << lines.join('\n').toStdString();
     EXPECT_EQ(desktop.find(QStringLiteral("Name"))->value, QStringLiteral("Grace Lovelace"));
     EXPECT_TRUE(desktop.find(QStringLiteral("Subscribe"))->checked);
-    EXPECT_EQ(desktop.log, (QStringList{QStringLiteral("focus Name"), QStringLiteral("insert Grace Lovelace into Name"),
-                                        QStringLiteral("focus Password"), QStringLiteral("insert (secret) into Password"),
-                                        QStringLiteral("action click Subscribe"), QStringLiteral("activate Sign up"),
-                                        QStringLiteral("click 490,415 left x1")}));
+    EXPECT_EQ(desktop.log,
+              (QStringList{
+                  QStringLiteral("focus Name"), QStringLiteral("insert Grace Lovelace into Name"),
+                  QStringLiteral("focus Password"), QStringLiteral("insert (secret) into Password"),
+                  QStringLiteral("action click Subscribe"), QStringLiteral("activate Sign up"),
+                  QStringLiteral("click 490,415 left x1")}));
     EXPECT_EQ(lines.last(), QStringLiteral("✓ Replayed 5 steps of “Sign up”"));
-    EXPECT_TRUE(lines.contains(QStringLiteral("→ type (a secret) into “Password” in org.example.SignUp")));
+    EXPECT_TRUE(
+        lines.contains(QStringLiteral("→ type (a secret) into “Password” in org.example.SignUp")));
     // The secret goes into the field and nowhere else.
     EXPECT_FALSE(lines.join('\n').contains(QStringLiteral("hunter2")));
     EXPECT_FALSE(desktop.log.join('\n').contains(QStringLiteral("hunter2")));
@@ -75,8 +90,10 @@ TEST_F(SignUp, WaitsForATargetThatAppearsLateAndGivesUpOnOneThatNeverDoes) {
     desktop.now = 0;
     desktop.log.clear();
     EXPECT_FALSE(run({}));
-    EXPECT_EQ(lines.last(), QStringLiteral("✗ Step 5 (Step on Save): no element like “Save” in org.example.SignUp "
-                                           "(push button) is showing"));
+    EXPECT_EQ(
+        lines.last(),
+        QStringLiteral("✗ Step 5 (Step on Save): no element like “Save” in org.example.SignUp "
+                       "(push button) is showing"));
     EXPECT_GE(desktop.now, 10000);
     EXPECT_LT(desktop.now, 11000);
     EXPECT_FALSE(desktop.log.contains(QStringLiteral("click 490,415 left x1")));
@@ -88,18 +105,21 @@ TEST_F(SignUp, APushButtonIsClickedWhereItShowsAndPressedThroughAccessibilityWhe
     skill.plan = {skill.plan[4]};
     desktop.windowList[0].active = false;
     ASSERT_TRUE(run({}));
-    EXPECT_EQ(desktop.log, (QStringList{QStringLiteral("activate Sign up"), QStringLiteral("click 490,415 left x1")}));
+    EXPECT_EQ(desktop.log, (QStringList{QStringLiteral("activate Sign up"),
+                                        QStringLiteral("click 490,415 left x1")}));
 
     // Covered, or its window would not come to the front: pressed through accessibility.
     desktop.log.clear();
     desktop.covered = {QStringLiteral("Save")};
     ASSERT_TRUE(run({}));
-    EXPECT_EQ(desktop.log, (QStringList{QStringLiteral("activate Sign up"), QStringLiteral("action click Save")}));
+    EXPECT_EQ(desktop.log, (QStringList{QStringLiteral("activate Sign up"),
+                                        QStringLiteral("action click Save")}));
     desktop.log.clear();
     desktop.covered.clear();
     desktop.activationWorks = false;
     ASSERT_TRUE(run({}));
-    EXPECT_EQ(desktop.log, (QStringList{QStringLiteral("activate Sign up"), QStringLiteral("action click Save")}));
+    EXPECT_EQ(desktop.log, (QStringList{QStringLiteral("activate Sign up"),
+                                        QStringLiteral("action click Save")}));
 }
 
 TEST_F(SignUp, WaitsForADisabledButtonAndALongerPreconditionWait) {
@@ -122,7 +142,9 @@ TEST_F(SignUp, ARefusedActionFallsBackToAClickWhereTheElementIsNow) {
 
 TEST_F(SignUp, NoSecretNoRun) {
     EXPECT_FALSE(run({}, {}));
-    EXPECT_EQ(lines.last(), QStringLiteral("✗ Step 3 (Step on Password): no value was given for the secure field"));
+    EXPECT_EQ(
+        lines.last(),
+        QStringLiteral("✗ Step 3 (Step on Password): no value was given for the secure field"));
     EXPECT_FALSE(desktop.log.contains(QStringLiteral("click 490,415 left x1")));
 }
 
@@ -147,7 +169,8 @@ TEST_F(SignUp, ChecksEveryStepWithoutActing) {
     ReplayEngine engine(desktop, desktop, desktop);
     EXPECT_FALSE(engine.check(skill, {}, sink));
     EXPECT_TRUE(desktop.log.isEmpty());
-    EXPECT_EQ(lines[0], QStringLiteral("· Step 1 (Step on Name): found “Name” in org.example.SignUp"));
+    EXPECT_EQ(lines[0],
+              QStringLiteral("· Step 1 (Step on Name): found “Name” in org.example.SignUp"));
     EXPECT_TRUE(lines[4].startsWith(QStringLiteral("· Step 5 (Step on Save): missing, ")));
     EXPECT_EQ(lines.last(), QStringLiteral("✗ 1 of 5 steps have no element to act on now"));
     EXPECT_EQ(desktop.now, 0);
@@ -156,7 +179,8 @@ TEST_F(SignUp, ChecksEveryStepWithoutActing) {
 // Pointer steps with nothing but a window recorded (a canvas the toolkit does not describe).
 TEST(ReplayEngine, WindowOnlyStepsClickWhereTheyWereInTheWindowButNeverDestructively) {
     FakeDesktop desktop;
-    const LiveWindow window = desktop.addWindow(QStringLiteral("paint"), QStringLiteral("Canvas"), Rect(300, 200, 640, 480));
+    const LiveWindow window = desktop.addWindow(QStringLiteral("paint"), QStringLiteral("Canvas"),
+                                                Rect(300, 200, 640, 480));
     PlanStep click;
     click.intent = QStringLiteral("Click the canvas");
     click.action = ActionType::click;
@@ -173,21 +197,25 @@ TEST(ReplayEngine, WindowOnlyStepsClickWhereTheyWereInTheWindowButNeverDestructi
     QStringList lines;
     ReplayEngine engine(desktop, desktop, desktop);
     ASSERT_TRUE(engine.run(skill, {}, {}, [&](const QString& l) { lines.append(l); }));
-    EXPECT_EQ(desktop.log, (QStringList{QStringLiteral("click 400,250 left x1"), QStringLiteral("drag 400,250 to 450,290")}));
+    EXPECT_EQ(desktop.log, (QStringList{QStringLiteral("click 400,250 left x1"),
+                                        QStringLiteral("drag 400,250 to 450,290")}));
 
     desktop.log.clear();
     skill.plan = {click};
     skill.plan[0].isDestructive = true;
     EXPECT_FALSE(engine.run(skill, {}, {}, [&](const QString& l) { lines.append(l); }));
     EXPECT_TRUE(desktop.log.isEmpty());
-    EXPECT_TRUE(lines.last().startsWith(QStringLiteral("✗ Step 1 (Click the canvas): it may delete")));
+    EXPECT_TRUE(
+        lines.last().startsWith(QStringLiteral("✗ Step 1 (Click the canvas): it may delete")));
 }
 
 TEST(ReplayEngine, KeyPressesFocusTheirElementAndAnOpenApplicationIsNeeded) {
     FakeDesktop desktop;
-    const LiveWindow window = desktop.addWindow(QStringLiteral("editor"), QStringLiteral("Notes"), Rect(0, 0, 800, 600));
-    const LiveElement& text = desktop.addElement(window, QStringLiteral("text"), QString(), QStringLiteral("scroll pane:0/text:0"),
-                                                 Rect(0, 40, 800, 560));
+    const LiveWindow window =
+        desktop.addWindow(QStringLiteral("editor"), QStringLiteral("Notes"), Rect(0, 0, 800, 600));
+    const LiveElement& text =
+        desktop.addElement(window, QStringLiteral("text"), QString(),
+                           QStringLiteral("scroll pane:0/text:0"), Rect(0, 40, 800, 560));
     PlanStep save = recordedStep(0, ActionType::keystroke, text, window);
     save.keyCode = KeyCodes::s;
     save.modifierFlags = ModifierFlags::control | 0x100; // device bits are not passed on
@@ -207,11 +235,13 @@ TEST(ReplayEngine, KeyPressesFocusTheirElementAndAnOpenApplicationIsNeeded) {
 // A row's label takes a plain click; the click counts once the row shows as selected.
 TEST(ReplayEngine, AClickInsideAListRowMustLeaveTheRowSelected) {
     FakeDesktop desktop;
-    const LiveWindow window = desktop.addWindow(QStringLiteral("fruit"), QStringLiteral("Fruit"), Rect(0, 0, 400, 300));
-    desktop.addElement(window, QStringLiteral("list item"), QStringLiteral("Pears"), QStringLiteral("list:0/list item:1"),
-                       Rect(10, 40, 200, 20));
-    const LiveElement& label = desktop.addElement(window, QStringLiteral("label"), QStringLiteral("Pears"),
-                                                  QStringLiteral("list:0/list item:1/label:0"), Rect(14, 42, 60, 16));
+    const LiveWindow window =
+        desktop.addWindow(QStringLiteral("fruit"), QStringLiteral("Fruit"), Rect(0, 0, 400, 300));
+    desktop.addElement(window, QStringLiteral("list item"), QStringLiteral("Pears"),
+                       QStringLiteral("list:0/list item:1"), Rect(10, 40, 200, 20));
+    const LiveElement& label =
+        desktop.addElement(window, QStringLiteral("label"), QStringLiteral("Pears"),
+                           QStringLiteral("list:0/list item:1/label:0"), Rect(14, 42, 60, 16));
     Skill skill;
     skill.plan = {recordedStep(0, ActionType::click, label, window)};
     QStringList lines;
@@ -225,7 +255,10 @@ TEST(ReplayEngine, AClickInsideAListRowMustLeaveTheRowSelected) {
     desktop.elementList[0].selected = false;
     desktop.clicksLand = false;
     EXPECT_FALSE(engine.run(skill, {}, {}, sink));
-    EXPECT_EQ(lines.last(), QStringLiteral("✗ Step 1 (Step on Pears): “Pears” in fruit was clicked but its row is not selected"));
+    EXPECT_EQ(
+        lines.last(),
+        QStringLiteral(
+            "✗ Step 1 (Step on Pears): “Pears” in fruit was clicked but its row is not selected"));
 }
 
 TEST(ReplayEngine, PreconditionsLengthenTheWait) {

@@ -23,11 +23,14 @@ struct Form {
     FakeDesktop desktop;
     LiveWindow window;
     Form() {
-        window = desktop.addWindow(QStringLiteral("org.example.Form"), QStringLiteral("Form"), Rect(100, 100, 400, 300));
-        desktop.addElement(window, QStringLiteral("text"), QString(), QStringLiteral("filler:0/text:0"), Rect(20, 20, 200, 24));
-        desktop.addElement(window, QStringLiteral("text"), QString(), QStringLiteral("filler:0/text:1"), Rect(20, 60, 200, 24));
-        desktop.addElement(window, QStringLiteral("push button"), QStringLiteral("Save"), QStringLiteral("filler:0/push button:2"),
-                           Rect(300, 250, 80, 30));
+        window = desktop.addWindow(QStringLiteral("org.example.Form"), QStringLiteral("Form"),
+                                   Rect(100, 100, 400, 300));
+        desktop.addElement(window, QStringLiteral("text"), QString(),
+                           QStringLiteral("filler:0/text:0"), Rect(20, 20, 200, 24));
+        desktop.addElement(window, QStringLiteral("text"), QString(),
+                           QStringLiteral("filler:0/text:1"), Rect(20, 60, 200, 24));
+        desktop.addElement(window, QStringLiteral("push button"), QStringLiteral("Save"),
+                           QStringLiteral("filler:0/push button:2"), Rect(300, 250, 80, 30));
         desktop.addElement(window, QStringLiteral("push button"), QStringLiteral("Cancel"),
                            QStringLiteral("filler:0/push button:3"), Rect(200, 250, 80, 30));
     }
@@ -40,38 +43,47 @@ TEST(TargetMatcher, FindsTheSameElementAfterTheWindowMovesAndGrows) {
 
     // Moved across the screen and made wider and taller: buttons anchored bottom-right moved.
     FakeDesktop moved;
-    const LiveWindow w = moved.addWindow(QStringLiteral("org.example.Form"), QStringLiteral("Form"), Rect(700, 400, 600, 450));
-    moved.addElement(w, QStringLiteral("text"), QString(), QStringLiteral("filler:0/text:0"), Rect(20, 20, 400, 24));
-    moved.addElement(w, QStringLiteral("text"), QString(), QStringLiteral("filler:0/text:1"), Rect(20, 60, 400, 24));
-    moved.addElement(w, QStringLiteral("push button"), QStringLiteral("Save"), QStringLiteral("filler:0/push button:2"),
-                     Rect(500, 400, 80, 30));
-    moved.addElement(w, QStringLiteral("push button"), QStringLiteral("Cancel"), QStringLiteral("filler:0/push button:3"),
-                     Rect(400, 400, 80, 30));
+    const LiveWindow w = moved.addWindow(QStringLiteral("org.example.Form"), QStringLiteral("Form"),
+                                         Rect(700, 400, 600, 450));
+    moved.addElement(w, QStringLiteral("text"), QString(), QStringLiteral("filler:0/text:0"),
+                     Rect(20, 20, 400, 24));
+    moved.addElement(w, QStringLiteral("text"), QString(), QStringLiteral("filler:0/text:1"),
+                     Rect(20, 60, 400, 24));
+    moved.addElement(w, QStringLiteral("push button"), QStringLiteral("Save"),
+                     QStringLiteral("filler:0/push button:2"), Rect(500, 400, 80, 30));
+    moved.addElement(w, QStringLiteral("push button"), QStringLiteral("Cancel"),
+                     QStringLiteral("filler:0/push button:3"), Rect(400, 400, 80, 30));
 
-    const auto saveMatch = TargetMatcher::best(save, candidates(moved, QStringLiteral("push button")));
+    const auto saveMatch =
+        TargetMatcher::best(save, candidates(moved, QStringLiteral("push button")));
     ASSERT_EQ(saveMatch.kind, Kind::found);
     EXPECT_EQ(saveMatch.best->element.name, QStringLiteral("Save"));
 
-    const auto entryMatch = TargetMatcher::best(secondEntry, candidates(moved, QStringLiteral("text")));
+    const auto entryMatch =
+        TargetMatcher::best(secondEntry, candidates(moved, QStringLiteral("text")));
     ASSERT_EQ(entryMatch.kind, Kind::found);
     EXPECT_EQ(entryMatch.best->element.path, QStringLiteral("filler:0/text:1"));
 }
 
 TEST(TargetMatcher, AnItemInsertedBeforeTheTargetDoesNotMisleadIt) {
     FakeDesktop before;
-    const LiveWindow w = before.addWindow(QStringLiteral("app"), QStringLiteral("List"), Rect(0, 0, 300, 400));
-    const QStringList names{QStringLiteral("Apples"), QStringLiteral("Pears"), QStringLiteral("Plums")};
+    const LiveWindow w =
+        before.addWindow(QStringLiteral("app"), QStringLiteral("List"), Rect(0, 0, 300, 400));
+    const QStringList names{QStringLiteral("Apples"), QStringLiteral("Pears"),
+                            QStringLiteral("Plums")};
     for (int i = 0; i < names.size(); ++i)
-        before.addElement(w, QStringLiteral("list item"), names[i], QStringLiteral("list:0/list item:%1").arg(i),
-                          Rect(0, 30 * i, 300, 30));
+        before.addElement(w, QStringLiteral("list item"), names[i],
+                          QStringLiteral("list:0/list item:%1").arg(i), Rect(0, 30 * i, 300, 30));
     const AXTarget pears = recordedTarget(*before.find(QStringLiteral("Pears")), w);
 
     FakeDesktop after;
-    const LiveWindow w2 = after.addWindow(QStringLiteral("app"), QStringLiteral("List"), Rect(0, 0, 300, 400));
-    const QStringList more{QStringLiteral("Apricots"), QStringLiteral("Apples"), QStringLiteral("Pears"), QStringLiteral("Plums")};
+    const LiveWindow w2 =
+        after.addWindow(QStringLiteral("app"), QStringLiteral("List"), Rect(0, 0, 300, 400));
+    const QStringList more{QStringLiteral("Apricots"), QStringLiteral("Apples"),
+                           QStringLiteral("Pears"), QStringLiteral("Plums")};
     for (int i = 0; i < more.size(); ++i)
-        after.addElement(w2, QStringLiteral("list item"), more[i], QStringLiteral("list:0/list item:%1").arg(i),
-                         Rect(0, 30 * i, 300, 30));
+        after.addElement(w2, QStringLiteral("list item"), more[i],
+                         QStringLiteral("list:0/list item:%1").arg(i), Rect(0, 30 * i, 300, 30));
     const auto match = TargetMatcher::best(pears, candidates(after, QStringLiteral("list item")));
     ASSERT_EQ(match.kind, Kind::found);
     EXPECT_EQ(match.best->element.name, QStringLiteral("Pears"));
@@ -83,15 +95,18 @@ TEST(TargetMatcher, StopsRatherThanGuesses) {
 
     // Renamed away: nothing else is like it.
     form.desktop.find(QStringLiteral("Save"))->name = QStringLiteral("Export");
-    EXPECT_EQ(TargetMatcher::best(save, candidates(form.desktop, QStringLiteral("push button"))).kind, Kind::missing);
+    EXPECT_EQ(
+        TargetMatcher::best(save, candidates(form.desktop, QStringLiteral("push button"))).kind,
+        Kind::missing);
 
     // Two buttons that the recording cannot tell apart (an old recording without a path).
     FakeDesktop twins;
-    const LiveWindow w = twins.addWindow(QStringLiteral("app"), QStringLiteral("Twins"), Rect(0, 0, 400, 300));
-    twins.addElement(w, QStringLiteral("push button"), QStringLiteral("OK"), QStringLiteral("filler:0/push button:0"),
-                     Rect(100, 100, 80, 30));
-    twins.addElement(w, QStringLiteral("push button"), QStringLiteral("OK"), QStringLiteral("filler:1/push button:0"),
-                     Rect(100, 100, 80, 30));
+    const LiveWindow w =
+        twins.addWindow(QStringLiteral("app"), QStringLiteral("Twins"), Rect(0, 0, 400, 300));
+    twins.addElement(w, QStringLiteral("push button"), QStringLiteral("OK"),
+                     QStringLiteral("filler:0/push button:0"), Rect(100, 100, 80, 30));
+    twins.addElement(w, QStringLiteral("push button"), QStringLiteral("OK"),
+                     QStringLiteral("filler:1/push button:0"), Rect(100, 100, 80, 30));
     AXTarget ok = recordedTarget(twins.elementList[0], w);
     ok.axPath.reset();
     const auto match = TargetMatcher::best(ok, candidates(twins, QStringLiteral("push button")));
@@ -100,23 +115,29 @@ TEST(TargetMatcher, StopsRatherThanGuesses) {
 
     // A plain field never stands in for a password field, whatever else fits.
     FakeDesktop login;
-    const LiveWindow lw = login.addWindow(QStringLiteral("app"), QStringLiteral("Login"), Rect(0, 0, 400, 300));
-    LiveElement& field = login.addElement(lw, QStringLiteral("text"), QStringLiteral("Password"), QStringLiteral("text:0"),
-                                          Rect(10, 10, 200, 24));
+    const LiveWindow lw =
+        login.addWindow(QStringLiteral("app"), QStringLiteral("Login"), Rect(0, 0, 400, 300));
+    LiveElement& field = login.addElement(lw, QStringLiteral("text"), QStringLiteral("Password"),
+                                          QStringLiteral("text:0"), Rect(10, 10, 200, 24));
     AXTarget secret = recordedTarget(field, lw);
     secret.isSecure = true;
-    EXPECT_EQ(TargetMatcher::best(secret, candidates(login, QStringLiteral("text"))).kind, Kind::missing);
+    EXPECT_EQ(TargetMatcher::best(secret, candidates(login, QStringLiteral("text"))).kind,
+              Kind::missing);
 }
 
 TEST(TargetMatcher, NamesAndPlacesCompareAsPeopleReadThem) {
-    EXPECT_EQ(TargetMatcher::normalizedName(QStringLiteral("  _Save  As ")), QStringLiteral("save as"));
+    EXPECT_EQ(TargetMatcher::normalizedName(QStringLiteral("  _Save  As ")),
+              QStringLiteral("save as"));
     EXPECT_DOUBLE_EQ(AXPath::similarity(QStringLiteral("a:0/b:1"), QStringLiteral("a:0/b:1")), 1.0);
     // The element's own level weighs most: a shifted index costs less than another role.
-    const double shifted = AXPath::similarity(QStringLiteral("list:0/list item:1"), QStringLiteral("list:0/list item:2"));
-    const double otherRole = AXPath::similarity(QStringLiteral("list:0/list item:1"), QStringLiteral("list:0/label:1"));
+    const double shifted = AXPath::similarity(QStringLiteral("list:0/list item:1"),
+                                              QStringLiteral("list:0/list item:2"));
+    const double otherRole =
+        AXPath::similarity(QStringLiteral("list:0/list item:1"), QStringLiteral("list:0/label:1"));
     EXPECT_GT(shifted, otherRole);
-    EXPECT_EQ(AXPath::split(QStringLiteral("push button:3/odd")),
-              (QList<AXPath::Segment>{{QStringLiteral("push button"), 3}, {QStringLiteral("odd"), -1}}));
+    EXPECT_EQ(
+        AXPath::split(QStringLiteral("push button:3/odd")),
+        (QList<AXPath::Segment>{{QStringLiteral("push button"), 3}, {QStringLiteral("odd"), -1}}));
 }
 
 } // namespace

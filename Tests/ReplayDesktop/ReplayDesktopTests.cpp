@@ -66,7 +66,8 @@ struct ReplayResult {
 };
 
 // `tavrik replay` as a cast runs it: its own process, values as arguments, secrets on stdin.
-ReplayResult replay(const QString& folder, const QStringList& values, const QMap<qsizetype, QString>& secrets) {
+ReplayResult replay(const QString& folder, const QStringList& values,
+                    const QMap<qsizetype, QString>& secrets) {
     QProcess process;
     QStringList arguments{QStringLiteral("replay"), folder};
     arguments += values;
@@ -88,7 +89,8 @@ class ReplayDesktop : public testing::TestWithParam<TaskApp::Toolkit> {
 protected:
     void SetUp() override {
         if (qEnvironmentVariableIsEmpty("DISPLAY"))
-            GTEST_SKIP() << "needs an X display with an accessibility bus (scripts/virtual-desktop)";
+            GTEST_SKIP()
+                << "needs an X display with an accessibility bus (scripts/virtual-desktop)";
         ASSERT_TRUE(desktop.isOpen());
         // Casts find the replaying program here.
         qputenv("TAVRIK_EXECUTABLE", TAVRIK_EXECUTABLE_PATH);
@@ -131,7 +133,8 @@ protected:
     QString demonstrate(TaskApp::Toolkit toolkit) {
         TaskApp app(toolkit);
         EXPECT_TRUE(app.started());
-        Recorder recorder(DesktopBackend::createInputMonitor(), DesktopBackend::createFrameCapturer(),
+        Recorder recorder(DesktopBackend::createInputMonitor(),
+                          DesktopBackend::createFrameCapturer(),
                           DesktopBackend::createAXResolver());
         EXPECT_TRUE(waitForRole(app.centre("save"), QStringLiteral("push button")));
         clickAt(app.centre("name"));
@@ -152,12 +155,14 @@ protected:
         // The demonstration itself did what the replays must do again.
         const std::optional<QJsonObject> shown = app.waitForEvent(QStringLiteral("saved"), 5000);
         EXPECT_TRUE(shown && shown->value("fruit").toString() == QStringLiteral("Pears") &&
-                    shown->value("subscribe").toBool() && shown->value("name").toString() == QStringLiteral("Ada"));
+                    shown->value("subscribe").toBool() &&
+                    shown->value("name").toString() == QStringLiteral("Ada"));
         QFuture<std::optional<Recording>> stopped = recorder.stop();
         EXPECT_TRUE(waitUntil([&] { return stopped.isFinished(); }, 20000));
         if (!stopped.result())
             return {};
-        Skill skill = Synthesizer::skillFromMarkdown(QString::fromUtf8(kSkillText), *stopped.result());
+        Skill skill =
+            Synthesizer::skillFromMarkdown(QString::fromUtf8(kSkillText), *stopped.result());
         skill.sourceRecordingID = stopped.result()->id;
         const std::optional<QString> error = SkillStore().save(skill);
         EXPECT_FALSE(error) << error->toStdString();
@@ -184,24 +189,29 @@ TEST_P(ReplayDesktop, ADemonstrationReplaysWithOtherValuesInChangedWindows) {
 
     const QList<QStringList> changes{
         {},
-        {QStringLiteral("--at"), QStringLiteral("900"), QStringLiteral("300"), QStringLiteral("--size"), QStringLiteral("600"),
-         QStringLiteral("640")},
-        {QStringLiteral("--font-size"), QStringLiteral("15"), QStringLiteral("--size"), QStringLiteral("560"), QStringLiteral("760")},
+        {QStringLiteral("--at"), QStringLiteral("900"), QStringLiteral("300"),
+         QStringLiteral("--size"), QStringLiteral("600"), QStringLiteral("640")},
+        {QStringLiteral("--font-size"), QStringLiteral("15"), QStringLiteral("--size"),
+         QStringLiteral("560"), QStringLiteral("760")},
         {QStringLiteral("--extra-fruit"), QStringLiteral("Apricots")},
     };
     for (const QStringList& change : changes) {
         SCOPED_TRACE(change.join(u' ').toStdString());
-        const QString qtChange = change.join(u' ')
-                                     .replace(QStringLiteral("--at 900 300"), QStringLiteral("--at 900,300"))
-                                     .replace(QStringLiteral("--size 600 640"), QStringLiteral("--size 600,640"))
-                                     .replace(QStringLiteral("--size 560 760"), QStringLiteral("--size 560,760"));
-        TaskApp app(toolkit, toolkit == TaskApp::Toolkit::gtk ? change : qtChange.split(u' ', Qt::SkipEmptyParts));
+        const QString qtChange =
+            change.join(u' ')
+                .replace(QStringLiteral("--at 900 300"), QStringLiteral("--at 900,300"))
+                .replace(QStringLiteral("--size 600 640"), QStringLiteral("--size 600,640"))
+                .replace(QStringLiteral("--size 560 760"), QStringLiteral("--size 560,760"));
+        TaskApp app(toolkit, toolkit == TaskApp::Toolkit::gtk
+                                 ? change
+                                 : qtChange.split(u' ', Qt::SkipEmptyParts));
         ASSERT_TRUE(app.started());
         ASSERT_TRUE(waitForRole(app.centre("save"), QStringLiteral("push button")));
-        const ReplayResult result =
-            replay(folder, {QStringLiteral("full_name=Grace")}, {{secretSteps.first(), QStringLiteral("s3cret")}});
+        const ReplayResult result = replay(folder, {QStringLiteral("full_name=Grace")},
+                                           {{secretSteps.first(), QStringLiteral("s3cret")}});
         ASSERT_EQ(result.exitCode, 0) << result.lines.join(u'\n').toStdString();
-        EXPECT_TRUE(result.lines.last().startsWith(QStringLiteral("✓ "))) << result.lines.join(u'\n').toStdString();
+        EXPECT_TRUE(result.lines.last().startsWith(QStringLiteral("✓ ")))
+            << result.lines.join(u'\n').toStdString();
         EXPECT_FALSE(result.lines.join(u'\n').contains(QStringLiteral("s3cret")));
         const std::optional<QJsonObject> saved = app.waitForEvent(QStringLiteral("saved"), 5000);
         ASSERT_TRUE(saved);
@@ -209,7 +219,8 @@ TEST_P(ReplayDesktop, ADemonstrationReplaysWithOtherValuesInChangedWindows) {
         EXPECT_EQ(saved->value("notes").toString(), QStringLiteral("fast"));
         EXPECT_EQ(saved->value("password").toString(), QStringLiteral("s3cret"));
         EXPECT_TRUE(saved->value("subscribe").toBool());
-        EXPECT_EQ(saved->value("fruit").toString(), QStringLiteral("Pears")) << result.lines.join(u'\n').toStdString();
+        EXPECT_EQ(saved->value("fruit").toString(), QStringLiteral("Pears"))
+            << result.lines.join(u'\n').toStdString();
     }
 }
 
@@ -231,9 +242,11 @@ TEST_P(ReplayDesktop, StopsAtAMissingTargetAndNeverGuessesADestructiveStep) {
         TaskApp app(toolkit);
         ASSERT_TRUE(app.started());
         ASSERT_TRUE(waitForRole(app.centre("save"), QStringLiteral("push button")));
-        const ReplayResult result = replay(folder, {}, {{CastRoute::secretSteps(renamed).first(), QStringLiteral("x")}});
+        const ReplayResult result =
+            replay(folder, {}, {{CastRoute::secretSteps(renamed).first(), QStringLiteral("x")}});
         EXPECT_EQ(result.exitCode, 1);
-        EXPECT_TRUE(result.lines.last().startsWith(QStringLiteral("✗ Step %1 (").arg(renamed.plan.size())))
+        EXPECT_TRUE(
+            result.lines.last().startsWith(QStringLiteral("✗ Step %1 (").arg(renamed.plan.size())))
             << result.lines.join(u'\n').toStdString();
         EXPECT_TRUE(result.lines.last().contains(QStringLiteral("“Submit Order”")));
         EXPECT_FALSE(app.waitForEvent(QStringLiteral("saved"), 500));
@@ -274,18 +287,25 @@ TEST_F(ReplayDesktopGtk, TheModelRepairsAMissingStepAndTheChangeWaitsForTheUser)
     test::LocalHttpServer server;
     server.route("POST", "/v1/messages", [](const test::RecordedRequest& request) {
         const QJsonArray history = request.json().object().value("messages").toArray();
-        const QString brief = history[0].toObject().value("content").toArray()[0].toObject().value("text").toString();
+        const QString brief =
+            history[0].toObject().value("content").toArray()[0].toObject().value("text").toString();
         const QRegularExpressionMatch save =
             QRegularExpression(QStringLiteral("\\[(\\d+)\\] push button “Save”")).match(brief);
         if (!save.hasMatch())
             return test::CannedResponse::json(
-                200, test::messages::answer({QJsonObject{{"type", "tool_use"}, {"id", "toolu_0"}, {"name", "finish"},
-                                                         {"input", QJsonObject{{"give_up", "no Save button listed"}}}}},
-                                            "tool_use"));
+                200,
+                test::messages::answer(
+                    {QJsonObject{{"type", "tool_use"},
+                                 {"id", "toolu_0"},
+                                 {"name", "finish"},
+                                 {"input", QJsonObject{{"give_up", "no Save button listed"}}}}},
+                    "tool_use"));
         const int index = save.captured(1).toInt();
         const QString tool = history.size() == 1 ? QStringLiteral("act") : QStringLiteral("finish");
         return test::CannedResponse::json(
-            200, test::messages::answer({QJsonObject{{"type", "tool_use"}, {"id", "toolu_" + tool}, {"name", tool},
+            200, test::messages::answer({QJsonObject{{"type", "tool_use"},
+                                                     {"id", "toolu_" + tool},
+                                                     {"name", tool},
                                                      {"input", QJsonObject{{"index", index}}}}},
                                         "tool_use"));
     });
@@ -299,7 +319,8 @@ TEST_F(ReplayDesktopGtk, TheModelRepairsAMissingStepAndTheChangeWaitsForTheUser)
         process.write(input);
         process.closeWriteChannel();
         waitUntil([&] { return process.state() == QProcess::NotRunning; }, 120000);
-        return std::pair{process.exitCode(), QString::fromUtf8(process.readAllStandardOutput() + process.readAllStandardError())};
+        return std::pair{process.exitCode(), QString::fromUtf8(process.readAllStandardOutput() +
+                                                               process.readAllStandardError())};
     };
 
     TaskApp app(TaskApp::Toolkit::gtk);
@@ -307,26 +328,38 @@ TEST_F(ReplayDesktopGtk, TheModelRepairsAMissingStepAndTheChangeWaitsForTheUser)
     ASSERT_TRUE(waitForRole(app.centre("save"), QStringLiteral("push button")));
     const auto [status, text] = tavrik({QStringLiteral("cast"), folder}, QByteArrayLiteral("x\n"));
     ASSERT_EQ(status, 0) << text.toStdString();
-    EXPECT_TRUE(text.contains(QStringLiteral("Repairing step %1 with the model…").arg(renamed.plan.size()))) << text.toStdString();
-    EXPECT_TRUE(text.contains(QStringLiteral("“Place Order” (push button) → “Save” (push button)"))) << text.toStdString();
-    EXPECT_TRUE(text.contains(QStringLiteral("To update the skill: tavrik cast %1 --update-skill").arg(folder)))
+    EXPECT_TRUE(
+        text.contains(QStringLiteral("Repairing step %1 with the model…").arg(renamed.plan.size())))
+        << text.toStdString();
+    EXPECT_TRUE(text.contains(QStringLiteral("“Place Order” (push button) → “Save” (push button)")))
+        << text.toStdString();
+    EXPECT_TRUE(text.contains(
+        QStringLiteral("To update the skill: tavrik cast %1 --update-skill").arg(folder)))
         << text.toStdString();
     EXPECT_EQ(server.requestCount(), 2);
     const std::optional<QJsonObject> saved = app.waitForEvent(QStringLiteral("saved"), 5000);
     ASSERT_TRUE(saved) << text.toStdString();
     // The key frame went with the first request.
-    const QJsonArray first =
-        server.requests()[0].json().object().value("messages").toArray()[0].toObject().value("content").toArray();
+    const QJsonArray first = server.requests()[0]
+                                 .json()
+                                 .object()
+                                 .value("messages")
+                                 .toArray()[0]
+                                 .toObject()
+                                 .value("content")
+                                 .toArray();
     ASSERT_EQ(first.size(), 2);
     EXPECT_EQ(first[1].toObject().value("type").toString(), QStringLiteral("image"));
 
     // Nothing changed in the skill until the user says so.
-    EXPECT_EQ(SkillStore().load(folder)->plan.last().target->axTitle, QStringLiteral("Place Order"));
+    EXPECT_EQ(SkillStore().load(folder)->plan.last().target->axTitle,
+              QStringLiteral("Place Order"));
     const std::optional<RepairProposal> proposal = RepairProposal::load(renamed.id);
     ASSERT_TRUE(proposal);
     ASSERT_EQ(proposal->changes.size(), 1);
     EXPECT_EQ(proposal->changes[0].after.axTitle, QStringLiteral("Save"));
-    const auto [acceptStatus, acceptText] = tavrik({QStringLiteral("cast"), folder, QStringLiteral("--update-skill")}, {});
+    const auto [acceptStatus, acceptText] =
+        tavrik({QStringLiteral("cast"), folder, QStringLiteral("--update-skill")}, {});
     EXPECT_EQ(acceptStatus, 0) << acceptText.toStdString();
     EXPECT_EQ(SkillStore().load(folder)->plan.last().target->axTitle, QStringLiteral("Save"));
     EXPECT_FALSE(RepairProposal::load(renamed.id));
@@ -346,10 +379,11 @@ TEST_P(ReplayDesktop, ADialogTaskIsRecordedInTheDialogAndReplays) {
         test::Demonstration demonstration(desktop);
         demonstration.start();
         demonstration.click(app.centre("choose"));
-        const std::optional<Rect> blue =
-            test::Demonstration::find(*actor, QStringLiteral("push button"), QStringLiteral("Blue"), 15000);
+        const std::optional<Rect> blue = test::Demonstration::find(
+            *actor, QStringLiteral("push button"), QStringLiteral("Blue"), 15000);
         ASSERT_TRUE(blue);
-        const Point bluePoint{blue->origin.x + blue->size.width / 2, blue->origin.y + blue->size.height / 2};
+        const Point bluePoint{blue->origin.x + blue->size.width / 2,
+                              blue->origin.y + blue->size.height / 2};
         // A person clicks what shows: the dialog's window is up on X as well.
         ASSERT_TRUE(waitUntil(
             [&] {
@@ -367,15 +401,18 @@ TEST_P(ReplayDesktop, ADialogTaskIsRecordedInTheDialogAndReplays) {
     ASSERT_TRUE(skill);
     QStringList recorded;
     for (const PlanStep& step : skill->plan)
-        recorded.append(QStringLiteral("%1: %2 “%3” in “%4” at %5")
-                            .arg(step.intent, step.target ? step.target->axRole.value_or("-") : QStringLiteral("no target"),
-                                 step.target ? step.target->axTitle.value_or(QString()) : QString(),
-                                 step.target ? step.target->windowTitle.value_or(QString()) : QString(),
-                                 step.target ? step.target->axPath.value_or("-") : QStringLiteral("-")));
+        recorded.append(
+            QStringLiteral("%1: %2 “%3” in “%4” at %5")
+                .arg(step.intent,
+                     step.target ? step.target->axRole.value_or("-") : QStringLiteral("no target"),
+                     step.target ? step.target->axTitle.value_or(QString()) : QString(),
+                     step.target ? step.target->windowTitle.value_or(QString()) : QString(),
+                     step.target ? step.target->axPath.value_or("-") : QStringLiteral("-")));
     ASSERT_EQ(skill->plan.size(), 3) << recorded.join(u'\n').toStdString();
     const std::optional<AXTarget>& inDialog = skill->plan[1].target;
     ASSERT_TRUE(inDialog) << recorded.join(u'\n').toStdString();
-    EXPECT_EQ(inDialog->axRole, QStringLiteral("push button")) << recorded.join(u'\n').toStdString();
+    EXPECT_EQ(inDialog->axRole, QStringLiteral("push button"))
+        << recorded.join(u'\n').toStdString();
     EXPECT_EQ(inDialog->axTitle, QStringLiteral("Blue"));
     EXPECT_EQ(inDialog->windowTitle, QStringLiteral("Pick a Colour"));
     ASSERT_EQ(CastRoute::method(*skill), CastMethod::replay);
@@ -428,7 +465,8 @@ TEST_P(ReplayDesktop, AStoppedReplayTypesNothingMore) {
     const qsizetype atStop = typed();
     settle(1000);
     const qsizetype later = typed();
-    std::printf("replay stopped with %lld keys typed; %lld a second later\n", qlonglong(atStop), qlonglong(later));
+    std::printf("replay stopped with %lld keys typed; %lld a second later\n", qlonglong(atStop),
+                qlonglong(later));
     // One key may have been on its way when the signal landed; nothing after that.
     EXPECT_LE(later, atStop + 1);
     EXPECT_LT(later, 60);
@@ -446,25 +484,32 @@ TEST_F(ReplayDesktopGtk, TheCommandLineChecksThenCastsWithAPasswordFromTheTermin
         process.write(input);
         process.closeWriteChannel();
         waitUntil([&] { return process.state() == QProcess::NotRunning; }, 120000);
-        return std::pair{process.exitCode(), QString::fromUtf8(process.readAllStandardOutput() + process.readAllStandardError())};
+        return std::pair{process.exitCode(), QString::fromUtf8(process.readAllStandardOutput() +
+                                                               process.readAllStandardError())};
     };
 
     // Nothing open: every step's element is missing, and nothing is run.
-    const auto [closedStatus, closedText] = tavrik({QStringLiteral("cast"), folder, QStringLiteral("--dry-run")}, {});
+    const auto [closedStatus, closedText] =
+        tavrik({QStringLiteral("cast"), folder, QStringLiteral("--dry-run")}, {});
     EXPECT_EQ(closedStatus, 1) << closedText.toStdString();
-    EXPECT_TRUE(closedText.contains(QStringLiteral("Step 9 (Click on Save in"))) << closedText.toStdString();
+    EXPECT_TRUE(closedText.contains(QStringLiteral("Step 9 (Click on Save in")))
+        << closedText.toStdString();
     EXPECT_TRUE(closedText.contains(QStringLiteral("missing, "))) << closedText.toStdString();
 
-    TaskApp app(TaskApp::Toolkit::gtk, {QStringLiteral("--extra-fruit"), QStringLiteral("Apricots")});
+    TaskApp app(TaskApp::Toolkit::gtk,
+                {QStringLiteral("--extra-fruit"), QStringLiteral("Apricots")});
     ASSERT_TRUE(app.started());
     ASSERT_TRUE(waitForRole(app.centre("save"), QStringLiteral("push button")));
-    const auto [checkStatus, checkText] = tavrik({QStringLiteral("cast"), folder, QStringLiteral("--dry-run")}, {});
+    const auto [checkStatus, checkText] =
+        tavrik({QStringLiteral("cast"), folder, QStringLiteral("--dry-run")}, {});
     EXPECT_EQ(checkStatus, 0) << checkText.toStdString();
-    EXPECT_TRUE(checkText.contains(QStringLiteral("✓ Found the elements of all 9 steps"))) << checkText.toStdString();
+    EXPECT_TRUE(checkText.contains(QStringLiteral("✓ Found the elements of all 9 steps")))
+        << checkText.toStdString();
     EXPECT_FALSE(app.waitForEvent(QStringLiteral("saved"), 300)) << "a dry run acted";
 
     const auto [castStatus, castText] =
-        tavrik({QStringLiteral("cast"), folder, QStringLiteral("full_name=Lin")}, QByteArrayLiteral("t0p\n"));
+        tavrik({QStringLiteral("cast"), folder, QStringLiteral("full_name=Lin")},
+               QByteArrayLiteral("t0p\n"));
     EXPECT_EQ(castStatus, 0) << castText.toStdString();
     EXPECT_FALSE(castText.contains(QStringLiteral("t0p")));
     const std::optional<QJsonObject> saved = app.waitForEvent(QStringLiteral("saved"), 5000);
@@ -521,7 +566,8 @@ TEST(ReplayDesktopPage, AFormOnAPageReplaysWithAnotherValue) {
     const auto at = [&](const char* role, const char* name) {
         const std::optional<Rect> r = test::Demonstration::find(*actor, QString::fromLatin1(role),
                                                                 QString::fromLatin1(name), 20000);
-        return r ? Point{r->origin.x + r->size.width / 2, r->origin.y + r->size.height / 2} : Point{-1, -1};
+        return r ? Point{r->origin.x + r->size.width / 2, r->origin.y + r->size.height / 2}
+                 : Point{-1, -1};
     };
 
     std::optional<Skill> skill;
@@ -552,7 +598,8 @@ TEST(ReplayDesktopPage, AFormOnAPageReplaysWithAnotherValue) {
     test::ChromiumPage page(server, {}, {QStringLiteral("--window-position=700,200")});
     ASSERT_TRUE(page.started());
     ASSERT_GE(at("push button", "Save").x, 0);
-    const ReplayResult result = replay(Paths::skill(skill->id), {QStringLiteral("full_name=Grace")}, {});
+    const ReplayResult result =
+        replay(Paths::skill(skill->id), {QStringLiteral("full_name=Grace")}, {});
     ASSERT_EQ(result.exitCode, 0) << result.lines.join(u'\n').toStdString();
     const std::optional<QJsonObject> saved = page.waitForEvent(QStringLiteral("saved"), 5000);
     ASSERT_TRUE(saved);
@@ -561,7 +608,10 @@ TEST(ReplayDesktopPage, AFormOnAPageReplaysWithAnotherValue) {
     EXPECT_TRUE(saved->value("subscribe").toBool());
 }
 
-INSTANTIATE_TEST_SUITE_P(Toolkits, ReplayDesktop, testing::Values(TaskApp::Toolkit::gtk, TaskApp::Toolkit::qt),
-                         [](const auto& info) { return info.param == TaskApp::Toolkit::gtk ? "Gtk" : "Qt"; });
+INSTANTIATE_TEST_SUITE_P(Toolkits, ReplayDesktop,
+                         testing::Values(TaskApp::Toolkit::gtk, TaskApp::Toolkit::qt),
+                         [](const auto& info) {
+                             return info.param == TaskApp::Toolkit::gtk ? "Gtk" : "Qt";
+                         });
 
 } // namespace

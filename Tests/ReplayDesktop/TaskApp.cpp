@@ -10,8 +10,10 @@ namespace tavrik::test {
 TaskApp::TaskApp(Toolkit toolkit, const QStringList& arguments) {
     m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     if (toolkit == Toolkit::gtk) {
-        m_process.start(QStringLiteral("/usr/bin/python3"),
-                        QStringList{QStringLiteral(TAVRIK_SOURCE_DIR "/Tests/ReplayDesktop/task_app.py")} + arguments);
+        m_process.start(
+            QStringLiteral("/usr/bin/python3"),
+            QStringList{QStringLiteral(TAVRIK_SOURCE_DIR "/Tests/ReplayDesktop/task_app.py")} +
+                arguments);
     } else {
         // Qt shows its accessibility tree only when told to at start.
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();

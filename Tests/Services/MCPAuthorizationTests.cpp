@@ -27,15 +27,17 @@ struct AuthorizationServer {
 
     void serve() {
         if (withMetadata) {
-            const QJsonObject metadata{{"issuer", http.baseUrl()},
-                                       {"authorization_endpoint", http.url("/oauth/authorize").toString()},
-                                       {"token_endpoint", http.url("/oauth/token").toString()},
-                                       {"registration_endpoint", http.url("/oauth/register").toString()}};
+            const QJsonObject metadata{
+                {"issuer", http.baseUrl()},
+                {"authorization_endpoint", http.url("/oauth/authorize").toString()},
+                {"token_endpoint", http.url("/oauth/token").toString()},
+                {"registration_endpoint", http.url("/oauth/register").toString()}};
             http.route("GET", "/.well-known/oauth-authorization-server",
                        CannedResponse::json(200, QJsonDocument(metadata).toJson()));
         }
         const QString prefix = withMetadata ? "/oauth" : "";
-        http.route("POST", prefix + "/register", CannedResponse::json(201, R"({"client_id":"tavrik-client"})"));
+        http.route("POST", prefix + "/register",
+                   CannedResponse::json(201, R"({"client_id":"tavrik-client"})"));
         http.route("POST", prefix + "/token", [this](const RecordedRequest& request) {
             const QUrlQuery form(QString::fromLatin1(request.body));
             const QByteArray verifier = form.queryItemValue("code_verifier").toLatin1();
@@ -44,7 +46,9 @@ struct AuthorizationServer {
                     .toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
             if (form.queryItemValue("code") != "the-code" || expected != challenge ||
                 form.queryItemValue("client_id") != "tavrik-client")
-                return CannedResponse::json(400, R"({"error":"invalid_grant","error_description":"code or verifier wrong"})");
+                return CannedResponse::json(
+                    400,
+                    R"({"error":"invalid_grant","error_description":"code or verifier wrong"})");
             return CannedResponse::json(200, R"({"access_token":"tok-123","token_type":"Bearer"})");
         });
     }
@@ -78,20 +82,23 @@ void wait(const Outcome& outcome, int ms = 5000) {
 
 class MCPAuthorizationTest : public testing::Test {
 protected:
-
     // A login whose browser answers with `callbackQuery` (state filled in unless given).
     void login(const std::function<void(const QUrl& redirect, const QUrlQuery& asked)>& browser) {
         server.serve();
-        authorization = std::make_unique<MCPAuthorization>(server.http.url("/mcp"), [&, browser](const QUrl& url) {
-            opened = url;
-            const QUrlQuery asked(url);
-            server.challenge = asked.queryItemValue("code_challenge");
-            // The browser comes back later, as it does after the user has logged in.
-            QMetaObject::invokeMethod(
-                qApp, [browser, asked] { browser(QUrl(asked.queryItemValue("redirect_uri")), asked); },
-                Qt::QueuedConnection);
-            return true;
-        });
+        authorization = std::make_unique<MCPAuthorization>(
+            server.http.url("/mcp"), [&, browser](const QUrl& url) {
+                opened = url;
+                const QUrlQuery asked(url);
+                server.challenge = asked.queryItemValue("code_challenge");
+                // The browser comes back later, as it does after the user has logged in.
+                QMetaObject::invokeMethod(
+                    qApp,
+                    [browser, asked] {
+                        browser(QUrl(asked.queryItemValue("redirect_uri")), asked);
+                    },
+                    Qt::QueuedConnection);
+                return true;
+            });
         QObject::connect(authorization.get(), &MCPAuthorization::succeeded,
                          [this](const QString& token) { outcome.token = token; });
         QObject::connect(authorization.get(), &MCPAuthorization::failed,
@@ -100,7 +107,8 @@ protected:
     }
 
     // The error of a login whose browser never comes back; `opens` says whether it opened.
-    std::optional<QString> failureWithoutCallback(bool opens, int timeoutMs = MCPAuthorization::defaultTimeoutMs) {
+    std::optional<QString>
+    failureWithoutCallback(bool opens, int timeoutMs = MCPAuthorization::defaultTimeoutMs) {
         outcome = {};
         authorization = std::make_unique<MCPAuthorization>(server.http.url("/mcp"),
                                                            [opens](const QUrl&) { return opens; });
@@ -141,7 +149,8 @@ TEST_F(MCPAuthorizationTest, ExchangesTheBrowsersCodeForATokenWithPkce) {
     EXPECT_EQ(asked.queryItemValue("client_id"), "tavrik-client");
     EXPECT_TRUE(asked.queryItemValue("redirect_uri").startsWith("http://127.0.0.1:"));
     const QJsonObject registration = server.http.requests().at(1).json().object();
-    EXPECT_EQ(registration["redirect_uris"].toArray().first().toString(), asked.queryItemValue("redirect_uri"));
+    EXPECT_EQ(registration["redirect_uris"].toArray().first().toString(),
+              asked.queryItemValue("redirect_uri"));
     EXPECT_EQ(registration["token_endpoint_auth_method"].toString(), "none");
 }
 
@@ -195,9 +204,12 @@ TEST_F(MCPAuthorizationTest, SaysWhyItFailed) {
     // No browser to open.
     EXPECT_EQ(failureWithoutCallback(false), "Could not open the web browser to log in.");
     // Registration is refused.
-    server.http.route("POST", "/oauth/register",
-                      CannedResponse::json(403, R"({"error":"forbidden","error_description":"registration closed"})"));
-    EXPECT_EQ(failureWithoutCallback(true), "Registering Tavrik with the service failed (HTTP 403): registration closed");
+    server.http.route(
+        "POST", "/oauth/register",
+        CannedResponse::json(403,
+                             R"({"error":"forbidden","error_description":"registration closed"})"));
+    EXPECT_EQ(failureWithoutCallback(true),
+              "Registering Tavrik with the service failed (HTTP 403): registration closed");
 }
 
 TEST_F(MCPAuthorizationTest, ACancelledLoginReportsNothing) {

@@ -189,7 +189,8 @@ TEST_F(UpdateCheckerTest, OnlyAWholeFeedFromItsOwnHostCounts) {
     EXPECT_EQ(elsewhere.requestCount(), 0);
 
     server.route("GET", "/releases.json", CannedResponse::redirect("/feed/releases.json", 301));
-    server.route("GET", "/feed/releases.json", CannedResponse::json(200, feed({{"1.4.0", "a.zip"}})));
+    server.route("GET", "/feed/releases.json",
+                 CannedResponse::json(200, feed({{"1.4.0", "a.zip"}})));
     ASSERT_TRUE(runCheck());
     EXPECT_EQ(checker->available()->version, "1.4.0");
 }

@@ -22,7 +22,6 @@
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
-
 #include <sys/stat.h>
 
 using namespace tavrik;
@@ -69,7 +68,8 @@ TEST_F(PreferencesTest, TheKeyIsSavedForTheLookupReadableByTheUserAlone) {
     EXPECT_EQ(Secrets::anthropicAPIKey(), "sk-ant-typed");
     EXPECT_EQ(window.keyStatus()->text(), "Key saved.");
     // Nothing is left beside it from the atomic write.
-    EXPECT_EQ(QDir(Paths::support()).entryList({"anthropic_key*"}, QDir::Files | QDir::Hidden).size(), 1);
+    EXPECT_EQ(
+        QDir(Paths::support()).entryList({"anthropic_key*"}, QDir::Files | QDir::Hidden).size(), 1);
 
     // A new window shows what is saved; emptying the field removes the file.
     PreferencesWindow again;
@@ -91,8 +91,10 @@ TEST_F(PreferencesTest, TestSaysWhetherTheKeyWorks) {
     ScopedEnvironment host{Hosts::modelApiVariable, api.baseUrl().toUtf8()};
     api.route("POST", "/v1/messages", [](const RecordedRequest& request) {
         if (request.header("x-api-key") == "sk-ant-good")
-            return CannedResponse::eventStream(QList<Piece>{Piece{messages::textStream({"Hello"})}});
-        return CannedResponse::json(401, messages::errorBody("authentication_error", "invalid x-api-key"));
+            return CannedResponse::eventStream(
+                QList<Piece>{Piece{messages::textStream({"Hello"})}});
+        return CannedResponse::json(
+            401, messages::errorBody("authentication_error", "invalid x-api-key"));
     });
     PreferencesWindow window;
 
@@ -109,7 +111,8 @@ TEST_F(PreferencesTest, TestSaysWhetherTheKeyWorks) {
     window.keyField()->setText("sk-ant-wrong");
     window.testButton()->click();
     ASSERT_TRUE(processUntil([&] { return window.testButton()->isEnabled(); }));
-    EXPECT_TRUE(window.keyStatus()->text().startsWith("That key was not accepted")) << window.keyStatus()->text().toStdString();
+    EXPECT_TRUE(window.keyStatus()->text().startsWith("That key was not accepted"))
+        << window.keyStatus()->text().toStdString();
     EXPECT_TRUE(window.keyStatus()->text().contains("401"));
 }
 
@@ -131,7 +134,8 @@ TEST_F(PreferencesTest, StatisticsAndStartingAtLoginAreSavedWhereTheyAreRead) {
     const QByteArray text = contents(entry);
     EXPECT_TRUE(text.startsWith("[Desktop Entry]\n")) << text.toStdString();
     EXPECT_TRUE(text.contains("\nType=Application\n"));
-    EXPECT_TRUE(text.contains("\nExec=\"" + QCoreApplication::applicationFilePath().toUtf8() + "\"\n"));
+    EXPECT_TRUE(
+        text.contains("\nExec=\"" + QCoreApplication::applicationFilePath().toUtf8() + "\"\n"));
     EXPECT_TRUE(PreferencesWindow().loginBox()->isChecked());
     window.loginBox()->click();
     EXPECT_FALSE(QFile::exists(entry));

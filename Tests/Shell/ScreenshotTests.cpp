@@ -43,7 +43,9 @@ void save(QWidget* window, const QString& name, bool wholeScreen = false) {
     QScreen* screen = QGuiApplication::primaryScreen();
     if (QGuiApplication::platformName() == QLatin1String("xcb") && screen) {
         const QRect area = wholeScreen ? screen->geometry()
-                                       : window->frameGeometry().adjusted(-30, -30, 30, 30).intersected(screen->geometry());
+                                       : window->frameGeometry()
+                                             .adjusted(-30, -30, 30, 30)
+                                             .intersected(screen->geometry());
         picture = screen->grabWindow(0, area.x(), area.y(), area.width(), area.height()).toImage();
     } else {
         const QPixmap grabbed = window->grab();
@@ -56,9 +58,10 @@ void save(QWidget* window, const QString& name, bool wholeScreen = false) {
 }
 
 struct AllGranted : PermissionBackend {
-    QHash<Permission, PermissionStatus> statuses{{Permission::screenRecording, PermissionStatus::granted},
-                                                 {Permission::accessibility, PermissionStatus::denied},
-                                                 {Permission::inputMonitoring, PermissionStatus::notDetermined}};
+    QHash<Permission, PermissionStatus> statuses{
+        {Permission::screenRecording, PermissionStatus::granted},
+        {Permission::accessibility, PermissionStatus::denied},
+        {Permission::inputMonitoring, PermissionStatus::notDetermined}};
     PermissionStatus check(Permission p) override { return statuses.value(p); }
     bool enable(Permission) override { return false; }
 };
@@ -76,14 +79,16 @@ void saveLibrary() {
         Skill skill;
         skill.name = QString::fromUtf8(name);
         skill.trigger = QString::fromUtf8(trigger);
-        skill.summary = QStringLiteral("Opens the page, fills in the form with this week's values and checks the "
-                                       "result before it finishes.");
+        skill.summary = QStringLiteral(
+            "Opens the page, fills in the form with this week's values and checks the "
+            "result before it finishes.");
         skill.createdAt = QDateTime::currentDateTimeUtc().addDays(-(++age));
         Parameter week;
         week.name = QStringLiteral("week_ending");
         week.exampleValue = QStringLiteral("2026-06-06");
         skill.parameters = {week};
-        const QStringList intents{"Open the timesheet page in Firefox", "Type {{week_ending}} into the Week ending field",
+        const QStringList intents{"Open the timesheet page in Firefox",
+                                  "Type {{week_ending}} into the Week ending field",
                                   "Fill in eight hours for each weekday", "Click Submit"};
         for (int i = 0; i < intents.size(); ++i) {
             PlanStep step;
@@ -121,7 +126,8 @@ TEST(Screenshots, ApplicationWindows) {
         save(&window, "main-search");
     }
     {
-        PermissionsManager permissions(std::make_unique<AllGranted>(), [](Permission) { return false; });
+        PermissionsManager permissions(std::make_unique<AllGranted>(),
+                                       [](Permission) { return false; });
         OnboardingWindow window(&permissions);
         window.move(80, 60);
         window.show();
@@ -140,8 +146,8 @@ TEST(Screenshots, ApplicationWindows) {
         window.move(80, 60);
         window.show();
         save(&window, "connect-prompt");
-        model.setPhase(MCPLoginModel::Phase::failed(
-            QStringLiteral("Registering Tavrik with the service failed (HTTP 400): redirect not allowed")));
+        model.setPhase(MCPLoginModel::Phase::failed(QStringLiteral(
+            "Registering Tavrik with the service failed (HTTP 400): redirect not allowed")));
         save(&window, "connect-failed");
     }
     {

@@ -24,15 +24,15 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMenu>
 #include <QNetworkAccessManager>
 #include <QNetworkRequest>
-#include <QUrlQuery>
-#include <QMenu>
 #include <QPlainTextEdit>
 #include <QProcess>
 #include <QPushButton>
 #include <QScreen>
 #include <QTemporaryDir>
+#include <QUrlQuery>
 #include <gtest/gtest.h>
 
 using namespace tavrik;
@@ -63,7 +63,8 @@ Skill savedSkill(const QString& name, int daysAgo, bool destructive = false) {
 
 class FixedPermissions : public PermissionBackend {
 public:
-    explicit FixedPermissions(QHash<Permission, PermissionStatus>* statuses) : m_statuses(statuses) {}
+    explicit FixedPermissions(QHash<Permission, PermissionStatus>* statuses)
+        : m_statuses(statuses) {}
     PermissionStatus check(Permission permission) override { return m_statuses->value(permission); }
     bool enable(Permission permission) override {
         enabled << permission;
@@ -144,14 +145,16 @@ TEST_F(ShellTest, MainWindowOffersARepairedStepUntilTheUserDecides) {
     ASSERT_FALSE(SkillStore().save(skill));
     AXTarget after = before;
     after.axTitle = QStringLiteral("Attach a file");
-    const RepairProposal proposal{skill.id, skill.name, {{2, skill.plan[2].id, skill.plan[2].intent, before, after}}};
+    const RepairProposal proposal{
+        skill.id, skill.name, {{2, skill.plan[2].id, skill.plan[2].intent, before, after}}};
     ASSERT_FALSE(proposal.save());
     app.reloadSkills();
     window.select(0);
     ASSERT_TRUE(window.detail()->repairOffer()->isVisibleTo(window.detail()));
     EXPECT_EQ(window.detail()->repairText()->text(),
               "The model repaired a step in the last run:\n"
-              "Step 3 (Attach the newest invoice): “Attach” (push button) → “Attach a file” (push button)");
+              "Step 3 (Attach the newest invoice): “Attach” (push button) → “Attach a file” (push "
+              "button)");
 
     window.detail()->keepSkillButton()->click();
     EXPECT_FALSE(window.detail()->repairOffer()->isVisibleTo(window.detail()));
@@ -175,7 +178,8 @@ TEST_F(ShellTest, TrayMenuFollowsTheState) {
                 all << action->text();
         return all;
     };
-    EXPECT_EQ(texts(), (QStringList{"Ready", "Record a Skill", "Open Palette", "Skills", "Show Tavrik", "Preferences…", "Quit Tavrik"}));
+    EXPECT_EQ(texts(), (QStringList{"Ready", "Record a Skill", "Open Palette", "Skills",
+                                    "Show Tavrik", "Preferences…", "Quit Tavrik"}));
     app.startRecording();
     EXPECT_EQ(texts().mid(0, 2), (QStringList{"Recording…", "Stop Recording"}));
     tray.menu()->actions()[2]->trigger(); // Stop Recording
@@ -208,9 +212,10 @@ TEST_F(ShellTest, OverlayFramesEveryScreenWithoutTakingInput) {
 }
 
 TEST_F(ShellTest, OnboardingShowsEachPermissionAndFollowsThePoll) {
-    QHash<Permission, PermissionStatus> statuses{{Permission::screenRecording, PermissionStatus::granted},
-                                                 {Permission::accessibility, PermissionStatus::denied},
-                                                 {Permission::inputMonitoring, PermissionStatus::granted}};
+    QHash<Permission, PermissionStatus> statuses{
+        {Permission::screenRecording, PermissionStatus::granted},
+        {Permission::accessibility, PermissionStatus::denied},
+        {Permission::inputMonitoring, PermissionStatus::granted}};
     auto backend = std::make_unique<FixedPermissions>(&statuses);
     FixedPermissions* probe = backend.get();
     QList<Permission> opened;
@@ -291,7 +296,8 @@ TEST_F(ShellTest, ConnectingAToolServerKeepsItsTokenAndEndsTheOffer) {
     service.route("POST", "/register", test::CannedResponse::json(201, R"({"client_id":"c1"})"));
     service.route("POST", "/token", test::CannedResponse::json(200, R"({"access_token":"tok-9"})"));
     // The user's file points the built-in service at this machine.
-    MCPRegistry().persist(MCPServer{"linear", service.url("/mcp").toString(), {"com.linear"}, std::nullopt});
+    MCPRegistry().persist(
+        MCPServer{"linear", service.url("/mcp").toString(), {"com.linear"}, std::nullopt});
 
     AppState app(services());
     MainWindow window(&app);
@@ -339,19 +345,24 @@ TEST_F(ShellTest, ConnectingAToolServerKeepsItsTokenAndEndsTheOffer) {
 // A refused login shows why and can be tried again; closing the prompt ends the login.
 TEST_F(ShellTest, AFailedToolServerLoginSaysWhy) {
     test::LocalHttpServer service;
-    service.route("POST", "/register", test::CannedResponse::json(400, R"({"error_description":"redirect not allowed"})"));
+    service.route(
+        "POST", "/register",
+        test::CannedResponse::json(400, R"({"error_description":"redirect not allowed"})"));
     const MCPServer server{"notion", service.url("/mcp").toString(), {"notion.id"}, std::nullopt};
-    auto* login = new MCPOAuth(server, "Write the notes", nullptr, [](const QUrl&) { return true; });
+    auto* login =
+        new MCPOAuth(server, "Write the notes", nullptr, [](const QUrl&) { return true; });
     QPointer<MCPOAuth> alive = login;
     QPointer<MCPLoginWindow> prompt = login->window();
     login->show();
     prompt->loginButton()->click();
     QElapsedTimer clock;
     clock.start();
-    while (login->model()->phase().kind != MCPLoginModel::Phase::Kind::failed && clock.elapsed() < 5000)
+    while (login->model()->phase().kind != MCPLoginModel::Phase::Kind::failed &&
+           clock.elapsed() < 5000)
         QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
     EXPECT_EQ(prompt->heading()->text(), "Couldn't connect Notion");
-    EXPECT_EQ(prompt->detail()->text(), "Registering Tavrik with the service failed (HTTP 400): redirect not allowed");
+    EXPECT_EQ(prompt->detail()->text(),
+              "Registering Tavrik with the service failed (HTTP 400): redirect not allowed");
     EXPECT_EQ(prompt->loginButton()->text(), "Try Again");
     EXPECT_TRUE(prompt->loginButton()->isEnabled());
 

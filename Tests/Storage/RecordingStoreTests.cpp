@@ -21,7 +21,8 @@ Recording sampleRecording(qint64 startSeconds) {
     click.location = Point{100, 200};
     click.frameIndex = 0;
     recording.events = {click};
-    recording.frames = {{QUuid::createUuid(), 0.1, "frames/000001.png", 1, {1920, 1080}, {Rect(10, 20, 300, 40)}}};
+    recording.frames = {
+        {QUuid::createUuid(), 0.1, "frames/000001.png", 1, {1920, 1080}, {Rect(10, 20, 300, 40)}}};
     return recording;
 }
 
@@ -42,7 +43,8 @@ TEST(RecordingStore, SavesPrettySortedJsonAndLoadsItBack) {
     QFile file(Paths::recording(recording.id) + "/recording.json");
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     const QByteArray text = file.readAll();
-    EXPECT_TRUE(text.startsWith("{\n    \"appContexts\": [\n    ],\n    \"displays\": [")) << text.left(80).toStdString();
+    EXPECT_TRUE(text.startsWith("{\n    \"appContexts\": [\n    ],\n    \"displays\": ["))
+        << text.left(80).toStdString();
     EXPECT_LT(text.indexOf("\"endedAt\""), text.indexOf("\"events\""));
     EXPECT_LT(text.indexOf("\"origin\""), text.indexOf("\"size\""));
     EXPECT_EQ(store.load(recording.id), recording);
@@ -52,7 +54,8 @@ TEST(RecordingStore, SavesPrettySortedJsonAndLoadsItBack) {
     changed.events.clear();
     ASSERT_FALSE(store.save(changed));
     EXPECT_EQ(store.load(recording.id)->events.size(), 0);
-    EXPECT_EQ(QDir(Paths::recording(recording.id)).entryList(QDir::Files), QStringList{"recording.json"});
+    EXPECT_EQ(QDir(Paths::recording(recording.id)).entryList(QDir::Files),
+              QStringList{"recording.json"});
 }
 
 TEST(RecordingStore, LoadAllSkipsWhatIsNotARecordingAndSortsNewestFirst) {
@@ -62,12 +65,16 @@ TEST(RecordingStore, LoadAllSkipsWhatIsNotARecordingAndSortsNewestFirst) {
     const Recording older = sampleRecording(1000), newer = sampleRecording(2000);
     ASSERT_FALSE(store.save(older));
     ASSERT_FALSE(store.save(newer));
-    writeText(Paths::recordings() + "/not-a-uuid/recording.json", QJsonDocument(newer.toJson()).toJson());
+    writeText(Paths::recordings() + "/not-a-uuid/recording.json",
+              QJsonDocument(newer.toJson()).toJson());
     QDir().mkpath(Paths::recordings() + "/5A3B9C1D-0000-4000-8000-000000000001");
-    writeText(Paths::recordings() + "/5A3B9C1D-0000-4000-8000-000000000002/recording.json", "{\"id\": \"trunc");
+    writeText(Paths::recordings() + "/5A3B9C1D-0000-4000-8000-000000000002/recording.json",
+              "{\"id\": \"trunc");
     QJsonObject unknownAction = sampleRecording(3000).toJson();
-    unknownAction["events"] = QJsonArray{QJsonObject{{"id", "5A3B9C1D-0000-4000-8000-000000000009"}, {"timeOffset", 0}, {"type", "hover"}}};
-    writeText(Paths::recordings() + "/5A3B9C1D-0000-4000-8000-000000000003/recording.json", QJsonDocument(unknownAction).toJson());
+    unknownAction["events"] = QJsonArray{QJsonObject{
+        {"id", "5A3B9C1D-0000-4000-8000-000000000009"}, {"timeOffset", 0}, {"type", "hover"}}};
+    writeText(Paths::recordings() + "/5A3B9C1D-0000-4000-8000-000000000003/recording.json",
+              QJsonDocument(unknownAction).toJson());
     writeText(Paths::recordings() + "/stray.txt", "hello");
 
     const QList<Recording> all = store.loadAll();
@@ -76,7 +83,8 @@ TEST(RecordingStore, LoadAllSkipsWhatIsNotARecordingAndSortsNewestFirst) {
     EXPECT_EQ(all[1].id, older.id);
 
     QString error;
-    EXPECT_FALSE(store.load(QUuid::fromString(QStringLiteral("5A3B9C1D-0000-4000-8000-000000000003")), &error));
+    EXPECT_FALSE(store.load(
+        QUuid::fromString(QStringLiteral("5A3B9C1D-0000-4000-8000-000000000003")), &error));
     EXPECT_TRUE(error.contains("hover")) << error.toStdString();
 }
 
@@ -88,7 +96,8 @@ TEST(RecordingStore, FramesFolderAndRemoval) {
     ASSERT_TRUE(frames);
     EXPECT_TRUE(QFileInfo(*frames).isDir());
     EXPECT_EQ(*frames, store.framesDirectory(id));
-    EXPECT_EQ(store.framePath(id, "frames/000003.png"), Paths::recording(id) + "/frames/000003.png");
+    EXPECT_EQ(store.framePath(id, "frames/000003.png"),
+              Paths::recording(id) + "/frames/000003.png");
     EXPECT_FALSE(store.remove(id));
     EXPECT_FALSE(QFileInfo::exists(Paths::recording(id)));
     std::optional<QString> again = store.remove(id);

@@ -14,7 +14,8 @@ TEST(RunContext, FillReplacesOnlyExactUnfilteredPlaceholders) {
     RunContext context(Skill{}, {{"query", "cats"}, {"search_query", "dogs"}});
     EXPECT_EQ(context.fill("{{query}} and {{query}}"), "cats and cats");
     EXPECT_EQ(context.fill("{{Query}} {{other}}"), "{{Query}} {{other}}");
-    EXPECT_EQ(context.fill("search?q={{search_query|urlencode}}"), "search?q={{search_query|urlencode}}");
+    EXPECT_EQ(context.fill("search?q={{search_query|urlencode}}"),
+              "search?q={{search_query|urlencode}}");
     EXPECT_EQ(context.fill("{{ query }}{query}"), "{{ query }}{query}");
 }
 
@@ -23,7 +24,8 @@ TEST(RunContext, AbortIsStickyAndAuditTrailKeepsOrderAcrossThreads) {
     EXPECT_FALSE(context.aborted());
     std::unique_ptr<QThread> writer(QThread::create([&] {
         for (int i = 0; i < 500; ++i)
-            context.record({QDateTime::currentDateTimeUtc(), QString::number(i), ActionType::wait, {}, true});
+            context.record(
+                {QDateTime::currentDateTimeUtc(), QString::number(i), ActionType::wait, {}, true});
         context.abort();
     }));
     writer->start();
@@ -44,7 +46,11 @@ TEST(RunContext, AbortIsStickyAndAuditTrailKeepsOrderAcrossThreads) {
 
 TEST(AuditLog, AppendsCompactLinesCreatingTheFolder) {
     test::TempSupportFolder support;
-    RunRecord first{QDateTime::fromSecsSinceEpoch(1767323045, Qt::UTC), "Search \"Google\"", "agent", {"(no tool calls)"}, false};
+    RunRecord first{QDateTime::fromSecsSinceEpoch(1767323045, Qt::UTC),
+                    "Search \"Google\"",
+                    "agent",
+                    {"(no tool calls)"},
+                    false};
     AuditLog::append(first);
     QFile file(AuditLog::filePath());
     EXPECT_EQ(AuditLog::filePath(), Paths::logs() + "/runs.jsonl");

@@ -136,6 +136,8 @@ TEST(SkillEdits, RenamingQuotesAsRenderingDoesAndChangesWhatTheParserReads) {
               "---\nname: \"New: one\"\ntrigger: go\n---\nBody");
     // Built from the character: a UTF-8 literal's mark may be dropped on its way into a QString.
     const QString mark(QChar(0xFEFF));
-    EXPECT_EQ(SkillEdits::renamed(mark + "Just a body", "Named"), mark + "---\nname: Named\n---\nJust a body");
-    EXPECT_EQ(SkillMarkdown::parse(SkillEdits::renamed(mark + "Just a body", "Named"))->summary, "Just a body");
+    EXPECT_EQ(SkillEdits::renamed(mark + "Just a body", "Named"),
+              mark + "---\nname: Named\n---\nJust a body");
+    EXPECT_EQ(SkillMarkdown::parse(SkillEdits::renamed(mark + "Just a body", "Named"))->summary,
+              "Just a body");
 }

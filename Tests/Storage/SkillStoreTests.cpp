@@ -20,7 +20,12 @@ Skill richSkill() {
     skill.appScope = {"com.google.Chrome", "org.gnome.Maps"};
     skill.url = "https://maps.example.org/";
     skill.sourceRecordingID = QUuid::createUuid();
-    skill.parameters = {{QUuid::createUuid(), "place", ParameterType::searchTerm, "Which place?", "Lisbon", {0, 1}}};
+    skill.parameters = {{QUuid::createUuid(),
+                         "place",
+                         ParameterType::searchTerm,
+                         "Which place?",
+                         "Lisbon",
+                         {0, 1}}};
     PlanStep open;
     open.index = 0;
     open.intent = "Open the map";
@@ -35,7 +40,12 @@ Skill richSkill() {
     type.text = "{{place}}";
     type.isDestructive = true;
     skill.plan = {open, type};
-    skill.runtime = RuntimeSpec{"sequence", "com.google.Chrome", {}, {}, QList<RuntimeSpec>{{"open_url", {}, "https://a/{{place|urlencode}}"}}};
+    skill.runtime =
+        RuntimeSpec{"sequence",
+                    "com.google.Chrome",
+                    {},
+                    {},
+                    QList<RuntimeSpec>{{"open_url", {}, "https://a/{{place|urlencode}}"}}};
     return skill;
 }
 
@@ -64,7 +74,8 @@ TEST(SkillStore, SaveThenLoadKeepsEverythingButSubSeconds) {
     EXPECT_EQ(files, (QStringList{"SKILL.md", "execution_plan.json", "recording.ref"}));
     EXPECT_EQ(read(folder + "/recording.ref"), json::uuidText(*skill.sourceRecordingID).toUtf8());
     const QByteArray plan = read(folder + "/execution_plan.json");
-    EXPECT_TRUE(plan.startsWith("{\n    \"created\": \"2026-01-02T03:04:05Z\",\n    \"parameters\": ["))
+    EXPECT_TRUE(
+        plan.startsWith("{\n    \"created\": \"2026-01-02T03:04:05Z\",\n    \"parameters\": ["))
         << plan.left(80).toStdString();
     EXPECT_LT(plan.indexOf("\"plan\""), plan.indexOf("\"runtime\""));
 
@@ -101,7 +112,8 @@ TEST(SkillStore, OverrideTextIsWrittenAsGivenAndTheOldRecordingRefStays) {
     const QList<Skill> library = store.loadAll();
     ASSERT_EQ(library.size(), 2);
     EXPECT_EQ(library[0].name, "Saved from a draft");
-    EXPECT_EQ(read(store.markdownPath(newest)), "---\nname: Saved from a draft\n---\n\nText as typed.\n");
+    EXPECT_EQ(read(store.markdownPath(newest)),
+              "---\nname: Saved from a draft\n---\n\nText as typed.\n");
 }
 
 TEST(SkillStore, ASkillWithoutATimeKeepsItsPlan) {
@@ -135,7 +147,8 @@ TEST(SkillStore, BrokenPlanDocumentDegradesToTheMarkdown) {
     }
     // A plan without a runtime keeps the runtime written in the front matter.
     write(folder + "/execution_plan.json", "{\"parameters\": [], \"plan\": []}");
-    EXPECT_EQ(store.load(folder)->runtime->allURLTemplates(), QList<QString>{"https://a/{{place|urlencode}}"});
+    EXPECT_EQ(store.load(folder)->runtime->allURLTemplates(),
+              QList<QString>{"https://a/{{place|urlencode}}"});
 }
 
 TEST(SkillStore, LoadAllSurvivesAMessyLibrary) {
@@ -165,10 +178,12 @@ TEST(SkillStore, LoadAllSurvivesAMessyLibrary) {
     QStringList names;
     for (const Skill& skill : all)
         names << skill.name + "@" + json::dateText(skill.createdAt);
-    EXPECT_EQ(names, (QStringList{"Unclosed@2026-01-01T00:00:00Z", "Huge@1999-01-01T00:00:00Z",
-                                  "Search: Web & Maps@1970-01-01T00:50:00Z", "Search: Web & Maps@1970-01-01T00:33:20Z",
-                                  "Search: Web & Maps@1970-01-01T00:33:20Z", "Untitled skill@1970-01-01T00:00:00Z",
-                                  "Hidden@1960-01-01T00:00:00Z"}))
+    EXPECT_EQ(names,
+              (QStringList{"Unclosed@2026-01-01T00:00:00Z", "Huge@1999-01-01T00:00:00Z",
+                           "Search: Web & Maps@1970-01-01T00:50:00Z",
+                           "Search: Web & Maps@1970-01-01T00:33:20Z",
+                           "Search: Web & Maps@1970-01-01T00:33:20Z",
+                           "Untitled skill@1970-01-01T00:00:00Z", "Hidden@1960-01-01T00:00:00Z"}))
         << names.join(", ").toStdString();
 
     // A folder that is not named by a UUID gets a fresh id each time.

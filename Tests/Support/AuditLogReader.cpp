@@ -12,7 +12,8 @@ QList<RunRecord> readAuditLog() {
     QFile file(AuditLog::filePath());
     if (file.open(QIODevice::ReadOnly))
         for (const QByteArray& line : file.readAll().split('\n'))
-            if (std::optional<RunRecord> record = RunRecord::fromJson(QJsonDocument::fromJson(line).object()))
+            if (std::optional<RunRecord> record =
+                    RunRecord::fromJson(QJsonDocument::fromJson(line).object()))
                 records.append(*record);
     return records;
 }

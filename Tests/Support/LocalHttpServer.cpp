@@ -210,10 +210,10 @@ private:
             head += name + ": " + value + "\r\n";
         head += "Connection: close\r\n";
         if (response.repeatedBytes > 0) {
-            head += response.streamed ? QByteArray("Transfer-Encoding: chunked\r\n\r\n")
-                                      : "Content-Length: " +
-                                            QByteArray::number(response.repeatedBytes) +
-                                            "\r\n\r\n";
+            head +=
+                response.streamed
+                    ? QByteArray("Transfer-Encoding: chunked\r\n\r\n")
+                    : "Content-Length: " + QByteArray::number(response.repeatedBytes) + "\r\n\r\n";
             m_socket->write(head);
             m_unit = response.streamed ? QByteArray::number(response.body.size(), 16) + "\r\n" +
                                              response.body + "\r\n"

@@ -111,7 +111,8 @@ TEST_F(FloatingViewsTest, TipsFollowTheStateAndCanBeDismissed) {
 // A cast from anywhere but the panel ends visibly on the pill, stays until dismissed (or its
 // time is up), and the next cast starts with a clean card.
 TEST_F(FloatingViewsTest, ACastFromOutsideThePanelEndsWithItsOutcomeOnThePill) {
-    test::ScopedEnvironment noRuntime{"TAVRIK_RUNTIME_DIR", support.path().toUtf8() + "/no-runtime"};
+    test::ScopedEnvironment noRuntime{"TAVRIK_RUNTIME_DIR",
+                                      support.path().toUtf8() + "/no-runtime"};
     Skill skill;
     skill.name = QStringLiteral("File the report");
     AppState app(services());
@@ -121,10 +122,12 @@ TEST_F(FloatingViewsTest, ACastFromOutsideThePanelEndsWithItsOutcomeOnThePill) {
     SkillPanel* panel = window->skillPanel();
 
     app.cast(skill);
-    ASSERT_TRUE(processUntil([&] { return app.state() == TavrikState::idle() && app.hasRunOutcome(); }));
+    ASSERT_TRUE(
+        processUntil([&] { return app.state() == TavrikState::idle() && app.hasRunOutcome(); }));
     EXPECT_TRUE(window->showsPanel());
     EXPECT_EQ(panel->heading()->text(), "Running “File the report”");
-    EXPECT_TRUE(panel->detail()->text().contains("✗ Couldn't find the Tavrik runtime.")) << panel->detail()->text().toStdString();
+    EXPECT_TRUE(panel->detail()->text().contains("✗ Couldn't find the Tavrik runtime."))
+        << panel->detail()->text().toStdString();
     EXPECT_TRUE(panel->closeButton()->isVisibleTo(panel));
     EXPECT_EQ(app.lastOutcome(skill), "✗ Couldn't find the Tavrik runtime.");
 

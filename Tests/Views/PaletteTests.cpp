@@ -162,11 +162,13 @@ TEST(PaletteView, KeysDriveTheSelectionAndReturnCasts) {
 
 TEST(PaletteView, TabAsksForTheValuesAndReturnCastsWithThem) {
     PaletteView view;
-    view.setSkills({makeSkill("Find Flights", {makeParameter("to", "Lisbon"), makeParameter("when", "May")}),
-                    makeSkill("Plain")});
+    view.setSkills(
+        {makeSkill("Find Flights", {makeParameter("to", "Lisbon"), makeParameter("when", "May")}),
+         makeSkill("Plain")});
     QList<QMap<QString, QString>> casts;
-    QObject::connect(&view, &PaletteView::castRequested,
-                     [&](const Skill&, const QMap<QString, QString>& values) { casts.append(values); });
+    QObject::connect(
+        &view, &PaletteView::castRequested,
+        [&](const Skill&, const QMap<QString, QString>& values) { casts.append(values); });
     const int listHeight = view.height();
 
     pressKey(view.searchField(), Qt::Key_Tab);

@@ -16,9 +16,9 @@ using x11::KeyMap;
 TEST(KeyMap, KeysymsTranslateToCanonicalCodes) {
     // Where several keysyms share a key, and what has no canonical code.
     const std::pair<unsigned long, quint16> cases[] = {
-        {XK_ISO_Left_Tab, KeyCodes::tab},  {XK_KP_Enter, 76},
-        {XK_question, KeyCodes::slash},    {XK_A, KeyCodes::a},
-        {XK_exclam, KeyCodes::digit1},     {XK_F12, 111},
+        {XK_ISO_Left_Tab, KeyCodes::tab},       {XK_KP_Enter, 76},
+        {XK_question, KeyCodes::slash},         {XK_A, KeyCodes::a},
+        {XK_exclam, KeyCodes::digit1},          {XK_F12, 111},
         {XK_Control_R, KeyCodes::rightControl}, {XK_KP_Home, 89},
         {XF86XK_AudioMute, KeyCodes::unknown},  {XK_eacute, KeyCodes::unknown},
     };

@@ -33,7 +33,8 @@ SkillEditorWindow::SkillEditorWindow(AppState* app, QWidget* parent) : QWidget(p
         m_app->applyMarkdownEdits();
     });
     connect(m_name, &QLineEdit::editingFinished, this, [this] {
-        if (m_app->pendingGeneratedSkill() && m_name->text() != m_app->pendingGeneratedSkill()->name)
+        if (m_app->pendingGeneratedSkill() &&
+            m_name->text() != m_app->pendingGeneratedSkill()->name)
             m_app->renameSkill(m_name->text());
     });
     connect(m_secondary, &QPushButton::clicked, app, &AppState::discardGeneratedSkill);
@@ -127,7 +128,8 @@ void SkillEditorWindow::syncFromDraft() {
 
 void SkillEditorWindow::save() {
     if (!m_saved) {
-        if (m_app->pendingGeneratedSkill() && m_name->text() != m_app->pendingGeneratedSkill()->name)
+        if (m_app->pendingGeneratedSkill() &&
+            m_name->text() != m_app->pendingGeneratedSkill()->name)
             m_app->renameSkill(m_name->text());
         m_app->saveGeneratedSkill();
         return;
@@ -142,7 +144,8 @@ void SkillEditorWindow::save() {
 
 void SkillEditorWindow::showMessage(const QString& text, bool error) {
     m_message->setText(text);
-    m_message->setStyleSheet(QStringLiteral("color: %1").arg((error ? Theme::danger : Theme::success).name()));
+    m_message->setStyleSheet(
+        QStringLiteral("color: %1").arg((error ? Theme::danger : Theme::success).name()));
 }
 
 } // namespace tavrik

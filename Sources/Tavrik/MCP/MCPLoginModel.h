@@ -23,7 +23,8 @@ public:
     };
 
     MCPLoginModel(QString skillName, QString serviceName, QObject* parent = nullptr)
-        : QObject(parent), m_skillName(std::move(skillName)), m_serviceName(std::move(serviceName)) {}
+        : QObject(parent), m_skillName(std::move(skillName)),
+          m_serviceName(std::move(serviceName)) {}
 
     const Phase& phase() const { return m_phase; }
     void setPhase(const Phase& phase) {

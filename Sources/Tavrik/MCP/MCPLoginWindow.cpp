@@ -70,18 +70,20 @@ void MCPLoginWindow::refresh() {
     switch (phase.kind) {
     case MCPLoginModel::Phase::Kind::prompt:
         m_heading->setText(QStringLiteral("Connect %1 to Tavrik?").arg(service));
-        m_detail->setText(QStringLiteral("“%1” works in %2. Log in to %2 in your browser so Tavrik can use it "
-                                         "directly when it runs the skill.")
-                              .arg(m_model->skillName(), service));
+        m_detail->setText(
+            QStringLiteral("“%1” works in %2. Log in to %2 in your browser so Tavrik can use it "
+                           "directly when it runs the skill.")
+                .arg(m_model->skillName(), service));
         m_login->setText(QStringLiteral("Log In"));
         m_cancel->setText(QStringLiteral("Not Now"));
         m_login->setEnabled(true);
         break;
     case MCPLoginModel::Phase::Kind::authenticating:
         m_heading->setText(QStringLiteral("Waiting for %1…").arg(service));
-        m_detail->setText(QStringLiteral("Finish logging in in the browser window that opened. This window "
-                                         "closes by itself once %1 lets Tavrik in.")
-                              .arg(service));
+        m_detail->setText(
+            QStringLiteral("Finish logging in in the browser window that opened. This window "
+                           "closes by itself once %1 lets Tavrik in.")
+                .arg(service));
         m_login->setText(QStringLiteral("Log In"));
         m_cancel->setText(QStringLiteral("Cancel"));
         m_login->setEnabled(false);

@@ -11,7 +11,8 @@
 
 namespace tavrik {
 
-MCPOAuth::MCPOAuth(const MCPServer& server, const QString& skillName, QWidget* anchor, BrowserOpener openBrowser)
+MCPOAuth::MCPOAuth(const MCPServer& server, const QString& skillName, QWidget* anchor,
+                   BrowserOpener openBrowser)
     : m_server(server), m_anchor(anchor),
       m_openBrowser(openBrowser ? std::move(openBrowser) : BrowserOpener([](const QUrl& url) {
           return QDesktopServices::openUrl(url);
@@ -49,15 +50,17 @@ void MCPOAuth::login() {
         const MCPServer server = m_server.authenticated(token);
         if (!MCPRegistry().persist(server)) {
             m_model->setPhase(MCPLoginModel::Phase::failed(
-                QStringLiteral("Logged in, but the token could not be saved in %1.").arg(MCPRegistry::filePath())));
+                QStringLiteral("Logged in, but the token could not be saved in %1.")
+                    .arg(MCPRegistry::filePath())));
             return;
         }
         emit connected(server);
         if (m_window)
             m_window->close(); // and with it this object
     });
-    connect(m_session, &MCPAuthorization::failed, this,
-            [this](const QString& message) { m_model->setPhase(MCPLoginModel::Phase::failed(message)); });
+    connect(m_session, &MCPAuthorization::failed, this, [this](const QString& message) {
+        m_model->setPhase(MCPLoginModel::Phase::failed(message));
+    });
     m_session->start();
 }
 

@@ -5,11 +5,11 @@
 #include "Tavrik/MenuBar/TrayMenu.h"
 #include "Tavrik/Shell/WindowStyle.h"
 #include "Tavrik/Style/Theme.h"
-#include "TavrikCore/Storage/SkillMarkdown.h"
-#include "TavrikCore/Storage/SkillStore.h"
 #include "TavrikCore/MCP/MCPRegistry.h"
 #include "TavrikCore/Storage/FuzzyMatch.h"
 #include "TavrikCore/Storage/RepairProposal.h"
+#include "TavrikCore/Storage/SkillMarkdown.h"
+#include "TavrikCore/Storage/SkillStore.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -24,14 +24,14 @@
 #include <QStyledItemDelegate>
 #include <QToolButton>
 #include <QVBoxLayout>
-
 #include <algorithm>
 
 namespace tavrik {
 
 namespace {
 
-QLabel* label(const QString& text, qreal size, QFont::Weight weight = QFont::Normal, const char* role = nullptr) {
+QLabel* label(const QString& text, qreal size, QFont::Weight weight = QFont::Normal,
+              const char* role = nullptr) {
     auto* l = new QLabel(text);
     l->setFont(Theme::font(size, weight));
     if (role)
@@ -51,7 +51,8 @@ QPixmap iconChip(const Skill& skill, int size, qreal dpr) {
     painter.setBrush(Theme::chip);
     painter.drawRoundedRect(QRectF(0, 0, size, size), size * 0.28, size * 0.28);
     const int inner = size * 0.56;
-    const QPixmap symbol = SkillIcon::bundledPixmap(SkillIcon::symbol(skill), inner, Theme::chipSymbol, dpr);
+    const QPixmap symbol =
+        SkillIcon::bundledPixmap(SkillIcon::symbol(skill), inner, Theme::chipSymbol, dpr);
     painter.drawPixmap(QPointF((size - inner) / 2.0, (size - inner) / 2.0), symbol);
     return chip;
 }
@@ -63,9 +64,12 @@ class SkillRowDelegate : public QStyledItemDelegate {
 public:
     using QStyledItemDelegate::QStyledItemDelegate;
 
-    QSize sizeHint(const QStyleOptionViewItem&, const QModelIndex&) const override { return {0, 52}; }
+    QSize sizeHint(const QStyleOptionViewItem&, const QModelIndex&) const override {
+        return {0, 52};
+    }
 
-    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override {
+    void paint(QPainter* painter, const QStyleOptionViewItem& option,
+               const QModelIndex& index) const override {
         painter->save();
         painter->setRenderHint(QPainter::Antialiasing);
         const QRectF row = QRectF(option.rect).adjusted(0, 1, 0, -1);
@@ -92,13 +96,16 @@ public:
         const QFontMetrics nameMetrics(nameFont);
         const QRect nameRect(textLeft, int(row.top()) + 8, textWidth, nameMetrics.height());
         painter->drawText(nameRect, Qt::AlignLeft | Qt::AlignVCenter,
-                          nameMetrics.elidedText(index.data(Qt::DisplayRole).toString(), Qt::ElideRight, textWidth));
+                          nameMetrics.elidedText(index.data(Qt::DisplayRole).toString(),
+                                                 Qt::ElideRight, textWidth));
         painter->setFont(commandFont);
         painter->setPen(Theme::secondaryText);
         const QFontMetrics commandMetrics(commandFont);
-        const QRect commandRect(textLeft, nameRect.bottom() + 2, textWidth, commandMetrics.height());
+        const QRect commandRect(textLeft, nameRect.bottom() + 2, textWidth,
+                                commandMetrics.height());
         painter->drawText(commandRect, Qt::AlignLeft | Qt::AlignVCenter,
-                          commandMetrics.elidedText(index.data(CommandRole).toString(), Qt::ElideRight, textWidth));
+                          commandMetrics.elidedText(index.data(CommandRole).toString(),
+                                                    Qt::ElideRight, textWidth));
         painter->restore();
     }
 
@@ -134,7 +141,8 @@ SkillDetailView::SkillDetailView(QWidget* parent) : QWidget(parent) {
     outer->setContentsMargins(24, 22, 24, 20);
     outer->setSpacing(0);
 
-    m_placeholder = label(QStringLiteral("Choose a skill to see its steps."), 10.5, QFont::Normal, "secondary");
+    m_placeholder =
+        label(QStringLiteral("Choose a skill to see its steps."), 10.5, QFont::Normal, "secondary");
     m_placeholder->setAlignment(Qt::AlignCenter);
     outer->addWidget(m_placeholder, 1);
 
@@ -210,7 +218,8 @@ SkillDetailView::SkillDetailView(QWidget* parent) : QWidget(parent) {
     scroll->setWidget(m_steps);
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);
-    scroll->setStyleSheet(QStringLiteral("QScrollArea, QScrollArea > QWidget > QWidget { background: transparent; }"));
+    scroll->setStyleSheet(QStringLiteral(
+        "QScrollArea, QScrollArea > QWidget > QWidget { background: transparent; }"));
     layout->addWidget(scroll, 1);
     layout->addSpacing(12);
 
@@ -229,7 +238,8 @@ SkillDetailView::SkillDetailView(QWidget* parent) : QWidget(parent) {
     WindowStyle::setKind(m_export, WindowStyle::ButtonKind::secondary);
     WindowStyle::setKind(m_delete, WindowStyle::ButtonKind::danger);
     m_cast->setToolTip(QStringLiteral("Run this skill now with its example values"));
-    m_check->setToolTip(QStringLiteral("Find every recorded step's element on your desktop now, without acting"));
+    m_check->setToolTip(
+        QStringLiteral("Find every recorded step's element on your desktop now, without acting"));
     m_export->setToolTip(QStringLiteral("Copy its SKILL.md into your Downloads folder"));
     actions->addWidget(m_cast);
     actions->addWidget(m_check);
@@ -259,7 +269,8 @@ void SkillDetailView::setSkill(const std::optional<Skill>& skill) {
     if (skill && !skill->appScope.isEmpty()) {
         const MCPRegistry registry;
         const QList<MCPServer> known = registry.knownServers(skill->appScope);
-        const bool anyConnected = std::any_of(known.begin(), known.end(), [](const MCPServer& s) { return s.isConfigured(); });
+        const bool anyConnected = std::any_of(known.begin(), known.end(),
+                                              [](const MCPServer& s) { return s.isConfigured(); });
         if (!known.isEmpty() && !anyConnected)
             m_unconnected = known.first();
     }
@@ -270,18 +281,21 @@ void SkillDetailView::setSkill(const std::optional<Skill>& skill) {
         m_connect->setToolTip(QStringLiteral("Log in so the skill can use %1 directly").arg(name));
     }
     // A run repaired steps with the model: offered here, never saved without the user's word.
-    const std::optional<RepairProposal> proposal = skill ? RepairProposal::load(skill->id) : std::nullopt;
+    const std::optional<RepairProposal> proposal =
+        skill ? RepairProposal::load(skill->id) : std::nullopt;
     m_repair->setVisible(proposal.has_value());
     if (proposal)
         m_repairText->setText(QStringLiteral("The model repaired %1 in the last run:\n")
-                                  .arg(proposal->changes.size() == 1 ? QStringLiteral("a step") : QStringLiteral("steps")) +
+                                  .arg(proposal->changes.size() == 1 ? QStringLiteral("a step")
+                                                                     : QStringLiteral("steps")) +
                               proposal->describe().join(u'\n'));
     if (!skill)
         return;
     m_icon->setPixmap(iconChip(*skill, 48, devicePixelRatioF()));
     m_name->setText(skill->name.isEmpty() ? QStringLiteral("Untitled skill") : skill->name);
     m_command->setText(skill->slashCommand());
-    m_trigger->setText(skill->trigger.isEmpty() ? QString() : QStringLiteral("Trigger: “%1”").arg(skill->trigger));
+    m_trigger->setText(
+        skill->trigger.isEmpty() ? QString() : QStringLiteral("Trigger: “%1”").arg(skill->trigger));
     m_trigger->setVisible(!skill->trigger.isEmpty());
     m_summary->setText(skill->summary);
     m_summary->setVisible(!skill->summary.isEmpty());
@@ -290,24 +304,28 @@ void SkillDetailView::setSkill(const std::optional<Skill>& skill) {
     for (const Parameter& parameter : skill->parameters)
         parameters << QStringLiteral("<b>%1</b> <span style='color:%3'>— %2</span>")
                           .arg(escaped(parameter.name),
-                               escaped(parameter.exampleValue.isEmpty() ? parameter.prompt
-                                                                        : QStringLiteral("e.g. ") + parameter.exampleValue),
+                               escaped(parameter.exampleValue.isEmpty()
+                                           ? parameter.prompt
+                                           : QStringLiteral("e.g. ") + parameter.exampleValue),
                                Theme::secondaryText.name());
     m_parametersHeading->setVisible(!parameters.isEmpty());
     m_parameters->setVisible(!parameters.isEmpty());
     m_parameters->setText(parameters.join(QStringLiteral("<br>")));
 
     // The steps as the skill's own text words them; the recorded intents when it has none.
-    const QStringList instructions = SkillMarkdown::instructionSteps(SkillStore().markdown(*skill).value_or(QString()));
+    const QStringList instructions =
+        SkillMarkdown::instructionSteps(SkillStore().markdown(*skill).value_or(QString()));
     QString steps = QStringLiteral("<table cellspacing='0' cellpadding='3'>");
     const auto addRow = [&steps](int number, const QString& text, bool asksFirst) {
-        steps += QStringLiteral("<tr><td style='color:%1' align='right'>%2.</td><td>%3%4</td></tr>")
-                     .arg(Theme::tertiaryText.name())
-                     .arg(number)
-                     .arg(escaped(text),
-                          asksFirst
-                              ? QStringLiteral("&nbsp;&nbsp;<span style='color:%1'>● asks first</span>").arg(Theme::danger.name())
-                              : QString());
+        steps +=
+            QStringLiteral("<tr><td style='color:%1' align='right'>%2.</td><td>%3%4</td></tr>")
+                .arg(Theme::tertiaryText.name())
+                .arg(number)
+                .arg(escaped(text),
+                     asksFirst
+                         ? QStringLiteral("&nbsp;&nbsp;<span style='color:%1'>● asks first</span>")
+                               .arg(Theme::danger.name())
+                         : QString());
     };
     if (!instructions.isEmpty()) {
         for (qsizetype i = 0; i < instructions.size(); ++i)
@@ -325,7 +343,8 @@ void SkillDetailView::setSkill(const std::optional<Skill>& skill) {
 }
 
 void SkillDetailView::setLastOutcome(const QString& outcome) {
-    m_lastOutcome->setText(outcome.isEmpty() ? QString() : QStringLiteral("Last run: %1").arg(outcome));
+    m_lastOutcome->setText(outcome.isEmpty() ? QString()
+                                             : QStringLiteral("Last run: %1").arg(outcome));
     m_lastOutcome->setVisible(!outcome.isEmpty());
 }
 
@@ -339,7 +358,8 @@ void SkillDetailView::paintEvent(QPaintEvent*) {
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(QPen(Theme::border, 1));
     painter.setBrush(Qt::white);
-    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), Theme::cornerRadius, Theme::cornerRadius);
+    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), Theme::cornerRadius,
+                            Theme::cornerRadius);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -390,7 +410,8 @@ MainWindow::MainWindow(AppState* app, QWidget* parent) : QWidget(parent), m_app(
     more->setText(QStringLiteral("Tavrik Menu"));
     more->setAccessibleName(QStringLiteral("Tavrik Menu"));
     more->setIcon(QIcon::fromTheme(QStringLiteral("open-menu-symbolic")));
-    more->setToolButtonStyle(more->icon().isNull() ? Qt::ToolButtonTextOnly : Qt::ToolButtonIconOnly);
+    more->setToolButtonStyle(more->icon().isNull() ? Qt::ToolButtonTextOnly
+                                                   : Qt::ToolButtonIconOnly);
     more->setToolTip(QStringLiteral("Preferences and Quit"));
     more->setPopupMode(QToolButton::InstantPopup);
     more->setMenu(menu);
@@ -429,17 +450,18 @@ MainWindow::MainWindow(AppState* app, QWidget* parent) : QWidget(parent), m_app(
     auto* emptyLayout = new QVBoxLayout(empty);
     emptyLayout->addStretch(2);
     auto* emptyIcon = new QLabel;
-    emptyIcon->setPixmap(SkillIcon::bundledPixmap(QString::fromLatin1(SkillIcon::recordSymbol), 44, Theme::accent,
-                                                  devicePixelRatioF()));
+    emptyIcon->setPixmap(SkillIcon::bundledPixmap(QString::fromLatin1(SkillIcon::recordSymbol), 44,
+                                                  Theme::accent, devicePixelRatioF()));
     emptyIcon->setAlignment(Qt::AlignCenter);
     emptyLayout->addWidget(emptyIcon);
     emptyLayout->addSpacing(10);
     auto* emptyTitle = label(QStringLiteral("No skills yet"), 16, QFont::DemiBold);
     emptyTitle->setAlignment(Qt::AlignCenter);
     emptyLayout->addWidget(emptyTitle);
-    auto* emptyText = label(QStringLiteral("Double-tap Control, do the task once, and double-tap Control again.\n"
-                                           "Tavrik writes it down as a skill you can run any time with Ctrl + /."),
-                            10.5, QFont::Normal, "secondary");
+    auto* emptyText = label(
+        QStringLiteral("Double-tap Control, do the task once, and double-tap Control again.\n"
+                       "Tavrik writes it down as a skill you can run any time with Ctrl + /."),
+        10.5, QFont::Normal, "secondary");
     emptyText->setAlignment(Qt::AlignCenter);
     emptyLayout->addWidget(emptyText);
     emptyLayout->addSpacing(14);
@@ -480,7 +502,8 @@ MainWindow::MainWindow(AppState* app, QWidget* parent) : QWidget(parent), m_app(
     });
     connect(m_detail, &SkillDetailView::connectClicked, this, [this] {
         if (m_list->currentRow() >= 0 && m_detail->unconnectedServer())
-            emit connectRequested(m_shown.value(m_list->currentRow()), *m_detail->unconnectedServer());
+            emit connectRequested(m_shown.value(m_list->currentRow()),
+                                  *m_detail->unconnectedServer());
     });
     connect(m_detail, &SkillDetailView::updateSkillClicked, this, [this] { reviewRepair(true); });
     connect(m_detail, &SkillDetailView::keepSkillClicked, this, [this] { reviewRepair(false); });
@@ -508,23 +531,26 @@ void MainWindow::refreshSkills() {
     m_body->setCurrentIndex(all.isEmpty() ? 1 : 0);
     m_search->setEnabled(!all.isEmpty());
 
-    const QUuid selected = m_list->currentRow() >= 0 ? m_shown.value(m_list->currentRow()).id : QUuid();
+    const QUuid selected =
+        m_list->currentRow() >= 0 ? m_shown.value(m_list->currentRow()).id : QUuid();
     m_shown = FuzzyMatch::rank(all, m_search->text().trimmed().toLower(), FuzzyMatch::skillFields);
     QSignalBlocker block(m_list);
     m_list->clear();
     int reselect = m_shown.isEmpty() ? -1 : 0;
     for (qsizetype i = 0; i < m_shown.size(); ++i) {
         const Skill& skill = m_shown[i];
-        auto* item = new QListWidgetItem(skill.name.isEmpty() ? QStringLiteral("Untitled skill") : skill.name, m_list);
+        auto* item = new QListWidgetItem(
+            skill.name.isEmpty() ? QStringLiteral("Untitled skill") : skill.name, m_list);
         item->setData(CommandRole, skill.slashCommand());
         item->setData(SymbolRole, SkillIcon::symbol(skill));
         item->setToolTip(skill.name);
         if (skill.id == selected)
             reselect = int(i);
     }
-    m_count->setText(m_search->text().trimmed().isEmpty()
-                         ? QStringLiteral("%1 SKILL%2").arg(all.size()).arg(all.size() == 1 ? "" : "S")
-                         : QStringLiteral("%1 OF %2").arg(m_shown.size()).arg(all.size()));
+    m_count->setText(
+        m_search->text().trimmed().isEmpty()
+            ? QStringLiteral("%1 SKILL%2").arg(all.size()).arg(all.size() == 1 ? "" : "S")
+            : QStringLiteral("%1 OF %2").arg(m_shown.size()).arg(all.size()));
     m_list->setCurrentRow(reselect);
     showSelected();
 }
@@ -533,7 +559,8 @@ void MainWindow::refreshState() {
     const TavrikState& state = m_app->state();
     m_status->setText(m_app->statusTitle());
     const bool recording = state.kind() == TavrikState::Kind::recording;
-    m_record->setText(recording ? QStringLiteral("Stop Recording") : QStringLiteral("Record a Skill"));
+    m_record->setText(recording ? QStringLiteral("Stop Recording")
+                                : QStringLiteral("Record a Skill"));
     m_record->setEnabled(state.kind() != TavrikState::Kind::casting &&
                          state.kind() != TavrikState::Kind::synthesizing);
     m_detail->setCastEnabled(state.kind() == TavrikState::Kind::idle);
@@ -541,8 +568,10 @@ void MainWindow::refreshState() {
 
 void MainWindow::showSelected() {
     const int row = m_list->currentRow();
-    m_detail->setSkill(row >= 0 && row < m_shown.size() ? std::optional(m_shown[row]) : std::nullopt);
-    m_detail->setLastOutcome(row >= 0 && row < m_shown.size() ? m_app->lastOutcome(m_shown[row]) : QString());
+    m_detail->setSkill(row >= 0 && row < m_shown.size() ? std::optional(m_shown[row])
+                                                        : std::nullopt);
+    m_detail->setLastOutcome(row >= 0 && row < m_shown.size() ? m_app->lastOutcome(m_shown[row])
+                                                              : QString());
 }
 
 void MainWindow::reviewRepair(bool accept) {
@@ -552,8 +581,10 @@ void MainWindow::reviewRepair(bool accept) {
     const std::optional<RepairProposal> proposal = RepairProposal::load(id);
     if (!proposal)
         return showSelected();
-    if (const std::optional<QString> failure = accept ? proposal->accept() : RepairProposal::reject(id))
-        QMessageBox::warning(this, QStringLiteral("Tavrik"), QStringLiteral("The skill was not updated: %1").arg(*failure));
+    if (const std::optional<QString> failure =
+            accept ? proposal->accept() : RepairProposal::reject(id))
+        QMessageBox::warning(this, QStringLiteral("Tavrik"),
+                             QStringLiteral("The skill was not updated: %1").arg(*failure));
     if (accept)
         m_app->reloadSkills();
     showSelected();
@@ -562,7 +593,8 @@ void MainWindow::reviewRepair(bool accept) {
 void MainWindow::confirmDelete(const Skill& skill) {
     QMessageBox box(QMessageBox::Warning, QStringLiteral("Tavrik"),
                     QStringLiteral("Delete “%1”?").arg(skill.name), QMessageBox::NoButton, this);
-    box.setInformativeText(QStringLiteral("Its folder and SKILL.md are removed from your library."));
+    box.setInformativeText(
+        QStringLiteral("Its folder and SKILL.md are removed from your library."));
     QPushButton* remove = box.addButton(QStringLiteral("Delete"), QMessageBox::DestructiveRole);
     box.addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
     box.exec();

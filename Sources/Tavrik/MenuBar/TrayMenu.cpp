@@ -54,10 +54,11 @@ TrayMenu::TrayMenu(AppState* app, QObject* parent)
     m_tray->setIcon(icon(false));
     m_tray->setToolTip(QStringLiteral("Tavrik"));
     m_tray->setContextMenu(m_menu);
-    connect(m_tray, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
-        if (reason == QSystemTrayIcon::Trigger)
-            emit showMainWindowRequested();
-    });
+    connect(m_tray, &QSystemTrayIcon::activated, this,
+            [this](QSystemTrayIcon::ActivationReason reason) {
+                if (reason == QSystemTrayIcon::Trigger)
+                    emit showMainWindowRequested();
+            });
     connect(app, &AppState::stateChanged, this, &TrayMenu::rebuild);
     connect(app, &AppState::skillsChanged, this, &TrayMenu::rebuild);
     rebuild();
@@ -86,7 +87,8 @@ void TrayMenu::rebuild() {
     m_menu->addSeparator();
 
     const bool recording = state.kind() == TavrikState::Kind::recording;
-    QAction* record = m_menu->addAction(recording ? QStringLiteral("Stop Recording") : QStringLiteral("Record a Skill"));
+    QAction* record = m_menu->addAction(recording ? QStringLiteral("Stop Recording")
+                                                  : QStringLiteral("Record a Skill"));
     record->setShortcut(QKeySequence(QStringLiteral("Ctrl, Ctrl")));
     record->setEnabled(state.kind() == TavrikState::Kind::idle || recording ||
                        state.kind() == TavrikState::Kind::creatingSkill);
@@ -108,7 +110,8 @@ void TrayMenu::rebuild() {
     } else {
         for (qsizetype i = 0; i < library.size() && i < kSkillsInMenu; ++i) {
             const Skill& skill = library[i];
-            QAction* cast = skills->addAction(SkillIcon::icon(SkillIcon::symbol(skill)), skill.name);
+            QAction* cast =
+                skills->addAction(SkillIcon::icon(SkillIcon::symbol(skill)), skill.name);
             cast->setEnabled(state.kind() == TavrikState::Kind::idle);
             connect(cast, &QAction::triggered, m_app, [app = m_app, skill] { app->cast(skill); });
         }
@@ -120,7 +123,8 @@ void TrayMenu::rebuild() {
     }
     if (state.isCasting()) {
         m_menu->addSeparator();
-        connect(m_menu->addAction(QStringLiteral("Stop Running")), &QAction::triggered, m_app, &AppState::panic);
+        connect(m_menu->addAction(QStringLiteral("Stop Running")), &QAction::triggered, m_app,
+                &AppState::panic);
     }
 
     m_menu->addSeparator();
@@ -128,7 +132,8 @@ void TrayMenu::rebuild() {
             &TrayMenu::showMainWindowRequested);
     connect(m_menu->addAction(QStringLiteral("Preferences…")), &QAction::triggered, this,
             &TrayMenu::preferencesRequested);
-    connect(m_menu->addAction(QStringLiteral("Quit Tavrik")), &QAction::triggered, this, &TrayMenu::quitRequested);
+    connect(m_menu->addAction(QStringLiteral("Quit Tavrik")), &QAction::triggered, this,
+            &TrayMenu::quitRequested);
 }
 
 } // namespace tavrik

@@ -31,7 +31,8 @@ protected:
     }
 };
 
-QLabel* text(const QString& value, qreal size, QFont::Weight weight = QFont::Normal, bool secondary = false) {
+QLabel* text(const QString& value, qreal size, QFont::Weight weight = QFont::Normal,
+             bool secondary = false) {
     auto* label = new QLabel(value);
     label->setFont(Theme::font(size, weight));
     label->setWordWrap(true);
@@ -57,12 +58,14 @@ OnboardingWindow::OnboardingWindow(PermissionsManager* permissions, QWidget* par
     root->addWidget(mark);
     root->addSpacing(4);
     root->addWidget(text(QStringLiteral("Let Tavrik watch and help"), 17, QFont::DemiBold));
-    root->addWidget(text(QStringLiteral("Tavrik learns a task by watching you do it once. To see, follow and "
-                                        "repeat what you do, it needs three things from your desktop."),
-                         10.5, QFont::Normal, true));
+    root->addWidget(
+        text(QStringLiteral("Tavrik learns a task by watching you do it once. To see, follow and "
+                            "repeat what you do, it needs three things from your desktop."),
+             10.5, QFont::Normal, true));
     root->addSpacing(8);
     // A session Tavrik cannot fully work in is said first, with what would change it.
-    if (const QString limits = DesktopSession::limitations(DesktopSession::current()); !limits.isEmpty()) {
+    if (const QString limits = DesktopSession::limitations(DesktopSession::current());
+        !limits.isEmpty()) {
         auto* notice = text(limits, 9.5, QFont::Normal);
         notice->setObjectName(QStringLiteral("sessionNotice"));
         notice->setAccessibleName(QStringLiteral("Desktop session"));
@@ -127,8 +130,10 @@ QWidget* OnboardingWindow::keyCard() {
     auto* texts = new QVBoxLayout;
     texts->setSpacing(3);
     texts->addWidget(text(QStringLiteral("Anthropic API key"), 11, QFont::DemiBold));
-    texts->addWidget(text(QStringLiteral("Tavrik writes skills with it. Get one at console.anthropic.com under API Keys."),
-                          9.5, QFont::Normal, true));
+    texts->addWidget(
+        text(QStringLiteral(
+                 "Tavrik writes skills with it. Get one at console.anthropic.com under API Keys."),
+             9.5, QFont::Normal, true));
     layout->addLayout(texts, 1);
     auto* field = new QVBoxLayout;
     field->setSpacing(3);
@@ -146,7 +151,8 @@ QWidget* OnboardingWindow::keyCard() {
             return;
         const std::optional<QString> failure = Secrets::saveAnthropicKey(m_key->text());
         m_keyStatus->setText(failure ? *failure : QStringLiteral("✓ Saved"));
-        m_keyStatus->setStyleSheet(QStringLiteral("color: %1").arg((failure ? Theme::danger : Theme::success).name()));
+        m_keyStatus->setStyleSheet(
+            QStringLiteral("color: %1").arg((failure ? Theme::danger : Theme::success).name()));
     });
     return card;
 }
@@ -159,8 +165,8 @@ QWidget* OnboardingWindow::statisticsCard() {
     auto* texts = new QVBoxLayout;
     texts->setSpacing(3);
     texts->addWidget(text(QStringLiteral("Send anonymous usage statistics?"), 11, QFont::DemiBold));
-    texts->addWidget(text(QStringLiteral("Which features are used, never what you record or type."), 9.5,
-                          QFont::Normal, true));
+    texts->addWidget(text(QStringLiteral("Which features are used, never what you record or type."),
+                          9.5, QFont::Normal, true));
     layout->addLayout(texts, 1);
     m_statisticsStatus = text({}, 9.5, QFont::DemiBold);
     m_statisticsStatus->setWordWrap(false);
@@ -176,7 +182,8 @@ QWidget* OnboardingWindow::statisticsCard() {
         Analytics::setOptedOut(!send);
         m_sendStatistics->setVisible(false);
         m_keepStatistics->setVisible(false);
-        m_statisticsStatus->setText(send ? QStringLiteral("✓ Sending") : QStringLiteral("Not sending"));
+        m_statisticsStatus->setText(send ? QStringLiteral("✓ Sending")
+                                         : QStringLiteral("Not sending"));
         m_statisticsStatus->setVisible(true);
     };
     connect(m_sendStatistics, &QPushButton::clicked, this, [answer] { answer(true); });
@@ -191,16 +198,20 @@ void OnboardingWindow::refresh() {
         it->status->setStyleSheet(QStringLiteral("color: %1").arg(Theme::success.name()));
         it->status->setVisible(granted);
         it->button->setVisible(!granted);
-        it->button->setText(it.key() == Permission::accessibility ? QStringLiteral("Turn On")
-                                                                  : QStringLiteral("Open Settings"));
-        WindowStyle::setKind(it->button, it.key() == Permission::accessibility ? WindowStyle::ButtonKind::primary
-                                                                               : WindowStyle::ButtonKind::secondary);
+        it->button->setText(it.key() == Permission::accessibility
+                                ? QStringLiteral("Turn On")
+                                : QStringLiteral("Open Settings"));
+        WindowStyle::setKind(it->button, it.key() == Permission::accessibility
+                                             ? WindowStyle::ButtonKind::primary
+                                             : WindowStyle::ButtonKind::secondary);
     }
     const bool all = m_permissions->allGranted();
-    m_footer->setText(all ? QStringLiteral("All set. Double-tap Control to record your first skill.")
-                          : QStringLiteral("Tavrik notices changes on its own; no restart needed."));
+    m_footer->setText(
+        all ? QStringLiteral("All set. Double-tap Control to record your first skill.")
+            : QStringLiteral("Tavrik notices changes on its own; no restart needed."));
     m_done->setText(all ? QStringLiteral("Get Started") : QStringLiteral("Later"));
-    WindowStyle::setKind(m_done, all ? WindowStyle::ButtonKind::primary : WindowStyle::ButtonKind::quiet);
+    WindowStyle::setKind(m_done,
+                         all ? WindowStyle::ButtonKind::primary : WindowStyle::ButtonKind::quiet);
 }
 
 } // namespace tavrik

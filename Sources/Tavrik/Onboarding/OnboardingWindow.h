@@ -22,7 +22,9 @@ class OnboardingWindow : public QWidget {
 public:
     explicit OnboardingWindow(PermissionsManager* permissions, QWidget* parent = nullptr);
 
-    QPushButton* grantButton(Permission permission) const { return m_rows.value(permission).button; }
+    QPushButton* grantButton(Permission permission) const {
+        return m_rows.value(permission).button;
+    }
     QLabel* statusLabel(Permission permission) const { return m_rows.value(permission).status; }
     QPushButton* doneButton() const { return m_done; }
     // Present only while the key is missing and the question unanswered when the window opened.

@@ -6,8 +6,9 @@
 namespace tavrik {
 
 OverlayFrame::OverlayFrame(QScreen* screen, const QColor& color)
-    : QWidget(nullptr, Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::X11BypassWindowManagerHint |
-                           Qt::WindowTransparentForInput | Qt::WindowDoesNotAcceptFocus | Qt::Tool),
+    : QWidget(nullptr, Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+                           Qt::X11BypassWindowManagerHint | Qt::WindowTransparentForInput |
+                           Qt::WindowDoesNotAcceptFocus | Qt::Tool),
       m_color(color) {
     setAttribute(Qt::WA_ShowWithoutActivating);
     setAttribute(Qt::WA_TransparentForMouseEvents);
@@ -23,7 +24,8 @@ void OverlayFrame::setColor(const QColor& color) {
 
 void OverlayFrame::resizeEvent(QResizeEvent*) {
     const QRect all = rect();
-    setMask(QRegion(all).subtracted(QRegion(all.adjusted(thickness, thickness, -thickness, -thickness))));
+    setMask(QRegion(all).subtracted(
+        QRegion(all.adjusted(thickness, thickness, -thickness, -thickness))));
 }
 
 void OverlayFrame::paintEvent(QPaintEvent*) {

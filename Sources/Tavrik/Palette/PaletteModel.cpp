@@ -59,10 +59,8 @@ void PaletteModel::refresh() {
         m_shown = m_skills.mid(0, maxSkillRows);
     } else {
         prepareSearch();
-        const QList<Entry> ranked =
-            FuzzyMatch::rank(m_entries, m_query, [](const Entry& entry) -> const Fields& {
-                return entry.fields;
-            });
+        const QList<Entry> ranked = FuzzyMatch::rank(
+            m_entries, m_query, [](const Entry& entry) -> const Fields& { return entry.fields; });
         for (qsizetype i = 0; i < ranked.size() && i < maxSkillRows; ++i)
             m_shown.append(m_skills.at(ranked.at(i).index));
     }

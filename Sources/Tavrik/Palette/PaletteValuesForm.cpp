@@ -10,7 +10,8 @@
 
 namespace tavrik {
 
-PaletteValuesForm::PaletteValuesForm(const Skill& skill, QWidget* parent) : QWidget(parent), m_skill(skill) {
+PaletteValuesForm::PaletteValuesForm(const Skill& skill, QWidget* parent)
+    : QWidget(parent), m_skill(skill) {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(20, 12, 20, 14);
     layout->setSpacing(10);

@@ -125,14 +125,16 @@ void PaletteView::activate() {
 
 bool PaletteView::askForValues() {
     const PaletteModel::Choice choice = m_model.activate();
-    if (m_dismissing || m_form || choice.kind != PaletteModel::Choice::Kind::cast || choice.skill.parameters.isEmpty())
+    if (m_dismissing || m_form || choice.kind != PaletteModel::Choice::Kind::cast ||
+        choice.skill.parameters.isEmpty())
         return false;
     m_form = new PaletteValuesForm(choice.skill, this);
-    connect(m_form, &PaletteValuesForm::submitted, this, [this](const QMap<QString, QString>& values) {
-        const Skill skill = m_form->skill();
-        dismiss();
-        emit castRequested(skill, values);
-    });
+    connect(m_form, &PaletteValuesForm::submitted, this,
+            [this](const QMap<QString, QString>& values) {
+                const Skill skill = m_form->skill();
+                dismiss();
+                emit castRequested(skill, values);
+            });
     connect(m_form, &PaletteValuesForm::cancelled, this, &PaletteView::closeValuesForm);
     m_rows->hide();
     static_cast<QVBoxLayout*>(layout())->insertWidget(1, m_form, 1);

@@ -279,7 +279,8 @@ void SkillPanel::refresh() {
         else if (m_outcome.startsWith(u'✓'))
             setBadge(tr("FINISHED"), Theme::success, Theme::successSoft);
         else
-            setBadge(m_outcome.startsWith(u'✗') ? tr("FAILED") : tr("STOPPED"), Theme::danger, Theme::dangerSoft);
+            setBadge(m_outcome.startsWith(u'✗') ? tr("FAILED") : tr("STOPPED"), Theme::danger,
+                     Theme::dangerSoft);
         close = !m_outcome.isEmpty();
         break;
     case SkillPanelPhase::error:

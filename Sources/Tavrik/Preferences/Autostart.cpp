@@ -28,17 +28,20 @@ std::optional<QString> setEnabled(bool enabled, const QString& program) {
         return QStringLiteral("%1 could not be made").arg(QFileInfo(path).absolutePath());
     // Exec quoting: a path with spaces or quotes stays one argument.
     QString exec = program;
-    exec.replace(u'\\', QStringLiteral("\\\\")).replace(u'"', QStringLiteral("\\\"")).replace(u'`', QStringLiteral("\\`"))
+    exec.replace(u'\\', QStringLiteral("\\\\"))
+        .replace(u'"', QStringLiteral("\\\""))
+        .replace(u'`', QStringLiteral("\\`"))
         .replace(u'$', QStringLiteral("\\$"));
-    const QString entry = QStringLiteral("[Desktop Entry]\n"
-                                         "Type=Application\n"
-                                         "Name=Tavrik\n"
-                                         "Comment=Learns a desktop task by watching you do it once\n"
-                                         "Exec=\"%1\"\n"
-                                         "Icon=tavrik\n"
-                                         "Terminal=false\n"
-                                         "X-GNOME-Autostart-enabled=true\n")
-                              .arg(exec);
+    const QString entry =
+        QStringLiteral("[Desktop Entry]\n"
+                       "Type=Application\n"
+                       "Name=Tavrik\n"
+                       "Comment=Learns a desktop task by watching you do it once\n"
+                       "Exec=\"%1\"\n"
+                       "Icon=tavrik\n"
+                       "Terminal=false\n"
+                       "X-GNOME-Autostart-enabled=true\n")
+            .arg(exec);
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(entry.toUtf8()) < 0 || !file.commit())
         return QStringLiteral("%1 could not be written: %2").arg(path, file.errorString());

@@ -23,11 +23,15 @@ void KeyCheck::check(const QString& key) {
     }
     const QString trimmed = key.trimmed();
     if (trimmed.isEmpty()) {
-        QTimer::singleShot(0, this, [this] { emit answered(false, QStringLiteral("Type or paste a key first.")); });
+        QTimer::singleShot(0, this, [this] {
+            emit answered(false, QStringLiteral("Type or paste a key first."));
+        });
         return;
     }
-    const AnthropicClient client(trimmed, QString::fromLatin1(AnthropicClient::Model::sonnet), sharedNetworkSession());
-    TextStreamCall* call = client.streamText({}, {ContentBlock::makeText(QStringLiteral("Hi"))}, 1, this);
+    const AnthropicClient client(trimmed, QString::fromLatin1(AnthropicClient::Model::sonnet),
+                                 sharedNetworkSession());
+    TextStreamCall* call =
+        client.streamText({}, {ContentBlock::makeText(QStringLiteral("Hi"))}, 1, this);
     m_call = call;
     connect(call, &ModelCall::finished, this, [this, call] {
         call->deleteLater();
@@ -40,13 +44,17 @@ void KeyCheck::check(const QString& key) {
         switch (error->kind()) {
         case ClientError::Kind::http:
             if (error->status() == 401 || error->status() == 403)
-                emit answered(false, QStringLiteral("That key was not accepted (%1). Check that it was copied whole.")
-                                         .arg(error->description()));
+                emit answered(false,
+                              QStringLiteral(
+                                  "That key was not accepted (%1). Check that it was copied whole.")
+                                  .arg(error->description()));
             else
-                emit answered(false, QStringLiteral("The server answered: %1").arg(error->description()));
+                emit answered(false,
+                              QStringLiteral("The server answered: %1").arg(error->description()));
             return;
         case ClientError::Kind::transport:
-            emit answered(false, QStringLiteral("The Anthropic API could not be reached: %1").arg(error->description()));
+            emit answered(false, QStringLiteral("The Anthropic API could not be reached: %1")
+                                     .arg(error->description()));
             return;
         default:
             // The request was accepted; whatever came back, the key opened the door.

@@ -43,7 +43,8 @@ QString savedKey() {
 
 } // namespace
 
-PreferencesWindow::PreferencesWindow(QWidget* parent) : QWidget(parent), m_check(new KeyCheck(this)) {
+PreferencesWindow::PreferencesWindow(QWidget* parent)
+    : QWidget(parent), m_check(new KeyCheck(this)) {
     setWindowTitle(QStringLiteral("Tavrik Preferences"));
     WindowStyle::apply(this);
     setMinimumWidth(520);
@@ -71,18 +72,21 @@ PreferencesWindow::PreferencesWindow(QWidget* parent) : QWidget(parent), m_check
     m_keyStatus->setObjectName(QStringLiteral("keyStatus"));
     m_keyStatus->setVisible(false);
     layout->addWidget(m_keyStatus);
-    m_environmentNote = note(QStringLiteral("ANTHROPIC_API_KEY is set in Tavrik's environment, so that key is used; "
-                                            "the key saved here is used once it is gone."));
+    m_environmentNote = note(
+        QStringLiteral("ANTHROPIC_API_KEY is set in Tavrik's environment, so that key is used; "
+                       "the key saved here is used once it is gone."));
     m_environmentNote->setVisible(Secrets::environmentHasAnthropicKey());
     layout->addWidget(m_environmentNote);
-    layout->addWidget(note(QStringLiteral("Tavrik writes skills with this key. Get one at console.anthropic.com under "
-                                          "API Keys; it is kept in a file only you can read.")));
+    layout->addWidget(note(
+        QStringLiteral("Tavrik writes skills with this key. Get one at console.anthropic.com under "
+                       "API Keys; it is kept in a file only you can read.")));
     layout->addSpacing(12);
 
     m_analytics = new QCheckBox(QStringLiteral("Send anonymous usage statistics"));
     m_analytics->setChecked(!Analytics::isOptedOut());
     layout->addWidget(m_analytics);
-    layout->addWidget(note(QStringLiteral("Which features are used, never what you record or type.")));
+    layout->addWidget(
+        note(QStringLiteral("Which features are used, never what you record or type.")));
     layout->addSpacing(8);
 
     m_login = new QCheckBox(QStringLiteral("Start Tavrik at login"));
@@ -99,8 +103,9 @@ PreferencesWindow::PreferencesWindow(QWidget* parent) : QWidget(parent), m_check
     browserLabel->setBuddy(m_browser);
     m_browser->setCurrentIndex(DirectBrowser::current() == DirectBrowser::Choice::tavrik ? 1 : 0);
     layout->addWidget(m_browser);
-    layout->addWidget(note(QStringLiteral("Skills that only open addresses. Skills that act on pages always use "
-                                          "Tavrik's browser.")));
+    layout->addWidget(
+        note(QStringLiteral("Skills that only open addresses. Skills that act on pages always use "
+                            "Tavrik's browser.")));
     layout->addStretch(1);
 
     connect(m_key, &QLineEdit::editingFinished, this, &PreferencesWindow::saveKey);
@@ -109,12 +114,15 @@ PreferencesWindow::PreferencesWindow(QWidget* parent) : QWidget(parent), m_check
         m_test->setEnabled(true);
         showKeyStatus(text, !works);
     });
-    connect(m_analytics, &QCheckBox::toggled, this, [](bool send) { Analytics::setOptedOut(!send); });
+    connect(m_analytics, &QCheckBox::toggled, this,
+            [](bool send) { Analytics::setOptedOut(!send); });
     connect(m_browser, &QComboBox::currentIndexChanged, this, [](int index) {
-        DirectBrowser::set(index == 1 ? DirectBrowser::Choice::tavrik : DirectBrowser::Choice::desktopDefault);
+        DirectBrowser::set(index == 1 ? DirectBrowser::Choice::tavrik
+                                      : DirectBrowser::Choice::desktopDefault);
     });
     connect(m_login, &QCheckBox::toggled, this, [this](bool start) {
-        if (std::optional<QString> error = Autostart::setEnabled(start, QCoreApplication::applicationFilePath())) {
+        if (std::optional<QString> error =
+                Autostart::setEnabled(start, QCoreApplication::applicationFilePath())) {
             showKeyStatus(*error, true);
             const QSignalBlocker block(m_login);
             m_login->setChecked(Autostart::isEnabled());
@@ -129,7 +137,8 @@ void PreferencesWindow::saveKey() {
         showKeyStatus(*error, true);
         return;
     }
-    showKeyStatus(m_key->text().trimmed().isEmpty() ? QStringLiteral("Key removed.") : QStringLiteral("Key saved."));
+    showKeyStatus(m_key->text().trimmed().isEmpty() ? QStringLiteral("Key removed.")
+                                                    : QStringLiteral("Key saved."));
 }
 
 void PreferencesWindow::testKey() {
@@ -142,7 +151,8 @@ void PreferencesWindow::testKey() {
 void PreferencesWindow::showKeyStatus(const QString& text, bool bad) {
     m_keyStatus->setText(text);
     m_keyStatus->setProperty("role", bad ? QString() : QStringLiteral("secondary"));
-    m_keyStatus->setStyleSheet(bad ? QStringLiteral("color: %1;").arg(Theme::danger.name()) : QString());
+    m_keyStatus->setStyleSheet(bad ? QStringLiteral("color: %1;").arg(Theme::danger.name())
+                                   : QString());
     m_keyStatus->setVisible(!text.isEmpty());
 }
 

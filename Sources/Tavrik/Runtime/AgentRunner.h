@@ -31,8 +31,8 @@ public:
     // Main thread. Results arrive through `progress` and, exactly once, `finished` (not after
     // `cancel`).
     // `skillFolder` defaults to the skill's folder in the library.
-    void run(const Skill& skill, const QMap<QString, QString>& parameters, const QString& skillFolder = {},
-             const Options& options = {});
+    void run(const Skill& skill, const QMap<QString, QString>& parameters,
+             const QString& skillFolder = {}, const Options& options = {});
 
     // Ends the runtime and everything it started (its whole process group): a polite signal,
     // then a forced one after `grace`. No `finished` follows.

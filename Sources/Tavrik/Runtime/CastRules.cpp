@@ -21,8 +21,10 @@ std::optional<DestructiveWarning> destructiveWarning(const Skill& skill) {
         return std::nullopt;
     return DestructiveWarning{
         QStringLiteral("Let Tavrik run “") + skill.name + QStringLiteral("”?"),
-        QStringLiteral("This skill can submit, send, delete, or overwrite something:\n\n") + lines.join(u'\n') +
-            QStringLiteral("\n\nTavrik will act on its own once you proceed. Press Esc anytime to stop.")};
+        QStringLiteral("This skill can submit, send, delete, or overwrite something:\n\n") +
+            lines.join(u'\n') +
+            QStringLiteral(
+                "\n\nTavrik will act on its own once you proceed. Press Esc anytime to stop.")};
 }
 
 QString outcomeText(bool success, const QString& summary) {
@@ -32,10 +34,12 @@ QString outcomeText(bool success, const QString& summary) {
     return success ? QStringLiteral("Done.") : QStringLiteral("Couldn't finish the skill.");
 }
 
-RunRecord runRecord(const QDateTime& startedAt, const Skill& skill, const QList<QString>& steps, bool success) {
+RunRecord runRecord(const QDateTime& startedAt, const Skill& skill, const QList<QString>& steps,
+                    bool success) {
     const bool replayed = CastRoute::method(skill) == CastMethod::replay;
-    return RunRecord{startedAt, skill.name, replayed ? QStringLiteral("replay") : QStringLiteral("agent"),
-                     steps.isEmpty() ? QList<QString>{QStringLiteral("(no tool calls)")} : steps, !success};
+    return RunRecord{
+        startedAt, skill.name, replayed ? QStringLiteral("replay") : QStringLiteral("agent"),
+        steps.isEmpty() ? QList<QString>{QStringLiteral("(no tool calls)")} : steps, !success};
 }
 
 } // namespace tavrik::CastRules

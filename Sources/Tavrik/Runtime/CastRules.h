@@ -22,6 +22,7 @@ std::optional<DestructiveWarning> destructiveWarning(const Skill& skill);
 // The line shown when a run ends.
 QString outcomeText(bool success, const QString& summary);
 
-RunRecord runRecord(const QDateTime& startedAt, const Skill& skill, const QList<QString>& steps, bool success);
+RunRecord runRecord(const QDateTime& startedAt, const Skill& skill, const QList<QString>& steps,
+                    bool success);
 
 } // namespace tavrik::CastRules

@@ -4,7 +4,6 @@
 #include <QDir>
 #include <QFile>
 #include <QTimer>
-
 #include <csignal>
 #include <sys/types.h>
 #include <unistd.h>
@@ -32,7 +31,8 @@ void terminate(QProcess& process, int graceMs) {
 
 int livingMembers(qint64 groupId) {
     int living = 0;
-    const QStringList entries = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    const QStringList entries =
+        QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
     for (const QString& entry : entries) {
         bool isPid = false;
         entry.toLongLong(&isPid);

@@ -22,9 +22,11 @@ QString currentExecutable() {
 std::optional<QString> installedRuntime(const QString& executable) {
     if (executable.isEmpty())
         return std::nullopt;
-    const QString folder = QDir::cleanPath(QFileInfo(executable).path() + QStringLiteral("/../share/tavrik/runtime"));
+    const QString folder =
+        QDir::cleanPath(QFileInfo(executable).path() + QStringLiteral("/../share/tavrik/runtime"));
     const QFileInfo node(folder + QStringLiteral("/node"));
-    if (node.isFile() && node.isExecutable() && QFileInfo(folder + QStringLiteral("/dist/cli.js")).isFile())
+    if (node.isFile() && node.isExecutable() &&
+        QFileInfo(folder + QStringLiteral("/dist/cli.js")).isFile())
         return folder;
     return std::nullopt;
 }
@@ -36,7 +38,8 @@ std::optional<QString> developmentRuntime(const QString& executable) {
             return QDir::cleanPath(QFileInfo(named).absoluteFilePath());
     }
     if (!executable.isEmpty()) {
-        const QString beside = QDir::cleanPath(QFileInfo(executable).path() + QStringLiteral("/../runtime"));
+        const QString beside =
+            QDir::cleanPath(QFileInfo(executable).path() + QStringLiteral("/../runtime"));
         if (hasPackage(beside))
             return beside;
     }

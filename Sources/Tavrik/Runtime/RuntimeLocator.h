@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QString>
-
 #include <optional>
 
 // Where the agent runtime lives. An installed runtime (its own "node" and a built dist/cli.js

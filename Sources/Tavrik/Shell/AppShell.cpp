@@ -54,7 +54,8 @@ AppShell::AppShell() : m_desktop(makeDesktopServices(this)) {
     connect(m_tray, &TrayMenu::quitRequested, qApp, &QApplication::quit);
     connect(m_tray, &TrayMenu::preferencesRequested, this, &AppShell::showPreferences);
     connect(m_mainWindow, &MainWindow::preferencesRequested, this, &AppShell::showPreferences);
-    connect(m_mainWindow, &MainWindow::quitRequested, qApp, &QApplication::quit, Qt::QueuedConnection);
+    connect(m_mainWindow, &MainWindow::quitRequested, qApp, &QApplication::quit,
+            Qt::QueuedConnection);
     connect(m_tray->menu(), &QMenu::aboutToShow, this, [this] {
         // The draft can be opened in the roomier editor while the panel shows it.
         if (!m_app->hasPendingGeneratedSkill())
@@ -68,11 +69,12 @@ AppShell::AppShell() : m_desktop(makeDesktopServices(this)) {
         m_tray->menu()->insertAction(first, edit);
     });
     connect(m_mainWindow, &MainWindow::editRequested, this, &AppShell::editSkill);
-    connect(m_mainWindow, &MainWindow::connectRequested, this, [this](const Skill& skill, const MCPServer& server) {
-        auto* login = new MCPOAuth(server, skill.name, m_mainWindow);
-        connect(login, &MCPOAuth::connected, m_mainWindow, &MainWindow::showSelected);
-        login->show();
-    });
+    connect(m_mainWindow, &MainWindow::connectRequested, this,
+            [this](const Skill& skill, const MCPServer& server) {
+                auto* login = new MCPOAuth(server, skill.name, m_mainWindow);
+                connect(login, &MCPOAuth::connected, m_mainWindow, &MainWindow::showSelected);
+                login->show();
+            });
 
     connect(m_views, &FloatingViews::mainWindowRequested, this, &AppShell::showMainWindow);
 
@@ -88,7 +90,9 @@ AppShell::~AppShell() {
     delete m_mainWindow;
 }
 
-PillController* AppShell::pill() const { return m_views->pill(); }
+PillController* AppShell::pill() const {
+    return m_views->pill();
+}
 
 void AppShell::launch() {
     showMainWindow();

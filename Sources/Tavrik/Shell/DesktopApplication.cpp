@@ -12,7 +12,6 @@
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QStyleFactory>
-
 #include <cstdio>
 
 namespace tavrik {
@@ -31,7 +30,8 @@ std::optional<QString> missingDisplayReason(const QStringList& arguments) {
     // A local display has its socket in /tmp/.X11-unix; remote ones are left to Qt to reach.
     static const QRegularExpression local(QStringLiteral("^(?:unix)?:(\\d+)(?:\\.\\d+)?$"));
     const QRegularExpressionMatch match = local.match(display);
-    if (match.hasMatch() && !QFileInfo::exists(QStringLiteral("/tmp/.X11-unix/X") + match.captured(1)))
+    if (match.hasMatch() &&
+        !QFileInfo::exists(QStringLiteral("/tmp/.X11-unix/X") + match.captured(1)))
         return QStringLiteral("nothing answers on DISPLAY %1").arg(display);
     return std::nullopt;
 }
@@ -41,14 +41,16 @@ int runDesktopApplication(int argc, char** argv) {
     for (int i = 1; i < argc; ++i)
         arguments.append(QString::fromLocal8Bit(argv[i]));
     if (std::optional<QString> reason = missingDisplayReason(arguments)) {
-        std::fprintf(stderr, "tavrik: no display (%s). Commands such as tavrik --help work without one.\n",
+        std::fprintf(stderr,
+                     "tavrik: no display (%s). Commands such as tavrik --help work without one.\n",
                      qPrintable(*reason));
         return 1;
     }
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "xcb");
     // Said once at start, where the log shows it, rather than failing quietly later.
-    if (const QString limits = DesktopSession::limitations(DesktopSession::current()); !limits.isEmpty())
+    if (const QString limits = DesktopSession::limitations(DesktopSession::current());
+        !limits.isEmpty())
         qWarning().noquote() << limits;
 
     QApplication application(argc, argv);
@@ -69,10 +71,12 @@ int runDesktopApplication(int argc, char** argv) {
     instance.listen();
 
     AppShell shell;
-    QObject::connect(&instance, &SingleInstance::reopenRequested, &shell, &AppShell::showMainWindow);
+    QObject::connect(&instance, &SingleInstance::reopenRequested, &shell,
+                     &AppShell::showMainWindow);
     RemoteControl remote(shell.app(), [&shell] { shell.showMainWindow(); });
     if (!remote.registerOnSessionBus())
-        qInfo("Tavrik: not on the session bus; tavrik record, palette and cast --in-app cannot reach it");
+        qInfo("Tavrik: not on the session bus; tavrik record, palette and cast --in-app cannot "
+              "reach it");
     shell.launch();
     return application.exec();
 }

@@ -50,7 +50,8 @@ private:
 
 class Narration final : public NarrationSource {
 public:
-    explicit Narration(std::unique_ptr<NarrationRecorder> recorder) : m_recorder(std::move(recorder)) {}
+    explicit Narration(std::unique_ptr<NarrationRecorder> recorder)
+        : m_recorder(std::move(recorder)) {}
     void start(std::function<void(double)> onLevel) override {
         m_recorder->setOnLevel([onLevel](float level) { onLevel(level); });
         m_recorder->start();
@@ -99,12 +100,13 @@ private:
 } // namespace
 
 int DialogQuestions::ask(const Question& question) {
-    QMessageBox box(question.warning ? QMessageBox::Warning : QMessageBox::Question, QStringLiteral("Tavrik"),
-                    question.message);
+    QMessageBox box(question.warning ? QMessageBox::Warning : QMessageBox::Question,
+                    QStringLiteral("Tavrik"), question.message);
     box.setInformativeText(question.details);
     QList<QAbstractButton*> buttons;
     for (int i = 0; i < question.buttons.size(); ++i)
-        buttons << box.addButton(question.buttons[i], i == 0 ? QMessageBox::AcceptRole : QMessageBox::RejectRole);
+        buttons << box.addButton(question.buttons[i],
+                                 i == 0 ? QMessageBox::AcceptRole : QMessageBox::RejectRole);
     if (!buttons.isEmpty())
         box.setDefaultButton(qobject_cast<QPushButton*>(buttons.first()));
     box.setWindowFlag(Qt::WindowStaysOnTopHint);
@@ -115,7 +117,8 @@ int DialogQuestions::ask(const Question& question) {
     return int(buttons.indexOf(box.clickedButton()));
 }
 
-std::optional<QString> DialogQuestions::askSecret(const QString& message, const QString& fieldLabel) {
+std::optional<QString> DialogQuestions::askSecret(const QString& message,
+                                                  const QString& fieldLabel) {
     QInputDialog dialog;
     dialog.setWindowTitle(QStringLiteral("Tavrik"));
     dialog.setLabelText(message + QStringLiteral("\n\n") + fieldLabel + u':');
@@ -133,7 +136,8 @@ std::optional<QString> DialogQuestions::askSecret(const QString& message, const 
 
 DesktopServices makeDesktopServices(QObject* owner) {
     DesktopServices desktop;
-    std::unique_ptr<PermissionsManager> permissions = DesktopBackend::createPermissionsManager(owner);
+    std::unique_ptr<PermissionsManager> permissions =
+        DesktopBackend::createPermissionsManager(owner);
     desktop.permissions = permissions.release();
     desktop.permissions->setParent(owner);
     desktop.hotkeys = new HotkeyEngine(DesktopBackend::createHotkeyGrabber(), owner);
@@ -141,7 +145,8 @@ DesktopServices makeDesktopServices(QObject* owner) {
     desktop.services.permissions = std::make_unique<PermissionsGate>(desktop.permissions);
     desktop.services.hotkeys = std::make_unique<HotkeyEngineControl>(desktop.hotkeys);
     desktop.services.recorder = std::make_unique<DesktopRecorder>();
-    desktop.services.narration = std::make_unique<Narration>(DesktopBackend::createNarrationRecorder());
+    desktop.services.narration =
+        std::make_unique<Narration>(DesktopBackend::createNarrationRecorder());
     desktop.services.questions = std::make_unique<DialogQuestions>();
     desktop.services.analytics = [](const QString& event, const QJsonObject& properties) {
         Analytics::capture(event, properties);

@@ -18,7 +18,8 @@ QString SingleInstance::socketName() {
     QString folder = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
     if (folder.isEmpty())
         folder = QDir::tempPath();
-    return QDir(folder).filePath(QStringLiteral("tavrik-%1.socket").arg(qEnvironmentVariable("DISPLAY")).remove(u':'));
+    return QDir(folder).filePath(
+        QStringLiteral("tavrik-%1.socket").arg(qEnvironmentVariable("DISPLAY")).remove(u':'));
 }
 
 bool SingleInstance::handOverToRunning() {

@@ -44,8 +44,9 @@ QUrl atOrigin(const QUrl& server, const QString& path) {
 
 // The page the browser shows once it has come back to us.
 QByteArray browserPage(bool success) {
-    const QByteArray text = success ? "You are logged in. You can close this tab and return to Tavrik."
-                                    : "The login did not finish. You can close this tab and try again in Tavrik.";
+    const QByteArray text =
+        success ? "You are logged in. You can close this tab and return to Tavrik."
+                : "The login did not finish. You can close this tab and try again in Tavrik.";
     const QByteArray body = "<!doctype html><meta charset=\"utf-8\"><title>Tavrik</title>"
                             "<body style=\"font-family:sans-serif;margin:3em\"><p>" +
                             text + "</p></body>";
@@ -63,8 +64,8 @@ QString replyError(const BoundedReply* reply, const QString& step) {
     if (const QString failure = reply->failureDescription(); !failure.isEmpty())
         return failure;
     const QJsonObject body = QJsonDocument::fromJson(reply->body()).object();
-    const QString description = body.value(QStringLiteral("error_description")).toString(
-        body.value(QStringLiteral("error")).toString());
+    const QString description = body.value(QStringLiteral("error_description"))
+                                    .toString(body.value(QStringLiteral("error")).toString());
     const int status = reply->status();
     QString message = QStringLiteral("%1 failed").arg(step);
     if (status)
@@ -99,7 +100,8 @@ QUrl MCPAuthorization::redirectUrl() const {
 
 void MCPAuthorization::start() {
     if (!m_serverUrl.isValid() || !m_serverUrl.scheme().startsWith(QLatin1String("http"))) {
-        fail(QStringLiteral("The server address “%1” is not a web address.").arg(m_serverUrl.toString()));
+        fail(QStringLiteral("The server address “%1” is not a web address.")
+                 .arg(m_serverUrl.toString()));
         return;
     }
     m_listener = new QTcpServer(this);
@@ -110,7 +112,8 @@ void MCPAuthorization::start() {
     m_redirect = QUrl(QStringLiteral("http://127.0.0.1:%1/callback").arg(m_listener->serverPort()));
     connect(m_listener, &QTcpServer::newConnection, this, [this] {
         while (QTcpSocket* socket = m_listener->nextPendingConnection()) {
-            connect(socket, &QTcpSocket::readyRead, this, [this, socket] { answerBrowser(socket); });
+            connect(socket, &QTcpSocket::readyRead, this,
+                    [this, socket] { answerBrowser(socket); });
             connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
         }
     });
@@ -131,7 +134,8 @@ BoundedReply* MCPAuthorization::track(BoundedReply* reply) {
 }
 
 void MCPAuthorization::discover() {
-    QNetworkRequest request(atOrigin(m_serverUrl, QStringLiteral("/.well-known/oauth-authorization-server")));
+    QNetworkRequest request(
+        atOrigin(m_serverUrl, QStringLiteral("/.well-known/oauth-authorization-server")));
     BoundedReply* reply = track(BoundedReply::get(m_network, request, kAnswerLimit, this));
     connect(reply, &BoundedReply::finished, this, [this, reply] {
         reply->deleteLater();
@@ -147,8 +151,9 @@ void MCPAuthorization::discover() {
             answeredWell(reply) ? QJsonDocument::fromJson(reply->body()).object() : QJsonObject();
         auto endpoint = [&](const char* key, const char* fallback) {
             const QUrl given(metadata.value(QLatin1String(key)).toString());
-            return given.isValid() && !given.isRelative() ? given
-                                                          : atOrigin(m_serverUrl, QLatin1String(fallback));
+            return given.isValid() && !given.isRelative()
+                       ? given
+                       : atOrigin(m_serverUrl, QLatin1String(fallback));
         };
         m_endpoints.authorization = endpoint("authorization_endpoint", "/authorize");
         m_endpoints.token = endpoint("token_endpoint", "/token");
@@ -167,8 +172,9 @@ void MCPAuthorization::registerClient() {
     };
     QNetworkRequest request(m_endpoints.registration);
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-    BoundedReply* reply = track(BoundedReply::post(
-        m_network, request, QJsonDocument(client).toJson(QJsonDocument::Compact), kAnswerLimit, this));
+    BoundedReply* reply = track(
+        BoundedReply::post(m_network, request, QJsonDocument(client).toJson(QJsonDocument::Compact),
+                           kAnswerLimit, this));
     connect(reply, &BoundedReply::finished, this, [this, reply] {
         reply->deleteLater();
         if (m_done)
@@ -177,9 +183,13 @@ void MCPAuthorization::registerClient() {
             fail(replyError(reply, QStringLiteral("Registering Tavrik with the service")));
             return;
         }
-        m_clientId = QJsonDocument::fromJson(reply->body()).object().value(QStringLiteral("client_id")).toString();
+        m_clientId = QJsonDocument::fromJson(reply->body())
+                         .object()
+                         .value(QStringLiteral("client_id"))
+                         .toString();
         if (m_clientId.isEmpty()) {
-            fail(QStringLiteral("The service did not register Tavrik (no client id in its answer)."));
+            fail(QStringLiteral(
+                "The service did not register Tavrik (no client id in its answer)."));
             return;
         }
         openAuthorizationPage();
@@ -192,9 +202,10 @@ void MCPAuthorization::openAuthorizationPage() {
     query.addQueryItem(QStringLiteral("response_type"), QStringLiteral("code"));
     query.addQueryItem(QStringLiteral("client_id"), m_clientId);
     query.addQueryItem(QStringLiteral("redirect_uri"), redirectUrl().toString());
-    query.addQueryItem(QStringLiteral("code_challenge"),
-                       QString::fromLatin1(QCryptographicHash::hash(m_verifier, QCryptographicHash::Sha256)
-                                               .toBase64(kUrlSafe)));
+    query.addQueryItem(
+        QStringLiteral("code_challenge"),
+        QString::fromLatin1(
+            QCryptographicHash::hash(m_verifier, QCryptographicHash::Sha256).toBase64(kUrlSafe)));
     query.addQueryItem(QStringLiteral("code_challenge_method"), QStringLiteral("S256"));
     query.addQueryItem(QStringLiteral("state"), QString::fromLatin1(m_state));
     url.setQuery(query);
@@ -244,7 +255,8 @@ void MCPAuthorization::exchangeCode(const QString& code) {
     form.addQueryItem(QStringLiteral("client_id"), m_clientId);
     form.addQueryItem(QStringLiteral("code_verifier"), QString::fromLatin1(m_verifier));
     QNetworkRequest request(m_endpoints.token);
-    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/x-www-form-urlencoded"));
+    request.setHeader(QNetworkRequest::ContentTypeHeader,
+                      QStringLiteral("application/x-www-form-urlencoded"));
     BoundedReply* reply = track(BoundedReply::post(
         m_network, request, form.toString(QUrl::FullyEncoded).toLatin1(), kAnswerLimit, this));
     connect(reply, &BoundedReply::finished, this, [this, reply] {
@@ -255,8 +267,10 @@ void MCPAuthorization::exchangeCode(const QString& code) {
             fail(replyError(reply, QStringLiteral("Getting the access token")));
             return;
         }
-        const QString token =
-            QJsonDocument::fromJson(reply->body()).object().value(QStringLiteral("access_token")).toString();
+        const QString token = QJsonDocument::fromJson(reply->body())
+                                  .object()
+                                  .value(QStringLiteral("access_token"))
+                                  .toString();
         if (token.isEmpty()) {
             fail(QStringLiteral("The service answered without an access token."));
             return;

@@ -1,10 +1,14 @@
 #include "TavrikCore/Models/AXTarget.h"
+
 #include "TavrikCore/Support/Json.h"
 
 namespace tavrik {
 
 QString AXTarget::humanLabel() const {
-    QString label = axTitle ? *axTitle : axValue ? *axValue : axRole ? *axRole : QStringLiteral("element");
+    QString label = axTitle   ? *axTitle
+                    : axValue ? *axValue
+                    : axRole  ? *axRole
+                              : QStringLiteral("element");
     if (appName)
         label += QStringLiteral(" in ") + *appName;
     return label;
@@ -58,8 +62,9 @@ size_t hashOptional(const std::optional<QString>& s, size_t seed) {
 } // namespace
 
 size_t qHash(const AXTarget& t, size_t seed) {
-    for (const auto* field : {&t.appBundleID, &t.appName, &t.windowTitle, &t.axRole, &t.axSubrole,
-                              &t.axTitle, &t.axValue, &t.axIdentifier, &t.url, &t.axDescription, &t.axPath})
+    for (const auto* field :
+         {&t.appBundleID, &t.appName, &t.windowTitle, &t.axRole, &t.axSubrole, &t.axTitle,
+          &t.axValue, &t.axIdentifier, &t.url, &t.axDescription, &t.axPath})
         seed = hashOptional(*field, seed);
     if (t.frameInWindow)
         seed = qHash(*t.frameInWindow, seed);

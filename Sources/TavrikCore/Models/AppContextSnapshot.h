@@ -2,7 +2,6 @@
 
 #include <QJsonObject>
 #include <QString>
-
 #include <optional>
 
 namespace tavrik {
@@ -16,7 +15,8 @@ struct AppContextSnapshot {
 
     bool operator==(const AppContextSnapshot&) const = default;
     QJsonObject toJson() const;
-    static std::optional<AppContextSnapshot> fromJson(const QJsonValue& value, QString* error = nullptr);
+    static std::optional<AppContextSnapshot> fromJson(const QJsonValue& value,
+                                                      QString* error = nullptr);
 };
 
 } // namespace tavrik

@@ -4,7 +4,6 @@
 
 #include <QDateTime>
 #include <QJsonObject>
-
 #include <optional>
 
 namespace tavrik {

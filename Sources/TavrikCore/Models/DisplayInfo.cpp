@@ -1,4 +1,5 @@
 #include "TavrikCore/Models/DisplayInfo.h"
+
 #include "TavrikCore/Support/Json.h"
 
 #include <limits>
@@ -6,7 +7,10 @@
 namespace tavrik {
 
 QJsonObject DisplayInfo::toJson() const {
-    return {{"id", qint64(id)}, {"frame", frame.toJson()}, {"scaleFactor", scaleFactor}, {"isMain", isMain}};
+    return {{"id", qint64(id)},
+            {"frame", frame.toJson()},
+            {"scaleFactor", scaleFactor},
+            {"isMain", isMain}};
 }
 
 std::optional<DisplayInfo> DisplayInfo::fromJson(const QJsonValue& value, QString* error) {

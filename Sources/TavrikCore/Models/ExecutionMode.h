@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QString>
-
 #include <array>
 #include <optional>
 
@@ -12,12 +11,16 @@ enum class ExecutionMode { skill };
 
 inline constexpr std::array kAllExecutionModes{ExecutionMode::skill};
 
-inline QString toString(ExecutionMode) { return QStringLiteral("skill"); }
+inline QString toString(ExecutionMode) {
+    return QStringLiteral("skill");
+}
 // Decoding from JSON accepts only "skill".
 inline std::optional<ExecutionMode> executionModeFromString(QStringView text) {
     return text == u"skill" ? std::optional(ExecutionMode::skill) : std::nullopt;
 }
 // Whatever a hand-written file says, the mode is `skill`.
-inline ExecutionMode parseExecutionMode(const std::optional<QString>&) { return ExecutionMode::skill; }
+inline ExecutionMode parseExecutionMode(const std::optional<QString>&) {
+    return ExecutionMode::skill;
+}
 
 } // namespace tavrik

@@ -15,7 +15,8 @@ struct ExecutionPlanDocument {
 
     bool operator==(const ExecutionPlanDocument&) const = default;
     QJsonObject toJson() const;
-    static std::optional<ExecutionPlanDocument> fromJson(const QJsonValue& value, QString* error = nullptr);
+    static std::optional<ExecutionPlanDocument> fromJson(const QJsonValue& value,
+                                                         QString* error = nullptr);
 };
 
 } // namespace tavrik

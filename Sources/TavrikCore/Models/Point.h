@@ -2,7 +2,6 @@
 
 #include <QHashFunctions>
 #include <QJsonObject>
-
 #include <optional>
 
 namespace tavrik {
@@ -17,6 +16,8 @@ struct Point {
     static std::optional<Point> fromJson(const QJsonValue& value, QString* error = nullptr);
 };
 
-inline size_t qHash(const Point& p, size_t seed = 0) { return qHashMulti(seed, p.x, p.y); }
+inline size_t qHash(const Point& p, size_t seed = 0) {
+    return qHashMulti(seed, p.x, p.y);
+}
 
 } // namespace tavrik

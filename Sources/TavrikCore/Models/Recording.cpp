@@ -1,4 +1,5 @@
 #include "TavrikCore/Models/Recording.h"
+
 #include "TavrikCore/Support/Json.h"
 
 #include <limits>
@@ -40,7 +41,8 @@ std::optional<ActionEvent> ActionEvent::fromJson(const QJsonValue& value, QStrin
         e.keyCode = quint16(*code);
     if (auto flags = r.optionalInteger("modifierFlags", 0, std::numeric_limits<qint64>::max()))
         e.modifierFlags = quint64(*flags);
-    e.frameIndex = r.optionalInteger("frameIndex", std::numeric_limits<qint64>::min(), std::numeric_limits<qint64>::max());
+    e.frameIndex = r.optionalInteger("frameIndex", std::numeric_limits<qint64>::min(),
+                                     std::numeric_limits<qint64>::max());
     return json::finish(r, e, error);
 }
 
@@ -48,9 +50,9 @@ QJsonObject FrameRef::toJson() const {
     QJsonArray regions;
     for (const Rect& region : redactedRegions)
         regions.append(region.toJson());
-    return {{"id", json::uuidText(id)},          {"timeOffset", timeOffset},
-            {"relativePath", relativePath},      {"displayID", qint64(displayID)},
-            {"pixelSize", pixelSize.toJson()},   {"redactedRegions", regions}};
+    return {{"id", json::uuidText(id)},        {"timeOffset", timeOffset},
+            {"relativePath", relativePath},    {"displayID", qint64(displayID)},
+            {"pixelSize", pixelSize.toJson()}, {"redactedRegions", regions}};
 }
 
 std::optional<FrameRef> FrameRef::fromJson(const QJsonValue& value, QString* error) {
@@ -73,7 +75,8 @@ QJsonObject AppContextSnapshot::toJson() const {
     return o;
 }
 
-std::optional<AppContextSnapshot> AppContextSnapshot::fromJson(const QJsonValue& value, QString* error) {
+std::optional<AppContextSnapshot> AppContextSnapshot::fromJson(const QJsonValue& value,
+                                                               QString* error) {
     json::ObjectReader r(value);
     AppContextSnapshot s;
     s.timeOffset = r.number("timeOffset");

@@ -18,6 +18,8 @@ struct Rect {
     static std::optional<Rect> fromJson(const QJsonValue& value, QString* error = nullptr);
 };
 
-inline size_t qHash(const Rect& r, size_t seed = 0) { return qHashMulti(seed, r.origin, r.size); }
+inline size_t qHash(const Rect& r, size_t seed = 0) {
+    return qHashMulti(seed, r.origin, r.size);
+}
 
 } // namespace tavrik

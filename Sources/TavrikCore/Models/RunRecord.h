@@ -3,7 +3,6 @@
 #include <QDateTime>
 #include <QJsonObject>
 #include <QList>
-
 #include <optional>
 
 namespace tavrik {

@@ -3,7 +3,6 @@
 #include <QJsonObject>
 #include <QList>
 #include <QString>
-
 #include <optional>
 
 namespace tavrik {

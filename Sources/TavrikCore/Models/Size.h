@@ -2,7 +2,6 @@
 
 #include <QHashFunctions>
 #include <QJsonObject>
-
 #include <optional>
 
 namespace tavrik {
@@ -16,6 +15,8 @@ struct Size {
     static std::optional<Size> fromJson(const QJsonValue& value, QString* error = nullptr);
 };
 
-inline size_t qHash(const Size& s, size_t seed = 0) { return qHashMulti(seed, s.width, s.height); }
+inline size_t qHash(const Size& s, size_t seed = 0) {
+    return qHashMulti(seed, s.width, s.height);
+}
 
 } // namespace tavrik

@@ -9,11 +9,16 @@ namespace tavrik {
 
 QString toString(ParameterType type) {
     switch (type) {
-    case ParameterType::text: return QStringLiteral("text");
-    case ParameterType::date: return QStringLiteral("date");
-    case ParameterType::number: return QStringLiteral("number");
-    case ParameterType::filePath: return QStringLiteral("filePath");
-    case ParameterType::searchTerm: return QStringLiteral("searchTerm");
+    case ParameterType::text:
+        return QStringLiteral("text");
+    case ParameterType::date:
+        return QStringLiteral("date");
+    case ParameterType::number:
+        return QStringLiteral("number");
+    case ParameterType::filePath:
+        return QStringLiteral("filePath");
+    case ParameterType::searchTerm:
+        return QStringLiteral("searchTerm");
     }
     return {};
 }
@@ -29,8 +34,9 @@ QJsonObject Parameter::toJson() const {
     QJsonArray steps;
     for (qint64 step : usedInSteps)
         steps.append(step);
-    return {{"id", json::uuidText(id)}, {"name", name},                 {"type", toString(type)},
-            {"prompt", prompt},         {"exampleValue", exampleValue}, {"usedInSteps", steps}};
+    return {{"id", json::uuidText(id)},     {"name", name},
+            {"type", toString(type)},       {"prompt", prompt},
+            {"exampleValue", exampleValue}, {"usedInSteps", steps}};
 }
 
 std::optional<Parameter> Parameter::fromJson(const QJsonValue& value, QString* error) {
@@ -72,7 +78,8 @@ std::optional<PlanStep> PlanStep::fromJson(const QJsonValue& value, QString* err
     json::ObjectReader r(value);
     PlanStep s;
     s.id = r.uuid("id");
-    s.index = r.integer("index", std::numeric_limits<qint64>::min(), std::numeric_limits<qint64>::max());
+    s.index =
+        r.integer("index", std::numeric_limits<qint64>::min(), std::numeric_limits<qint64>::max());
     s.intent = r.string("intent");
     s.action = r.enumeration("action", actionTypeFromString, "action type");
     s.target = r.optionalObject<AXTarget>("target");
@@ -272,7 +279,8 @@ QJsonObject ExecutionPlanDocument::toJson() const {
     return o;
 }
 
-std::optional<ExecutionPlanDocument> ExecutionPlanDocument::fromJson(const QJsonValue& value, QString* error) {
+std::optional<ExecutionPlanDocument> ExecutionPlanDocument::fromJson(const QJsonValue& value,
+                                                                     QString* error) {
     json::ObjectReader r(value);
     ExecutionPlanDocument d;
     d.parameters = r.list<Parameter>("parameters");

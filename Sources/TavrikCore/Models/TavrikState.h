@@ -14,7 +14,9 @@ public:
     static TavrikState recording() { return TavrikState(Kind::recording); }
     static TavrikState synthesizing() { return TavrikState(Kind::synthesizing); }
     static TavrikState creatingSkill() { return TavrikState(Kind::creatingSkill); }
-    static TavrikState casting(const QString& skillName) { return TavrikState(Kind::casting, skillName); }
+    static TavrikState casting(const QString& skillName) {
+        return TavrikState(Kind::casting, skillName);
+    }
 
     Kind kind() const { return m_kind; }
     // The skill's name while casting, empty otherwise.

@@ -1,7 +1,6 @@
 #include "TavrikCore/Replay/AXPath.h"
 
 #include <QStringList>
-
 #include <algorithm>
 
 namespace tavrik::AXPath {

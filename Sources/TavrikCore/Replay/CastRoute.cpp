@@ -51,8 +51,8 @@ QList<qsizetype> secretSteps(const Skill& skill) {
     QList<qsizetype> steps;
     for (qsizetype i = 0; i < skill.plan.size(); ++i) {
         const PlanStep& step = skill.plan[i];
-        if (step.action == ActionType::keystroke && step.target && step.target->isSecure && !step.text &&
-            !step.keyCode)
+        if (step.action == ActionType::keystroke && step.target && step.target->isSecure &&
+            !step.text && !step.keyCode)
             steps.append(i);
     }
     return steps;

@@ -22,7 +22,8 @@ public:
 
     // Showing elements of a window, depth first, at most `limit` of them. With `role` set only
     // elements of that role come back (backends may search faster then).
-    virtual QList<LiveElement> elements(const LiveWindow& window, const QString& role, int limit) = 0;
+    virtual QList<LiveElement> elements(const LiveWindow& window, const QString& role,
+                                        int limit) = 0;
 
     // The element as it is now; nothing when it has gone.
     virtual std::optional<LiveElement> refresh(const LiveElement& element) = 0;

@@ -4,7 +4,8 @@
 
 namespace tavrik::ParameterFill {
 
-QString fill(const QString& recorded, const QList<Parameter>& parameters, const QMap<QString, QString>& values) {
+QString fill(const QString& recorded, const QList<Parameter>& parameters,
+             const QMap<QString, QString>& values) {
     struct Replacement {
         QString from;
         QString to;
@@ -19,15 +20,17 @@ QString fill(const QString& recorded, const QList<Parameter>& parameters, const 
             replacements.append({parameter.exampleValue, *value});
     }
     // Longest first, so an example that contains another ("New York" and "York") wins.
-    std::stable_sort(replacements.begin(), replacements.end(),
-                     [](const Replacement& a, const Replacement& b) { return a.from.size() > b.from.size(); });
+    std::stable_sort(
+        replacements.begin(), replacements.end(),
+        [](const Replacement& a, const Replacement& b) { return a.from.size() > b.from.size(); });
     // One pass over the text: a value put in is never searched again.
     QString result;
     qsizetype i = 0;
     while (i < recorded.size()) {
-        const auto hit = std::find_if(replacements.cbegin(), replacements.cend(), [&](const Replacement& r) {
-            return QStringView(recorded).sliced(i).startsWith(r.from);
-        });
+        const auto hit =
+            std::find_if(replacements.cbegin(), replacements.cend(), [&](const Replacement& r) {
+                return QStringView(recorded).sliced(i).startsWith(r.from);
+            });
         if (hit == replacements.cend()) {
             result += recorded[i++];
         } else {

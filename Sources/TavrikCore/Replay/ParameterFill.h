@@ -10,6 +10,7 @@
 // parameter's example value (what was typed in the demonstration) appears, take the run's value.
 namespace tavrik::ParameterFill {
 
-QString fill(const QString& recorded, const QList<Parameter>& parameters, const QMap<QString, QString>& values);
+QString fill(const QString& recorded, const QList<Parameter>& parameters,
+             const QMap<QString, QString>& values);
 
 } // namespace tavrik::ParameterFill

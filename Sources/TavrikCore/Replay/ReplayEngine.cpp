@@ -4,7 +4,6 @@
 #include "TavrikCore/Replay/ParameterFill.h"
 
 #include <QRegularExpression>
-
 #include <algorithm>
 #include <cmath>
 
@@ -81,7 +80,8 @@ QString stepName(const PlanStep& step) {
 
 // The recorded target as this run expects to see it: names and values that showed an example
 // value show the run's value.
-AXTarget expectedTarget(const AXTarget& recorded, const Skill& skill, const QMap<QString, QString>& values) {
+AXTarget expectedTarget(const AXTarget& recorded, const Skill& skill,
+                        const QMap<QString, QString>& values) {
     AXTarget expected = recorded;
     if (expected.axTitle)
         expected.axTitle = ParameterFill::fill(*expected.axTitle, skill.parameters, values);
@@ -100,8 +100,8 @@ bool isWindowItself(const AXTarget& target) {
 }
 
 std::optional<QString> pressAction(const LiveElement& element) {
-    static const QStringList preferred{QStringLiteral("click"),  QStringLiteral("press"),
-                                       QStringLiteral("toggle"), QStringLiteral("activate"),
+    static const QStringList preferred{QStringLiteral("click"),   QStringLiteral("press"),
+                                       QStringLiteral("toggle"),  QStringLiteral("activate"),
                                        QStringLiteral("trigger"), QStringLiteral("jump")};
     for (const QString& wanted : preferred)
         for (const QString& action : element.actions)
@@ -110,7 +110,8 @@ std::optional<QString> pressAction(const LiveElement& element) {
     return std::nullopt;
 }
 
-std::optional<QString> namedAction(const LiveElement& element, std::initializer_list<const char*> names) {
+std::optional<QString> namedAction(const LiveElement& element,
+                                   std::initializer_list<const char*> names) {
     for (const char* wanted : names)
         for (const QString& action : element.actions)
             if (action.compare(QLatin1String(wanted), Qt::CaseInsensitive) == 0)
@@ -140,8 +141,10 @@ Point pointInElement(const PlanStep& step, const LiveElement& element) {
     const Rect& was = *step.target->frameInWindow;
     if (was.size.width <= 0 || was.size.height <= 0)
         return center(element.frame);
-    const double fx = (step.location->x - step.target->windowFrame->origin.x - was.origin.x) / was.size.width;
-    const double fy = (step.location->y - step.target->windowFrame->origin.y - was.origin.y) / was.size.height;
+    const double fx =
+        (step.location->x - step.target->windowFrame->origin.x - was.origin.x) / was.size.width;
+    const double fy =
+        (step.location->y - step.target->windowFrame->origin.y - was.origin.y) / was.size.height;
     if (fx < 0 || fx > 1 || fy < 0 || fy > 1)
         return center(element.frame);
     return Point{element.frame.origin.x + fx * element.frame.size.width,
@@ -150,7 +153,8 @@ Point pointInElement(const PlanStep& step, const LiveElement& element) {
 
 // Elements that do nothing (labels, panels) have no enabled state to wait for.
 bool mustBeEnabled(const LiveElement& element) {
-    return !element.actions.isEmpty() || element.editable || TargetMatcher::isTextRole(element.role);
+    return !element.actions.isEmpty() || element.editable ||
+           TargetMatcher::isTextRole(element.role);
 }
 
 quint64 modifierBits(const PlanStep& step) {
@@ -164,16 +168,19 @@ quint64 modifierBits(const PlanStep& step) {
 ReplayEngine::ReplayEngine(DesktopActor& actor, SyntheticInput& input, ReplayClock& clock)
     : ReplayEngine(actor, input, clock, Options{}) {}
 
-ReplayEngine::ReplayEngine(DesktopActor& actor, SyntheticInput& input, ReplayClock& clock, Options options)
+ReplayEngine::ReplayEngine(DesktopActor& actor, SyntheticInput& input, ReplayClock& clock,
+                           Options options)
     : m_actor(actor), m_input(input), m_clock(clock), m_options(options) {}
 
 int ReplayEngine::waitFor(const PlanStep& step) const {
     if (!step.precondition || step.precondition->trimmed().isEmpty())
         return m_options.defaultWaitMs;
-    static const QRegularExpression seconds(QStringLiteral("(\\d+(?:\\.\\d+)?)\\s*(s|sec|secs|seconds?)\\b"),
-                                            QRegularExpression::CaseInsensitiveOption);
-    static const QRegularExpression minutes(QStringLiteral("(\\d+(?:\\.\\d+)?)\\s*(min|mins|minutes?)\\b"),
-                                            QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression seconds(
+        QStringLiteral("(\\d+(?:\\.\\d+)?)\\s*(s|sec|secs|seconds?)\\b"),
+        QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression minutes(
+        QStringLiteral("(\\d+(?:\\.\\d+)?)\\s*(min|mins|minutes?)\\b"),
+        QRegularExpression::CaseInsensitiveOption);
     double ms = 3.0 * m_options.defaultWaitMs;
     if (const auto m = seconds.match(*step.precondition); m.hasMatch())
         ms = m.captured(1).toDouble() * 1000;
@@ -205,7 +212,8 @@ bool ReplayEngine::settle(const std::function<bool()>& condition) {
     }
 }
 
-ReplayEngine::Located ReplayEngine::locate(const PlanStep& step, const AXTarget& expected, int waitMs) {
+ReplayEngine::Located ReplayEngine::locate(const PlanStep& step, const AXTarget& expected,
+                                           int waitMs) {
     const qint64 deadline = m_clock.elapsedMs() + waitMs;
     Located result;
     while (true) {
@@ -215,40 +223,55 @@ ReplayEngine::Located ReplayEngine::locate(const PlanStep& step, const AXTarget&
             if (TargetMatcher::sameApplication(expected, w))
                 ours.append(w);
         if (ours.isEmpty()) {
-            result = Located{Located::Kind::failed, {}, {}, TargetMatcher::Match::Kind::missing,
+            result = Located{Located::Kind::failed,
+                             {},
+                             {},
+                             TargetMatcher::Match::Kind::missing,
                              appLabel(expected) + QStringLiteral(" has no window open")};
         } else if (!hasRole(expected) || isWindowItself(expected)) {
             // Only the window was recorded: the one with the same title, else the one in front.
-            auto it = std::find_if(ours.cbegin(), ours.cend(),
-                                   [&](const LiveWindow& w) { return expected.windowTitle == w.title; });
+            auto it = std::find_if(ours.cbegin(), ours.cend(), [&](const LiveWindow& w) {
+                return expected.windowTitle == w.title;
+            });
             if (it == ours.cend())
-                it = std::find_if(ours.cbegin(), ours.cend(), [](const LiveWindow& w) { return w.active; });
-            result = Located{Located::Kind::window, {}, it == ours.cend() ? ours.first() : *it,
-                             TargetMatcher::Match::Kind::found, {}};
+                it = std::find_if(ours.cbegin(), ours.cend(),
+                                  [](const LiveWindow& w) { return w.active; });
+            result = Located{Located::Kind::window,
+                             {},
+                             it == ours.cend() ? ours.first() : *it,
+                             TargetMatcher::Match::Kind::found,
+                             {}};
             return result;
         } else {
             QList<TargetMatcher::Candidate> candidates;
             for (const LiveWindow& w : ours)
-                for (const LiveElement& e : m_actor.elements(w, *expected.axRole, m_options.elementLimit))
+                for (const LiveElement& e :
+                     m_actor.elements(w, *expected.axRole, m_options.elementLimit))
                     candidates.append({e, w});
             const TargetMatcher::Match match = TargetMatcher::best(expected, candidates);
             result = Located{Located::Kind::failed, {}, {}, match.kind, {}};
             switch (match.kind) {
             case TargetMatcher::Match::Kind::found:
-                if (match.best->element.showing && (match.best->element.enabled || !mustBeEnabled(match.best->element)))
-                    return Located{Located::Kind::element, match.best->element, match.best->window,
-                                   TargetMatcher::Match::Kind::found, {}};
-                result.problem = targetLabel(expected) + QStringLiteral(" is there but not enabled");
+                if (match.best->element.showing &&
+                    (match.best->element.enabled || !mustBeEnabled(match.best->element)))
+                    return Located{Located::Kind::element,
+                                   match.best->element,
+                                   match.best->window,
+                                   TargetMatcher::Match::Kind::found,
+                                   {}};
+                result.problem =
+                    targetLabel(expected) + QStringLiteral(" is there but not enabled");
                 break;
             case TargetMatcher::Match::Kind::ambiguous: {
                 const Point a = center(match.best->element.frame);
                 const Point b = center(match.rival->element.frame);
-                result.problem = QStringLiteral("more than one element fits %1 (at %2,%3 and %4,%5)")
-                                     .arg(targetLabel(expected))
-                                     .arg(qRound(a.x))
-                                     .arg(qRound(a.y))
-                                     .arg(qRound(b.x))
-                                     .arg(qRound(b.y));
+                result.problem =
+                    QStringLiteral("more than one element fits %1 (at %2,%3 and %4,%5)")
+                        .arg(targetLabel(expected))
+                        .arg(qRound(a.x))
+                        .arg(qRound(a.y))
+                        .arg(qRound(b.x))
+                        .arg(qRound(b.y));
                 break;
             }
             case TargetMatcher::Match::Kind::missing:
@@ -269,12 +292,14 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
     if (where.kind == Located::Kind::window) {
         // Nothing but the window was recorded: the point where it was within the window.
         if (destructive)
-            return {false, QStringLiteral("it may delete, send or overwrite, and its element was never "
-                                          "identified; Tavrik does not click where it once was")};
+            return {false,
+                    QStringLiteral("it may delete, send or overwrite, and its element was never "
+                                   "identified; Tavrik does not click where it once was")};
         if (!step.location || !step.target || !step.target->windowFrame)
             return {false, QStringLiteral("the recording does not say where in the window it was")};
-        at = Point{where.window->frame.origin.x + step.location->x - step.target->windowFrame->origin.x,
-                   where.window->frame.origin.y + step.location->y - step.target->windowFrame->origin.y};
+        at = Point{
+            where.window->frame.origin.x + step.location->x - step.target->windowFrame->origin.x,
+            where.window->frame.origin.y + step.location->y - step.target->windowFrame->origin.y};
     } else {
         const LiveElement& element = *where.element;
         if (step.action == ActionType::click) {
@@ -286,7 +311,8 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
                     }))
                     return {};
             } else if (isRowRole(element.role) && !pressAction(element)) {
-                // Some toolkits take the selection without showing it: only a selection seen counts.
+                // Some toolkits take the selection without showing it: only a selection seen
+                // counts.
                 if (m_actor.select(element) && settle([&] {
                         const auto now = m_actor.refresh(element);
                         return now && now->selected;
@@ -347,7 +373,8 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
     case ActionType::drag: {
         if (!step.endLocation || !step.location)
             return {false, QStringLiteral("the recording does not say where the drag ended")};
-        const Point to{at.x + step.endLocation->x - step.location->x, at.y + step.endLocation->y - step.location->y};
+        const Point to{at.x + step.endLocation->x - step.location->x,
+                       at.y + step.endLocation->y - step.location->y};
         sent = m_input.drag(at, to);
         break;
     }
@@ -361,7 +388,8 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
             const auto now = m_actor.refresh(*row);
             return now && now->selected;
         }))
-        return {false, targetLabel(*step.target) + QStringLiteral(" was clicked but its row is not selected")};
+        return {false, targetLabel(*step.target) +
+                           QStringLiteral(" was clicked but its row is not selected")};
     return {};
 }
 
@@ -390,12 +418,14 @@ std::optional<LiveElement> ReplayEngine::rowHolding(const LiveElement& element) 
     return std::nullopt;
 }
 
-ReplayEngine::Outcome ReplayEngine::actTyping(const PlanStep& step, const Located& where, const QString& text) {
+ReplayEngine::Outcome ReplayEngine::actTyping(const PlanStep& step, const Located& where,
+                                              const QString& text) {
     if (where.window && !where.window->active && where.kind != Located::Kind::element)
         m_actor.activateWindow(*where.window);
     if (where.kind != Located::Kind::element) {
-        return m_input.typeText(text) ? Outcome{}
-                                      : Outcome{false, QStringLiteral("the text could not be typed")};
+        return m_input.typeText(text)
+                   ? Outcome{}
+                   : Outcome{false, QStringLiteral("the text could not be typed")};
     }
     const LiveElement& element = *where.element;
     if (!element.focused)
@@ -406,7 +436,8 @@ ReplayEngine::Outcome ReplayEngine::actTyping(const PlanStep& step, const Locate
         const std::optional<QString> now = m_actor.text(element);
         return now && (now->contains(text) || (before && *now != *before));
     };
-    if ((element.editable || TargetMatcher::isTextRole(element.role)) && m_actor.insertText(element, text)) {
+    if ((element.editable || TargetMatcher::isTextRole(element.role)) &&
+        m_actor.insertText(element, text)) {
         if (!readable || settle(arrived))
             return {};
     }
@@ -431,8 +462,8 @@ ReplayEngine::Outcome ReplayEngine::actKey(const PlanStep& step, const Located& 
                : Outcome{false, QStringLiteral("the key could not be pressed")};
 }
 
-ReplayEngine::Outcome ReplayEngine::act(const PlanStep& step, const AXTarget& expected, const Located& where,
-                                        const QString& text) {
+ReplayEngine::Outcome ReplayEngine::act(const PlanStep& step, const AXTarget& expected,
+                                        const Located& where, const QString& text) {
     Q_UNUSED(expected);
     switch (step.action) {
     case ActionType::wait:
@@ -440,8 +471,9 @@ ReplayEngine::Outcome ReplayEngine::act(const PlanStep& step, const AXTarget& ex
         return {};
     case ActionType::appSwitch:
     case ActionType::windowFocus:
-        return m_actor.activateWindow(*where.window) ? Outcome{}
-                                                      : Outcome{false, QStringLiteral("its window could not be brought to the front")};
+        return m_actor.activateWindow(*where.window)
+                   ? Outcome{}
+                   : Outcome{false, QStringLiteral("its window could not be brought to the front")};
     case ActionType::keystroke:
         if (!text.isNull())
             return actTyping(step, where, text);
@@ -467,7 +499,8 @@ bool ReplayEngine::run(const Skill& skill, const QMap<QString, QString>& values,
         if (step.action == ActionType::keystroke) {
             if (step.target && step.target->isSecure && !step.text && !step.keyCode) {
                 if (!secrets.contains(i)) {
-                    emitLine(QStringLiteral("✗ ") + stepName(step) + QStringLiteral(": no value was given for the secure field"));
+                    emitLine(QStringLiteral("✗ ") + stepName(step) +
+                             QStringLiteral(": no value was given for the secure field"));
                     return false;
                 }
                 text = secrets.value(i);
@@ -476,7 +509,8 @@ bool ReplayEngine::run(const Skill& skill, const QMap<QString, QString>& values,
             }
         }
         const bool typesText = !text.isNull();
-        const AXTarget expected = step.target ? expectedTarget(*step.target, skill, values) : AXTarget{};
+        const AXTarget expected =
+            step.target ? expectedTarget(*step.target, skill, values) : AXTarget{};
         const bool secret = step.target && step.target->isSecure && typesText;
         emitLine(QStringLiteral("→ ") + toolName(step, typesText) + u' ' +
                  (secret ? QStringLiteral("(a secret) into ") : QString()) + targetLabel(expected));
@@ -487,7 +521,8 @@ bool ReplayEngine::run(const Skill& skill, const QMap<QString, QString>& values,
             where.kind = Located::Kind::none;
         } else if (!step.target) {
             if (step.action != ActionType::keystroke) {
-                emitLine(QStringLiteral("✗ ") + stepName(step) + QStringLiteral(": the recording names no element for it"));
+                emitLine(QStringLiteral("✗ ") + stepName(step) +
+                         QStringLiteral(": the recording names no element for it"));
                 return false;
             }
         } else {
@@ -497,44 +532,54 @@ bool ReplayEngine::run(const Skill& skill, const QMap<QString, QString>& values,
                 return false;
             }
             // A key press goes to its window when its element is gone, unless it may do damage.
-            if (where.kind == Located::Kind::failed && step.action == ActionType::keystroke && !typesText &&
-                where.match == TargetMatcher::Match::Kind::missing && !looksDestructive(step)) {
+            if (where.kind == Located::Kind::failed && step.action == ActionType::keystroke &&
+                !typesText && where.match == TargetMatcher::Match::Kind::missing &&
+                !looksDestructive(step)) {
                 AXTarget windowOnly = expected;
                 windowOnly.axRole.reset();
                 where = locate(step, windowOnly, 0);
             }
-            if (where.kind == Located::Kind::failed && where.match == TargetMatcher::Match::Kind::missing &&
-                m_repairer && !looksDestructive(step) && !secret && !step.target->isSecure) {
+            if (where.kind == Located::Kind::failed &&
+                where.match == TargetMatcher::Match::Kind::missing && m_repairer &&
+                !looksDestructive(step) && !secret && !step.target->isSecure) {
                 emitLine(QStringLiteral("· Repairing step %1 with the model…").arg(i + 1));
                 const StepRepairer::Result repaired =
                     m_repairer->repair({skill, i, expected, where.problem, text}, emitLine);
                 if (!repaired.repaired) {
-                    emitLine(QStringLiteral("✗ ") + stepName(step) + QStringLiteral(": ") + where.problem +
-                             QStringLiteral("; the model could not repair it: ") + repaired.reason);
+                    emitLine(QStringLiteral("✗ ") + stepName(step) + QStringLiteral(": ") +
+                             where.problem + QStringLiteral("; the model could not repair it: ") +
+                             repaired.reason);
                     return false;
                 }
                 if (repaired.target) {
                     m_repairs.append({i, *step.target, *repaired.target});
-                    emitLine(QStringLiteral("· Step %1 repaired: it now acts on %2").arg(i + 1).arg(targetLabel(*repaired.target)));
+                    emitLine(QStringLiteral("· Step %1 repaired: it now acts on %2")
+                                 .arg(i + 1)
+                                 .arg(targetLabel(*repaired.target)));
                 }
                 continue;
             }
             if (where.kind == Located::Kind::failed) {
-                emitLine(QStringLiteral("✗ ") + stepName(step) + QStringLiteral(": ") + where.problem);
+                emitLine(QStringLiteral("✗ ") + stepName(step) + QStringLiteral(": ") +
+                         where.problem);
                 return false;
             }
         }
         const Outcome outcome = act(step, expected, where, text);
         if (!outcome.ok) {
-            emitLine(QStringLiteral("✗ ") + stepName(step) + QStringLiteral(": ") + outcome.problem);
+            emitLine(QStringLiteral("✗ ") + stepName(step) + QStringLiteral(": ") +
+                     outcome.problem);
             return false;
         }
     }
-    emitLine(QStringLiteral("✓ Replayed %1 %2 of %3").arg(total).arg(total == 1 ? "step" : "steps", quoted(skill.name)));
+    emitLine(QStringLiteral("✓ Replayed %1 %2 of %3")
+                 .arg(total)
+                 .arg(total == 1 ? "step" : "steps", quoted(skill.name)));
     return true;
 }
 
-bool ReplayEngine::check(const Skill& skill, const QMap<QString, QString>& values, const LineSink& emitLine) {
+bool ReplayEngine::check(const Skill& skill, const QMap<QString, QString>& values,
+                         const LineSink& emitLine) {
     int missing = 0;
     int found = 0;
     for (const PlanStep& step : skill.plan) {
@@ -546,20 +591,24 @@ bool ReplayEngine::check(const Skill& skill, const QMap<QString, QString>& value
         const Located where = locate(step, expected, 0);
         if (where.kind == Located::Kind::failed) {
             ++missing;
-            const QString verdict =
-                where.match == TargetMatcher::Match::Kind::ambiguous ? QStringLiteral("ambiguous") : QStringLiteral("missing");
-            emitLine(QStringLiteral("· ") + stepName(step) + QStringLiteral(": ") + verdict + QStringLiteral(", ") +
-                     where.problem);
+            const QString verdict = where.match == TargetMatcher::Match::Kind::ambiguous
+                                        ? QStringLiteral("ambiguous")
+                                        : QStringLiteral("missing");
+            emitLine(QStringLiteral("· ") + stepName(step) + QStringLiteral(": ") + verdict +
+                     QStringLiteral(", ") + where.problem);
         } else {
             ++found;
-            emitLine(QStringLiteral("· ") + stepName(step) + QStringLiteral(": found ") + targetLabel(expected));
+            emitLine(QStringLiteral("· ") + stepName(step) + QStringLiteral(": found ") +
+                     targetLabel(expected));
         }
     }
     if (missing == 0) {
         emitLine(QStringLiteral("✓ Found the elements of all %1 steps").arg(found));
         return true;
     }
-    emitLine(QStringLiteral("✗ %1 of %2 steps have no element to act on now").arg(missing).arg(skill.plan.size()));
+    emitLine(QStringLiteral("✗ %1 of %2 steps have no element to act on now")
+                 .arg(missing)
+                 .arg(skill.plan.size()));
     return false;
 }
 

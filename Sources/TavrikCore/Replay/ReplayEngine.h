@@ -38,14 +38,17 @@ public:
 
     // True when every step was carried out. `secrets` holds the text for secure steps by step
     // position; it is typed and never written out.
-    bool run(const Skill& skill, const QMap<QString, QString>& values, const QMap<qsizetype, QString>& secrets,
-             const LineSink& emitLine);
+    bool run(const Skill& skill, const QMap<QString, QString>& values,
+             const QMap<qsizetype, QString>& secrets, const LineSink& emitLine);
 
-    // Finds every step's element as the desktop is now, acting on nothing. True when all were found.
+    // Finds every step's element as the desktop is now, acting on nothing. True when all were
+    // found.
     bool check(const Skill& skill, const QMap<QString, QString>& values, const LineSink& emitLine);
 
     // Stops a run between two actions (the run then fails with "Stopped").
-    void setStopRequest(std::function<bool()> stopRequested) { m_stopRequested = std::move(stopRequested); }
+    void setStopRequest(std::function<bool()> stopRequested) {
+        m_stopRequested = std::move(stopRequested);
+    }
 
     // With a repairer, a step whose element stays missing after the wait is handed to it, unless
     // the step may do damage or types a secret; the run goes on when it succeeds. Null: none.
@@ -75,7 +78,8 @@ private:
     };
 
     Located locate(const PlanStep& step, const AXTarget& expected, int waitMs);
-    Outcome act(const PlanStep& step, const AXTarget& expected, const Located& where, const QString& text);
+    Outcome act(const PlanStep& step, const AXTarget& expected, const Located& where,
+                const QString& text);
     Outcome actPointer(const PlanStep& step, const Located& where);
     bool pressInPlace(const Located& where);
     std::optional<LiveElement> rowHolding(const LiveElement& element);

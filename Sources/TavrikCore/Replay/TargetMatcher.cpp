@@ -23,21 +23,26 @@ double positionFit(const AXTarget& recorded, const LiveElement& live, const Live
     if (!recorded.frameInWindow)
         return 0;
     const Point was = center(*recorded.frameInWindow);
-    const Point now{center(live.frame).x - window.frame.origin.x, center(live.frame).y - window.frame.origin.y};
+    const Point now{center(live.frame).x - window.frame.origin.x,
+                    center(live.frame).y - window.frame.origin.y};
     const double offsetDistance = std::hypot(was.x - now.x, was.y - now.y);
     double fit = std::max(0.0, 1.0 - offsetDistance / 200.0);
-    if (recorded.windowFrame && recorded.windowFrame->size.width > 0 && recorded.windowFrame->size.height > 0 &&
-        window.frame.size.width > 0 && window.frame.size.height > 0) {
-        const double dx = was.x / recorded.windowFrame->size.width - now.x / window.frame.size.width;
-        const double dy = was.y / recorded.windowFrame->size.height - now.y / window.frame.size.height;
+    if (recorded.windowFrame && recorded.windowFrame->size.width > 0 &&
+        recorded.windowFrame->size.height > 0 && window.frame.size.width > 0 &&
+        window.frame.size.height > 0) {
+        const double dx =
+            was.x / recorded.windowFrame->size.width - now.x / window.frame.size.width;
+        const double dy =
+            was.y / recorded.windowFrame->size.height - now.y / window.frame.size.height;
         fit = std::max(fit, std::max(0.0, 1.0 - std::hypot(dx, dy) * 5.0));
     }
     return fit;
 }
 
 double sizeFit(const AXTarget& recorded, const LiveElement& live) {
-    if (!recorded.frameInWindow || recorded.frameInWindow->size.width <= 0 || recorded.frameInWindow->size.height <= 0 ||
-        live.frame.size.width <= 0 || live.frame.size.height <= 0)
+    if (!recorded.frameInWindow || recorded.frameInWindow->size.width <= 0 ||
+        recorded.frameInWindow->size.height <= 0 || live.frame.size.width <= 0 ||
+        live.frame.size.height <= 0)
         return 0;
     const double w = live.frame.size.width / recorded.frameInWindow->size.width;
     const double h = live.frame.size.height / recorded.frameInWindow->size.height;
@@ -56,7 +61,7 @@ QString TargetMatcher::normalizedName(const QString& name) {
 }
 
 bool TargetMatcher::isTextRole(const QString& role) {
-    static const QStringList roles{QStringLiteral("text"),        QStringLiteral("entry"),
+    static const QStringList roles{QStringLiteral("text"),          QStringLiteral("entry"),
                                    QStringLiteral("password text"), QStringLiteral("terminal"),
                                    QStringLiteral("document text"), QStringLiteral("spin button"),
                                    QStringLiteral("editbar")};
@@ -71,7 +76,8 @@ bool TargetMatcher::sameApplication(const AXTarget& recorded, const LiveWindow& 
     return true;
 }
 
-double TargetMatcher::score(const AXTarget& recorded, const LiveElement& live, const LiveWindow& window) {
+double TargetMatcher::score(const AXTarget& recorded, const LiveElement& live,
+                            const LiveWindow& window) {
     if (recorded.axRole && !recorded.axRole->isEmpty() && *recorded.axRole != live.role)
         return kImpossible;
     if (recorded.isSecure && !live.secure)
@@ -91,7 +97,8 @@ double TargetMatcher::score(const AXTarget& recorded, const LiveElement& live, c
         // A named element under another name is another element, wherever it sits.
         if (liveName == wantedName)
             score += 3.0;
-        else if (!liveName.isEmpty() && (liveName.contains(wantedName) || wantedName.contains(liveName)))
+        else if (!liveName.isEmpty() &&
+                 (liveName.contains(wantedName) || wantedName.contains(liveName)))
             score += 1.0;
         else
             score -= 5.0;
@@ -103,8 +110,10 @@ double TargetMatcher::score(const AXTarget& recorded, const LiveElement& live, c
     if (recorded.axDescription && !recorded.axDescription->isEmpty())
         score += *recorded.axDescription == live.description ? 1.0 : -0.5;
 
-    // Text in a field is what the user changes; elsewhere (labels, rows, cells) it names the element.
-    if (recorded.axValue && !recorded.axValue->isEmpty() && !live.editable && !isTextRole(live.role) && live.value)
+    // Text in a field is what the user changes; elsewhere (labels, rows, cells) it names the
+    // element.
+    if (recorded.axValue && !recorded.axValue->isEmpty() && !live.editable &&
+        !isTextRole(live.role) && live.value)
         score += *recorded.axValue == *live.value ? 1.5 : -0.5;
 
     if (recorded.axPath)
@@ -116,7 +125,8 @@ double TargetMatcher::score(const AXTarget& recorded, const LiveElement& live, c
     return score;
 }
 
-TargetMatcher::Match TargetMatcher::best(const AXTarget& recorded, const QList<Candidate>& candidates) {
+TargetMatcher::Match TargetMatcher::best(const AXTarget& recorded,
+                                         const QList<Candidate>& candidates) {
     Match match;
     double bestScore = kImpossible;
     double rivalScore = kImpossible;

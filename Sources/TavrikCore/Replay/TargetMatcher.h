@@ -33,7 +33,8 @@ public:
 
     // How well `live` (in `window`) fits `recorded`; minus infinity when it cannot be the element
     // (another role, a plain field for a secure one).
-    static double score(const AXTarget& recorded, const LiveElement& live, const LiveWindow& window);
+    static double score(const AXTarget& recorded, const LiveElement& live,
+                        const LiveWindow& window);
 
     static Match best(const AXTarget& recorded, const QList<Candidate>& candidates);
 

@@ -1,4 +1,5 @@
 #include "TavrikCore/Storage/AuditLog.h"
+
 #include "TavrikCore/Storage/Paths.h"
 #include "TavrikCore/Support/Files.h"
 #include "TavrikCore/Support/Json.h"

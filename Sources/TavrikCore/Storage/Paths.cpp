@@ -1,4 +1,5 @@
 #include "TavrikCore/Storage/Paths.h"
+
 #include "TavrikCore/Support/Json.h"
 
 #include <QDir>
@@ -13,11 +14,21 @@ QString support() {
     return base + u'/' + QLatin1String(appName);
 }
 
-QString recordings() { return support() + QStringLiteral("/recordings"); }
-QString skills() { return support() + QStringLiteral("/skills"); }
-QString logs() { return support() + QStringLiteral("/logs"); }
-QString recording(const QUuid& id) { return recordings() + u'/' + json::uuidText(id); }
-QString skill(const QUuid& id) { return skills() + u'/' + json::uuidText(id); }
+QString recordings() {
+    return support() + QStringLiteral("/recordings");
+}
+QString skills() {
+    return support() + QStringLiteral("/skills");
+}
+QString logs() {
+    return support() + QStringLiteral("/logs");
+}
+QString recording(const QUuid& id) {
+    return recordings() + u'/' + json::uuidText(id);
+}
+QString skill(const QUuid& id) {
+    return skills() + u'/' + json::uuidText(id);
+}
 
 std::optional<QString> ensureDirectories() {
     for (const QString& folder : {support(), recordings(), skills(), logs()}) {

@@ -1,11 +1,11 @@
 #include "TavrikCore/Storage/RecordingStore.h"
+
 #include "TavrikCore/Storage/Paths.h"
 #include "TavrikCore/Support/Files.h"
 #include "TavrikCore/Support/Json.h"
 
 #include <QDir>
 #include <QJsonDocument>
-
 #include <algorithm>
 
 namespace tavrik {
@@ -19,7 +19,8 @@ QString recordingFile(const QUuid& id) {
 }
 } // namespace
 
-std::optional<QString> RecordingStore::prepareFramesDirectory(const QUuid& id, QString* error) const {
+std::optional<QString> RecordingStore::prepareFramesDirectory(const QUuid& id,
+                                                              QString* error) const {
     const QString folder = framesDirectory(id);
     if (auto failure = Files::makeFolder(folder)) {
         if (error)
@@ -64,14 +65,17 @@ std::optional<Recording> RecordingStore::load(const QUuid& id, QString* error) c
 
 QList<Recording> RecordingStore::loadAll() const {
     QList<Recording> recordings;
-    const QStringList names = QDir(Paths::recordings()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
+    const QStringList names =
+        QDir(Paths::recordings())
+            .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
     for (const QString& name : names) {
         if (std::optional<QUuid> id = json::parseUuid(name))
             if (std::optional<Recording> recording = load(*id))
                 recordings.append(std::move(*recording));
     }
-    std::stable_sort(recordings.begin(), recordings.end(),
-                     [](const Recording& a, const Recording& b) { return a.startedAt > b.startedAt; });
+    std::stable_sort(
+        recordings.begin(), recordings.end(),
+        [](const Recording& a, const Recording& b) { return a.startedAt > b.startedAt; });
     return recordings;
 }
 

@@ -23,7 +23,8 @@ QList<AuditEntry> RunContext::auditLog() const {
 QString RunContext::fill(const QString& templateText) const {
     QString result = templateText;
     for (auto it = m_parameters.cbegin(); it != m_parameters.cend(); ++it)
-        result.replace(QStringLiteral("{{") + it.key() + QStringLiteral("}}"), it.value(), Qt::CaseSensitive);
+        result.replace(QStringLiteral("{{") + it.key() + QStringLiteral("}}"), it.value(),
+                       Qt::CaseSensitive);
     return result;
 }
 

@@ -482,9 +482,11 @@ QStringList instructionSteps(const QString& text) {
     for (const QString& line : body(text).split(u'\n')) {
         const QString trimmedLine = line.trimmed();
         if (trimmedLine.startsWith(QStringLiteral("#"))) {
-            const QString heading = trimmedLine.sliced(trimmedLine.indexOf(u' ') + 1).trimmed().toLower();
-            inList = trimmedLine.startsWith(QStringLiteral("## ")) &&
-                     (heading == QStringLiteral("instructions") || heading == QStringLiteral("steps"));
+            const QString heading =
+                trimmedLine.sliced(trimmedLine.indexOf(u' ') + 1).trimmed().toLower();
+            inList =
+                trimmedLine.startsWith(QStringLiteral("## ")) &&
+                (heading == QStringLiteral("instructions") || heading == QStringLiteral("steps"));
             continue;
         }
         if (!inList || trimmedLine.isEmpty())

@@ -1,4 +1,5 @@
 #include "TavrikCore/Storage/SkillStore.h"
+
 #include "TavrikCore/Models/ExecutionPlanDocument.h"
 #include "TavrikCore/Storage/Paths.h"
 #include "TavrikCore/Storage/SkillMarkdown.h"
@@ -8,7 +9,6 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonDocument>
-
 #include <algorithm>
 
 namespace tavrik {
@@ -45,14 +45,16 @@ std::optional<ExecutionPlanDocument> readPlan(const QString& folder) {
 }
 
 std::optional<QUuid> readRecordingRef(const QString& folder) {
-    std::optional<QByteArray> bytes = Files::read(folder + u'/' + kRecordingRefFile, kRecordingRefLimit);
+    std::optional<QByteArray> bytes =
+        Files::read(folder + u'/' + kRecordingRefFile, kRecordingRefLimit);
     if (!bytes)
         return std::nullopt;
     return json::parseUuid(QString::fromUtf8(*bytes).trimmed());
 }
 } // namespace
 
-std::optional<QString> SkillStore::save(const Skill& skill, const std::optional<QString>& markdownOverride) const {
+std::optional<QString> SkillStore::save(const Skill& skill,
+                                        const std::optional<QString>& markdownOverride) const {
     if (auto failure = Paths::ensureDirectories())
         return failure;
     return saveInto(Paths::skill(skill.id), skill, markdownOverride);
@@ -70,7 +72,8 @@ std::optional<QString> SkillStore::saveInto(const QString& folder, const Skill& 
         return failure;
     // An older recording.ref stays when the skill no longer names one: the link is only added.
     if (skill.sourceRecordingID)
-        return Files::write(folder + u'/' + kRecordingRefFile, json::uuidText(*skill.sourceRecordingID).toUtf8());
+        return Files::write(folder + u'/' + kRecordingRefFile,
+                            json::uuidText(*skill.sourceRecordingID).toUtf8());
     return std::nullopt;
 }
 
@@ -104,14 +107,16 @@ std::optional<Skill> SkillStore::load(const QString& folder, QString* error) con
 QList<Skill> SkillStore::loadAll() const {
     QList<Skill> skills;
     const QDir library(Paths::skills());
-    const QFileInfoList entries = library.entryInfoList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
+    const QFileInfoList entries = library.entryInfoList(
+        QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
     for (const QFileInfo& entry : entries) {
         if (!entry.isDir())
             continue;
         if (std::optional<Skill> skill = load(entry.filePath()))
             skills.append(std::move(*skill));
     }
-    std::stable_sort(skills.begin(), skills.end(), [](const Skill& a, const Skill& b) { return a.createdAt > b.createdAt; });
+    std::stable_sort(skills.begin(), skills.end(),
+                     [](const Skill& a, const Skill& b) { return a.createdAt > b.createdAt; });
     return skills;
 }
 

@@ -13,10 +13,12 @@ class SkillStore {
 public:
     // Writes the folder; `markdownOverride` replaces the rendered SKILL.md (the user's edits).
     // Stops at the first failure, whose message is returned; files already written stay.
-    std::optional<QString> save(const Skill& skill, const std::optional<QString>& markdownOverride = std::nullopt) const;
+    std::optional<QString>
+    save(const Skill& skill, const std::optional<QString>& markdownOverride = std::nullopt) const;
     // The same files in another folder (an export), which `load` reads back.
-    std::optional<QString> saveInto(const QString& folder, const Skill& skill,
-                                    const std::optional<QString>& markdownOverride = std::nullopt) const;
+    std::optional<QString>
+    saveInto(const QString& folder, const Skill& skill,
+             const std::optional<QString>& markdownOverride = std::nullopt) const;
     // Newest first; folders that fail to load are skipped.
     QList<Skill> loadAll() const;
     // Fails only when SKILL.md cannot be read as UTF-8 text; a broken plan document degrades

@@ -35,8 +35,7 @@ BoundedReply* BoundedReply::post(QNetworkAccessManager* session, QNetworkRequest
 }
 
 BoundedReply::BoundedReply(QNetworkReply* reply, qint64 limit, QObject* parent)
-    : QObject(parent), m_reply(reply), m_origin(originOf(reply->request().url())),
-      m_limit(limit) {
+    : QObject(parent), m_reply(reply), m_origin(originOf(reply->request().url())), m_limit(limit) {
     reply->setReadBufferSize(readBufferSize);
     // Qt hands the limit to its network thread only once that thread has taken the request up,
     // and takes it up again, without the limit, after each redirect: a limit set before that
@@ -203,8 +202,7 @@ QUrl BoundedReply::originOf(const QUrl& url) {
 
 bool BoundedReply::sameOrigin(const QUrl& a, const QUrl& b) {
     const QString scheme = a.scheme().toLower();
-    return scheme == b.scheme().toLower() &&
-           a.host().compare(b.host(), Qt::CaseInsensitive) == 0 &&
+    return scheme == b.scheme().toLower() && a.host().compare(b.host(), Qt::CaseInsensitive) == 0 &&
            a.port(defaultPort(scheme)) == b.port(defaultPort(scheme));
 }
 

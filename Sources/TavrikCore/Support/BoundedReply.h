@@ -42,8 +42,8 @@ public:
 
     // Sends the request with redirects left to this object. A success body past `limit` ends the
     // exchange as tooLarge; `limit` 0 keeps nothing of any answer.
-    static BoundedReply* get(QNetworkAccessManager* session, QNetworkRequest request,
-                             qint64 limit, QObject* parent = nullptr);
+    static BoundedReply* get(QNetworkAccessManager* session, QNetworkRequest request, qint64 limit,
+                             QObject* parent = nullptr);
     static BoundedReply* post(QNetworkAccessManager* session, QNetworkRequest request,
                               const QByteArray& body, qint64 limit, QObject* parent = nullptr);
     ~BoundedReply() override;

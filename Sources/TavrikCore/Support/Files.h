@@ -3,7 +3,6 @@
 #include <QByteArray>
 #include <QFileDevice>
 #include <QString>
-
 #include <optional>
 
 // File operations on the data folder, whose failures come back as one readable line naming the

@@ -2,7 +2,6 @@
 
 #include <QJsonDocument>
 #include <QRegularExpression>
-
 #include <cmath>
 
 namespace tavrik::json {
@@ -114,7 +113,11 @@ qint64 ObjectReader::integer(const QString& key, qint64 min, qint64 max) {
     if (!ok())
         return 0;
     if (d != std::floor(d) || d < double(min) || d > double(max)) {
-        fail(QStringLiteral("%1: %2 is not an integer in %3...%4").arg(key).arg(d).arg(min).arg(max));
+        fail(QStringLiteral("%1: %2 is not an integer in %3...%4")
+                 .arg(key)
+                 .arg(d)
+                 .arg(min)
+                 .arg(max));
         return 0;
     }
     return m_object.value(key).toInteger();

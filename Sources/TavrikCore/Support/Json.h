@@ -7,7 +7,6 @@
 #include <QList>
 #include <QString>
 #include <QUuid>
-
 #include <optional>
 
 // Shared encoding rules of every stored value: UUIDs as upper-case text, dates as ISO 8601 UTC
@@ -27,7 +26,8 @@ QDateTime truncatedToSeconds(const QDateTime& date);
 QByteArray compact(const QJsonObject& object);
 QByteArray pretty(const QJsonObject& object);
 
-template <typename T> void putOptional(QJsonObject& object, const QString& key, const std::optional<T>& value) {
+template <typename T>
+void putOptional(QJsonObject& object, const QString& key, const std::optional<T>& value) {
     if (value)
         object.insert(key, *value);
 }
@@ -65,7 +65,8 @@ public:
     QList<qint64> integers(const QString& key);
 
     // A text naming one case of an enumeration; unknown texts fail the decode.
-    template <typename E> E enumeration(const QString& key, std::optional<E> (*parse)(QStringView), const char* what) {
+    template <typename E>
+    E enumeration(const QString& key, std::optional<E> (*parse)(QStringView), const char* what) {
         const QString text = string(key);
         if (!ok())
             return E{};
@@ -105,7 +106,8 @@ private:
             fail(key + "." + nestedError);
         return decoded;
     }
-    template <typename T> std::optional<QList<T>> decodeList(const QString& key, const QJsonValue& v) {
+    template <typename T>
+    std::optional<QList<T>> decodeList(const QString& key, const QJsonValue& v) {
         if (!v.isArray()) {
             fail(key + ": expected an array");
             return std::nullopt;

@@ -3,13 +3,11 @@
 #include <QDateTime>
 #include <QLocale>
 #include <QStringList>
-
+#include <cstring>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <syslog.h>
 #include <unistd.h>
-
-#include <cstring>
 
 namespace tavrik::SystemLog {
 
@@ -51,7 +49,8 @@ void handle(QtMsgType type, const QMessageLogContext&, const QString& message) {
         }
         if (g_target.alsoToStderr) {
             const QByteArray text = line.toUtf8() + '\n';
-            [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, text.constData(), size_t(text.size()));
+            [[maybe_unused]] const ssize_t written =
+                ::write(STDERR_FILENO, text.constData(), size_t(text.size()));
         }
     }
     if (type == QtFatalMsg)
@@ -78,8 +77,8 @@ QByteArray datagram(QtMsgType type, const QString& line) {
     const QString header = QLocale::c().toString(now, QStringLiteral("MMM ")) +
                            QString::number(now.date().day()).rightJustified(2, u' ') +
                            QLocale::c().toString(now, QStringLiteral(" hh:mm:ss"));
-    return '<' + QByteArray::number(LOG_USER | priority(type)) + '>' + header.toLatin1() + ' ' + identifier + '[' +
-           QByteArray::number(qint64(::getpid())) + "]: " + line.toUtf8();
+    return '<' + QByteArray::number(LOG_USER | priority(type)) + '>' + header.toLatin1() + ' ' +
+           identifier + '[' + QByteArray::number(qint64(::getpid())) + "]: " + line.toUtf8();
 }
 
 void install(const QString& socketPath, bool alsoToStderr) {
@@ -92,7 +91,8 @@ void install(const QString& socketPath, bool alsoToStderr) {
         g_target.socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
         g_target.address.sun_family = AF_UNIX;
         std::memcpy(g_target.address.sun_path, path.constData(), size_t(path.size()));
-        g_target.addressLength = socklen_t(offsetof(sockaddr_un, sun_path) + size_t(path.size()) + 1);
+        g_target.addressLength =
+            socklen_t(offsetof(sockaddr_un, sun_path) + size_t(path.size()) + 1);
     }
     qInstallMessageHandler(handle);
 }

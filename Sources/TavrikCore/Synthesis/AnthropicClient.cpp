@@ -78,7 +78,8 @@ StructuredCall* AnthropicClient::structuredCompletion(const QString& system,
 }
 
 ToolTurnCall* AnthropicClient::toolTurn(const QString& system, const QJsonArray& messages,
-                                       const QJsonArray& tools, int maxTokens, QObject* parent) const {
+                                        const QJsonArray& tools, int maxTokens,
+                                        QObject* parent) const {
     const QJsonObject body{{"model", m_model},
                            {"max_tokens", maxTokens},
                            {"system", system},

@@ -67,8 +67,8 @@ public:
 
     // One turn of a conversation (`messages` as the API takes them) with the caller's `tools`;
     // the caller carries out the tool calls in the answer and asks for the next turn.
-    ToolTurnCall* toolTurn(const QString& system, const QJsonArray& messages, const QJsonArray& tools,
-                           int maxTokens, QObject* parent = nullptr) const;
+    ToolTurnCall* toolTurn(const QString& system, const QJsonArray& messages,
+                           const QJsonArray& tools, int maxTokens, QObject* parent = nullptr) const;
 
     static QJsonObject streamTextBody(const QString& model, const QString& system,
                                       const QList<ContentBlock>& content, int maxTokens);

@@ -48,11 +48,11 @@ ModelCall::~ModelCall() {
     delete m_reply;
 }
 
-void ModelCall::send(const QJsonObject& body, bool withMcpBeta, BoundedReply::StreamHandler stream) {
+void ModelCall::send(const QJsonObject& body, bool withMcpBeta,
+                     BoundedReply::StreamHandler stream) {
     const QByteArray payload = QJsonDocument(body).toJson(QJsonDocument::Compact);
-    BoundedReply* reply =
-        BoundedReply::post(m_client.session(), m_client.request(withMcpBeta), payload,
-                           stream ? streamLimit : answerLimit, this);
+    BoundedReply* reply = BoundedReply::post(m_client.session(), m_client.request(withMcpBeta),
+                                             payload, stream ? streamLimit : answerLimit, this);
     reply->setStreamHandler(std::move(stream));
     m_reply = reply;
     connect(reply, &BoundedReply::finished, this, [this, reply] { onFinished(reply); });

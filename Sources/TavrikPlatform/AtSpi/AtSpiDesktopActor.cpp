@@ -362,8 +362,8 @@ QList<LiveWindow> AtSpiDesktopActor::windows() {
             window.appID = xWindow.appID().value_or(QString());
             window.appName = d->x->appName(xWindow);
             window.title = title.isEmpty() ? xWindow.title : title;
-            window.frame = origin ? xWindow.frame
-                                  : query.extents(child.get()).value_or(xWindow.frame);
+            window.frame =
+                origin ? xWindow.frame : query.extents(child.get()).value_or(xWindow.frame);
             window.active = states->has(ATSPI_STATE_ACTIVE) ||
                             (activeClient && activeClient->id == xWindow.id &&
                              (ownClients.size() == 1 || xWindow.title == title));
@@ -479,7 +479,8 @@ bool AtSpiDesktopActor::reaches(const LiveElement& element, Point at) {
     const std::optional<Rect> windowFrame = query.extents(window);
     constexpr double sameWindow = 64;
     if (!windowFrame || !contains(*windowFrame, at) ||
-        (name(window, query) != top->title && frameDistance(*windowFrame, top->frame) > sameWindow)) {
+        (name(window, query) != top->title &&
+         frameDistance(*windowFrame, top->frame) > sameWindow)) {
         d->finish(query, entry->pid);
         return false;
     }

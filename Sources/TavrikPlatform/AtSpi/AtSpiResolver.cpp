@@ -153,7 +153,8 @@ struct AtSpiResolver::Private {
             // need not be the X title, so the frame decides.
             size_t best = 0;
             for (size_t i = 1; i < candidates.size(); ++i) {
-                if (frameDistance(frames[i], window.frame) < frameDistance(frames[best], window.frame)) {
+                if (frameDistance(frames[i], window.frame) <
+                    frameDistance(frames[best], window.frame)) {
                     best = i;
                 }
             }
@@ -189,7 +190,8 @@ struct AtSpiResolver::Private {
     // rows of a long list beyond them are not worth the calls.
     Accessible childHolding(AtspiAccessible* container, Point at, Query& query) {
         constexpr int maxChildren = 200;
-        auto count = query.call([&](GError** e) { return atspi_accessible_get_child_count(container, e); });
+        auto count =
+            query.call([&](GError** e) { return atspi_accessible_get_child_count(container, e); });
         if (!count || *count <= 0 || *count > maxChildren) {
             return nullptr;
         }
@@ -211,9 +213,10 @@ struct AtSpiResolver::Private {
     Accessible controlAround(Accessible element, AtspiAccessible* window, Query& query) {
         constexpr int maxLevels = 2;
         const std::optional<AtspiRole> role = query.role(element.get());
-        const bool textOnly = role && (*role == ATSPI_ROLE_STATIC || *role == ATSPI_ROLE_LABEL ||
-                                       (*role == ATSPI_ROLE_TEXT &&
-                                        !query.hasStates(element.get(), {ATSPI_STATE_EDITABLE})));
+        const bool textOnly =
+            role &&
+            (*role == ATSPI_ROLE_STATIC || *role == ATSPI_ROLE_LABEL ||
+             (*role == ATSPI_ROLE_TEXT && !query.hasStates(element.get(), {ATSPI_STATE_EDITABLE})));
         if (!textOnly) {
             return element;
         }
@@ -570,4 +573,3 @@ std::optional<FrontmostApplication> AtSpiResolver::frontmostApplication() {
 }
 
 } // namespace tavrik::atspi
-

@@ -261,10 +261,11 @@ std::optional<ClientWindow> ClientWindows::geometry(unsigned long id) {
 QString ClientWindows::applicationIDOfProcess(qint64 pid) {
     if (auto known = m_applicationIDs.constFind(pid); known != m_applicationIDs.constEnd())
         return *known;
-    const QList<Window> clients =
-        windowProperty<Window>(m_display, DefaultRootWindow(m_display), "_NET_CLIENT_LIST", XA_WINDOW);
+    const QList<Window> clients = windowProperty<Window>(m_display, DefaultRootWindow(m_display),
+                                                         "_NET_CLIENT_LIST", XA_WINDOW);
     for (Window client : clients) {
-        const QList<long> owner = windowProperty<long>(m_display, client, "_NET_WM_PID", XA_CARDINAL);
+        const QList<long> owner =
+            windowProperty<long>(m_display, client, "_NET_WM_PID", XA_CARDINAL);
         if (owner.isEmpty() || owner.first() != pid)
             continue;
         const QString id = utf8Property(m_display, client, "_GTK_APPLICATION_ID");

@@ -42,8 +42,8 @@ public:
     virtual std::optional<ClientWindow> topmostAt(Point point) {
         for (ClientWindow& window : clients()) {
             const Rect& f = window.outerFrame;
-            if (point.x >= f.origin.x && point.y >= f.origin.y && point.x < f.origin.x + f.size.width &&
-                point.y < f.origin.y + f.size.height)
+            if (point.x >= f.origin.x && point.y >= f.origin.y &&
+                point.x < f.origin.x + f.size.width && point.y < f.origin.y + f.size.height)
                 return window;
         }
         return std::nullopt;

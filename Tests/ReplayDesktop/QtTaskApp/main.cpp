@@ -65,8 +65,9 @@ int main(int argc, char** argv) {
     auto* save = new QPushButton("Save");
     auto* remove = new QPushButton("Delete All");
     layout->addWidget(new QLabel("Your order"));
-    for (QWidget* w : {static_cast<QWidget*>(name), static_cast<QWidget*>(notes), static_cast<QWidget*>(password),
-                       static_cast<QWidget*>(subscribe), static_cast<QWidget*>(fruits), static_cast<QWidget*>(choose),
+    for (QWidget* w : {static_cast<QWidget*>(name), static_cast<QWidget*>(notes),
+                       static_cast<QWidget*>(password), static_cast<QWidget*>(subscribe),
+                       static_cast<QWidget*>(fruits), static_cast<QWidget*>(choose),
                        static_cast<QWidget*>(save), static_cast<QWidget*>(remove)})
         layout->addWidget(w);
 
@@ -81,13 +82,15 @@ int main(int argc, char** argv) {
         colour = box.clickedButton() == red ? "red" : "blue";
     });
     QObject::connect(save, &QPushButton::clicked, [&] {
-        emitLine({{"event", "saved"},
-                  {"name", name->text()},
-                  {"notes", notes->text()},
-                  {"password", password->text()},
-                  {"subscribe", subscribe->isChecked()},
-                  {"fruit", fruits->selectedItems().isEmpty() ? QString() : fruits->selectedItems().first()->text()},
-                  {"colour", colour}});
+        emitLine(
+            {{"event", "saved"},
+             {"name", name->text()},
+             {"notes", notes->text()},
+             {"password", password->text()},
+             {"subscribe", subscribe->isChecked()},
+             {"fruit", fruits->selectedItems().isEmpty() ? QString()
+                                                         : fruits->selectedItems().first()->text()},
+             {"colour", colour}});
     });
     QObject::connect(remove, &QPushButton::clicked, [] { emitLine({{"event", "deleted"}}); });
 
@@ -105,8 +108,10 @@ int main(int argc, char** argv) {
                   {"password", rect(password)},
                   {"subscribe", rect(subscribe)},
                   {"fruits", rect(fruits)},
-                  {"pears", [&] {
-                       const QRect r = fruits->visualItemRect(fruits->findItems("Pears", Qt::MatchExactly).first());
+                  {"pears",
+                   [&] {
+                       const QRect r = fruits->visualItemRect(
+                           fruits->findItems("Pears", Qt::MatchExactly).first());
                        const QPoint origin = fruits->viewport()->mapToGlobal(r.topLeft());
                        return QJsonArray{origin.x(), origin.y(), r.width(), r.height()};
                    }()},
