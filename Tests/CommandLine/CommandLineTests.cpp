@@ -1,3 +1,4 @@
+#include "InProcessCommand.h"
 #include "Support/ScopedEnvironment.h"
 #include "Support/TempSupportFolder.h"
 #include "Tavrik/CommandLine.h"
@@ -18,20 +19,8 @@
 using namespace tavrik;
 
 namespace {
-struct Result {
-    int status;
-    QString out;
-    QString err;
-};
-
-Result run(const QStringList& arguments) {
-    Result result{};
-    QTextStream out(&result.out), err(&result.err);
-    result.status = runCommand(arguments, out, err);
-    out.flush();
-    err.flush();
-    return result;
-}
+using Result = test::CommandResult;
+using test::run;
 
 Skill makeSkill(const QString& name, qint64 created) {
     Skill skill;

@@ -1,3 +1,4 @@
+#include "InProcessCommand.h"
 #include "Support/TempSupportFolder.h"
 #include "Tavrik/CommandLine.h"
 #include "TavrikCore/Storage/AgentSkillFolder.h"
@@ -14,20 +15,8 @@ using namespace tavrik;
 // Skills leave for other agent tools as folders they read, and come back whole.
 namespace {
 
-struct Result {
-    int status;
-    QString out;
-    QString err;
-};
-
-Result run(const QStringList& arguments) {
-    Result result{};
-    QTextStream out(&result.out), err(&result.err);
-    result.status = runCommand(arguments, out, err);
-    out.flush();
-    err.flush();
-    return result;
-}
+using Result = test::CommandResult;
+using test::run;
 
 QString contents(const QString& path) {
     QFile file(path);

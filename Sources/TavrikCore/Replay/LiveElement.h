@@ -44,6 +44,19 @@ struct LiveElement {
     bool secure = false;
     // The accessibility actions offered, by name ("click", "activate", "Press", "Toggle"...).
     QStringList actions;
+
+    // The action that presses the element, as the toolkit spells it; none for an element only
+    // synthetic input can press.
+    std::optional<QString> pressAction() const {
+        static const QStringList preferred{QStringLiteral("click"),   QStringLiteral("press"),
+                                           QStringLiteral("toggle"),  QStringLiteral("activate"),
+                                           QStringLiteral("trigger"), QStringLiteral("jump")};
+        for (const QString& wanted : preferred)
+            for (const QString& action : actions)
+                if (action.compare(wanted, Qt::CaseInsensitive) == 0)
+                    return action;
+        return std::nullopt;
+    }
 };
 
 } // namespace tavrik

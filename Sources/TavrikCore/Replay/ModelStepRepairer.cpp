@@ -29,17 +29,6 @@ QString quoted(const QString& text) {
     return QStringLiteral("“") + text + QStringLiteral("”");
 }
 
-std::optional<QString> pressAction(const LiveElement& element) {
-    static const QStringList preferred{QStringLiteral("click"),   QStringLiteral("press"),
-                                       QStringLiteral("toggle"),  QStringLiteral("activate"),
-                                       QStringLiteral("trigger"), QStringLiteral("jump")};
-    for (const QString& wanted : preferred)
-        for (const QString& action : element.actions)
-            if (action.compare(wanted, Qt::CaseInsensitive) == 0)
-                return action;
-    return std::nullopt;
-}
-
 // The position a tool call's index names in a listing of `count`, if it names one.
 std::optional<qsizetype> listIndex(const QJsonValue& index, qsizetype count) {
     if (!index.isDouble())
@@ -199,7 +188,7 @@ QString ModelStepRepairer::runTool(Session& session, const QString& name, const 
         session.acted = true;
         ++session.actions;
         bool done = false;
-        if (const std::optional<QString> action = pressAction(*e))
+        if (const std::optional<QString> action = e->pressAction())
             done = m_actor.performAction(*e, *action);
         else if (e->editable || TargetMatcher::isTextRole(e->role))
             done = m_actor.focus(*e);

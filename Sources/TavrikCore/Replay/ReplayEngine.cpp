@@ -99,17 +99,6 @@ bool isWindowItself(const AXTarget& target) {
     return target.axPath && target.axPath->isEmpty();
 }
 
-std::optional<QString> pressAction(const LiveElement& element) {
-    static const QStringList preferred{QStringLiteral("click"),   QStringLiteral("press"),
-                                       QStringLiteral("toggle"),  QStringLiteral("activate"),
-                                       QStringLiteral("trigger"), QStringLiteral("jump")};
-    for (const QString& wanted : preferred)
-        for (const QString& action : element.actions)
-            if (action.compare(wanted, Qt::CaseInsensitive) == 0)
-                return action;
-    return std::nullopt;
-}
-
 std::optional<QString> namedAction(const LiveElement& element,
                                    std::initializer_list<const char*> names) {
     for (const char* wanted : names)
@@ -310,7 +299,7 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
                         return now && now->focused;
                     }))
                     return {};
-            } else if (isRowRole(element.role) && !pressAction(element)) {
+            } else if (isRowRole(element.role) && !element.pressAction()) {
                 // Some toolkits take the selection without showing it: only a selection seen
                 // counts.
                 if (m_actor.select(element) && settle([&] {
@@ -318,7 +307,7 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
                         return now && now->selected;
                     }))
                     return {};
-            } else if (const std::optional<QString> action = pressAction(element)) {
+            } else if (const std::optional<QString> action = element.pressAction()) {
                 // A push button goes down as a person presses it, where nothing covers it: a
                 // dialog run from its handler holds the application's accessibility until it
                 // closes, and a press through accessibility would wait for that.
