@@ -265,7 +265,7 @@ ModelStepRepairer::repair(const Request& request,
         QJsonArray results;
         QString said;
         const int actionsBefore = session.actions;
-        for (const QJsonValue& value : content) {
+        for (const auto& value : content) {
             const QJsonObject block = value.toObject();
             const QString type = block.value(QLatin1String("type")).toString();
             if (type == QLatin1String("text"))
