@@ -175,9 +175,11 @@ TEST_F(AtSpiDesktopActorTest, ActsOnGtkElements) {
     EXPECT_TRUE(textBecomes(*entry, "Hello"));
     XTestInput input;
     ASSERT_TRUE(input.isAvailable());
+    // The key and the insertion below travel on different connections: wait for the caret the
+    // key moves (the form's first text also left it at 5, so older lines do not count).
+    app.discardLines();
     ASSERT_TRUE(input.pressKey(KeyCodes::end, 0));
     EXPECT_TRUE(eventually([&] { return focused(*entry); }));
-    // The key and the insertion below travel on different connections: wait for the caret.
     EXPECT_TRUE(app.waitForLine("caret 5"));
     // At the caret, which End put after the text; ATK counts the inserted length in bytes.
     EXPECT_TRUE(actor->insertText(*entry, ", Wörld"));

@@ -78,6 +78,13 @@ bool DesktopApp::waitForLine(const QString& line, int timeoutMs) {
     }
 }
 
+void DesktopApp::discardLines() {
+    while (m_process.waitForReadyRead(0)) {
+    }
+    m_process.readAll();
+    m_lines.clear();
+}
+
 void DesktopApp::pause() {
     ::kill(pid_t(m_process.processId()), SIGSTOP);
     m_paused = true;

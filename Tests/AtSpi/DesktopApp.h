@@ -25,6 +25,8 @@ public:
     // Waits, at most `timeoutMs`, for the form to print `line` (what it says when its widgets are
     // used); lines read before count once.
     bool waitForLine(const QString& line, int timeoutMs = 5000);
+    // Forgets every line the form has written so far, so a later wait sees only new ones.
+    void discardLines();
 
     void pause();  // SIGSTOP: the application stops answering anything
     void resume(); // SIGCONT
