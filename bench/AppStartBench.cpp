@@ -39,7 +39,8 @@ struct Library {
                 step.intent = QStringLiteral("Step %1 of the task").arg(s + 1);
                 skill.plan << step;
             }
-            store.save(skill);
+            if (!store.save(skill).ok())
+                qFatal("cannot save the benchmark library");
         }
     }
 };

@@ -67,8 +67,8 @@ void saveLibrary(int count) {
             step.intent = QStringLiteral("Step %1 of the task for {{recipient}}").arg(s + 1);
             skill.plan << step;
         }
-        if (std::optional<QString> error = store.save(skill))
-            qFatal("cannot save the benchmark library: %s", qPrintable(*error));
+        if (Result<> saved = store.save(skill); !saved.ok())
+            qFatal("cannot save the benchmark library: %s", qPrintable(saved.error()));
     }
 }
 

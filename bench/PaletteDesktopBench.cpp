@@ -130,7 +130,8 @@ struct RunningApplication {
         qputenv("TAVRIK_ANALYTICS_HOST", "http://127.0.0.1:9");
         SkillStore store;
         for (const Skill& skill : bench::sampleLibrary(count))
-            store.save(skill);
+            if (!store.save(skill).ok())
+                qFatal("cannot save the benchmark library");
         shell = std::make_unique<AppShell>();
         shell->launch();
         if (shell->onboarding())

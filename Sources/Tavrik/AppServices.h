@@ -1,5 +1,6 @@
 #pragma once
 
+#include "TavrikCore/Casting/ProcessStarter.h"
 #include "TavrikCore/Models/Recording.h"
 #include "TavrikCore/Models/Skill.h"
 
@@ -106,6 +107,8 @@ struct AppServices {
     std::unique_ptr<PermissionGate> permissions;
     std::unique_ptr<HotkeyControl> hotkeys;
     std::unique_ptr<Questions> questions;
+    // Starts the process each cast speaks to; real child processes when none is given.
+    std::unique_ptr<ProcessStarter> processes;
     // Usage events; the application sends them to the analytics host.
     std::function<void(const QString& event, const QJsonObject& properties)> analytics;
 };

@@ -2,8 +2,9 @@
 
 #include "Tavrik/Analytics.h"
 #include "Tavrik/LibraryWatcher.h"
-#include "Tavrik/Runtime/AgentRunner.h"
-#include "Tavrik/Runtime/CastRules.h"
+#include "Tavrik/Runtime/ChildProcessStarter.h"
+#include "TavrikCore/Casting/AgentRunner.h"
+#include "TavrikCore/Casting/CastRules.h"
 #include "TavrikCore/Replay/CastRoute.h"
 #include "TavrikCore/Storage/AuditLog.h"
 #include "TavrikCore/Storage/Paths.h"
@@ -41,9 +42,11 @@ AppState::AppState(AppServices services, QObject* parent)
         m_services.analytics = [](const QString& event, const QJsonObject& properties) {
             Analytics::capture(event, properties);
         };
+    if (!m_services.processes)
+        m_services.processes = std::make_unique<ChildProcessStarter>();
 
-    if (std::optional<QString> error = Paths::ensureDirectories())
-        log(QStringLiteral("could not create the support folders: ") + *error);
+    if (Result<> made = Paths::ensureDirectories(); !made.ok())
+        log(QStringLiteral("could not create the support folders: ") + made.error());
     m_libraryWatcher = new LibraryWatcher(this);
     // Folders added, edited or removed by hand show without a restart.
     connect(m_libraryWatcher, &LibraryWatcher::libraryChanged, this, &AppState::reloadSkills);
@@ -357,10 +360,10 @@ void AppState::saveGeneratedSkill() {
     if (!m_pendingGeneratedSkill)
         return;
     const Skill skill = SkillEdits::merged(*m_pendingGeneratedSkill, m_pendingSkillMarkdown);
-    if (std::optional<QString> error = m_store.save(skill, m_pendingSkillMarkdown)) {
-        setGenerationError(*error);
+    if (Result<> saved = m_store.save(skill, m_pendingSkillMarkdown); !saved.ok()) {
+        setGenerationError(saved.error());
         setSkillPanelPhase(SkillPanelPhase::error);
-        log(QStringLiteral("save FAILED for %1: %2").arg(quotedName(skill.name), *error));
+        log(QStringLiteral("save FAILED for %1: %2").arg(quotedName(skill.name), saved.error()));
         return;
     }
     m_savedSkill = skill;
@@ -490,7 +493,7 @@ void AppState::runViaAgent(const Skill& skill, const QMap<QString, QString>& par
     setRunningLine(QStringLiteral("Starting…"));
     set(TavrikState::casting(skill.name));
 
-    auto* runner = new AgentRunner(this);
+    auto* runner = new AgentRunner(*m_services.processes, this);
     m_agentRunner = runner;
     m_runStartedAt = QDateTime::currentDateTimeUtc();
     connect(runner, &AgentRunner::progress, this, [this, runner](const QString& phrase) {
@@ -581,8 +584,9 @@ void AppState::reloadSkills() {
 }
 
 void AppState::deleteSkill(const Skill& skill) {
-    if (std::optional<QString> error = m_store.remove(skill)) {
-        log(QStringLiteral("delete FAILED for %1: %2").arg(quotedName(skill.name), *error));
+    if (Result<> removed = m_store.remove(skill); !removed.ok()) {
+        log(QStringLiteral("delete FAILED for %1: %2")
+                .arg(quotedName(skill.name), removed.error()));
         return;
     }
     log(QStringLiteral("deleted skill ") + quotedName(skill.name));
@@ -590,28 +594,28 @@ void AppState::deleteSkill(const Skill& skill) {
     log(QStringLiteral("skills now = %1").arg(m_skills.size()));
 }
 
-std::optional<QString> AppState::saveEditedSkill(const Skill& skill, const QString& markdown) {
+Result<> AppState::saveEditedSkill(const Skill& skill, const QString& markdown) {
     const Skill edited = SkillEdits::merged(skill, markdown);
-    if (std::optional<QString> error = m_store.save(edited, markdown)) {
-        log(QStringLiteral("save FAILED for %1: %2").arg(quotedName(skill.name), *error));
-        return error;
+    Result<> saved = m_store.save(edited, markdown);
+    if (!saved.ok()) {
+        log(QStringLiteral("save FAILED for %1: %2").arg(quotedName(skill.name), saved.error()));
+        return saved;
     }
     log(QStringLiteral("saved edits of skill ") + quotedName(edited.name));
     reloadSkills();
-    return std::nullopt;
+    return saved;
 }
 
-std::optional<QString> AppState::exportSkill(const Skill& skill) {
-    if (!QFileInfo::exists(m_store.markdownPath(skill))) {
-        log(QStringLiteral("export failed — no SKILL.md for ") + quotedName(skill.name));
-        return std::nullopt;
-    }
-    QString error;
-    const std::optional<QString> text = m_store.markdown(skill, &error);
-    if (!text) {
-        log(QStringLiteral("export failed: ") + error);
-        return std::nullopt;
-    }
+Result<QString> AppState::exportSkill(const Skill& skill) {
+    const auto fail = [](const QString& why) {
+        log(QStringLiteral("export failed") + why);
+        return Failure{QStringLiteral("export failed") + why};
+    };
+    if (!QFileInfo::exists(m_store.markdownPath(skill)))
+        return fail(QStringLiteral(" — no SKILL.md for ") + quotedName(skill.name));
+    const Result<QString> text = m_store.markdown(skill);
+    if (!text.ok())
+        return fail(QStringLiteral(": ") + text.error());
 
     const QDir folder(exportFolder());
     const QString base = skill.slashCommand().mid(1);
@@ -622,10 +626,8 @@ std::optional<QString> AppState::exportSkill(const Skill& skill) {
     QFile out(target);
     // NewOnly: a file that appeared meanwhile is never overwritten.
     if (!out.open(QIODevice::WriteOnly | QIODevice::NewOnly) || out.write(text->toUtf8()) < 0 ||
-        !out.flush()) {
-        log(QStringLiteral("export failed: ") + out.errorString());
-        return std::nullopt;
-    }
+        !out.flush())
+        return fail(QStringLiteral(": ") + out.errorString());
     out.close();
     emit revealFileRequested(target);
     return target;

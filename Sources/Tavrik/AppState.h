@@ -152,10 +152,10 @@ public slots:
     void reloadSkills();
     void deleteSkill(const tavrik::Skill& skill);
     // A saved skill's SKILL.md as edited in the editor window, merged as SkillEdits::merged
-    // does. The error's text, or nothing.
-    std::optional<QString> saveEditedSkill(const tavrik::Skill& skill, const QString& markdown);
-    // The path written, or nothing (the reason is logged).
-    std::optional<QString> exportSkill(const tavrik::Skill& skill);
+    // does.
+    tavrik::Result<> saveEditedSkill(const tavrik::Skill& skill, const QString& markdown);
+    // The path written; a failure is logged as well.
+    tavrik::Result<QString> exportSkill(const tavrik::Skill& skill);
 
     // One tick of the permission poll; the timer calls it every 1.5 s.
     void pollPermissions();

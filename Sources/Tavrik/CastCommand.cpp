@@ -1,10 +1,11 @@
 #include "Tavrik/CastCommand.h"
 
-#include "Tavrik/Runtime/AgentRunner.h"
-#include "Tavrik/Runtime/CastRules.h"
-#include "Tavrik/Runtime/ProcessGroup.h"
+#include "Tavrik/CommandFailure.h"
+#include "Tavrik/Runtime/ChildProcessStarter.h"
 #include "Tavrik/SkillArguments.h"
 #include "Tavrik/SkillReference.h"
+#include "TavrikCore/Casting/AgentRunner.h"
+#include "TavrikCore/Casting/CastRules.h"
 #include "TavrikCore/Replay/CastRoute.h"
 #include "TavrikCore/Storage/AuditLog.h"
 #include "TavrikCore/Storage/RepairProposal.h"
@@ -124,10 +125,9 @@ int reviewRepair(const Skill& skill, const QString& ref, bool accept, QTextStrea
         err << "tavrik: " << ref << " has no proposed change to review\n";
         return 1;
     }
-    const std::optional<QString> failure =
-        accept ? proposal->accept() : RepairProposal::reject(skill.id);
-    if (failure) {
-        err << "tavrik: " << *failure << '\n';
+    const Result<> done = accept ? proposal->accept() : RepairProposal::reject(skill.id);
+    if (!done.ok()) {
+        err << "tavrik: " << done.error() << '\n';
         return 1;
     }
     out << (accept ? "Updated " : "Kept ") << skill.name << (accept ? ".\n" : " as it is.\n");
@@ -137,11 +137,6 @@ int reviewRepair(const Skill& skill, const QString& ref, bool accept, QTextStrea
 } // namespace
 
 int castSkill(const QStringList& arguments, QTextStream& out, QTextStream& err) {
-    const auto fail = [&err](const QString& message, int status) {
-        err << "tavrik: " << message << '\n';
-        err.flush();
-        return status;
-    };
     QString misuse;
     const std::optional<SkillArguments> parsed = parseSkillArguments(
         QStringLiteral("cast"), arguments,
@@ -149,34 +144,35 @@ int castSkill(const QStringList& arguments, QTextStream& out, QTextStream& err) 
          QStringLiteral("--update-skill"), QStringLiteral("--keep-skill")},
         &misuse);
     if (!parsed)
-        return fail(misuse, 2);
+        return failCommand(err, misuse, 2);
     const std::optional<QString>& ref = parsed->ref;
     const QMap<QString, QString>& given = parsed->values;
     const bool assumeYes = parsed->options.contains(QStringLiteral("--yes")) ||
                            parsed->options.contains(QStringLiteral("-y"));
     const bool dryRun = parsed->options.contains(QStringLiteral("--dry-run"));
     if (!ref)
-        return fail(QStringLiteral("cast needs a skill: an id, a slash command or a folder"), 2);
-    QString error;
-    std::optional<ResolvedSkill> resolved = resolveSkillReference(*ref, &error);
-    if (!resolved)
-        return fail(error, 1);
+        return failCommand(
+            err, QStringLiteral("cast needs a skill: an id, a slash command or a folder"), 2);
+    Result<ResolvedSkill> resolved = resolveSkillReference(*ref);
+    if (!resolved.ok())
+        return failCommand(err, resolved.error(), 1);
     const Skill& skill = resolved->skill;
     if (parsed->options.contains(QStringLiteral("--update-skill")) ||
         parsed->options.contains(QStringLiteral("--keep-skill")))
         return reviewRepair(skill, *ref, parsed->options.contains(QStringLiteral("--update-skill")),
                             out, err);
     if (const std::optional<QString> unknown = unknownParameter(skill, given))
-        return fail(*unknown, 2);
+        return failCommand(err, *unknown, 2);
     AgentRunner::Options options;
     options.checkOnly = dryRun;
     if (dryRun && skill.plan.isEmpty())
-        return fail(QStringLiteral("“%1” has no recorded steps to check").arg(skill.name), 1);
+        return failCommand(
+            err, QStringLiteral("“%1” has no recorded steps to check").arg(skill.name), 1);
     if (!dryRun) {
         if (std::optional<CastRules::DestructiveWarning> warning =
                 CastRules::destructiveWarning(skill)) {
             if (!assumeYes && !askToProceed(*warning, out))
-                return fail(QStringLiteral("not run"), 1);
+                return failCommand(err, QStringLiteral("not run"), 1);
         }
         if (CastRoute::method(skill) == CastMethod::replay) {
             for (qsizetype step : CastRoute::secretSteps(skill)) {
@@ -184,14 +180,16 @@ int castSkill(const QStringList& arguments, QTextStream& out, QTextStream& err) 
                                       QStringLiteral(" (step %1)").arg(step + 1);
                 std::optional<QString> value = askSecret(label, err);
                 if (!value)
-                    return fail(QStringLiteral("not run: no value for %1").arg(label), 1);
+                    return failCommand(err, QStringLiteral("not run: no value for %1").arg(label),
+                                       1);
                 options.secrets.insert(step, *value);
             }
         }
     }
 
     const QDateTime startedAt = QDateTime::currentDateTimeUtc();
-    AgentRunner runner;
+    ChildProcessStarter processes;
+    AgentRunner runner(processes);
     QEventLoop loop;
     int status = 1;
     QObject::connect(&runner, &AgentRunner::progress, [&out](const QString& phrase) {

@@ -1,6 +1,7 @@
 #include "Tavrik/CommandLine.h"
 
 #include "Tavrik/CastCommand.h"
+#include "Tavrik/CommandFailure.h"
 #include "Tavrik/RemoteCommand.h"
 #include "Tavrik/ReplayCommand.h"
 #include "Tavrik/SelfTest.h"
@@ -77,9 +78,7 @@ struct Streams {
     QTextStream& err;
 
     int fail(const QString& message, int status = kFailure) {
-        err << "tavrik: " << message << '\n';
-        err.flush();
-        return status;
+        return failCommand(err, message, status);
     }
 };
 
@@ -159,10 +158,9 @@ int showSkill(const QStringList& arguments, Streams io) {
     if (!ref)
         return io.fail(QStringLiteral("show needs a skill: an id, a slash command or a folder"),
                        kUsage);
-    QString error;
-    std::optional<ResolvedSkill> resolved = resolveSkillReference(*ref, &error);
-    if (!resolved)
-        return io.fail(error);
+    Result<ResolvedSkill> resolved = resolveSkillReference(*ref);
+    if (!resolved.ok())
+        return io.fail(resolved.error());
     if (asJson)
         io.out << QJsonDocument(resolved->skill.toJson()).toJson(QJsonDocument::Indented);
     else

@@ -1,8 +1,9 @@
 #include "Tavrik/ReplayCommand.h"
 
-#include "Tavrik/Runtime/CastRules.h"
+#include "Tavrik/CommandFailure.h"
 #include "Tavrik/SkillArguments.h"
 #include "Tavrik/SkillReference.h"
+#include "TavrikCore/Casting/CastRules.h"
 #include "TavrikCore/Recorder/FrameCapturer.h"
 #include "TavrikCore/Replay/ModelStepRepairer.h"
 #include "TavrikCore/Replay/ReplayEngine.h"
@@ -18,38 +19,35 @@
 namespace tavrik {
 
 int replaySkill(const QStringList& arguments, QTextStream& out, QTextStream& err) {
-    const auto fail = [&err](const QString& message, int status) {
-        err << "tavrik: " << message << '\n';
-        err.flush();
-        return status;
-    };
     QString misuse;
     const std::optional<SkillArguments> parsed = parseSkillArguments(
         QStringLiteral("replay"), arguments,
         {QStringLiteral("--check"), QStringLiteral("--secrets-on-stdin")}, &misuse);
     if (!parsed)
-        return fail(misuse, 2);
+        return failCommand(err, misuse, 2);
     const std::optional<QString>& ref = parsed->ref;
     const QMap<QString, QString>& given = parsed->values;
     const bool checkOnly = parsed->options.contains(QStringLiteral("--check"));
     const bool secretsOnStdin = parsed->options.contains(QStringLiteral("--secrets-on-stdin"));
     if (!ref)
-        return fail(QStringLiteral("replay needs a skill: an id, a slash command or a folder"), 2);
-    QString error;
-    std::optional<ResolvedSkill> resolved = resolveSkillReference(*ref, &error);
-    if (!resolved)
-        return fail(error, 1);
+        return failCommand(
+            err, QStringLiteral("replay needs a skill: an id, a slash command or a folder"), 2);
+    Result<ResolvedSkill> resolved = resolveSkillReference(*ref);
+    if (!resolved.ok())
+        return failCommand(err, resolved.error(), 1);
 
     QMap<qsizetype, QString> secrets;
     if (secretsOnStdin) {
         QFile input;
         if (!input.open(stdin, QIODevice::ReadOnly))
-            return fail(QStringLiteral("could not read the secrets from standard input"), 1);
+            return failCommand(err,
+                               QStringLiteral("could not read the secrets from standard input"), 1);
         std::optional<QMap<qsizetype, QString>> decoded =
             ReplaySecrets::decode(input.readLine(1 << 20));
         if (!decoded)
-            return fail(
-                QStringLiteral("the secrets on standard input are not a JSON object of texts"), 2);
+            return failCommand(
+                err, QStringLiteral("the secrets on standard input are not a JSON object of texts"),
+                2);
         secrets = *decoded;
     }
 
@@ -89,8 +87,8 @@ int replaySkill(const QStringList& arguments, QTextStream& out, QTextStream& err
             proposal.changes.append({repair.step, resolved->skill.plan[repair.step].id,
                                      resolved->skill.plan[repair.step].intent, repair.before,
                                      repair.after});
-        if (const std::optional<QString> failure = proposal.save())
-            err << "tavrik: the repaired steps could not be offered: " << *failure << '\n';
+        if (const Result<> saved = proposal.save(); !saved.ok())
+            err << "tavrik: the repaired steps could not be offered: " << saved.error() << '\n';
     }
     return succeeded ? 0 : 1;
 }

@@ -152,14 +152,11 @@ void checkSkillStore(Report& report) {
     report.heading(QStringLiteral("SkillStore round-trip:"));
     const Skill skill = sampleSkill();
     SkillStore store;
-    QString error;
-    std::optional<Skill> loaded;
-    if (std::optional<QString> saveError = store.save(skill))
-        error = *saveError;
-    else
-        loaded = store.load(Paths::skill(skill.id), &error);
-    if (!loaded) {
-        report.failure(QStringLiteral("  ✗ round-trip failed: ") + error);
+    const Result<> saved = store.save(skill);
+    const Result<Skill> loaded =
+        saved.ok() ? store.load(Paths::skill(skill.id)) : Result<Skill>(Failure{saved.error()});
+    if (!loaded.ok()) {
+        report.failure(QStringLiteral("  ✗ round-trip failed: ") + loaded.error());
         return;
     }
     report.check(QStringLiteral("name preserved"), loaded->name == skill.name);
@@ -259,9 +256,10 @@ void checkRecordingStore(Report& report) {
     report.heading(QStringLiteral("RecordingStore round-trip:"));
     const Recording recording = sampleRecording();
     RecordingStore store;
-    store.save(recording);
-    std::optional<Recording> loaded = store.load(recording.id);
-    if (!loaded) {
+    // A failed save shows as the failed load that follows.
+    (void)store.save(recording);
+    const Result<Recording> loaded = store.load(recording.id);
+    if (!loaded.ok()) {
         report.failure(QStringLiteral("  ✗ load returned nil"));
         return;
     }

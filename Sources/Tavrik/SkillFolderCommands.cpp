@@ -1,5 +1,6 @@
 #include "Tavrik/SkillFolderCommands.h"
 
+#include "Tavrik/CommandFailure.h"
 #include "TavrikCore/Storage/AgentSkillFolder.h"
 #include "TavrikCore/Storage/SkillMarkdown.h"
 #include "TavrikCore/Storage/SkillStore.h"
@@ -14,16 +15,10 @@ namespace tavrik {
 
 namespace {
 
-int fail(QTextStream& err, const QString& message, int status) {
-    err << "tavrik: " << message << '\n';
-    err.flush();
-    return status;
-}
-
 std::optional<QString> onlyFolder(const QString& command, const QStringList& arguments,
                                   QTextStream& err) {
     if (arguments.size() != 1 || arguments.first().startsWith(QStringLiteral("-"))) {
-        fail(err, QStringLiteral("%1 needs one folder (see tavrik --help)").arg(command), 2);
+        failCommand(err, QStringLiteral("%1 needs one folder (see tavrik --help)").arg(command), 2);
         return std::nullopt;
     }
     return QDir::cleanPath(arguments.first());
@@ -36,8 +31,8 @@ int exportSkills(const QStringList& arguments, QTextStream& out, QTextStream& er
         onlyFolder(QStringLiteral("export-skills"), arguments, err);
     if (!target)
         return 2;
-    if (auto failure = Files::makeFolder(*target))
-        return fail(err, *failure, 1);
+    if (Result<> made = Files::makeFolder(*target); !made.ok())
+        return failCommand(err, made.error(), 1);
     const SkillStore store;
     QSet<QString> taken;
     int failures = 0;
@@ -52,9 +47,10 @@ int exportSkills(const QStringList& arguments, QTextStream& out, QTextStream& er
             name = base.first(qMin(base.size(), 64 - suffix.size())) + suffix;
         }
         taken.insert(name);
-        const QString markdown = store.markdown(skill).value_or(SkillMarkdown::render(skill));
-        if (auto failure = AgentSkillFolder::write(skill, markdown, *target + u'/' + name)) {
-            err << "tavrik: " << skill.name << ": " << *failure << '\n';
+        const QString markdown = store.markdown(skill).valueOr(SkillMarkdown::render(skill));
+        if (Result<> written = AgentSkillFolder::write(skill, markdown, *target + u'/' + name);
+            !written.ok()) {
+            err << "tavrik: " << skill.name << ": " << written.error() << '\n';
             ++failures;
             continue;
         }
@@ -71,14 +67,12 @@ int importSkill(const QStringList& arguments, QTextStream& out, QTextStream& err
     if (!folder)
         return 2;
     if (!QFileInfo(*folder).isDir())
-        return fail(err, QStringLiteral("%1 is not a folder").arg(*folder), 1);
-    QString error;
-    const std::optional<AgentSkillFolder::Imported> imported =
-        AgentSkillFolder::read(*folder, &error);
-    if (!imported)
-        return fail(err, error, 1);
-    if (auto failure = SkillStore().save(imported->skill, imported->markdown))
-        return fail(err, *failure, 1);
+        return failCommand(err, QStringLiteral("%1 is not a folder").arg(*folder), 1);
+    const Result<AgentSkillFolder::Imported> imported = AgentSkillFolder::read(*folder);
+    if (!imported.ok())
+        return failCommand(err, imported.error(), 1);
+    if (Result<> saved = SkillStore().save(imported->skill, imported->markdown); !saved.ok())
+        return failCommand(err, saved.error(), 1);
     out << "Added “" << imported->skill.name << "” (" << imported->skill.slashCommand()
         << ") to the library.\n";
     out.flush();

@@ -10,10 +10,10 @@
 namespace tavrik {
 
 namespace {
-std::optional<ResolvedSkill> loadFolder(const QString& folder, QString* error) {
-    std::optional<Skill> skill = SkillStore().load(folder, error);
-    if (!skill)
-        return std::nullopt;
+Result<ResolvedSkill> loadFolder(const QString& folder) {
+    Result<Skill> skill = SkillStore().load(folder);
+    if (!skill.ok())
+        return Failure{skill.error()};
     return ResolvedSkill{std::move(*skill), folder};
 }
 
@@ -32,27 +32,25 @@ std::optional<QString> libraryFolder(const QUuid& id) {
 }
 } // namespace
 
-std::optional<ResolvedSkill> resolveSkillReference(const QString& ref, QString* error) {
+Result<ResolvedSkill> resolveSkillReference(const QString& ref) {
     const QFileInfo asPath(ref);
     // "/search-google" is a slash command unless such a folder really holds a skill.
     const bool looksLikeSlashCommand = ref.startsWith(u'/') && ref.count(u'/') == 1;
     // Cleaned, so a trailing "/" from shell completion leaves the folder's name, its id, last.
     if (asPath.isDir() &&
         (!looksLikeSlashCommand || QFileInfo::exists(ref + QStringLiteral("/SKILL.md"))))
-        return loadFolder(QDir::cleanPath(asPath.absoluteFilePath()), error);
+        return loadFolder(QDir::cleanPath(asPath.absoluteFilePath()));
     if (std::optional<QUuid> id = json::parseUuid(ref)) {
         if (std::optional<QString> folder = libraryFolder(*id))
-            return loadFolder(*folder, error);
-        *error =
-            QStringLiteral("no skill with id %1 in %2").arg(json::uuidText(*id), Paths::skills());
-        return std::nullopt;
+            return loadFolder(*folder);
+        return Failure{
+            QStringLiteral("no skill with id %1 in %2").arg(json::uuidText(*id), Paths::skills())};
     }
     const QString command = ref.startsWith(u'/') ? ref : u'/' + ref;
     for (const Skill& skill : SkillStore().loadAll())
         if (skill.slashCommand() == command)
             return ResolvedSkill{skill, libraryFolder(skill.id).value_or(Paths::skill(skill.id))};
-    *error = QStringLiteral("no skill matches %1 (try tavrik skills)").arg(ref);
-    return std::nullopt;
+    return Failure{QStringLiteral("no skill matches %1 (try tavrik skills)").arg(ref)};
 }
 
 } // namespace tavrik

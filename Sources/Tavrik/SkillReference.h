@@ -1,6 +1,7 @@
 #pragma once
 
 #include "TavrikCore/Models/Skill.h"
+#include "TavrikCore/Support/Result.h"
 
 namespace tavrik {
 
@@ -10,7 +11,7 @@ struct ResolvedSkill {
 };
 
 // What the user typed to name a skill: a skill folder, a skill id, or a slash command (the
-// leading "/" may be left out). The error is one readable line.
-std::optional<ResolvedSkill> resolveSkillReference(const QString& ref, QString* error);
+// leading "/" may be left out).
+Result<ResolvedSkill> resolveSkillReference(const QString& ref);
 
 } // namespace tavrik

@@ -1,5 +1,6 @@
 #include "Tavrik/SynthesizeCommand.h"
 
+#include "Tavrik/CommandFailure.h"
 #include "Tavrik/ModelSynthesis.h"
 #include "TavrikCore/Storage/Paths.h"
 #include "TavrikCore/Storage/RecordingStore.h"
@@ -12,11 +13,6 @@
 namespace tavrik {
 
 int synthesizeRecording(const QStringList& arguments, QTextStream& out, QTextStream& err) {
-    const auto fail = [&err](const QString& message, int status) {
-        err << "tavrik: " << message << '\n';
-        err.flush();
-        return status;
-    };
     std::optional<QString> ref;
     QString narration;
     bool save = false;
@@ -24,16 +20,19 @@ int synthesizeRecording(const QStringList& arguments, QTextStream& out, QTextStr
         const QString& argument = arguments[i];
         if (argument == QStringLiteral("--narration")) {
             if (i + 1 >= arguments.size())
-                return fail(QStringLiteral("--narration needs the spoken text"), 2);
+                return failCommand(err, QStringLiteral("--narration needs the spoken text"), 2);
             narration = arguments[++i].trimmed();
         } else if (argument == QStringLiteral("--save")) {
             save = true;
         } else if (argument.startsWith(QStringLiteral("--"))) {
-            return fail(QStringLiteral("unknown option for synthesize: %1 (see tavrik --help)")
-                            .arg(argument),
-                        2);
+            return failCommand(
+                err,
+                QStringLiteral("unknown option for synthesize: %1 (see tavrik --help)")
+                    .arg(argument),
+                2);
         } else if (ref) {
-            return fail(
+            return failCommand(
+                err,
                 QStringLiteral("synthesize takes one recording, got %1 and %2").arg(*ref, argument),
                 2);
         } else {
@@ -41,20 +40,22 @@ int synthesizeRecording(const QStringList& arguments, QTextStream& out, QTextStr
         }
     }
     if (!ref)
-        return fail(QStringLiteral("synthesize needs a recording id (the folder name under %1)")
-                        .arg(Paths::recordings()),
-                    2);
+        return failCommand(
+            err,
+            QStringLiteral("synthesize needs a recording id (the folder name under %1)")
+                .arg(Paths::recordings()),
+            2);
     const QString name = QFileInfo(*ref).fileName().isEmpty() ? *ref : QFileInfo(*ref).fileName();
     const std::optional<QUuid> id = json::parseUuid(name);
     if (!id)
-        return fail(QStringLiteral("%1 is not a recording id").arg(*ref), 2);
-    QString error;
-    const std::optional<Recording> recording = RecordingStore().load(*id, &error);
-    if (!recording)
-        return fail(error, 1);
+        return failCommand(err, QStringLiteral("%1 is not a recording id").arg(*ref), 2);
+    const Result<Recording> recording = RecordingStore().load(*id);
+    if (!recording.ok())
+        return failCommand(err, recording.error(), 1);
     if (recording->events.isEmpty())
-        return fail(
-            QStringLiteral("that recording is empty: there is nothing to write a skill from"), 1);
+        return failCommand(
+            err, QStringLiteral("that recording is empty: there is nothing to write a skill from"),
+            1);
 
     ModelSynthesis synthesis;
     QEventLoop loop;
@@ -72,15 +73,15 @@ int synthesizeRecording(const QStringList& arguments, QTextStream& out, QTextStr
     if (!result)
         loop.exec();
     if (!result->draft)
-        return fail(result->error, 1);
+        return failCommand(err, result->error, 1);
     if (!result->draft->markdown.endsWith(u'\n'))
         out << '\n';
     out.flush();
     if (!save)
         return 0;
-    if (std::optional<QString> saveError =
-            SkillStore().save(result->draft->skill, result->draft->markdown))
-        return fail(*saveError, 1);
+    if (Result<> saved = SkillStore().save(result->draft->skill, result->draft->markdown);
+        !saved.ok())
+        return failCommand(err, saved.error(), 1);
     err << "Saved “" << result->draft->skill.name << "” as " << result->draft->skill.slashCommand()
         << '\n';
     err.flush();

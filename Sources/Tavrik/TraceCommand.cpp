@@ -1,5 +1,6 @@
 #include "Tavrik/TraceCommand.h"
 
+#include "Tavrik/CommandFailure.h"
 #include "TavrikCore/Storage/Paths.h"
 #include "TavrikCore/Support/Json.h"
 #include "TavrikCore/Synthesis/Synthesizer.h"
@@ -10,50 +11,47 @@
 namespace tavrik {
 
 int traceRecording(const QStringList& arguments, QTextStream& out, QTextStream& err) {
-    const auto fail = [&err](const QString& message, int status) {
-        err << "tavrik: " << message << '\n';
-        err.flush();
-        return status;
-    };
     std::optional<QString> ref;
     std::optional<QString> narration;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         const QString& argument = arguments[i];
         if (argument == QStringLiteral("--narration")) {
             if (i + 1 >= arguments.size())
-                return fail(QStringLiteral("--narration needs the spoken text"), 2);
+                return failCommand(err, QStringLiteral("--narration needs the spoken text"), 2);
             narration = arguments[++i];
         } else if (argument.startsWith(QStringLiteral("--"))) {
-            return fail(
+            return failCommand(
+                err,
                 QStringLiteral("unknown option for trace: %1 (see tavrik --help)").arg(argument),
                 2);
         } else if (ref) {
-            return fail(
-                QStringLiteral("trace takes one recording, got %1 and %2").arg(*ref, argument), 2);
+            return failCommand(
+                err, QStringLiteral("trace takes one recording, got %1 and %2").arg(*ref, argument),
+                2);
         } else {
             ref = argument;
         }
     }
     if (!ref)
-        return fail(QStringLiteral("trace needs a recording id (the folder name under %1)")
-                        .arg(Paths::recordings()),
-                    2);
+        return failCommand(err,
+                           QStringLiteral("trace needs a recording id (the folder name under %1)")
+                               .arg(Paths::recordings()),
+                           2);
     // A recording folder's path works as well as its id, with or without the "/" that shell
     // completion leaves. Recordings are read from the library, so a folder elsewhere is refused
     // rather than standing in for the library's recording of the same id.
     const QFileInfo folder(QDir::cleanPath(*ref));
     std::optional<QUuid> id = json::parseUuid(folder.fileName());
     if (!id)
-        return fail(QStringLiteral("%1 is not a recording id").arg(*ref), 2);
+        return failCommand(err, QStringLiteral("%1 is not a recording id").arg(*ref), 2);
     if (folder.isDir() && QFileInfo(folder.absolutePath()).canonicalFilePath() !=
                               QFileInfo(Paths::recordings()).canonicalFilePath())
-        return fail(QStringLiteral("%1 is not a recording in %2").arg(*ref, Paths::recordings()),
-                    2);
+        return failCommand(
+            err, QStringLiteral("%1 is not a recording in %2").arg(*ref, Paths::recordings()), 2);
     Synthesizer synthesizer;
-    QString error;
-    std::optional<Recording> recording = synthesizer.store.load(*id, &error);
-    if (!recording)
-        return fail(error, 1);
+    const Result<Recording> recording = synthesizer.store.load(*id);
+    if (!recording.ok())
+        return failCommand(err, recording.error(), 1);
 
     out << Synthesizer::traceDescription(*recording) << '\n';
     if (std::optional<ContentBlock> spoken = Synthesizer::narrationBlock(narration))

@@ -1,11 +1,14 @@
 #include "AgentRunner/StandInRuntime.h"
 #include "Support/CoreApplication.h"
 #include "Support/ScopedEnvironment.h"
+#include "Support/ScriptedRuntime.h"
 #include "Support/TempSupportFolder.h"
-#include "Tavrik/Runtime/AgentRunner.h"
-#include "Tavrik/Runtime/CastRules.h"
+#include "Tavrik/Runtime/ChildProcessStarter.h"
 #include "Tavrik/Runtime/ProcessGroup.h"
 #include "Tavrik/Runtime/RuntimeLocator.h"
+#include "TavrikCore/Casting/AgentRunner.h"
+#include "TavrikCore/Casting/CastRules.h"
+#include "TavrikCore/Replay/ReplaySecrets.h"
 #include "TavrikCore/Storage/Paths.h"
 
 #include <QCoreApplication>
@@ -28,8 +31,8 @@ struct Outcome {
     QString summary;
 };
 
-Outcome runToEnd(AgentRunner& runner, const Skill& skill,
-                 const QMap<QString, QString>& parameters) {
+Outcome runToEnd(AgentRunner& runner, const Skill& skill, const QMap<QString, QString>& parameters,
+                 const AgentRunOptions& options = {}) {
     test::ensureCoreApplication();
     Outcome outcome;
     QEventLoop loop;
@@ -42,7 +45,7 @@ Outcome runToEnd(AgentRunner& runner, const Skill& skill,
         loop.quit();
     });
     QTimer::singleShot(60000, &loop, &QEventLoop::quit);
-    runner.run(skill, parameters);
+    runner.run(skill, parameters, {}, options);
     if (!outcome.finished)
         loop.exec();
     return outcome;
@@ -117,6 +120,77 @@ TEST(AgentRunnerPhrases, CastRulesForOutcomesParametersAndWarnings) {
     EXPECT_TRUE(CastRules::runRecord({}, skill, {"open"}, false).aborted);
 }
 
+// What the runner asks the starter for, and what it makes of the lines that come back.
+TEST(AgentRunnerLaunch, ReplaysTakeSecretsOnStandardInputAndTheRunKeepsItsAuditTrail) {
+    test::ScriptedRuntime runtime;
+    Skill skill;
+    skill.castWith = CastMethod::replay;
+    AgentRunOptions options;
+    options.secrets = {{1, "hunter2"}};
+    AgentRunner runner(runtime);
+    Outcome outcome =
+        runToEnd(runner, skill, {{"lines", "→ click Save|· saved|✓ Saved it"}}, options);
+    ASSERT_EQ(runtime.launches.size(), 1);
+    const ProcessStarter::Launch& launch = runtime.launches[0];
+    EXPECT_TRUE(launch.replays);
+    EXPECT_EQ(launch.skillFolder, Paths::skill(skill.id));
+    // The secret never reaches the command line.
+    EXPECT_EQ(launch.arguments,
+              (QStringList{"--secrets-on-stdin", "lines=→ click Save|· saved|✓ Saved it"}));
+    EXPECT_EQ(ReplaySecrets::decode(launch.input), options.secrets);
+    EXPECT_TRUE(outcome.success);
+    EXPECT_EQ(outcome.summary, "Saved it");
+    EXPECT_EQ(outcome.phrases, (QStringList{"Working…", "saved", "Saved it"}));
+    EXPECT_EQ(runner.steps(), QList<QString>{"click"});
+    const QList<AuditEntry> trail = runner.context()->auditLog();
+    ASSERT_EQ(trail.size(), 1);
+    EXPECT_EQ(trail[0].action, ActionType::click);
+    EXPECT_EQ(trail[0].detail, "Save");
+    EXPECT_FALSE(trail[0].agentic);
+    EXPECT_EQ(runner.context()->parameters().value("lines"), "→ click Save|· saved|✓ Saved it");
+    EXPECT_FALSE(runner.context()->aborted());
+
+    // A check of an agent skill still replays, acting on nothing.
+    AgentRunner check(runtime);
+    options = {};
+    options.checkOnly = true;
+    runToEnd(check, Skill{}, {}, options);
+    EXPECT_TRUE(runtime.launches.last().replays);
+    EXPECT_EQ(runtime.launches.last().arguments, QStringList{"--check"});
+    EXPECT_TRUE(runtime.launches.last().input.isEmpty());
+}
+
+TEST(AgentRunnerLaunch, AgentRunsFailToStartOrAreStoppedWithoutAFinish) {
+    test::ScriptedRuntime runtime;
+    runtime.failure = "Couldn't find the Tavrik runtime.";
+    AgentRunner failed(runtime);
+    Outcome outcome = runToEnd(failed, Skill{}, {{"exit", "0"}});
+    EXPECT_FALSE(outcome.success);
+    EXPECT_EQ(outcome.summary, "Couldn't find the Tavrik runtime.");
+    EXPECT_FALSE(failed.isRunning());
+
+    AgentRunner runner(runtime);
+    bool finished = false;
+    QStringList phrases;
+    QObject::connect(&runner, &AgentRunner::finished, [&] { finished = true; });
+    QObject::connect(&runner, &AgentRunner::progress, [&](const QString& p) { phrases << p; });
+    runner.run(Skill{}, {{"hang", "1"}, {"lines", "→ open https://example.org"}});
+    EXPECT_FALSE(runtime.launches.last().replays);
+    QElapsedTimer clock;
+    clock.start();
+    while (!phrases.contains("waiting") && clock.elapsed() < 5000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    ASSERT_TRUE(phrases.contains("waiting"));
+    EXPECT_TRUE(runner.context()->auditLog().value(0).agentic);
+    runner.cancel();
+    EXPECT_FALSE(runner.isRunning());
+    EXPECT_TRUE(runner.context()->aborted());
+    EXPECT_EQ(*runtime.stops, 1);
+    QCoreApplication::processEvents(); // the stopped process's last line goes nowhere
+    EXPECT_FALSE(finished);
+    EXPECT_EQ(runner.lastSummary(), "");
+}
+
 TEST(AgentRunnerPhrases, DiscoveryOrder) {
     QTemporaryDir prefix;
     QDir(prefix.path()).mkpath("bin");
@@ -149,7 +223,8 @@ TEST(AgentRunnerPhrases, NoRuntimeFinishesAtOnce) {
     QTemporaryDir home;
     ScopedEnvironment homeVariable("HOME", home.path().toUtf8());
     ScopedEnvironment named("TAVRIK_RUNTIME_DIR", home.path().toUtf8());
-    AgentRunner runner;
+    ChildProcessStarter processes;
+    AgentRunner runner(processes);
     Outcome outcome = runToEnd(runner, Skill{}, {});
     EXPECT_TRUE(outcome.finished);
     EXPECT_FALSE(outcome.success);
@@ -158,7 +233,8 @@ TEST(AgentRunnerPhrases, NoRuntimeFinishesAtOnce) {
 
 TEST_F(AgentRunnerTest, CancelEndsTheWholeProcessGroupWithoutAFinish) {
     const QString pgrpFile = support.path() + "/pgrp";
-    AgentRunner runner;
+    ChildProcessStarter processes;
+    AgentRunner runner(processes);
     bool finished = false;
     QEventLoop loop;
     QObject::connect(&runner, &AgentRunner::finished, [&] { finished = true; });

@@ -82,12 +82,14 @@ AppStateTest::AppStateTest() {
     auto p = std::make_unique<FakePermissions>();
     auto h = std::make_unique<FakeHotkeys>();
     auto q = std::make_unique<ScriptedQuestions>();
+    auto runs = std::make_unique<ScriptedRuntime>();
     recorder = r.get();
     narration = n.get();
     synthesis = s.get();
     permissions = p.get();
     hotkeys = h.get();
     questions = q.get();
+    runtime = runs.get();
     recorder->result = recordingWithEvents(3);
     synthesis->skill = draftSkill(QStringLiteral("Weekly Report"));
     synthesis->fragments = fragmentsOf(synthesis->skill);
@@ -97,6 +99,7 @@ AppStateTest::AppStateTest() {
     m_services.permissions = std::move(p);
     m_services.hotkeys = std::move(h);
     m_services.questions = std::move(q);
+    m_services.processes = std::move(runs);
     m_services.analytics = [this](const QString& event, const QJsonObject& properties) {
         events.append({event, properties});
     };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Support/ScriptedRuntime.h"
 #include "Support/TempSettings.h"
 #include "Support/TempSupportFolder.h"
 #include "Tavrik/AppState.h"
@@ -127,6 +128,7 @@ protected:
     FakePermissions* permissions;
     FakeHotkeys* hotkeys;
     ScriptedQuestions* questions;
+    ScriptedRuntime* runtime;
     QList<QPair<QString, QJsonObject>> events;
 
 private:

@@ -23,8 +23,8 @@ TEST_F(AppStateTest, LoadsTheLibraryNewestFirstAndDeletesFromIt) {
     older.createdAt = QDateTime::currentDateTimeUtc().addDays(-2);
     Skill newer = draftSkill("Newer");
     newer.createdAt = QDateTime::currentDateTimeUtc().addDays(-1);
-    ASSERT_FALSE(SkillStore().save(older));
-    ASSERT_FALSE(SkillStore().save(newer));
+    ASSERT_TRUE(SkillStore().save(older).ok());
+    ASSERT_TRUE(SkillStore().save(newer).ok());
     ASSERT_EQ(app().skills().size(), 2);
     EXPECT_EQ(app().skills()[0].name, "Newer");
 
@@ -52,27 +52,29 @@ TEST_F(AppStateTest, ExportPicksTheFirstFreeNameInDownloads) {
     ASSERT_EQ(QDir(AppState::exportFolder()).canonicalPath(), QDir(downloads).canonicalPath());
 
     Skill skill = draftSkill("Weekly Report & Totals");
-    ASSERT_FALSE(SkillStore().save(
-        skill, QStringLiteral("---\nname: Weekly Report & Totals\n---\nÜbersicht ✓\n")));
+    ASSERT_TRUE(
+        SkillStore()
+            .save(skill, QStringLiteral("---\nname: Weekly Report & Totals\n---\nÜbersicht ✓\n"))
+            .ok());
     QStringList reveal;
     QObject::connect(&app(), &AppState::revealFileRequested,
                      [&](const QString& path) { reveal << path; });
 
-    const std::optional<QString> first = app().exportSkill(skill);
-    ASSERT_TRUE(first);
+    const Result<QString> first = app().exportSkill(skill);
+    ASSERT_TRUE(first.ok());
     EXPECT_EQ(QFileInfo(*first).fileName(), "weekly-report-and-totals.md");
     EXPECT_EQ(readText(*first), "---\nname: Weekly Report & Totals\n---\nÜbersicht ✓\n");
     ASSERT_EQ(reveal.size(), 1);
     EXPECT_EQ(reveal[0], *first);
 
-    const std::optional<QString> second = app().exportSkill(skill);
-    ASSERT_TRUE(second);
+    const Result<QString> second = app().exportSkill(skill);
+    ASSERT_TRUE(second.ok());
     EXPECT_EQ(QFileInfo(*second).fileName(), "weekly-report-and-totals-2.md");
     ASSERT_TRUE(QFile::remove(*first));
     // With -2 taken but the plain name free again, the plain name is first free.
-    EXPECT_EQ(QFileInfo(app().exportSkill(skill).value_or("")).fileName(),
+    EXPECT_EQ(QFileInfo(app().exportSkill(skill).valueOr("")).fileName(),
               "weekly-report-and-totals.md");
-    EXPECT_EQ(QFileInfo(app().exportSkill(skill).value_or("")).fileName(),
+    EXPECT_EQ(QFileInfo(app().exportSkill(skill).valueOr("")).fileName(),
               "weekly-report-and-totals-3.md");
 }
 
@@ -81,7 +83,7 @@ TEST_F(AppStateTest, ExportWithoutASkillFileWritesNothing) {
     QStringList reveal;
     QObject::connect(&app(), &AppState::revealFileRequested,
                      [&](const QString& path) { reveal << path; });
-    EXPECT_FALSE(app().exportSkill(skill));
+    EXPECT_FALSE(app().exportSkill(skill).ok());
     EXPECT_EQ(reveal.size(), 0);
     EXPECT_FALSE(QFileInfo::exists(QDir(AppState::exportFolder()).filePath("never-saved.md")));
 }
@@ -108,7 +110,7 @@ TEST_F(AppStateTest, TipsFollowTheLibraryAndStayDismissedAcrossLaunches) {
 // library without a reload being asked for.
 TEST_F(AppStateTest, TheLibraryFollowsFoldersAddedEditedAndRemovedByHand) {
     const Skill kept = draftSkill("Kept");
-    ASSERT_FALSE(SkillStore().save(kept));
+    ASSERT_TRUE(SkillStore().save(kept).ok());
     app();
     auto names = [&] {
         QStringList list;
@@ -121,7 +123,7 @@ TEST_F(AppStateTest, TheLibraryFollowsFoldersAddedEditedAndRemovedByHand) {
 
     // Added: written by another process, the application not told.
     const Skill added = draftSkill("Added By Hand");
-    ASSERT_FALSE(SkillStore().save(added));
+    ASSERT_TRUE(SkillStore().save(added).ok());
     ASSERT_TRUE(waitFor([&] { return names() == QStringList({"Added By Hand", "Kept"}); }));
 
     // Edited in place: the same file rewritten without touching its folder.
@@ -140,7 +142,7 @@ TEST_F(AppStateTest, TheLibraryFollowsFoldersAddedEditedAndRemovedByHand) {
 
     // A folder added after the others is watched as well.
     const Skill later = draftSkill("Later");
-    ASSERT_FALSE(SkillStore().save(later));
+    ASSERT_TRUE(SkillStore().save(later).ok());
     ASSERT_TRUE(waitFor([&] { return names() == QStringList({"Kept", "Later"}); }));
     const QString laterPath = SkillStore().markdownPath(later);
     QFile laterFile(laterPath);

@@ -42,8 +42,8 @@ protected:
     Skill newer = makeSkill("Post a Comment & Like", 2000);
 
     void SetUp() override {
-        ASSERT_FALSE(store.save(older));
-        ASSERT_FALSE(store.save(newer));
+        ASSERT_TRUE(store.save(older).ok());
+        ASSERT_TRUE(store.save(newer).ok());
     }
 };
 } // namespace
@@ -111,9 +111,8 @@ TEST_F(CommandLine, ShowResolvesFolderPathsWithASlashAndIdsInEitherCase) {
     for (const QString& ref :
          {printed, printed.toLower(), QString("/post-a-comment-and-like"), handMade + "/"}) {
         EXPECT_EQ(shownId(ref), newer.id) << ref.toStdString();
-        QString error;
-        std::optional<ResolvedSkill> resolved = resolveSkillReference(ref, &error);
-        ASSERT_TRUE(resolved) << ref.toStdString() << error.toStdString();
+        Result<ResolvedSkill> resolved = resolveSkillReference(ref);
+        ASSERT_TRUE(resolved.ok()) << ref.toStdString() << resolved.error().toStdString();
         EXPECT_EQ(QDir(resolved->folder), QDir(handMade)) << resolved->folder.toStdString();
     }
 }
@@ -205,7 +204,7 @@ TEST_F(CommandLine, BadInputGetsOneClearLineAndANonZeroStatus) {
 TEST_F(CommandLine, SkillsTableCutsAbsurdCellsAndSkipsWhatCannotBeRead) {
     Skill absurd = makeSkill(QString("Export ").repeated(2000), 3000);
     absurd.trigger = "say " + QString("x").repeated(100000);
-    ASSERT_FALSE(store.save(absurd));
+    ASSERT_TRUE(store.save(absurd).ok());
     // A pipe where SKILL.md should be: opening it to read would wait for a writer forever.
     const QString pipe = Paths::support() + "/skills/piped/SKILL.md";
     QDir().mkpath(QFileInfo(pipe).path());

@@ -77,9 +77,9 @@ TEST_F(SkillFolders, ExportedFoldersAreValidAgentSkillsAndImportBackWhole) {
     const QString editedText =
         "---\nname: Café & Croissant Order\ndescription: Mine, edited\n---\n\n"
         "# Café & Croissant Order\n\n1. Click on Order\n";
-    ASSERT_FALSE(store.save(cafe, editedText));
-    ASSERT_FALSE(store.save(twin));
-    ASSERT_FALSE(store.save(odd));
+    ASSERT_TRUE(store.save(cafe, editedText).ok());
+    ASSERT_TRUE(store.save(twin).ok());
+    ASSERT_TRUE(store.save(odd).ok());
 
     const Result exported = run({"export-skills", exports.path() + "/out"});
     ASSERT_EQ(exported.status, 0) << exported.err.toStdString();
@@ -113,7 +113,7 @@ TEST_F(SkillFolders, ExportedFoldersAreValidAgentSkillsAndImportBackWhole) {
 
     // Back in: a new skill with the same plan, parameters and SKILL.md text.
     for (const Skill& skill : store.loadAll())
-        ASSERT_FALSE(store.remove(skill));
+        ASSERT_TRUE(store.remove(skill).ok());
     const Result imported =
         run({"import-skill", exports.path() + "/out/cafe-and-croissant-order/"});
     ASSERT_EQ(imported.status, 0) << imported.err.toStdString();

@@ -35,7 +35,7 @@ Recording storedRecording() {
     button.appName = "Chromium";
     click.target = button;
     recording.events = {click};
-    EXPECT_FALSE(RecordingStore().save(recording));
+    EXPECT_TRUE(RecordingStore().save(recording).ok());
     return recording;
 }
 

@@ -321,9 +321,11 @@ TEST_F(ApplicationFlow, RecordDraftSaveAndCast) {
 // with every process it started.
 TEST_F(ApplicationFlow, DeclinedDestructiveCastAndEscapeStopEverything) {
     const QString groupFile = support.path() + "/group";
-    ASSERT_FALSE(SkillStore().save(librarySkill("Empty the trash", {{"exit", "0"}}, true)));
-    ASSERT_FALSE(SkillStore().save(
-        librarySkill("Wait for the build", {{"hang", "1"}, {"pgrp_file", groupFile}}, false)));
+    ASSERT_TRUE(SkillStore().save(librarySkill("Empty the trash", {{"exit", "0"}}, true)).ok());
+    ASSERT_TRUE(SkillStore()
+                    .save(librarySkill("Wait for the build",
+                                       {{"hang", "1"}, {"pgrp_file", groupFile}}, false))
+                    .ok());
 
     RunningApplication app(environment());
     ASSERT_TRUE(app.waitForPillStatus("Ready", 10000)) << "the pill never came up";
@@ -369,7 +371,7 @@ TEST_F(ApplicationFlow, DeclinedDestructiveCastAndEscapeStopEverything) {
 // A desktop's own keyboard shortcut runs `tavrik palette` or `tavrik cast … --in-app`: the
 // running application answers, and the cast runs there as one from the palette does.
 TEST_F(ApplicationFlow, TheCommandLineDrivesTheRunningApplication) {
-    ASSERT_FALSE(SkillStore().save(librarySkill("Say hello", {{"exit", "0"}}, false)));
+    ASSERT_TRUE(SkillStore().save(librarySkill("Say hello", {{"exit", "0"}}, false)).ok());
     RunningApplication app(environment());
     ASSERT_TRUE(app.waitForPillStatus("Ready", 10000)) << "the pill never came up";
     const auto tavrik = [this](const QStringList& arguments) {

@@ -524,8 +524,8 @@ TEST_F(RecorderTest, TheSavedRecordingIsTheReturnedOne) {
     clock.advance(1.5);
     const Recording r = stop();
 
-    const std::optional<Recording> loaded = RecordingStore().load(r.id);
-    ASSERT_TRUE(loaded);
+    const Result<Recording> loaded = RecordingStore().load(r.id);
+    ASSERT_TRUE(loaded.ok());
     EXPECT_EQ(loaded->events, r.events);
     EXPECT_EQ(loaded->frames, r.frames);
     EXPECT_EQ(loaded->appContexts, r.appContexts);
@@ -544,7 +544,7 @@ TEST_F(RecorderTest, AFailedSaveStillReturnsTheRecording) {
     click({1, 1});
     const Recording r = stop();
     EXPECT_EQ(r.events.size(), 1);
-    EXPECT_FALSE(RecordingStore().load(r.id));
+    EXPECT_FALSE(RecordingStore().load(r.id).ok());
     EXPECT_EQ(recorder->lastRecording(), r);
 }
 

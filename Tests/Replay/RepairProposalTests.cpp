@@ -70,8 +70,8 @@ TEST_F(Proposal, IsKeptOutsideTheSkillAndReadsBackAsWritten) {
 
 TEST_F(Proposal, AcceptingRewritesThePlanAndKeepsTheUsersText) {
     ASSERT_EQ(proposal.accept(), std::nullopt);
-    const std::optional<Skill> updated = store.load(Paths::skill(skill.id));
-    ASSERT_TRUE(updated);
+    const Result<Skill> updated = store.load(Paths::skill(skill.id));
+    ASSERT_TRUE(updated.ok());
     EXPECT_EQ(updated->plan[1].target, proposal.changes[0].after);
     EXPECT_EQ(updated->plan[0], skill.plan[0]);
     EXPECT_EQ(updated->plan[1].id, skill.plan[1].id);
@@ -89,13 +89,13 @@ TEST_F(Proposal, RejectingOrAStaleProposalLeavesTheSkillByteForByte) {
     // The skill was edited after the run: the old proposal no longer applies.
     Skill edited = skill;
     edited.plan[1].target->axTitle = QStringLiteral("Add item");
-    ASSERT_EQ(store.save(edited, QString::fromUtf8(markdownBefore)), std::nullopt);
+    ASSERT_TRUE(store.save(edited, QString::fromUtf8(markdownBefore)).ok());
     const QByteArray editedPlan =
         bytesOf(Paths::skill(skill.id) + QStringLiteral("/execution_plan.json"));
-    ASSERT_EQ(proposal.save(), std::nullopt);
-    const std::optional<QString> refused = proposal.accept();
-    ASSERT_TRUE(refused);
-    EXPECT_EQ(*refused,
+    ASSERT_TRUE(proposal.save().ok());
+    const Result<> refused = proposal.accept();
+    ASSERT_FALSE(refused.ok());
+    EXPECT_EQ(refused.error(),
               QStringLiteral(
                   "step 2 of “Add a task” changed since the repair; the skill was left as it is"));
     EXPECT_EQ(bytesOf(Paths::skill(skill.id) + QStringLiteral("/execution_plan.json")), editedPlan);

@@ -71,7 +71,7 @@ std::optional<Skill> Demonstration::save(const QString& skillMarkdown) {
         return std::nullopt;
     Skill skill = Synthesizer::skillFromMarkdown(skillMarkdown, *stopped.result());
     skill.sourceRecordingID = stopped.result()->id;
-    if (SkillStore().save(skill))
+    if (!SkillStore().save(skill).ok())
         return std::nullopt;
     return skill;
 }

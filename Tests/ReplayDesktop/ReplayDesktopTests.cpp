@@ -6,7 +6,8 @@
 #include "Support/ScopedEnvironment.h"
 #include "Support/TempSupportFolder.h"
 #include "TaskApp.h"
-#include "Tavrik/Runtime/AgentRunner.h"
+#include "Tavrik/Runtime/ChildProcessStarter.h"
+#include "TavrikCore/Casting/AgentRunner.h"
 #include "TavrikCore/Hotkeys/KeyCodes.h"
 #include "TavrikCore/Recorder/Recorder.h"
 #include "TavrikCore/Replay/CastRoute.h"
@@ -164,8 +165,8 @@ protected:
         Skill skill =
             Synthesizer::skillFromMarkdown(QString::fromUtf8(kSkillText), *stopped.result());
         skill.sourceRecordingID = stopped.result()->id;
-        const std::optional<QString> error = SkillStore().save(skill);
-        EXPECT_FALSE(error) << error->toStdString();
+        const Result<> saved = SkillStore().save(skill);
+        EXPECT_TRUE(saved.ok()) << saved.error().toStdString();
         m_skill = skill;
         return Paths::skill(skill.id);
     }
@@ -237,7 +238,7 @@ TEST_P(ReplayDesktop, StopsAtAMissingTargetAndNeverGuessesADestructiveStep) {
     ASSERT_EQ(save.target->axTitle, QStringLiteral("Save"));
     save.target->axTitle = QStringLiteral("Submit Order");
     save.precondition.reset();
-    ASSERT_FALSE(SkillStore().save(renamed));
+    ASSERT_TRUE(SkillStore().save(renamed).ok());
     {
         TaskApp app(toolkit);
         ASSERT_TRUE(app.started());
@@ -265,7 +266,7 @@ TEST_P(ReplayDesktop, StopsAtAMissingTargetAndNeverGuessesADestructiveStep) {
     wipe.location = app.centre("delete");
     wipe.target->windowFrame = Rect(app.rect("window").origin.x, app.rect("window").origin.y, 1, 1);
     risky.plan = {wipe};
-    ASSERT_FALSE(SkillStore().save(risky));
+    ASSERT_TRUE(SkillStore().save(risky).ok());
     const ReplayResult result = replay(folder, {}, {});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_TRUE(result.lines.last().contains(QStringLiteral("does not click where it once was")))
@@ -282,7 +283,7 @@ TEST_F(ReplayDesktopGtk, TheModelRepairsAMissingStepAndTheChangeWaitsForTheUser)
     // Not a name that reads as destructive: such a step is never repaired.
     renamed.plan.last().target->axTitle = QStringLiteral("Place Order");
     renamed.plan.last().precondition.reset();
-    ASSERT_FALSE(SkillStore().save(renamed));
+    ASSERT_TRUE(SkillStore().save(renamed).ok());
 
     test::LocalHttpServer server;
     server.route("POST", "/v1/messages", [](const test::RecordedRequest& request) {
@@ -449,12 +450,13 @@ TEST_P(ReplayDesktop, AStoppedReplayTypesNothingMore) {
         press.intent = QStringLiteral("Press x");
         keys.plan.append(press);
     }
-    ASSERT_FALSE(SkillStore().save(keys));
+    ASSERT_TRUE(SkillStore().save(keys).ok());
 
     TaskApp app(toolkit);
     ASSERT_TRUE(app.started());
     ASSERT_TRUE(waitForRole(app.centre("notes"), QStringLiteral("text")));
-    AgentRunner runner;
+    ChildProcessStarter processes;
+    AgentRunner runner(processes);
     runner.run(keys, {});
     const auto typed = [&] {
         const std::optional<AXTarget> focus = probe->focusedTarget();

@@ -97,7 +97,7 @@ void saveLibrary() {
             step.isDestructive = i == intents.size() - 1;
             skill.plan << step;
         }
-        SkillStore().save(skill);
+        ASSERT_TRUE(SkillStore().save(skill).ok());
     }
 }
 

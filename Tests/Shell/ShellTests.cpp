@@ -57,7 +57,7 @@ Skill savedSkill(const QString& name, int daysAgo, bool destructive = false) {
         step.isDestructive = destructive && i == 3;
         skill.plan << step;
     }
-    EXPECT_FALSE(SkillStore().save(skill));
+    EXPECT_TRUE(SkillStore().save(skill).ok());
     return skill;
 }
 
@@ -142,12 +142,12 @@ TEST_F(ShellTest, MainWindowOffersARepairedStepUntilTheUserDecides) {
     before.axRole = QStringLiteral("push button");
     before.axTitle = QStringLiteral("Attach");
     skill.plan[2].target = before;
-    ASSERT_FALSE(SkillStore().save(skill));
+    ASSERT_TRUE(SkillStore().save(skill).ok());
     AXTarget after = before;
     after.axTitle = QStringLiteral("Attach a file");
     const RepairProposal proposal{
         skill.id, skill.name, {{2, skill.plan[2].id, skill.plan[2].intent, before, after}}};
-    ASSERT_FALSE(proposal.save());
+    ASSERT_TRUE(proposal.save().ok());
     app.reloadSkills();
     window.select(0);
     ASSERT_TRUE(window.detail()->repairOffer()->isVisibleTo(window.detail()));
@@ -160,7 +160,7 @@ TEST_F(ShellTest, MainWindowOffersARepairedStepUntilTheUserDecides) {
     EXPECT_FALSE(window.detail()->repairOffer()->isVisibleTo(window.detail()));
     EXPECT_EQ(SkillStore().load(Paths::skill(skill.id))->plan[2].target, before);
 
-    ASSERT_FALSE(proposal.save());
+    ASSERT_TRUE(proposal.save().ok());
     window.showSelected();
     window.detail()->updateSkillButton()->click();
     EXPECT_FALSE(window.detail()->repairOffer()->isVisibleTo(window.detail()));
@@ -303,7 +303,7 @@ TEST_F(ShellTest, ConnectingAToolServerKeepsItsTokenAndEndsTheOffer) {
     MainWindow window(&app);
     Skill skill = savedSkill("File the bug", 1);
     skill.appScope = {"com.linear"};
-    ASSERT_FALSE(SkillStore().save(skill));
+    ASSERT_TRUE(SkillStore().save(skill).ok());
     app.reloadSkills();
     window.select(0);
     ASSERT_TRUE(window.detail()->connectButton()->isVisibleTo(&window));

@@ -100,25 +100,25 @@ TEST(HostileFiles, ReadersRefuseWhatIsNoRegularFileOfSensibleSizeAndTheRestStill
     SkillStore skills;
     RecordingStore recordings;
     const Skill good = namedSkill("Good", 2000);
-    ASSERT_FALSE(skills.save(good));
+    ASSERT_TRUE(skills.save(good).ok());
     const Recording goodRecording = recordingStartedAt(2000);
-    ASSERT_FALSE(recordings.save(goodRecording));
+    ASSERT_TRUE(recordings.save(goodRecording).ok());
 
     QList<QString> badMarkdown, badRecordings;
     for (Hazard hazard : kHazards) {
         // The whole skill is lost when SKILL.md is bad.
         const Skill broken = namedSkill("Broken", 3000);
-        ASSERT_FALSE(skills.save(broken));
+        ASSERT_TRUE(skills.save(broken).ok());
         plant(hazard, skills.markdownPath(broken));
         badMarkdown << skills.markdownPath(broken);
         // A bad plan or recording link only degrades the skill to its SKILL.md.
         const Skill degraded = namedSkill("Degraded", 1000);
-        ASSERT_FALSE(skills.save(degraded));
+        ASSERT_TRUE(skills.save(degraded).ok());
         plant(hazard, Paths::skill(degraded.id) + "/execution_plan.json");
         plant(hazard, Paths::skill(degraded.id) + "/recording.ref");
 
         const Recording bad = recordingStartedAt(3000);
-        ASSERT_FALSE(recordings.save(bad));
+        ASSERT_TRUE(recordings.save(bad).ok());
         plant(hazard, Paths::recording(bad.id) + "/recording.json");
         badRecordings << json::uuidText(bad.id);
     }
@@ -134,17 +134,19 @@ TEST(HostileFiles, ReadersRefuseWhatIsNoRegularFileOfSensibleSizeAndTheRestStill
     const QStringList why{"is not a regular file", "is not a regular file", "is larger than 1 MiB",
                           "is a folder"};
     for (qsizetype i = 0; i < badMarkdown.size(); ++i) {
-        QString error;
-        EXPECT_FALSE(skills.load(QFileInfo(badMarkdown[i]).path(), &error));
-        EXPECT_EQ(error, QStringLiteral("cannot read %1: %2").arg(badMarkdown[i], why[i]));
+        const Result<Skill> refused = skills.load(QFileInfo(badMarkdown[i]).path());
+        EXPECT_FALSE(refused.ok());
+        EXPECT_EQ(refused.error(),
+                  QStringLiteral("cannot read %1: %2").arg(badMarkdown[i], why[i]));
     }
 
     const QList<Recording> all = recordings.loadAll();
     ASSERT_EQ(all.size(), 1);
     EXPECT_EQ(all[0].id, goodRecording.id);
-    QString error;
-    EXPECT_FALSE(recordings.load(*json::parseUuid(badRecordings[2]), &error));
-    EXPECT_TRUE(error.endsWith("/recording.json: is larger than 64 MiB")) << error.toStdString();
+    const Result<Recording> huge = recordings.load(*json::parseUuid(badRecordings[2]));
+    EXPECT_FALSE(huge.ok());
+    EXPECT_TRUE(huge.error().endsWith("/recording.json: is larger than 64 MiB"))
+        << huge.error().toStdString();
 
     // The synthesizer reads frames itself: a real one still comes through.
     Synthesizer synthesizer;
@@ -188,19 +190,19 @@ TEST(HostileFiles, DeletingRemovesLinksNeverWhatTheyPointTo) {
     const Skill linked = namedSkill("Linked", 1000);
     QDir().mkpath(Paths::skills());
     ASSERT_TRUE(QFile::link(outside.filePath("folder"), Paths::skill(linked.id)));
-    EXPECT_FALSE(skills.remove(linked));
+    EXPECT_TRUE(skills.remove(linked).ok());
     EXPECT_FALSE(QFileInfo(Paths::skill(linked.id)).isSymLink());
     EXPECT_EQ(read(outside.filePath("folder/SKILL.md")), "kept");
 
     // Links inside the folder, to a folder, to a file and to nothing at all.
     const Skill holding = namedSkill("Holding links", 1000);
-    ASSERT_FALSE(skills.save(holding));
+    ASSERT_TRUE(skills.save(holding).ok());
     const QString folder = Paths::skill(holding.id);
     ASSERT_TRUE(QFile::link(outside.filePath("folder"), folder + "/assets"));
     ASSERT_TRUE(QFile::link(outside.filePath("file.txt"), folder + "/notes.txt"));
     ASSERT_TRUE(QFile::link(outside.filePath("gone"), folder + "/dangling"));
     plant(Hazard::pipe, folder + "/pipe");
-    EXPECT_FALSE(skills.remove(holding));
+    EXPECT_TRUE(skills.remove(holding).ok());
     EXPECT_FALSE(QFileInfo::exists(folder));
     EXPECT_EQ(read(outside.filePath("folder/SKILL.md")), "kept");
     EXPECT_EQ(read(outside.filePath("file.txt")), "kept");
@@ -208,7 +210,7 @@ TEST(HostileFiles, DeletingRemovesLinksNeverWhatTheyPointTo) {
     const Recording recording = recordingStartedAt(1000);
     QDir().mkpath(Paths::recordings());
     ASSERT_TRUE(QFile::link(outside.path(), Paths::recording(recording.id)));
-    EXPECT_FALSE(recordings.remove(recording.id));
+    EXPECT_TRUE(recordings.remove(recording.id).ok());
     EXPECT_EQ(QDir(outside.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
               (QStringList{"file.txt", "folder"}));
 }
@@ -219,21 +221,21 @@ TEST(HostileFiles, SavingReplacesLinksAndPipesInsteadOfWritingThroughThem) {
     write(outside.filePath("target.md"), "kept");
     SkillStore skills;
     Skill skill = namedSkill("Saved", 1000);
-    ASSERT_FALSE(skills.save(skill));
+    ASSERT_TRUE(skills.save(skill).ok());
     const QString folder = Paths::skill(skill.id);
     QFile::remove(skills.markdownPath(skill));
     ASSERT_TRUE(QFile::link(outside.filePath("target.md"), skills.markdownPath(skill)));
     plant(Hazard::pipe, folder + "/execution_plan.json");
     plant(Hazard::endlessDevice, folder + "/recording.ref");
 
-    ASSERT_FALSE(skills.save(skill, QStringLiteral("---\nname: Saved again\n---\n")));
+    ASSERT_TRUE(skills.save(skill, QStringLiteral("---\nname: Saved again\n---\n")).ok());
     EXPECT_EQ(read(outside.filePath("target.md")), "kept");
     for (const QString& name : QStringList{"SKILL.md", "execution_plan.json", "recording.ref"})
         EXPECT_TRUE(QFileInfo(folder + u'/' + name).isFile() &&
                     !QFileInfo(folder + u'/' + name).isSymLink())
             << name.toStdString();
-    std::optional<Skill> loaded = skills.load(folder);
-    ASSERT_TRUE(loaded);
+    Result<Skill> loaded = skills.load(folder);
+    ASSERT_TRUE(loaded.ok());
     EXPECT_EQ(loaded->name, "Saved again");
     EXPECT_EQ(loaded->plan.size(), 1);
     EXPECT_EQ(loaded->sourceRecordingID, skill.sourceRecordingID);
@@ -241,10 +243,10 @@ TEST(HostileFiles, SavingReplacesLinksAndPipesInsteadOfWritingThroughThem) {
     // A skill folder that is a link is refused rather than written through.
     const Skill elsewhere = namedSkill("Elsewhere", 1000);
     ASSERT_TRUE(QFile::link(outside.path(), Paths::skill(elsewhere.id)));
-    const std::optional<QString> failure = skills.save(elsewhere);
-    ASSERT_TRUE(failure);
-    EXPECT_EQ(*failure, QStringLiteral("cannot use folder %1: it is a symbolic link")
-                            .arg(Paths::skill(elsewhere.id)));
+    const Result<> refused = skills.save(elsewhere);
+    ASSERT_FALSE(refused.ok());
+    EXPECT_EQ(refused.error(), QStringLiteral("cannot use folder %1: it is a symbolic link")
+                                   .arg(Paths::skill(elsewhere.id)));
     EXPECT_EQ(QDir(outside.path()).entryList(QDir::Files), QStringList{"target.md"});
 
     // The tool-server file holds tokens: a link there must not carry them elsewhere.

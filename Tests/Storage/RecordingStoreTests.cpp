@@ -38,7 +38,7 @@ TEST(RecordingStore, SavesPrettySortedJsonAndLoadsItBack) {
     test::TempSupportFolder support;
     RecordingStore store;
     const Recording recording = sampleRecording(1772356542);
-    ASSERT_FALSE(store.save(recording));
+    ASSERT_TRUE(store.save(recording).ok());
 
     QFile file(Paths::recording(recording.id) + "/recording.json");
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
@@ -47,12 +47,12 @@ TEST(RecordingStore, SavesPrettySortedJsonAndLoadsItBack) {
         << text.left(80).toStdString();
     EXPECT_LT(text.indexOf("\"endedAt\""), text.indexOf("\"events\""));
     EXPECT_LT(text.indexOf("\"origin\""), text.indexOf("\"size\""));
-    EXPECT_EQ(store.load(recording.id), recording);
+    EXPECT_EQ(store.load(recording.id).valueOr(Recording{}), recording);
 
     // A second save replaces the file.
     Recording changed = recording;
     changed.events.clear();
-    ASSERT_FALSE(store.save(changed));
+    ASSERT_TRUE(store.save(changed).ok());
     EXPECT_EQ(store.load(recording.id)->events.size(), 0);
     EXPECT_EQ(QDir(Paths::recording(recording.id)).entryList(QDir::Files),
               QStringList{"recording.json"});
@@ -63,8 +63,8 @@ TEST(RecordingStore, LoadAllSkipsWhatIsNotARecordingAndSortsNewestFirst) {
     RecordingStore store;
     EXPECT_TRUE(store.loadAll().isEmpty()); // no recordings folder yet
     const Recording older = sampleRecording(1000), newer = sampleRecording(2000);
-    ASSERT_FALSE(store.save(older));
-    ASSERT_FALSE(store.save(newer));
+    ASSERT_TRUE(store.save(older).ok());
+    ASSERT_TRUE(store.save(newer).ok());
     writeText(Paths::recordings() + "/not-a-uuid/recording.json",
               QJsonDocument(newer.toJson()).toJson());
     QDir().mkpath(Paths::recordings() + "/5A3B9C1D-0000-4000-8000-000000000001");
@@ -82,25 +82,25 @@ TEST(RecordingStore, LoadAllSkipsWhatIsNotARecordingAndSortsNewestFirst) {
     EXPECT_EQ(all[0].id, newer.id);
     EXPECT_EQ(all[1].id, older.id);
 
-    QString error;
-    EXPECT_FALSE(store.load(
-        QUuid::fromString(QStringLiteral("5A3B9C1D-0000-4000-8000-000000000003")), &error));
-    EXPECT_TRUE(error.contains("hover")) << error.toStdString();
+    const Result<Recording> bad =
+        store.load(QUuid::fromString(QStringLiteral("5A3B9C1D-0000-4000-8000-000000000003")));
+    EXPECT_FALSE(bad.ok());
+    EXPECT_TRUE(bad.error().contains("hover")) << bad.error().toStdString();
 }
 
 TEST(RecordingStore, FramesFolderAndRemoval) {
     test::TempSupportFolder support;
     RecordingStore store;
     const QUuid id = QUuid::createUuid();
-    std::optional<QString> frames = store.prepareFramesDirectory(id);
-    ASSERT_TRUE(frames);
+    Result<QString> frames = store.prepareFramesDirectory(id);
+    ASSERT_TRUE(frames.ok());
     EXPECT_TRUE(QFileInfo(*frames).isDir());
     EXPECT_EQ(*frames, store.framesDirectory(id));
     EXPECT_EQ(store.framePath(id, "frames/000003.png"),
               Paths::recording(id) + "/frames/000003.png");
-    EXPECT_FALSE(store.remove(id));
+    EXPECT_TRUE(store.remove(id).ok());
     EXPECT_FALSE(QFileInfo::exists(Paths::recording(id)));
-    std::optional<QString> again = store.remove(id);
-    ASSERT_TRUE(again);
-    EXPECT_TRUE(again->contains(json::uuidText(id))) << again->toStdString();
+    const Result<> again = store.remove(id);
+    ASSERT_FALSE(again.ok());
+    EXPECT_TRUE(again.error().contains(json::uuidText(id))) << again.error().toStdString();
 }

@@ -75,9 +75,9 @@ TEST(SkillEdits, EveryEditedFrontMatterFieldIsTakenAndSurvivesTheLibrary) {
     EXPECT_EQ(merged.parameters[0].id, before.parameters[0].id);
     EXPECT_EQ(merged.parameters[0].usedInSteps, before.parameters[0].usedInSteps);
 
-    ASSERT_FALSE(SkillStore().save(merged, text));
-    const std::optional<Skill> loaded = SkillStore().load(Paths::skill(before.id));
-    ASSERT_TRUE(loaded);
+    ASSERT_TRUE(SkillStore().save(merged, text).ok());
+    const Result<Skill> loaded = SkillStore().load(Paths::skill(before.id));
+    ASSERT_TRUE(loaded.ok());
     EXPECT_EQ(loaded->runtime, merged.runtime);
     EXPECT_EQ(loaded->parameters, merged.parameters);
 
@@ -86,7 +86,7 @@ TEST(SkillEdits, EveryEditedFrontMatterFieldIsTakenAndSurvivesTheLibrary) {
         text.left(text.indexOf("runtime:")) + text.mid(text.indexOf("parameters:"));
     const Skill plain = SkillEdits::merged(merged, withoutRuntime);
     EXPECT_FALSE(plain.runtime);
-    ASSERT_FALSE(SkillStore().save(plain, withoutRuntime));
+    ASSERT_TRUE(SkillStore().save(plain, withoutRuntime).ok());
     EXPECT_FALSE(SkillStore().load(Paths::skill(before.id))->runtime);
 }
 

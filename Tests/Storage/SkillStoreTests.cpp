@@ -66,7 +66,7 @@ TEST(SkillStore, SaveThenLoadKeepsEverythingButSubSeconds) {
     test::TempSupportFolder support;
     SkillStore store;
     const Skill skill = richSkill();
-    ASSERT_FALSE(store.save(skill));
+    ASSERT_TRUE(store.save(skill).ok());
 
     const QString folder = Paths::skill(skill.id);
     QStringList files = QDir(folder).entryList(QDir::Files);
@@ -79,8 +79,8 @@ TEST(SkillStore, SaveThenLoadKeepsEverythingButSubSeconds) {
         << plan.left(80).toStdString();
     EXPECT_LT(plan.indexOf("\"plan\""), plan.indexOf("\"runtime\""));
 
-    std::optional<Skill> loaded = store.load(folder);
-    ASSERT_TRUE(loaded);
+    Result<Skill> loaded = store.load(folder);
+    ASSERT_TRUE(loaded.ok());
     Skill expected = skill;
     expected.createdAt = json::truncatedToSeconds(skill.createdAt);
     EXPECT_EQ(*loaded, expected);
@@ -91,14 +91,14 @@ TEST(SkillStore, OverrideTextIsWrittenAsGivenAndTheOldRecordingRefStays) {
     test::TempSupportFolder support;
     SkillStore store;
     Skill skill = richSkill();
-    ASSERT_FALSE(store.save(skill));
+    ASSERT_TRUE(store.save(skill).ok());
     const QUuid original = *skill.sourceRecordingID;
     skill.sourceRecordingID.reset();
     const QString edited = "---\nname: Edited by hand\n---\n\n# Edited by hand\n\nMine now.\n";
-    ASSERT_FALSE(store.save(skill, edited));
+    ASSERT_TRUE(store.save(skill, edited).ok());
     EXPECT_EQ(read(store.markdownPath(skill)), edited.toUtf8());
-    std::optional<Skill> loaded = store.load(Paths::skill(skill.id));
-    ASSERT_TRUE(loaded);
+    Result<Skill> loaded = store.load(Paths::skill(skill.id));
+    ASSERT_TRUE(loaded.ok());
     EXPECT_EQ(loaded->name, "Edited by hand");
     EXPECT_EQ(loaded->summary, "Mine now.");
     EXPECT_EQ(loaded->sourceRecordingID, original);
@@ -108,7 +108,7 @@ TEST(SkillStore, OverrideTextIsWrittenAsGivenAndTheOldRecordingRefStays) {
 
     Skill newest = richSkill();
     newest.createdAt = skill.createdAt.addDays(1);
-    ASSERT_FALSE(store.save(newest, "---\nname: Saved from a draft\n---\n\nText as typed.\n"));
+    ASSERT_TRUE(store.save(newest, "---\nname: Saved from a draft\n---\n\nText as typed.\n").ok());
     const QList<Skill> library = store.loadAll();
     ASSERT_EQ(library.size(), 2);
     EXPECT_EQ(library[0].name, "Saved from a draft");
@@ -121,9 +121,9 @@ TEST(SkillStore, ASkillWithoutATimeKeepsItsPlan) {
     SkillStore store;
     Skill skill = richSkill();
     skill.createdAt = QDateTime();
-    ASSERT_FALSE(store.save(skill));
-    std::optional<Skill> loaded = store.load(Paths::skill(skill.id));
-    ASSERT_TRUE(loaded);
+    ASSERT_TRUE(store.save(skill).ok());
+    Result<Skill> loaded = store.load(Paths::skill(skill.id));
+    ASSERT_TRUE(loaded.ok());
     EXPECT_EQ(loaded->plan, skill.plan); // destructive marks included
 }
 
@@ -135,10 +135,10 @@ TEST(SkillStore, BrokenPlanDocumentDegradesToTheMarkdown) {
     const QList<QByteArray> broken{"{\"parameters\": [", "[]", "{\"parameters\": 3, \"plan\": []}",
                                    "{\"parameters\": [], \"plan\": [{\"id\": \"x\"}]}"};
     for (const QByteArray& document : broken) {
-        ASSERT_FALSE(store.save(skill));
+        ASSERT_TRUE(store.save(skill).ok());
         write(folder + "/execution_plan.json", document);
-        std::optional<Skill> loaded = store.load(folder);
-        ASSERT_TRUE(loaded) << document.toStdString();
+        Result<Skill> loaded = store.load(folder);
+        ASSERT_TRUE(loaded.ok()) << document.toStdString();
         EXPECT_TRUE(loaded->plan.isEmpty());
         ASSERT_EQ(loaded->parameters.size(), 1);
         EXPECT_EQ(loaded->parameters[0].exampleValue, "Lisbon");
@@ -158,8 +158,8 @@ TEST(SkillStore, LoadAllSurvivesAMessyLibrary) {
     newest.createdAt = QDateTime::fromSecsSinceEpoch(3000, Qt::UTC);
     Skill middle = richSkill();
     middle.createdAt = QDateTime::fromSecsSinceEpoch(2000, Qt::UTC);
-    ASSERT_FALSE(store.save(middle));
-    ASSERT_FALSE(store.save(newest));
+    ASSERT_TRUE(store.save(middle).ok());
+    ASSERT_TRUE(store.save(newest).ok());
     const QString skills = Paths::skills();
     write(skills + "/stray.txt", "not a skill");
     QDir().mkpath(skills + "/no-markdown-here");
@@ -188,19 +188,19 @@ TEST(SkillStore, LoadAllSurvivesAMessyLibrary) {
 
     // A folder that is not named by a UUID gets a fresh id each time.
     EXPECT_NE(store.load(skills + "/hand-made")->id, store.load(skills + "/hand-made")->id);
-    QString error;
-    EXPECT_FALSE(store.load(skills + "/no-markdown-here", &error));
-    EXPECT_TRUE(error.contains("SKILL.md")) << error.toStdString();
+    const Result<Skill> missing = store.load(skills + "/no-markdown-here");
+    EXPECT_FALSE(missing.ok());
+    EXPECT_TRUE(missing.error().contains("SKILL.md")) << missing.error().toStdString();
 }
 
 TEST(SkillStore, RemoveDeletesTheFolderAndFailsWhenItIsGone) {
     test::TempSupportFolder support;
     SkillStore store;
     const Skill skill = richSkill();
-    ASSERT_FALSE(store.save(skill));
-    EXPECT_FALSE(store.remove(skill));
+    ASSERT_TRUE(store.save(skill).ok());
+    EXPECT_TRUE(store.remove(skill).ok());
     EXPECT_FALSE(QFileInfo::exists(Paths::skill(skill.id)));
-    EXPECT_TRUE(store.remove(skill));
+    EXPECT_FALSE(store.remove(skill).ok());
     EXPECT_TRUE(store.loadAll().isEmpty());
 }
 
@@ -208,7 +208,7 @@ TEST(SkillStore, SaveReportsWhyItFailed) {
     test::TempSupportFolder support;
     QDir().mkpath(Paths::support());
     write(Paths::skills(), "a file where the library folder should be");
-    std::optional<QString> failure = SkillStore().save(richSkill());
-    ASSERT_TRUE(failure);
-    EXPECT_TRUE(failure->contains(Paths::skills())) << failure->toStdString();
+    const Result<> saved = SkillStore().save(richSkill());
+    ASSERT_FALSE(saved.ok());
+    EXPECT_TRUE(saved.error().contains(Paths::skills())) << saved.error().toStdString();
 }

@@ -1,8 +1,8 @@
-#include "Tavrik/Palette/PaletteModel.h"
 #include "Tavrik/Palette/PaletteRows.h"
 #include "Tavrik/Palette/PaletteValuesForm.h"
 #include "Tavrik/Palette/PaletteView.h"
 #include "Tavrik/Palette/PaletteWindow.h"
+#include "TavrikCore/Palette/PaletteModel.h"
 #include "ViewsTestSupport.h"
 
 #include <QKeyEvent>

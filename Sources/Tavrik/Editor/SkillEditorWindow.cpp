@@ -55,7 +55,7 @@ SkillEditorWindow::SkillEditorWindow(AppState* app, const Skill& skill, QWidget*
     WindowStyle::setKind(m_secondary, WindowStyle::ButtonKind::secondary);
     m_run->setVisible(false);
 
-    const QString text = app->store().markdown(skill).value_or(SkillMarkdown::render(skill));
+    const QString text = app->store().markdown(skill).valueOr(SkillMarkdown::render(skill));
     m_syncing = true;
     m_editor->setPlainText(text);
     m_name->setText(skill.name);
@@ -135,8 +135,8 @@ void SkillEditorWindow::save() {
         return;
     }
     const QString text = SkillEdits::renamed(m_editor->toPlainText(), m_name->text());
-    if (std::optional<QString> error = m_app->saveEditedSkill(*m_saved, text)) {
-        showMessage(QStringLiteral("Couldn't save: ") + *error, true);
+    if (Result<> saved = m_app->saveEditedSkill(*m_saved, text); !saved.ok()) {
+        showMessage(QStringLiteral("Couldn't save: ") + saved.error(), true);
         return;
     }
     showMessage(QStringLiteral("Saved."), false);

@@ -314,7 +314,7 @@ void SkillDetailView::setSkill(const std::optional<Skill>& skill) {
 
     // The steps as the skill's own text words them; the recorded intents when it has none.
     const QStringList instructions =
-        SkillMarkdown::instructionSteps(SkillStore().markdown(*skill).value_or(QString()));
+        SkillMarkdown::instructionSteps(SkillStore().markdown(*skill).valueOr(QString()));
     QString steps = QStringLiteral("<table cellspacing='0' cellpadding='3'>");
     const auto addRow = [&steps](int number, const QString& text, bool asksFirst) {
         steps +=
@@ -498,7 +498,8 @@ MainWindow::MainWindow(AppState* app, QWidget* parent) : QWidget(parent), m_app(
     });
     connect(m_detail, &SkillDetailView::exportClicked, this, [this] {
         if (m_list->currentRow() >= 0)
-            m_app->exportSkill(m_shown.value(m_list->currentRow()));
+            // A failure is logged; the export simply shows no file.
+            (void)m_app->exportSkill(m_shown.value(m_list->currentRow()));
     });
     connect(m_detail, &SkillDetailView::connectClicked, this, [this] {
         if (m_list->currentRow() >= 0 && m_detail->unconnectedServer())
@@ -581,10 +582,9 @@ void MainWindow::reviewRepair(bool accept) {
     const std::optional<RepairProposal> proposal = RepairProposal::load(id);
     if (!proposal)
         return showSelected();
-    if (const std::optional<QString> failure =
-            accept ? proposal->accept() : RepairProposal::reject(id))
+    if (const Result<> done = accept ? proposal->accept() : RepairProposal::reject(id); !done.ok())
         QMessageBox::warning(this, QStringLiteral("Tavrik"),
-                             QStringLiteral("The skill was not updated: %1").arg(*failure));
+                             QStringLiteral("The skill was not updated: %1").arg(done.error()));
     if (accept)
         m_app->reloadSkills();
     showSelected();

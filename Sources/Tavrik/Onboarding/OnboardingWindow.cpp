@@ -149,10 +149,10 @@ QWidget* OnboardingWindow::keyCard() {
     connect(m_key, &QLineEdit::editingFinished, this, [this] {
         if (m_key->text().trimmed().isEmpty())
             return;
-        const std::optional<QString> failure = Secrets::saveAnthropicKey(m_key->text());
-        m_keyStatus->setText(failure ? *failure : QStringLiteral("✓ Saved"));
+        const Result<> saved = Secrets::saveAnthropicKey(m_key->text());
+        m_keyStatus->setText(saved.ok() ? QStringLiteral("✓ Saved") : saved.error());
         m_keyStatus->setStyleSheet(
-            QStringLiteral("color: %1").arg((failure ? Theme::danger : Theme::success).name()));
+            QStringLiteral("color: %1").arg((saved.ok() ? Theme::success : Theme::danger).name()));
     });
     return card;
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tavrik/Palette/PaletteModel.h"
+#include "TavrikCore/Palette/PaletteModel.h"
 
 #include <QHash>
 #include <QPixmap>

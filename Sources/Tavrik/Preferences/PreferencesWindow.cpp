@@ -133,8 +133,8 @@ PreferencesWindow::PreferencesWindow(QWidget* parent)
 void PreferencesWindow::saveKey() {
     if (m_key->text().trimmed() == savedKey())
         return;
-    if (std::optional<QString> error = Secrets::saveAnthropicKey(m_key->text())) {
-        showKeyStatus(*error, true);
+    if (Result<> saved = Secrets::saveAnthropicKey(m_key->text()); !saved.ok()) {
+        showKeyStatus(saved.error(), true);
         return;
     }
     showKeyStatus(m_key->text().trimmed().isEmpty() ? QStringLiteral("Key removed.")

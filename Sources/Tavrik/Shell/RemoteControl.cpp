@@ -38,9 +38,9 @@ QString RemoteControl::cast(const QString& ref, const QStringList& assignments) 
         parseSkillArguments(QStringLiteral("cast"), QStringList{ref} + assignments, {}, &error);
     if (!parsed)
         return error;
-    const std::optional<ResolvedSkill> resolved = resolveSkillReference(ref, &error);
-    if (!resolved)
-        return error;
+    const Result<ResolvedSkill> resolved = resolveSkillReference(ref);
+    if (!resolved.ok())
+        return resolved.error();
     if (const std::optional<QString> unknown = unknownParameter(resolved->skill, parsed->values))
         return *unknown;
     if (m_app->state().kind() != TavrikState::Kind::idle)

@@ -46,10 +46,9 @@ UserFile readUserFile() {
     const QFileInfo info(path);
     if (!info.exists() && !info.isSymLink())
         return {};
-    QString readError;
-    std::optional<QByteArray> bytes = Files::read(path, kFileLimit, &readError);
-    if (!bytes) {
-        qWarning("Tavrik: %s", qPrintable(readError));
+    Result<QByteArray> bytes = Files::read(path, kFileLimit);
+    if (!bytes.ok()) {
+        qWarning("Tavrik: %s", qPrintable(bytes.error()));
         return {FileState::unreadable, {}, {}};
     }
     UserFile file = parseUserFile(*bytes, path);
@@ -155,8 +154,9 @@ bool MCPRegistry::persist(const MCPServer& server) {
         return false; // writing now would lose whatever the file holds
     if (file.state == FileState::notAList) {
         // Keep what the user wrote where they can find it instead of overwriting it.
-        if (auto failure = Files::write(path + QStringLiteral(".broken"), file.bytes, kOwnerOnly)) {
-            qWarning("Tavrik: %s; not replacing %s", qPrintable(*failure), qPrintable(path));
+        if (Result<> kept = Files::write(path + QStringLiteral(".broken"), file.bytes, kOwnerOnly);
+            !kept.ok()) {
+            qWarning("Tavrik: %s; not replacing %s", qPrintable(kept.error()), qPrintable(path));
             return false;
         }
     }
@@ -181,9 +181,10 @@ bool MCPRegistry::persist(const MCPServer& server) {
         return false;
     }
     // The new file is restricted before any token is written to it.
-    if (auto failure = Files::write(path, QJsonDocument(entries).toJson(QJsonDocument::Indented),
-                                    kOwnerOnly)) {
-        qWarning("Tavrik: %s", qPrintable(*failure));
+    if (Result<> written =
+            Files::write(path, QJsonDocument(entries).toJson(QJsonDocument::Indented), kOwnerOnly);
+        !written.ok()) {
+        qWarning("Tavrik: %s", qPrintable(written.error()));
         return false;
     }
     return true;

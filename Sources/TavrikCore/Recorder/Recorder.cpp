@@ -114,7 +114,7 @@ void Recorder::start() {
     m_lastFrameOffset = -1;
 
     // Without a frames folder each capture fails on its own; the events still count.
-    m_store.prepareFramesDirectory(m_id);
+    (void)m_store.prepareFramesDirectory(m_id);
 
     // The application in front when recording begins is the first context. When its focused
     // element cannot be read, what the window system knows about it stands in.
@@ -220,8 +220,8 @@ void Recorder::finishStop() {
     m_framesByReservation.clear();
 
     // A failed save loses only the file: the caller still gets the recording.
-    if (std::optional<QString> failure = m_store.save(recording))
-        qWarning("Tavrik: could not save the recording: %s", qPrintable(*failure));
+    if (Result<> saved = m_store.save(recording); !saved.ok())
+        qWarning("Tavrik: could not save the recording: %s", qPrintable(saved.error()));
 
     m_lastRecording = recording;
     m_isRecording = false;

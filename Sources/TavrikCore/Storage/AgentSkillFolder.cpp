@@ -40,14 +40,14 @@ bool known(const QDateTime& time) {
     return time.isValid() && time.toSecsSinceEpoch() > 0;
 }
 
-std::optional<QString> readText(const QString& path, QString* error) {
-    const std::optional<QByteArray> bytes = Files::read(path, kMarkdownLimit, error);
-    if (!bytes)
-        return std::nullopt;
+Result<QString> readText(const QString& path) {
+    const Result<QByteArray> bytes = Files::read(path, kMarkdownLimit);
+    if (!bytes.ok())
+        return Failure{bytes.error()};
     std::optional<QString> text = Files::decodeUtf8(*bytes);
-    if (!text && error)
-        *error = QStringLiteral("%1 is not UTF-8 text").arg(path);
-    return text;
+    if (!text)
+        return Failure{QStringLiteral("%1 is not UTF-8 text").arg(path)};
+    return std::move(*text);
 }
 
 } // namespace
@@ -97,53 +97,51 @@ QString markdown(const Skill& skill, const QString& name, const QString& tavrikM
     return text + QStringLiteral("---\n\n") + body;
 }
 
-std::optional<QString> write(const Skill& skill, const QString& tavrikMarkdown,
-                             const QString& folder) {
+Result<> write(const Skill& skill, const QString& tavrikMarkdown, const QString& folder) {
     if (QFileInfo(folder).exists() || QFileInfo(folder).isSymLink())
-        return QStringLiteral("%1 already exists; nothing was overwritten").arg(folder);
-    if (auto failure = Files::makeFolder(folder))
-        return failure;
+        return Failure{QStringLiteral("%1 already exists; nothing was overwritten").arg(folder)};
+    if (Result<> made = Files::makeFolder(folder); !made.ok())
+        return made;
     const QString name = QFileInfo(folder).fileName();
-    if (auto failure = Files::write(folder + u'/' + kMarkdownFile,
-                                    markdown(skill, name, tavrikMarkdown).toUtf8()))
-        return failure;
+    if (Result<> written = Files::write(folder + u'/' + kMarkdownFile,
+                                        markdown(skill, name, tavrikMarkdown).toUtf8());
+        !written.ok())
+        return written;
     return SkillStore().saveInto(folder + u'/' + QString::fromLatin1(tavrikSubfolder), skill,
                                  tavrikMarkdown);
 }
 
-std::optional<Imported> read(const QString& folder, QString* error) {
-    QString problem;
+Result<Imported> read(const QString& folder) {
     const QString tavrikFolder = folder + u'/' + QString::fromLatin1(tavrikSubfolder);
     std::optional<Imported> imported;
     if (QFileInfo(tavrikFolder + u'/' + kMarkdownFile).isFile()) {
-        std::optional<Skill> skill = SkillStore().load(tavrikFolder, &problem);
-        std::optional<QString> text =
-            skill ? readText(tavrikFolder + u'/' + kMarkdownFile, &problem) : std::nullopt;
-        if (skill && text)
-            imported = Imported{*skill, *text};
-    } else if (std::optional<QString> text = readText(folder + u'/' + kMarkdownFile, &problem)) {
+        Result<Skill> skill = SkillStore().load(tavrikFolder);
+        if (!skill.ok())
+            return Failure{skill.error()};
+        Result<QString> text = readText(tavrikFolder + u'/' + kMarkdownFile);
+        if (!text.ok())
+            return Failure{text.error()};
+        imported = Imported{*skill, *text};
+    } else {
+        Result<QString> text = readText(folder + u'/' + kMarkdownFile);
+        if (!text.ok())
+            return Failure{text.error()};
         std::optional<Skill> skill = SkillMarkdown::parse(*text);
         const bool complete = skill && !skill->name.trimmed().isEmpty() &&
                               !skill->summary.trimmed().isEmpty() &&
                               text->startsWith(QStringLiteral("---"));
-        if (complete)
-            imported = Imported{*skill, *text};
-        else
-            problem =
+        if (!complete)
+            return Failure{
                 QStringLiteral("%1/SKILL.md has no front matter with a name and a description")
-                    .arg(folder);
-    }
-    if (!imported) {
-        if (error)
-            *error = problem;
-        return std::nullopt;
+                    .arg(folder)};
+        imported = Imported{*skill, *text};
     }
     // A new skill in this library: its own identity, and the time it arrived when it had none.
     imported->skill.id = QUuid::createUuid();
     imported->skill.sourceRecordingID.reset();
     if (!known(imported->skill.createdAt))
         imported->skill.createdAt = QDateTime::currentDateTimeUtc();
-    return imported;
+    return std::move(*imported);
 }
 
 } // namespace tavrik::AgentSkillFolder

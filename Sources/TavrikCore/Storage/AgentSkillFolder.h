@@ -1,6 +1,7 @@
 #pragma once
 
 #include "TavrikCore/Models/Skill.h"
+#include "TavrikCore/Support/Result.h"
 
 #include <optional>
 
@@ -21,8 +22,7 @@ QString folderName(const QString& skillName);
 QString markdown(const Skill& skill, const QString& name, const QString& tavrikMarkdown);
 
 // Writes the folder DIR/NAME. Fails when it exists already, so nothing is overwritten.
-std::optional<QString> write(const Skill& skill, const QString& tavrikMarkdown,
-                             const QString& folder);
+Result<> write(const Skill& skill, const QString& tavrikMarkdown, const QString& folder);
 
 struct Imported {
     Skill skill;
@@ -30,6 +30,6 @@ struct Imported {
 };
 
 // A folder written by `write`, or any folder with a SKILL.md that has a name and a description.
-std::optional<Imported> read(const QString& folder, QString* error);
+Result<Imported> read(const QString& folder);
 
 } // namespace tavrik::AgentSkillFolder

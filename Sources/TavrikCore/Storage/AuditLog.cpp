@@ -29,7 +29,8 @@ void append(const RunRecord& record) {
     }
     // First record, or whatever was there replaced: the whole file at once, so a crash never
     // leaves half a line.
-    Files::write(path, line);
+    if (Result<> written = Files::write(path, line); !written.ok())
+        qWarning("Tavrik: the run was not logged: %s", qPrintable(written.error()));
 }
 
 } // namespace tavrik::AuditLog

@@ -30,12 +30,12 @@ QString skill(const QUuid& id) {
     return skills() + u'/' + json::uuidText(id);
 }
 
-std::optional<QString> ensureDirectories() {
+Result<> ensureDirectories() {
     for (const QString& folder : {support(), recordings(), skills(), logs()}) {
         if (!QDir().mkpath(folder))
-            return QStringLiteral("cannot create folder %1").arg(folder);
+            return Failure{QStringLiteral("cannot create folder %1").arg(folder)};
     }
-    return std::nullopt;
+    return {};
 }
 
 } // namespace tavrik::Paths

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TavrikCore/Support/Result.h"
+
 #include <QString>
 #include <QUuid>
 
@@ -18,6 +20,6 @@ QString skill(const QUuid& id);
 
 // Creates support, recordings, skills and logs in that order; the first failure is returned as
 // a message, nothing when all exist.
-std::optional<QString> ensureDirectories();
+Result<> ensureDirectories();
 
 } // namespace tavrik::Paths

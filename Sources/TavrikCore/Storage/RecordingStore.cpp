@@ -19,20 +19,16 @@ QString recordingFile(const QUuid& id) {
 }
 } // namespace
 
-std::optional<QString> RecordingStore::prepareFramesDirectory(const QUuid& id,
-                                                              QString* error) const {
-    const QString folder = framesDirectory(id);
-    if (auto failure = Files::makeFolder(folder)) {
-        if (error)
-            *error = *failure;
-        return std::nullopt;
-    }
+Result<QString> RecordingStore::prepareFramesDirectory(const QUuid& id) const {
+    QString folder = framesDirectory(id);
+    if (Result<> made = Files::makeFolder(folder); !made.ok())
+        return Failure{made.error()};
     return folder;
 }
 
-std::optional<QString> RecordingStore::save(const Recording& recording) const {
-    if (auto failure = Files::makeFolder(Paths::recording(recording.id)))
-        return failure;
+Result<> RecordingStore::save(const Recording& recording) const {
+    if (Result<> made = Files::makeFolder(Paths::recording(recording.id)); !made.ok())
+        return made;
     return Files::write(recordingFile(recording.id), json::pretty(recording.toJson()));
 }
 
@@ -44,23 +40,21 @@ QString RecordingStore::framesDirectory(const QUuid& id) const {
     return Paths::recording(id) + QStringLiteral("/frames");
 }
 
-std::optional<Recording> RecordingStore::load(const QUuid& id, QString* error) const {
+Result<Recording> RecordingStore::load(const QUuid& id) const {
     const QString path = recordingFile(id);
-    std::optional<QByteArray> bytes = Files::read(path, kRecordingLimit, error);
-    if (!bytes)
-        return std::nullopt;
+    Result<QByteArray> bytes = Files::read(path, kRecordingLimit);
+    if (!bytes.ok())
+        return Failure{bytes.error()};
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(*bytes, &parseError);
-    if (parseError.error != QJsonParseError::NoError) {
-        if (error)
-            *error = QStringLiteral("%1 is not valid JSON: %2").arg(path, parseError.errorString());
-        return std::nullopt;
-    }
+    if (parseError.error != QJsonParseError::NoError)
+        return Failure{
+            QStringLiteral("%1 is not valid JSON: %2").arg(path, parseError.errorString())};
     QString decodeError;
     std::optional<Recording> recording = Recording::fromJson(document.object(), &decodeError);
-    if (!recording && error)
-        *error = QStringLiteral("%1: %2").arg(path, decodeError);
-    return recording;
+    if (!recording)
+        return Failure{QStringLiteral("%1: %2").arg(path, decodeError)};
+    return std::move(*recording);
 }
 
 QList<Recording> RecordingStore::loadAll() const {
@@ -70,7 +64,7 @@ QList<Recording> RecordingStore::loadAll() const {
             .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
     for (const QString& name : names) {
         if (std::optional<QUuid> id = json::parseUuid(name))
-            if (std::optional<Recording> recording = load(*id))
+            if (Result<Recording> recording = load(*id); recording.ok())
                 recordings.append(std::move(*recording));
     }
     std::stable_sort(
@@ -79,7 +73,7 @@ QList<Recording> RecordingStore::loadAll() const {
     return recordings;
 }
 
-std::optional<QString> RecordingStore::remove(const QUuid& id) const {
+Result<> RecordingStore::remove(const QUuid& id) const {
     return Files::removeFolder(Paths::recording(id));
 }
 

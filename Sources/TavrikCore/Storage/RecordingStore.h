@@ -1,6 +1,7 @@
 #pragma once
 
 #include "TavrikCore/Models/Recording.h"
+#include "TavrikCore/Support/Result.h"
 
 namespace tavrik {
 
@@ -9,15 +10,15 @@ namespace tavrik {
 class RecordingStore {
 public:
     // Creates <ID>/frames/ and returns it; the error names the folder that could not be made.
-    std::optional<QString> prepareFramesDirectory(const QUuid& id, QString* error = nullptr) const;
-    std::optional<QString> save(const Recording& recording) const;
+    Result<QString> prepareFramesDirectory(const QUuid& id) const;
+    Result<> save(const Recording& recording) const;
     QString framePath(const QUuid& id, const QString& relativePath) const;
     QString framesDirectory(const QUuid& id) const;
-    // Any read or decode failure gives nothing; `error` says why.
-    std::optional<Recording> load(const QUuid& id, QString* error = nullptr) const;
+    // Fails on any read or decode failure.
+    Result<Recording> load(const QUuid& id) const;
     // Newest first; entries that are not UUID folders with a readable recording are skipped.
     QList<Recording> loadAll() const;
-    std::optional<QString> remove(const QUuid& id) const;
+    Result<> remove(const QUuid& id) const;
 };
 
 } // namespace tavrik

@@ -39,7 +39,7 @@ QString RepairProposal::path(const QUuid& skillID) {
            QStringLiteral(".json");
 }
 
-std::optional<QString> RepairProposal::save() const {
+Result<> RepairProposal::save() const {
     QJsonArray changeList;
     for (const Change& c : changes)
         changeList.append(QJsonObject{{"step", c.step},
@@ -49,16 +49,16 @@ std::optional<QString> RepairProposal::save() const {
                                       {"after", c.after.toJson()}});
     const QJsonObject document{
         {"skillID", json::uuidText(skillID)}, {"skillName", skillName}, {"changes", changeList}};
-    if (auto failure = Files::makeFolder(QFileInfo(path(skillID)).path()))
-        return failure;
+    if (Result<> made = Files::makeFolder(QFileInfo(path(skillID)).path()); !made.ok())
+        return made;
     return Files::write(path(skillID), json::pretty(document));
 }
 
 std::optional<RepairProposal> RepairProposal::load(const QUuid& skillID) {
     if (!QFileInfo::exists(path(skillID)))
         return std::nullopt;
-    const std::optional<QByteArray> bytes = Files::read(path(skillID), kProposalLimit);
-    if (!bytes)
+    const Result<QByteArray> bytes = Files::read(path(skillID), kProposalLimit);
+    if (!bytes.ok())
         return std::nullopt;
     const QJsonObject document = QJsonDocument::fromJson(*bytes).object();
     RepairProposal proposal;
@@ -95,36 +95,37 @@ QStringList RepairProposal::describe() const {
     return lines;
 }
 
-std::optional<QString> RepairProposal::accept() const {
+Result<> RepairProposal::accept() const {
     const SkillStore store;
-    QString error;
-    std::optional<Skill> skill = store.load(Paths::skill(skillID), &error);
-    if (!skill)
-        return QStringLiteral("the skill is not in the library: ") + error;
+    Result<Skill> skill = store.load(Paths::skill(skillID));
+    if (!skill.ok())
+        return Failure{QStringLiteral("the skill is not in the library: ") + skill.error()};
     for (const Change& c : changes) {
         if (c.step >= skill->plan.size() || skill->plan[c.step].id != c.stepID ||
             skill->plan[c.step].target != c.before)
-            return QStringLiteral(
-                       "step %1 of “%2” changed since the repair; the skill was left as it is")
-                .arg(c.step + 1)
-                .arg(skill->name);
+            return Failure{
+                QStringLiteral(
+                    "step %1 of “%2” changed since the repair; the skill was left as it is")
+                    .arg(c.step + 1)
+                    .arg(skill->name)};
     }
     for (const Change& c : changes)
         skill->plan[c.step].target = c.after;
     // The user's own SKILL.md text stays as it is; only the plan document changes.
-    const std::optional<QString> markdown = store.markdown(*skill, &error);
-    if (!markdown)
-        return error;
-    if (auto failure = store.save(*skill, *markdown))
-        return failure;
+    const Result<QString> markdown = store.markdown(*skill);
+    if (!markdown.ok())
+        return Failure{markdown.error()};
+    if (Result<> saved = store.save(*skill, *markdown); !saved.ok())
+        return saved;
     return reject(skillID);
 }
 
-std::optional<QString> RepairProposal::reject(const QUuid& skillID) {
+Result<> RepairProposal::reject(const QUuid& skillID) {
     QFile file(path(skillID));
     if (file.exists() && !file.remove())
-        return QStringLiteral("could not remove %1: %2").arg(file.fileName(), file.errorString());
-    return std::nullopt;
+        return Failure{
+            QStringLiteral("could not remove %1: %2").arg(file.fileName(), file.errorString())};
+    return {};
 }
 
 } // namespace tavrik

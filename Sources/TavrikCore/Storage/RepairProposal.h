@@ -1,6 +1,7 @@
 #pragma once
 
 #include "TavrikCore/Models/Skill.h"
+#include "TavrikCore/Support/Result.h"
 
 #include <QStringList>
 
@@ -26,8 +27,8 @@ struct RepairProposal {
     bool operator==(const RepairProposal&) const = default;
 
     static QString path(const QUuid& skillID);
-    // Replaces any earlier proposal for the same skill. The error's text, or nothing.
-    std::optional<QString> save() const;
+    // Replaces any earlier proposal for the same skill.
+    Result<> save() const;
     // Nothing when there is none (or it cannot be read).
     static std::optional<RepairProposal> load(const QUuid& skillID);
 
@@ -36,9 +37,9 @@ struct RepairProposal {
 
     // Rewrites the skill's plan with the new elements through the skill store, then drops the
     // proposal. Refused (and the skill left alone) when the skill's steps changed since.
-    std::optional<QString> accept() const;
+    Result<> accept() const;
     // Drops the proposal; the skill is not touched.
-    static std::optional<QString> reject(const QUuid& skillID);
+    static Result<> reject(const QUuid& skillID);
 };
 
 } // namespace tavrik

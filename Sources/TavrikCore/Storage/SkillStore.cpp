@@ -23,19 +23,19 @@ constexpr qint64 kMarkdownLimit = 1 * Files::MiB;
 constexpr qint64 kPlanLimit = 8 * Files::MiB;
 constexpr qint64 kRecordingRefLimit = 4 * Files::KiB;
 
-std::optional<QString> readMarkdown(const QString& path, QString* error) {
-    std::optional<QByteArray> bytes = Files::read(path, kMarkdownLimit, error);
-    if (!bytes)
-        return std::nullopt;
+Result<QString> readMarkdown(const QString& path) {
+    Result<QByteArray> bytes = Files::read(path, kMarkdownLimit);
+    if (!bytes.ok())
+        return Failure{bytes.error()};
     std::optional<QString> text = Files::decodeUtf8(*bytes);
-    if (!text && error)
-        *error = QStringLiteral("cannot read %1: it is not UTF-8 text").arg(path);
-    return text;
+    if (!text)
+        return Failure{QStringLiteral("cannot read %1: it is not UTF-8 text").arg(path)};
+    return std::move(*text);
 }
 
 std::optional<ExecutionPlanDocument> readPlan(const QString& folder) {
-    std::optional<QByteArray> bytes = Files::read(folder + u'/' + kPlanFile, kPlanLimit);
-    if (!bytes)
+    Result<QByteArray> bytes = Files::read(folder + u'/' + kPlanFile, kPlanLimit);
+    if (!bytes.ok())
         return std::nullopt;
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(*bytes, &parseError);
@@ -45,49 +45,47 @@ std::optional<ExecutionPlanDocument> readPlan(const QString& folder) {
 }
 
 std::optional<QUuid> readRecordingRef(const QString& folder) {
-    std::optional<QByteArray> bytes =
-        Files::read(folder + u'/' + kRecordingRefFile, kRecordingRefLimit);
-    if (!bytes)
+    Result<QByteArray> bytes = Files::read(folder + u'/' + kRecordingRefFile, kRecordingRefLimit);
+    if (!bytes.ok())
         return std::nullopt;
     return json::parseUuid(QString::fromUtf8(*bytes).trimmed());
 }
 } // namespace
 
-std::optional<QString> SkillStore::save(const Skill& skill,
-                                        const std::optional<QString>& markdownOverride) const {
-    if (auto failure = Paths::ensureDirectories())
-        return failure;
+Result<> SkillStore::save(const Skill& skill,
+                          const std::optional<QString>& markdownOverride) const {
+    if (Result<> made = Paths::ensureDirectories(); !made.ok())
+        return made;
     return saveInto(Paths::skill(skill.id), skill, markdownOverride);
 }
 
-std::optional<QString> SkillStore::saveInto(const QString& folder, const Skill& skill,
-                                            const std::optional<QString>& markdownOverride) const {
-    if (auto failure = Files::makeFolder(folder))
-        return failure;
+Result<> SkillStore::saveInto(const QString& folder, const Skill& skill,
+                              const std::optional<QString>& markdownOverride) const {
+    if (Result<> made = Files::makeFolder(folder); !made.ok())
+        return made;
     const QString text = markdownOverride ? *markdownOverride : SkillMarkdown::render(skill);
-    if (auto failure = Files::write(folder + u'/' + kMarkdownFile, text.toUtf8()))
-        return failure;
+    if (Result<> written = Files::write(folder + u'/' + kMarkdownFile, text.toUtf8());
+        !written.ok())
+        return written;
     const ExecutionPlanDocument plan{skill.parameters, skill.plan, skill.runtime, skill.createdAt};
-    if (auto failure = Files::write(folder + u'/' + kPlanFile, json::pretty(plan.toJson())))
-        return failure;
+    if (Result<> written = Files::write(folder + u'/' + kPlanFile, json::pretty(plan.toJson()));
+        !written.ok())
+        return written;
     // An older recording.ref stays when the skill no longer names one: the link is only added.
     if (skill.sourceRecordingID)
         return Files::write(folder + u'/' + kRecordingRefFile,
                             json::uuidText(*skill.sourceRecordingID).toUtf8());
-    return std::nullopt;
+    return {};
 }
 
-std::optional<Skill> SkillStore::load(const QString& folder, QString* error) const {
+Result<Skill> SkillStore::load(const QString& folder) const {
     const QString markdownFile = folder + u'/' + kMarkdownFile;
-    std::optional<QString> text = readMarkdown(markdownFile, error);
-    if (!text)
-        return std::nullopt;
+    Result<QString> text = readMarkdown(markdownFile);
+    if (!text.ok())
+        return Failure{text.error()};
     std::optional<Skill> skill = SkillMarkdown::parse(*text);
-    if (!skill) {
-        if (error)
-            *error = QStringLiteral("cannot parse %1").arg(markdownFile);
-        return std::nullopt;
-    }
+    if (!skill)
+        return Failure{QStringLiteral("cannot parse %1").arg(markdownFile)};
     if (std::optional<QUuid> id = json::parseUuid(QFileInfo(folder).fileName()))
         skill->id = *id;
     if (std::optional<ExecutionPlanDocument> plan = readPlan(folder)) {
@@ -101,7 +99,7 @@ std::optional<Skill> SkillStore::load(const QString& folder, QString* error) con
     }
     if (std::optional<QUuid> recording = readRecordingRef(folder))
         skill->sourceRecordingID = recording;
-    return skill;
+    return std::move(*skill);
 }
 
 QList<Skill> SkillStore::loadAll() const {
@@ -112,7 +110,7 @@ QList<Skill> SkillStore::loadAll() const {
     for (const QFileInfo& entry : entries) {
         if (!entry.isDir())
             continue;
-        if (std::optional<Skill> skill = load(entry.filePath()))
+        if (Result<Skill> skill = load(entry.filePath()); skill.ok())
             skills.append(std::move(*skill));
     }
     std::stable_sort(skills.begin(), skills.end(),
@@ -120,12 +118,12 @@ QList<Skill> SkillStore::loadAll() const {
     return skills;
 }
 
-std::optional<QString> SkillStore::remove(const Skill& skill) const {
+Result<> SkillStore::remove(const Skill& skill) const {
     return Files::removeFolder(Paths::skill(skill.id));
 }
 
-std::optional<QString> SkillStore::markdown(const Skill& skill, QString* error) const {
-    return readMarkdown(markdownPath(skill), error);
+Result<QString> SkillStore::markdown(const Skill& skill) const {
+    return readMarkdown(markdownPath(skill));
 }
 
 QString SkillStore::markdownPath(const Skill& skill) const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "TavrikCore/Models/Skill.h"
+#include "TavrikCore/Support/Result.h"
 
 namespace tavrik {
 
@@ -13,20 +14,19 @@ class SkillStore {
 public:
     // Writes the folder; `markdownOverride` replaces the rendered SKILL.md (the user's edits).
     // Stops at the first failure, whose message is returned; files already written stay.
-    std::optional<QString>
-    save(const Skill& skill, const std::optional<QString>& markdownOverride = std::nullopt) const;
+    Result<> save(const Skill& skill,
+                  const std::optional<QString>& markdownOverride = std::nullopt) const;
     // The same files in another folder (an export), which `load` reads back.
-    std::optional<QString>
-    saveInto(const QString& folder, const Skill& skill,
-             const std::optional<QString>& markdownOverride = std::nullopt) const;
+    Result<> saveInto(const QString& folder, const Skill& skill,
+                      const std::optional<QString>& markdownOverride = std::nullopt) const;
     // Newest first; folders that fail to load are skipped.
     QList<Skill> loadAll() const;
     // Fails only when SKILL.md cannot be read as UTF-8 text; a broken plan document degrades
     // the skill to what SKILL.md holds.
-    std::optional<Skill> load(const QString& folder, QString* error = nullptr) const;
-    std::optional<QString> remove(const Skill& skill) const;
+    Result<Skill> load(const QString& folder) const;
+    Result<> remove(const Skill& skill) const;
     // The text of the skill's SKILL.md, read as `load` reads it.
-    std::optional<QString> markdown(const Skill& skill, QString* error = nullptr) const;
+    Result<QString> markdown(const Skill& skill) const;
     QString markdownPath(const Skill& skill) const;
 };
 

@@ -49,11 +49,9 @@ bool removeTree(const QString& folder) {
 
 } // namespace
 
-std::optional<QByteArray> read(const QString& path, qint64 maxBytes, QString* error) {
-    const auto fail = [&](const QString& why) -> std::optional<QByteArray> {
-        if (error)
-            *error = QStringLiteral("cannot read %1: %2").arg(path, why);
-        return std::nullopt;
+Result<QByteArray> read(const QString& path, qint64 maxBytes) {
+    const auto fail = [&](const QString& why) {
+        return Failure{QStringLiteral("cannot read %1: %2").arg(path, why)};
     };
     const QByteArray name = QFile::encodeName(path);
     struct stat status {};
@@ -94,10 +92,10 @@ std::optional<QByteArray> read(const QString& path, qint64 maxBytes, QString* er
     }
 }
 
-std::optional<QString> write(const QString& path, const QByteArray& bytes,
-                             std::optional<QFileDevice::Permissions> permissions) {
-    const auto fail = [&](const QString& why) -> std::optional<QString> {
-        return QStringLiteral("cannot write %1: %2").arg(path, why);
+Result<> write(const QString& path, const QByteArray& bytes,
+               std::optional<QFileDevice::Permissions> permissions) {
+    const auto fail = [&](const QString& why) {
+        return Failure{QStringLiteral("cannot write %1: %2").arg(path, why)};
     };
     const QFileInfo existing(path);
     if (existing.isDir() && !existing.isSymLink())
@@ -121,30 +119,30 @@ std::optional<QString> write(const QString& path, const QByteArray& bytes,
         file.cancelWriting();
         return fail(why);
     }
-    return std::nullopt;
+    return {};
 }
 
-std::optional<QString> makeFolder(const QString& path) {
+Result<> makeFolder(const QString& path) {
     if (QFileInfo(path).isSymLink())
-        return QStringLiteral("cannot use folder %1: it is a symbolic link").arg(path);
+        return Failure{QStringLiteral("cannot use folder %1: it is a symbolic link").arg(path)};
     if (!QDir().mkpath(path))
-        return QStringLiteral("cannot create folder %1").arg(path);
-    return std::nullopt;
+        return Failure{QStringLiteral("cannot create folder %1").arg(path)};
+    return {};
 }
 
-std::optional<QString> removeFolder(const QString& path) {
+Result<> removeFolder(const QString& path) {
     const QFileInfo info(path);
     if (info.isSymLink()) {
         QFile link(path);
         if (!link.remove())
-            return QStringLiteral("cannot remove %1: %2").arg(path, link.errorString());
-        return std::nullopt;
+            return Failure{QStringLiteral("cannot remove %1: %2").arg(path, link.errorString())};
+        return {};
     }
     if (!info.isDir())
-        return QStringLiteral("cannot remove %1: no such folder").arg(path);
+        return Failure{QStringLiteral("cannot remove %1: no such folder").arg(path)};
     if (!removeTree(path))
-        return QStringLiteral("cannot remove %1 completely").arg(path);
-    return std::nullopt;
+        return Failure{QStringLiteral("cannot remove %1 completely").arg(path)};
+    return {};
 }
 
 std::optional<QString> decodeUtf8(const QByteArray& bytes) {

@@ -19,8 +19,8 @@ std::optional<QString> anthropicAPIKey() {
         return fromEnvironment;
 
     // A key is a line of text; anything much bigger is not one.
-    const std::optional<QByteArray> bytes = Files::read(anthropicKeyFilePath(), 64 * Files::KiB);
-    if (!bytes)
+    const Result<QByteArray> bytes = Files::read(anthropicKeyFilePath(), 64 * Files::KiB);
+    if (!bytes.ok())
         return std::nullopt;
     const std::optional<QString> text = Files::decodeUtf8(*bytes);
     if (!text)
@@ -39,23 +39,23 @@ bool environmentHasAnthropicKey() {
     return !qEnvironmentVariable("ANTHROPIC_API_KEY").trimmed().isEmpty();
 }
 
-std::optional<QString> saveAnthropicKey(const QString& key) {
+Result<> saveAnthropicKey(const QString& key) {
     const QString path = anthropicKeyFilePath();
     const QString trimmed = key.trimmed();
     if (trimmed.isEmpty()) {
         if (QFile::exists(path) && !QFile::remove(path))
-            return QStringLiteral("%1 could not be removed").arg(path);
-        return std::nullopt;
+            return Failure{QStringLiteral("%1 could not be removed").arg(path)};
+        return {};
     }
     QSaveFile file(path);
     // The temporary file gets these permissions before the key is written into it.
     if (!file.open(QIODevice::WriteOnly) ||
         !file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner))
-        return QStringLiteral("%1 could not be written: %2").arg(path, file.errorString());
+        return Failure{QStringLiteral("%1 could not be written: %2").arg(path, file.errorString())};
     file.write(trimmed.toUtf8() + '\n');
     if (!file.commit())
-        return QStringLiteral("%1 could not be written: %2").arg(path, file.errorString());
-    return std::nullopt;
+        return Failure{QStringLiteral("%1 could not be written: %2").arg(path, file.errorString())};
+    return {};
 }
 
 } // namespace tavrik::Secrets

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TavrikCore/Support/Result.h"
+
 #include <QString>
 #include <optional>
 
@@ -15,8 +17,7 @@ std::optional<QString> anthropicAPIKey();
 bool hasAnthropicKey();
 // Whether ANTHROPIC_API_KEY holds a key, which then wins over the key file.
 bool environmentHasAnthropicKey();
-// Writes the key file atomically, readable by the user alone; an empty key removes it. The
-// error's text, or nothing.
-std::optional<QString> saveAnthropicKey(const QString& key);
+// Writes the key file atomically, readable by the user alone; an empty key removes it.
+Result<> saveAnthropicKey(const QString& key);
 
 } // namespace tavrik::Secrets

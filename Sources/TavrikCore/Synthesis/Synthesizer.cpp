@@ -195,8 +195,8 @@ std::optional<QString> Synthesizer::framePath(const Recording& recording,
 std::optional<QByteArray> Synthesizer::downscaledJpeg(const QString& path, QSize* size) const {
     // A frame is a screen's PNG: far below this, while a pipe or a device in its place would
     // never end.
-    std::optional<QByteArray> file = Files::read(path, 64 * Files::MiB);
-    if (!file)
+    Result<QByteArray> file = Files::read(path, 64 * Files::MiB);
+    if (!file.ok())
         return std::nullopt;
     QBuffer source(&*file);
     source.open(QIODevice::ReadOnly);

@@ -1,4 +1,4 @@
-#include "Tavrik/Runtime/CastRules.h"
+#include "TavrikCore/Casting/CastRules.h"
 
 #include "TavrikCore/Replay/CastRoute.h"
 

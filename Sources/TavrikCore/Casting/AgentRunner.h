@@ -1,11 +1,13 @@
 #pragma once
 
+#include "TavrikCore/Casting/ProcessStarter.h"
 #include "TavrikCore/Models/Skill.h"
+#include "TavrikCore/Storage/RunContext.h"
 
 #include <QMap>
 #include <QObject>
 #include <QPointer>
-#include <QProcess>
+#include <memory>
 
 namespace tavrik {
 
@@ -17,13 +19,14 @@ struct AgentRunOptions {
     bool checkOnly = false;
 };
 
-// Runs one skill in a child process and turns its output lines into progress phrases, the list
-// of tools it used and a final summary. One runner per run. The child is the agent runtime, or,
-// for a skill whose recorded plan is replayed, `tavrik replay`: both speak the same lines.
+// Runs one skill in a process from `starter` and turns its output lines into progress phrases,
+// the run's audit trail and a final summary. One runner per run. The process is the agent
+// runtime, or, for a skill whose recorded plan is replayed, `tavrik replay`: both speak the same
+// lines.
 class AgentRunner : public QObject {
     Q_OBJECT
 public:
-    explicit AgentRunner(QObject* parent = nullptr);
+    explicit AgentRunner(ProcessStarter& starter, QObject* parent = nullptr);
     ~AgentRunner() override;
 
     using Options = AgentRunOptions;
@@ -34,13 +37,17 @@ public:
     void run(const Skill& skill, const QMap<QString, QString>& parameters,
              const QString& skillFolder = {}, const Options& options = {});
 
-    // Ends the runtime and everything it started (its whole process group): a polite signal,
-    // then a forced one after `grace`. No `finished` follows.
+    // Ends the process and everything it started, and marks the run aborted. No `finished`
+    // follows.
     void cancel(int graceMs = 1500);
 
-    const QList<QString>& steps() const { return m_steps; }
+    // The shared state of the run (nothing before `run`): its skill and values, the abort flag
+    // and one audit entry per tool the process reported.
+    std::shared_ptr<RunContext> context() const { return m_context; }
+    // The tools used so far, in order.
+    QList<QString> steps() const;
     const QString& lastSummary() const { return m_lastSummary; }
-    bool isRunning() const;
+    bool isRunning() const { return m_process != nullptr; }
 
     // The phrase a person sees for one trimmed output line, or nothing.
     static std::optional<QString> humanize(const QString& line);
@@ -50,12 +57,14 @@ signals:
     void finished(bool success, const QString& summary);
 
 private:
-    void readOutput();
+    void readOutput(const QByteArray& data);
     void handle(const QString& line);
-    void processEnded(int exitCode, QProcess::ExitStatus status);
+    void processEnded(bool success);
 
-    QPointer<QProcess> m_process;
-    QList<QString> m_steps;
+    ProcessStarter& m_starter;
+    std::shared_ptr<RunContext> m_context;
+    QPointer<RuntimeProcess> m_process;
+    bool m_agentic = true;
     QString m_lastSummary;
 };
 

@@ -1,4 +1,4 @@
-#include "Tavrik/Palette/PaletteModel.h"
+#include "TavrikCore/Palette/PaletteModel.h"
 
 #include "TavrikCore/Storage/FuzzyMatch.h"
 
