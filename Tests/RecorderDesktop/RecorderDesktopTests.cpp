@@ -17,6 +17,7 @@
 // Xlib defines macros (None, Bool) that clash with gtest: it comes last.
 // clang-format off
 #include <X11/Xlib.h>
+#include <X11/extensions/XTest.h>
 #include <X11/keysym.h>
 // clang-format on
 
@@ -151,8 +152,8 @@ TEST_F(RecorderDesktop, RecordsRealApplicationsDrivenLikeAUser) {
     const QUuid id = stopped.result()->id;
 
     // Everything below is read back from disk.
-    const std::optional<Recording> loaded = RecordingStore().load(id);
-    ASSERT_TRUE(loaded);
+    const Result<Recording> loaded = RecordingStore().load(id);
+    ASSERT_TRUE(loaded.ok());
     const Recording& r = *loaded;
     ASSERT_TRUE(r.endedAt);
     ASSERT_EQ(r.displays.size(), 1);
@@ -260,3 +261,77 @@ TEST_F(RecorderDesktop, RecordsRealApplicationsDrivenLikeAUser) {
 }
 
 } // namespace
+
+namespace {
+
+// A key code the layout leaves empty, given `keysym` for as long as it lives: xmodmap does this,
+// and so does an input method or a layout switch in the middle of a recording.
+class RemappedKey {
+public:
+    RemappedKey(Display* display, KeySym keysym) : m_display(display) {
+        int first = 0, last = 0, perCode = 0;
+        XDisplayKeycodes(display, &first, &last);
+        KeySym* map = XGetKeyboardMapping(display, KeyCode(first), last - first + 1, &perCode);
+        for (int code = last; code >= first && !m_code; --code) {
+            bool empty = true;
+            for (int i = 0; i < perCode; ++i)
+                empty = empty && map[(code - first) * perCode + i] == NoSymbol;
+            if (empty)
+                m_code = KeyCode(code);
+        }
+        XFree(map);
+        if (m_code)
+            XChangeKeyboardMapping(display, m_code, 1, &keysym, 1);
+        XSync(display, False);
+    }
+    ~RemappedKey() {
+        KeySym none = NoSymbol;
+        if (m_code)
+            XChangeKeyboardMapping(m_display, m_code, 1, &none, 1);
+        XSync(m_display, False);
+    }
+    RemappedKey(const RemappedKey&) = delete;
+    RemappedKey& operator=(const RemappedKey&) = delete;
+
+    KeyCode code() const { return m_code; }
+    void tap() const {
+        XTestFakeKeyEvent(m_display, m_code, True, CurrentTime);
+        XTestFakeKeyEvent(m_display, m_code, False, CurrentTime);
+        XSync(m_display, False);
+    }
+
+private:
+    Display* m_display;
+    KeyCode m_code = 0;
+};
+
+} // namespace
+
+TEST_F(RecorderDesktop, AKeyMappedDuringTheRecordingTypesItsTextIntoTheRun) {
+    DesktopApp gtk({"--title", "Remapped Key Form", "--at", "60", "80"});
+    ASSERT_TRUE(gtk.started());
+    Recorder recorder(DesktopBackend::createInputMonitor(), DesktopBackend::createFrameCapturer(),
+                      DesktopBackend::createAXResolver());
+    ASSERT_TRUE(recorder.resolver().isAvailable()) << "no accessibility bus";
+    ASSERT_TRUE(waitForRole(recorder.resolver(), gtk.centre("entry"), "text"));
+    ASSERT_TRUE(focusBy(gtk.centre("entry"), "Remapped Key Form", "text"));
+
+    recorder.start();
+    ASSERT_TRUE(recorder.monitor().isRunning()) << recorder.monitor().errorString().toStdString();
+    type("ab");
+    {
+        const RemappedKey alpha(desktop.display(), 0x10003b1); // U+03B1, a Unicode keysym
+        ASSERT_NE(alpha.code(), 0) << "no free key code to map";
+        alpha.tap();
+        type("c");
+    }
+    QFuture<std::optional<Recording>> stopped = recorder.stop();
+    ASSERT_TRUE(waitUntil([&] { return stopped.isFinished(); }, 20000));
+    const std::optional<Recording> recording = stopped.result();
+    ASSERT_TRUE(recording);
+    QStringList typed;
+    for (const ActionEvent& e : recording->events)
+        if (e.type == ActionType::keystroke)
+            typed << e.typedText.value_or("<no text>");
+    EXPECT_EQ(typed, QStringList{"abαc"});
+}

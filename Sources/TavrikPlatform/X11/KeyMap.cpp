@@ -15,6 +15,30 @@ KeyMap::KeyMap(Display* display) : m_display(display) {
     refresh();
 }
 
+void KeyMap::watchChanges() {
+    if (m_display)
+        XkbSelectEvents(m_display, XkbUseCoreKbd, XkbMapNotifyMask, XkbMapNotifyMask);
+}
+
+void KeyMap::followChanges() {
+    if (!m_display)
+        return;
+    int xkbEvent = -1;
+    if (!XkbQueryExtension(m_display, nullptr, &xkbEvent, nullptr, nullptr, nullptr))
+        xkbEvent = -1;
+    // The round trip brings in every notice sent before it.
+    XSync(m_display, False);
+    while (XPending(m_display) > 0) {
+        XEvent event;
+        XNextEvent(m_display, &event);
+        if (event.type == MappingNotify)
+            XRefreshKeyboardMapping(&event.xmapping);
+        else if (event.type == xkbEvent)
+            XkbRefreshKeyboardMapping(reinterpret_cast<XkbMapNotifyEvent*>(&event));
+    }
+    refresh();
+}
+
 void KeyMap::refresh() {
     // The usual places, for when the mapping cannot be read or does not say.
     m_altMask = m_superMask = m_numLockMask = 0;

@@ -29,6 +29,14 @@ public:
     unsigned numLockMask() const { return m_numLockMask; }
     void refresh();
 
+    // Has the server tell this connection about keyboard-map changes. Xlib keeps the map it read
+    // first and, unless told, answers with it forever after: a key mapped later would type
+    // nothing.
+    void watchChanges();
+    // Takes in the changes the server has announced so far; call when one is known to have
+    // happened, before translating the keys that follow it.
+    void followChanges();
+
 private:
     Display* m_display;
     unsigned m_altMask = 0;

@@ -74,6 +74,7 @@ bool RecordStream::start() {
     }
     range->device_events.first = m_firstType;
     range->device_events.last = m_lastType;
+    range->delivered_events.first = range->delivered_events.last = m_deliveredType;
     XRecordClientSpec clients = XRecordAllClients;
     {
         ErrorTrap trap(control);
@@ -154,7 +155,8 @@ void RecordStream::deliverPending(int maxWaitMs) {
 
 void RecordStream::received(const Event& event) {
     ++m_receivedCount;
-    if (event.type < m_firstType || event.type > m_lastType)
+    const bool delivered = m_deliveredType != 0 && event.type == m_deliveredType;
+    if (!delivered && (event.type < m_firstType || event.type > m_lastType))
         return;
     // Queued to this object: nothing is delivered once it is gone.
     QMetaObject::invokeMethod(

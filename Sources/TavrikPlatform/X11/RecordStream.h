@@ -34,6 +34,8 @@ public:
                  QObject* parent = nullptr);
     ~RecordStream() override;
 
+    // Also records events of this type as the server sends them to any client (before start).
+    void recordDelivered(int type) { m_deliveredType = type; }
     // Returns once the server records (or failed to).
     bool start();
     void stop();
@@ -52,6 +54,7 @@ public:
 private:
     int m_firstType;
     int m_lastType;
+    int m_deliveredType = 0;
     Handler m_handler;
     std::unique_ptr<XConnection> m_control;
     std::unique_ptr<XConnection> m_data; // used only by the reader thread while it runs

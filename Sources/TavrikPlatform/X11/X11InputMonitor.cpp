@@ -34,12 +34,16 @@ bool X11InputMonitor::start() {
         KeyPress, MotionNotify, [this](const RecordStream::Event& e) {
             onRecorded(e.type, e.detail, e.state, e.rootX, e.rootY, e.time);
         });
+    // A remapped key or a new layout reaches every client as MappingNotify; recorded, it arrives
+    // in order with the keys, so each key is read with the map it was pressed under.
+    m_record->recordDelivered(MappingNotify);
     if (!m_record->start()) {
         m_error = m_record->errorString();
         m_record.reset();
         return false;
     }
     m_keyMap = std::make_unique<KeyMap>(m_record->queryDisplay());
+    m_keyMap->watchChanges();
     m_modifiers.clear();
     m_leftDown = false;
     m_pointsPerPixel = 1.0 / X11Displays::pixelsPerPoint();
@@ -107,6 +111,9 @@ void X11InputMonitor::onRecorded(int type, unsigned detail, unsigned state, int 
             emit mouseDragged(point);
         else
             emit mouseMoved(point);
+        break;
+    case MappingNotify:
+        m_keyMap->followChanges();
         break;
     case KeyPress:
     case KeyRelease: {
