@@ -19,7 +19,7 @@
 using namespace tavrik;
 
 namespace {
-using Result = test::CommandResult;
+using test::CommandResult;
 using test::run;
 
 Skill makeSkill(const QString& name, qint64 created) {
@@ -49,7 +49,7 @@ protected:
 } // namespace
 
 TEST_F(CommandLine, SkillsListsNewestFirstAsTextAndJson) {
-    Result text = run({"skills"});
+    CommandResult text = run({"skills"});
     EXPECT_EQ(text.status, 0);
     const QStringList lines = text.out.split('\n', Qt::SkipEmptyParts);
     ASSERT_EQ(lines.size(), 2);
@@ -59,7 +59,7 @@ TEST_F(CommandLine, SkillsListsNewestFirstAsTextAndJson) {
     EXPECT_TRUE(lines[1].startsWith("/search-google            Search Google          "))
         << lines[1].toStdString();
 
-    Result asJson = run({"skills", "--json"});
+    CommandResult asJson = run({"skills", "--json"});
     EXPECT_EQ(asJson.status, 0);
     const QJsonArray rows = QJsonDocument::fromJson(asJson.out.toUtf8()).array();
     ASSERT_EQ(rows.size(), 2);
@@ -74,11 +74,11 @@ TEST_F(CommandLine, ShowFindsASkillByIdSlashCommandOrFolder) {
     for (const QString& ref :
          {json::uuidText(older.id), json::uuidText(older.id).toLower(), QString("/search-google"),
           QString("search-google"), Paths::skill(older.id)}) {
-        Result shown = run({"show", ref, "--markdown"});
+        CommandResult shown = run({"show", ref, "--markdown"});
         EXPECT_EQ(shown.status, 0) << ref.toStdString() << shown.err.toStdString();
         EXPECT_EQ(shown.out, expectedMarkdown) << ref.toStdString();
     }
-    Result asJson = run({"show", "--json", "/search-google"});
+    CommandResult asJson = run({"show", "--json", "/search-google"});
     ASSERT_EQ(asJson.status, 0);
     std::optional<Skill> decoded =
         Skill::fromJson(QJsonDocument::fromJson(asJson.out.toUtf8()).object());
@@ -92,7 +92,7 @@ TEST_F(CommandLine, ShowFindsASkillByIdSlashCommandOrFolder) {
 // made by hand (uuidgen writes lower case) must be found by the id `skills` prints for it.
 TEST_F(CommandLine, ShowResolvesFolderPathsWithASlashAndIdsInEitherCase) {
     const auto shownId = [](const QString& ref) -> std::optional<QUuid> {
-        Result shown = run({"show", ref, "--json"});
+        CommandResult shown = run({"show", ref, "--json"});
         if (shown.status != 0)
             return std::nullopt;
         std::optional<Skill> decoded =
@@ -192,7 +192,7 @@ TEST_F(CommandLine, BadInputGetsOneClearLineAndANonZeroStatus) {
         {{"show", unreadable}, 1, "not UTF-8"},
     };
     for (const Case& c : cases) {
-        Result result = run(c.arguments);
+        CommandResult result = run(c.arguments);
         EXPECT_EQ(result.status, c.status) << c.arguments.join(' ').toStdString();
         EXPECT_TRUE(result.out.isEmpty());
         EXPECT_TRUE(result.err.startsWith("tavrik: ")) << result.err.toStdString();
@@ -210,7 +210,7 @@ TEST_F(CommandLine, SkillsTableCutsAbsurdCellsAndSkipsWhatCannotBeRead) {
     QDir().mkpath(QFileInfo(pipe).path());
     ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
 
-    Result text = run({"skills"});
+    CommandResult text = run({"skills"});
     EXPECT_EQ(text.status, 0);
     const QStringList lines = text.out.split('\n', Qt::SkipEmptyParts);
     ASSERT_EQ(lines.size(), 3);
@@ -228,7 +228,7 @@ TEST(CommandLineBasics, HelpVersionAndEmptyLibrary) {
     test::TempSupportFolder support;
     EXPECT_TRUE(run({"--help"}).out.contains("show REF [--json | --markdown]"));
     EXPECT_TRUE(run({"--version"}).out.startsWith("tavrik "));
-    Result empty = run({"skills"});
+    CommandResult empty = run({"skills"});
     EXPECT_EQ(empty.status, 0);
     EXPECT_EQ(empty.out, "No skills yet. Double-tap Control to record one.\n");
     EXPECT_EQ(run({"skills", "--json"}).out.trimmed(), "[\n]");

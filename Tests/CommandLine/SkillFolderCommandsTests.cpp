@@ -15,7 +15,7 @@ using namespace tavrik;
 // Skills leave for other agent tools as folders they read, and come back whole.
 namespace {
 
-using Result = test::CommandResult;
+using test::CommandResult;
 using test::run;
 
 QString contents(const QString& path) {
@@ -81,7 +81,7 @@ TEST_F(SkillFolders, ExportedFoldersAreValidAgentSkillsAndImportBackWhole) {
     ASSERT_TRUE(store.save(twin).ok());
     ASSERT_TRUE(store.save(odd).ok());
 
-    const Result exported = run({"export-skills", exports.path() + "/out"});
+    const CommandResult exported = run({"export-skills", exports.path() + "/out"});
     ASSERT_EQ(exported.status, 0) << exported.err.toStdString();
     const QStringList folders =
         QDir(exports.path() + "/out").entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
@@ -107,14 +107,14 @@ TEST_F(SkillFolders, ExportedFoldersAreValidAgentSkillsAndImportBackWhole) {
     EXPECT_TRUE(cafeText.contains("  tavrik-parameters: \"item\"\n"));
 
     // Nothing already there is overwritten.
-    const Result again = run({"export-skills", exports.path() + "/out"});
+    const CommandResult again = run({"export-skills", exports.path() + "/out"});
     EXPECT_EQ(again.status, 1);
     EXPECT_TRUE(again.err.contains("already exists")) << again.err.toStdString();
 
     // Back in: a new skill with the same plan, parameters and SKILL.md text.
     for (const Skill& skill : store.loadAll())
         ASSERT_TRUE(store.remove(skill).ok());
-    const Result imported =
+    const CommandResult imported =
         run({"import-skill", exports.path() + "/out/cafe-and-croissant-order/"});
     ASSERT_EQ(imported.status, 0) << imported.err.toStdString();
     EXPECT_EQ(imported.out,
@@ -124,7 +124,7 @@ TEST_F(SkillFolders, ExportedFoldersAreValidAgentSkillsAndImportBackWhole) {
     EXPECT_EQ(library[0].name, cafe.name);
     EXPECT_EQ(library[0].parameters, cafe.parameters);
     EXPECT_EQ(library[0].plan, cafe.plan);
-    EXPECT_EQ(store.markdown(library[0]), editedText);
+    EXPECT_EQ(store.markdown(library[0]).valueOr(QString()), editedText);
 }
 
 TEST_F(SkillFolders, AnySkillFolderImportsAndBadOnesSayWhy) {
@@ -134,7 +134,7 @@ TEST_F(SkillFolders, AnySkillFolderImportsAndBadOnesSayWhy) {
     plain.write("---\nname: tidy-downloads\ndescription: Moves old files out of "
                 "Downloads.\nlicense: MIT\n---\n\nSteps.\n");
     plain.close();
-    const Result added = run({"import-skill", exports.path() + "/plain"});
+    const CommandResult added = run({"import-skill", exports.path() + "/plain"});
     ASSERT_EQ(added.status, 0) << added.err.toStdString();
     ASSERT_EQ(store.loadAll().size(), 1);
     EXPECT_EQ(store.loadAll()[0].summary, "Moves old files out of Downloads.");
@@ -144,7 +144,7 @@ TEST_F(SkillFolders, AnySkillFolderImportsAndBadOnesSayWhy) {
     ASSERT_TRUE(bare.open(QIODevice::WriteOnly));
     bare.write("Just some notes.\n");
     bare.close();
-    const Result refused = run({"import-skill", exports.path() + "/bare"});
+    const CommandResult refused = run({"import-skill", exports.path() + "/bare"});
     EXPECT_EQ(refused.status, 1);
     EXPECT_EQ(refused.err,
               "tavrik: " + exports.path() +

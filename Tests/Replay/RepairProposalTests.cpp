@@ -40,8 +40,8 @@ struct Proposal : ::testing::Test {
         skill.createdAt = QDateTime::fromSecsSinceEpoch(1'800'000'000, QTimeZone::utc());
         skill.plan = {recordedStep(0, ActionType::click, title, window),
                       recordedStep(1, ActionType::click, add, window)};
-        EXPECT_EQ(store.save(skill, QStringLiteral("---\nname: Add a task\n---\nMy own words.\n")),
-                  std::nullopt);
+        EXPECT_TRUE(
+            store.save(skill, QStringLiteral("---\nname: Add a task\n---\nMy own words.\n")).ok());
 
         LiveElement created = add;
         created.name = QStringLiteral("Create task");
@@ -50,7 +50,7 @@ struct Proposal : ::testing::Test {
                                   skill.name,
                                   {{1, skill.plan[1].id, skill.plan[1].intent,
                                     *skill.plan[1].target, recordedTarget(created, window)}}};
-        EXPECT_EQ(proposal.save(), std::nullopt);
+        EXPECT_TRUE(proposal.save().ok());
         markdownBefore = bytesOf(Paths::skill(skill.id) + QStringLiteral("/SKILL.md"));
         planBefore = bytesOf(Paths::skill(skill.id) + QStringLiteral("/execution_plan.json"));
     }
@@ -69,7 +69,7 @@ TEST_F(Proposal, IsKeptOutsideTheSkillAndReadsBackAsWritten) {
 }
 
 TEST_F(Proposal, AcceptingRewritesThePlanAndKeepsTheUsersText) {
-    ASSERT_EQ(proposal.accept(), std::nullopt);
+    ASSERT_TRUE(proposal.accept().ok());
     const Result<Skill> updated = store.load(Paths::skill(skill.id));
     ASSERT_TRUE(updated.ok());
     EXPECT_EQ(updated->plan[1].target, proposal.changes[0].after);
@@ -81,7 +81,7 @@ TEST_F(Proposal, AcceptingRewritesThePlanAndKeepsTheUsersText) {
 }
 
 TEST_F(Proposal, RejectingOrAStaleProposalLeavesTheSkillByteForByte) {
-    ASSERT_EQ(RepairProposal::reject(skill.id), std::nullopt);
+    ASSERT_TRUE(RepairProposal::reject(skill.id).ok());
     EXPECT_EQ(RepairProposal::load(skill.id), std::nullopt);
     EXPECT_EQ(bytesOf(Paths::skill(skill.id) + QStringLiteral("/SKILL.md")), markdownBefore);
     EXPECT_EQ(bytesOf(Paths::skill(skill.id) + QStringLiteral("/execution_plan.json")), planBefore);
