@@ -1,36 +1,27 @@
 #pragma once
 
+#include "Support/TaskForm.h"
 #include "TavrikCore/Models/Rect.h"
-
-#include <QJsonObject>
-#include <QList>
-#include <QProcess>
-#include <QStringList>
 
 namespace tavrik::test {
 
-// task_app.py (GTK) or QtTaskApp running on the test display: its widgets' rectangles, and the
-// JSON lines it prints when something happens (Save, Delete All).
+// The task form on the test display (X11), with its widgets' screen rectangles.
 class TaskApp {
 public:
-    enum class Toolkit { gtk, qt };
+    using Toolkit = TaskForm::Toolkit;
 
-    TaskApp(Toolkit toolkit, const QStringList& arguments = {});
-    ~TaskApp();
+    explicit TaskApp(Toolkit toolkit, const QStringList& arguments = {});
 
-    bool started() const { return m_started; }
+    bool started() const { return m_form.started(); }
     Rect rect(const char* widget) const;
     Point centre(const char* widget) const;
-    // Events printed so far; waits up to `timeoutMs` for one with "event" equal to `name`.
-    std::optional<QJsonObject> waitForEvent(const QString& name, int timeoutMs);
-    QList<QJsonObject> events();
+    std::optional<QJsonObject> waitForEvent(const QString& name, int timeoutMs) {
+        return m_form.waitForEvent(name, timeoutMs);
+    }
+    QList<QJsonObject> events() { return m_form.events(); }
 
 private:
-    void readLines();
-    QProcess m_process;
-    QJsonObject m_layout;
-    QList<QJsonObject> m_events;
-    bool m_started = false;
+    TaskForm m_form;
 };
 
 } // namespace tavrik::test

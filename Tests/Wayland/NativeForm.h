@@ -1,35 +1,33 @@
 #pragma once
 
-#include <QJsonObject>
-#include <QList>
-#include <QProcess>
-#include <functional>
+#include "Support/TaskForm.h"
+#include "Support/WaitUntil.h"
 
 namespace tavrik::test {
 
-// Polls `done` (handling events) until it holds or `timeoutMs` pass.
-bool waitFor(const std::function<bool()>& done, int timeoutMs);
+// The Wayland tests' name for the shared wait.
+inline bool waitFor(const std::function<bool()>& done, int timeoutMs) {
+    return waitUntil(done, timeoutMs);
+}
 
 // The replay tests' GTK or Qt order form, started as a native Wayland client of the session's
 // compositor; the JSON lines it prints when saved.
 class NativeForm {
 public:
-    enum class Toolkit { gtk, qt };
+    using Toolkit = TaskForm::Toolkit;
 
     explicit NativeForm(Toolkit toolkit);
-    ~NativeForm();
 
-    bool started() const { return m_started; }
-    qint64 pid() const { return m_process.processId(); }
+    bool started() const { return m_form.started(); }
+    qint64 pid() const { return m_form.pid(); }
     // The identity X11 gives the form, which recordings carry.
     static QString appID(Toolkit toolkit);
-    std::optional<QJsonObject> waitForEvent(const QString& name, int timeoutMs);
+    std::optional<QJsonObject> waitForEvent(const QString& name, int timeoutMs) {
+        return m_form.waitForEvent(name, timeoutMs);
+    }
 
 private:
-    void readLines();
-    QProcess m_process;
-    QList<QJsonObject> m_events;
-    bool m_started = false;
+    TaskForm m_form;
 };
 
 } // namespace tavrik::test

@@ -113,15 +113,4 @@ QList<unsigned long> DesktopDriver::keysUntil(unsigned long keysym, int timeoutM
     return keys;
 }
 
-bool waitUntil(const std::function<bool()>& done, int timeoutMs) {
-    QDeadlineTimer deadline(timeoutMs);
-    while (!done()) {
-        if (deadline.hasExpired())
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-        QThread::msleep(2);
-    }
-    return true;
-}
-
 } // namespace tavrik::test

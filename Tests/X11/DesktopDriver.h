@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Support/WaitUntil.h"
+
 #include <QList>
 #include <functional>
 
@@ -46,9 +48,5 @@ private:
     unsigned long m_focusWindow = 0;
     QList<unsigned long> m_windows;
 };
-
-// Processes Qt events until `done` holds or the time is up; returns `done()`. The default is long
-// because a loaded machine delays the desktop, and a wait that succeeds returns at once.
-bool waitUntil(const std::function<bool()>& done, int timeoutMs = 10000);
 
 } // namespace tavrik::test

@@ -4,6 +4,7 @@
 #include <QJsonDocument>
 #include <QStringDecoder>
 #include <QTimer>
+#include <variant>
 
 namespace tavrik {
 
@@ -17,6 +18,20 @@ namespace {
 
 bool isSuccess(int status) {
     return status >= 200 && status <= 299;
+}
+
+// A whole (non-streamed) answer as JSON, or the error the call ends with: the HTTP status of a
+// failed request, or a body that is not JSON.
+std::variant<QJsonDocument, ClientError> readAnswer(int status, const QByteArray& body) {
+    if (!isSuccess(status))
+        return ClientError::http(status, utf8OrEmpty(body));
+    QJsonParseError parseError;
+    QJsonDocument document = QJsonDocument::fromJson(body, &parseError);
+    if (parseError.error != QJsonParseError::NoError)
+        return ClientError::decoding(QStringLiteral("not JSON (%1 at offset %2)")
+                                         .arg(parseError.errorString())
+                                         .arg(parseError.offset));
+    return document;
 }
 
 // The start of a long error body, marked as such. The cut may fall inside a UTF-8 sequence,
@@ -193,15 +208,7 @@ struct DecodedAnswer {
 
 // A Messages answer: "content" (blocks with a text "type" and optional text "text") and an
 // optional "stop_reason". Anything else in it is ignored.
-std::optional<DecodedAnswer> decodeAnswer(const QByteArray& body, QString* problem) {
-    QJsonParseError parseError;
-    const QJsonDocument document = QJsonDocument::fromJson(body, &parseError);
-    if (parseError.error != QJsonParseError::NoError) {
-        *problem = QStringLiteral("not JSON (%1 at offset %2)")
-                       .arg(parseError.errorString())
-                       .arg(parseError.offset);
-        return std::nullopt;
-    }
+std::optional<DecodedAnswer> decodeAnswer(const QJsonDocument& document, QString* problem) {
     if (!document.isObject()) {
         *problem = QStringLiteral("expected a JSON object");
         return std::nullopt;
@@ -245,12 +252,14 @@ std::optional<DecodedAnswer> decodeAnswer(const QByteArray& body, QString* probl
 } // namespace
 
 void StructuredCall::onReply(int status, const QByteArray& body) {
-    if (!isSuccess(status)) {
-        finishWith(ClientError::http(status, utf8OrEmpty(body)));
+    const std::variant<QJsonDocument, ClientError> read = readAnswer(status, body);
+    if (const auto* error = std::get_if<ClientError>(&read)) {
+        finishWith(*error);
         return;
     }
+    const QJsonDocument& document = std::get<QJsonDocument>(read);
     QString problem;
-    const std::optional<DecodedAnswer> answer = decodeAnswer(body, &problem);
+    const std::optional<DecodedAnswer> answer = decodeAnswer(document, &problem);
     if (!answer) {
         finishWith(ClientError::decoding(problem));
         return;
@@ -300,18 +309,12 @@ void MCPRunCall::nextTurn() {
 }
 
 void MCPRunCall::onReply(int status, const QByteArray& body) {
-    if (!isSuccess(status)) {
-        finishWith(ClientError::http(status, utf8OrEmpty(body)));
+    const std::variant<QJsonDocument, ClientError> read = readAnswer(status, body);
+    if (const auto* error = std::get_if<ClientError>(&read)) {
+        finishWith(*error);
         return;
     }
-    QJsonParseError parseError;
-    const QJsonDocument document = QJsonDocument::fromJson(body, &parseError);
-    if (parseError.error != QJsonParseError::NoError) {
-        finishWith(ClientError::decoding(QStringLiteral("not JSON (%1 at offset %2)")
-                                             .arg(parseError.errorString())
-                                             .arg(parseError.offset)));
-        return;
-    }
+    const QJsonDocument& document = std::get<QJsonDocument>(read);
     if (!document.isObject()) {
         finishWith(ClientError::noTextContent());
         return;
@@ -358,18 +361,12 @@ void ToolTurnCall::start() {
 }
 
 void ToolTurnCall::onReply(int status, const QByteArray& body) {
-    if (!isSuccess(status)) {
-        finishWith(ClientError::http(status, utf8OrEmpty(body)));
+    const std::variant<QJsonDocument, ClientError> read = readAnswer(status, body);
+    if (const auto* error = std::get_if<ClientError>(&read)) {
+        finishWith(*error);
         return;
     }
-    QJsonParseError parseError;
-    const QJsonDocument document = QJsonDocument::fromJson(body, &parseError);
-    if (parseError.error != QJsonParseError::NoError) {
-        finishWith(ClientError::decoding(QStringLiteral("not JSON (%1 at offset %2)")
-                                             .arg(parseError.errorString())
-                                             .arg(parseError.offset)));
-        return;
-    }
+    const QJsonDocument& document = std::get<QJsonDocument>(read);
     const QJsonValue content = document.object().value(QLatin1String("content"));
     if (!document.isObject() || !content.isArray()) {
         finishWith(ClientError::decoding(QStringLiteral("content: expected an array")));
