@@ -12,11 +12,11 @@ Rect rectOf(const QJsonValue& value) {
                 r.value("height").toDouble());
 }
 
-void collect(const QJsonObject& node, QList<SwayWindow>& found) {
+void collect(const QJsonObject& node, QList<CompositorWindow>& found) {
     const QString type = node.value("type").toString();
     if ((type == QLatin1String("con") || type == QLatin1String("floating_con")) &&
         node.contains("pid")) {
-        SwayWindow window;
+        CompositorWindow window;
         window.id = node.value("id").toInteger();
         window.pid = node.value("pid").toInteger();
         window.appID = node.value("app_id").toString();
@@ -48,8 +48,8 @@ bool SwayWindowLocator::isReachable() {
     return m_ipc.request(SwayIpc::getVersion).has_value();
 }
 
-QList<SwayWindow> SwayWindowLocator::parseTree(const QJsonObject& root) {
-    QList<SwayWindow> found;
+QList<CompositorWindow> SwayWindowLocator::parseTree(const QJsonObject& root) {
+    QList<CompositorWindow> found;
     collect(root, found);
     return found;
 }
@@ -75,17 +75,9 @@ QList<DisplayInfo> SwayWindowLocator::parseOutputs(const QJsonArray& outputs) {
     return displays;
 }
 
-QList<SwayWindow> SwayWindowLocator::windows() {
+QList<CompositorWindow> SwayWindowLocator::windows() {
     const std::optional<QJsonDocument> tree = m_ipc.request(SwayIpc::getTree);
-    return tree ? parseTree(tree->object()) : QList<SwayWindow>{};
-}
-
-std::optional<SwayWindow> SwayWindowLocator::windowOfProcess(qint64 pid, const QString& appID) {
-    for (const SwayWindow& window : windows()) {
-        if (window.pid == pid && (appID.isEmpty() || window.appID == appID))
-            return window;
-    }
-    return std::nullopt;
+    return tree ? parseTree(tree->object()) : QList<CompositorWindow>{};
 }
 
 QList<DisplayInfo> SwayWindowLocator::outputs() {
