@@ -2,6 +2,7 @@
 
 #include "TavrikCore/Models/Rect.h"
 
+#include <QJsonValue>
 #include <QList>
 #include <QString>
 #include <optional>
@@ -37,5 +38,8 @@ public:
 
     std::optional<CompositorWindow> windowOfProcess(qint64 pid, const QString& appID = {});
 };
+
+// A rectangle as compositors write one in JSON: {"x", "y", "width", "height"}.
+Rect rectFromJson(const QJsonValue& value);
 
 } // namespace tavrik::wayland

@@ -11,12 +11,6 @@ namespace tavrik::wayland {
 
 namespace {
 
-Rect rectOf(const QJsonValue& value) {
-    const QJsonObject r = value.toObject();
-    return Rect(r.value("x").toDouble(), r.value("y").toDouble(), r.value("width").toDouble(),
-                r.value("height").toDouble());
-}
-
 std::optional<QList<QVariant>> call(const QString& method, const QList<QVariant>& arguments,
                                     int timeoutMs) {
     QDBusMessage message =
@@ -42,7 +36,7 @@ bool GnomeShellWindows::isReachable() {
 
 QList<CompositorWindow> GnomeShellWindows::parseWindows(const QByteArray& json) {
     QList<CompositorWindow> found;
-    for (const QJsonValue& value : QJsonDocument::fromJson(json).array()) {
+    for (const QJsonValue value : QJsonDocument::fromJson(json).array()) {
         const QJsonObject w = value.toObject();
         CompositorWindow window;
         window.id = w.value("id").toInteger();
@@ -52,10 +46,10 @@ QList<CompositorWindow> GnomeShellWindows::parseWindows(const QByteArray& json) 
         if (window.appID.isEmpty())
             window.appID = w.value("wmClass").toString();
         window.title = w.value("title").toString();
-        window.frame = rectOf(w.value("frame"));
+        window.frame = rectFromJson(w.value("frame"));
         window.outline = window.frame;
         if (w.contains("buffer"))
-            window.buffer = rectOf(w.value("buffer"));
+            window.buffer = rectFromJson(w.value("buffer"));
         window.focused = w.value("focused").toBool();
         // The shell lists a window before it has placed it, empty or sized at the corner.
         window.visible = !w.value("minimized").toBool() && w.value("shown").toBool() &&
