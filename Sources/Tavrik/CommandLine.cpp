@@ -87,7 +87,7 @@ struct Streams {
 constexpr qsizetype kCellWidth = 40;
 
 QString cell(const QString& text) {
-    const QString line = text.simplified();
+    QString line = text.simplified();
     if (line.size() <= kCellWidth)
         return line;
     QString cut = line.left(kCellWidth - 1);
@@ -179,7 +179,7 @@ int runCommand(const QStringList& arguments, QTextStream& out, QTextStream& err)
         out << kHelp;
         return kSuccess;
     }
-    const QString command = arguments.first();
+    const QString& command = arguments.first();
     const QStringList rest = arguments.mid(1);
     if (command == QStringLiteral("--help") || command == QStringLiteral("-h") ||
         command == QStringLiteral("help")) {
