@@ -28,7 +28,7 @@ std::optional<DestructiveWarning> destructiveWarning(const Skill& skill) {
 }
 
 QString outcomeText(bool success, const QString& summary) {
-    const QString trimmed = summary.trimmed();
+    QString trimmed = summary.trimmed();
     if (!trimmed.isEmpty())
         return trimmed;
     return success ? QStringLiteral("Done.") : QStringLiteral("Couldn't finish the skill.");
