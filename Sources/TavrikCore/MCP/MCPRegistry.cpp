@@ -165,7 +165,7 @@ bool MCPRegistry::persist(const MCPServer& server) {
     // exactly one.
     QJsonArray entries;
     bool placed = false;
-    for (const QJsonValue& entry : std::as_const(file.entries)) {
+    for (const auto& entry : std::as_const(file.entries)) {
         if (!sameName(entry, server.name)) {
             entries.append(entry);
         } else if (!placed) {
