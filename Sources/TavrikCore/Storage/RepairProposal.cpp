@@ -64,7 +64,7 @@ std::optional<RepairProposal> RepairProposal::load(const QUuid& skillID) {
     RepairProposal proposal;
     proposal.skillID = skillID;
     proposal.skillName = document.value(QLatin1String("skillName")).toString();
-    for (const QJsonValue& value : document.value(QLatin1String("changes")).toArray()) {
+    for (const auto& value : document.value(QLatin1String("changes")).toArray()) {
         const QJsonObject object = value.toObject();
         const std::optional<QUuid> stepID =
             json::parseUuid(object.value(QLatin1String("stepID")).toString());

@@ -321,7 +321,7 @@ void MCPRunCall::onReply(int status, const QByteArray& body) {
     }
     const QJsonObject answer = document.object();
     const QJsonValue content = answer.value(QLatin1String("content"));
-    for (const QJsonValue& item : content.toArray()) {
+    for (const auto& item : content.toArray()) {
         const QJsonObject block = item.toObject();
         const QString type = block.value(QLatin1String("type")).toString();
         if (type == QLatin1String("text") && block.value(QLatin1String("text")).isString()) {
