@@ -2,13 +2,9 @@
 
 #include "Tavrik/Pill/SkillPanel.h"
 #include "Tavrik/Style/Theme.h"
-
-#ifdef TAVRIK_HAVE_X11
-#include "TavrikPlatform/X11/X11InputShape.h"
-#endif
+#include "TavrikPlatform/FloatingWindow.h"
 
 #include <QBitmap>
-#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPainter>
@@ -245,24 +241,13 @@ void PillWindow::setAcceptsMouse(bool accepts) {
 }
 
 void PillWindow::applyInputShape() {
-    if (!testAttribute(Qt::WA_WState_Created))
-        return;
-#ifdef TAVRIK_HAVE_X11
-    // On X the input shape is set directly: it changes in place, without remapping the window,
-    // and a window shape set later cannot bring input back behind our back.
-    if (QGuiApplication::platformName() == QLatin1String("xcb")) {
-        const QSize pixels = size() * devicePixelRatio();
-        x11::setInputShape(winId(),
-                           m_acceptsMouse ? QRegion(QRect(QPoint(0, 0), pixels)) : QRegion());
-        return;
-    }
-#endif
-    if (QWindow* handle = windowHandle())
-        handle->setFlag(Qt::WindowTransparentForInput, !m_acceptsMouse);
+    if (testAttribute(Qt::WA_WState_Created))
+        FloatingWindow::setTakesClicks(windowHandle(), m_acceptsMouse);
 }
 
 void PillWindow::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
+    FloatingWindow::prepare(windowHandle());
     applyInputShape();
 }
 
