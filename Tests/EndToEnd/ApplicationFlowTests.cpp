@@ -266,6 +266,40 @@ TEST_F(ApplicationFlow, TheCommandLineDrivesTheRunningApplication) {
     EXPECT_TRUE(err.startsWith("tavrik: ")) << err.toStdString();
 }
 
+// Tab on a skill with parameters opens its form in the palette; Return casts with the value typed
+// there, and that value is what the runtime receives.
+TEST_F(ApplicationFlow, ThePaletteFormCastsWithTheTypedValue) {
+    ASSERT_FALSE(SkillStore().save(
+        librarySkill("Greet someone", {{"echo", "1"}, {"who", "nobody"}}, false)));
+    RunningApplication app(environment());
+    ASSERT_TRUE(app.waitForPillStatus("Ready", 10000)) << "the pill never came up";
+    openPalette(app, "greet");
+    desktop.tap(XK_Tab);
+    desktop.sync();
+    // One field per parameter, labelled with its prompt and filled with its example.
+    const std::optional<AccessibleNode> who = app.waitFor("text", "who");
+    ASSERT_TRUE(who) << "no field for the parameter";
+    EXPECT_EQ(who->text(), "nobody");
+    desktop.tap(XK_Tab);
+    desktop.sync();
+    ASSERT_TRUE(waitUntil([&] { return who->isFocused(); })) << "Tab does not reach the field";
+    type("Ada Lovelace");
+    ASSERT_TRUE(waitUntil([&] { return who->text() == "Ada Lovelace"; }))
+        << who->text().toStdString();
+    screenshot("e2e-palette-form");
+    desktop.tap(XK_Return);
+    desktop.sync();
+
+    // The stand-in runtime prints each argument it was started with; the panel shows its lines.
+    const QSet<QString> texts = panelTextsUntil(
+        app, [] { return !readAuditLog().isEmpty(); }, 60000);
+    ASSERT_EQ(readAuditLog().size(), 1) << "the cast never ran";
+    EXPECT_EQ(readAuditLog().first().skill, "Greet someone");
+    const std::string shown = QStringList(texts.values()).join(" | ").toStdString();
+    EXPECT_TRUE(anyContains(texts, "who=Ada Lovelace")) << shown;
+    EXPECT_FALSE(anyContains(texts, "who=nobody")) << "the example was cast, not the typed value";
+}
+
 // The first launch asks for the key and whether to send usage statistics; nothing is sent before
 // the answer.
 TEST_F(ApplicationFlow, TheFirstLaunchAsksForTheKeyAndSendsNothingBeforeTheAnswer) {
