@@ -74,9 +74,11 @@ QPushButton* cardButton(const QString& text, bool primary, QWidget* parent) {
     const QColor background = primary ? Theme::accent : Theme::chip;
     button->setStyleSheet(
         QStringLiteral("QPushButton { background: %1; color: %2; border: none; border-radius: 7px;"
-                       " padding: 6px 9px; } QPushButton:hover { background: %3; }")
+                       " padding: 6px 9px; } QPushButton:hover { background: %3; }"
+                       " QPushButton:focus { border: 2px solid %4; }")
             .arg(background.name(), primary ? QStringLiteral("#ffffff") : Theme::text.name(),
-                 primary ? Theme::accent.darker(112).name() : Theme::divider.name()));
+                 primary ? Theme::accent.darker(112).name() : Theme::divider.name(),
+                 Theme::text.name()));
     return button;
 }
 
