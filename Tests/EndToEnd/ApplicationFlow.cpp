@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QGuiApplication>
 #include <QPixmap>
+#include <QProcess>
 #include <QScreen>
 
 // Xlib defines macros (None, Bool) that clash with gtest: it comes last.
@@ -133,6 +134,14 @@ QSet<QString> ApplicationFlow::panelTextsUntil(RunningApplication& app,
 bool ApplicationFlow::anyContains(const QSet<QString>& texts, const QString& part) {
     return std::any_of(texts.begin(), texts.end(),
                        [&](const QString& t) { return t.contains(part); });
+}
+
+int ApplicationFlow::runTavrik(const QStringList& arguments) const {
+    QProcess process;
+    process.setProcessEnvironment(environment());
+    process.start(QStringLiteral(TAVRIK_BINARY_DIR "/tavrik"), arguments);
+    process.waitForFinished(60000);
+    return process.exitCode();
 }
 
 } // namespace tavrik::test

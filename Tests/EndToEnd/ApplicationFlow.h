@@ -40,6 +40,8 @@ protected:
     QSet<QString> panelTextsUntil(RunningApplication& app, const std::function<bool()>& done,
                                   int timeoutMs);
     static bool anyContains(const QSet<QString>& texts, const QString& part);
+    // `tavrik ARGUMENTS` from the command line, beside the running program; its exit status.
+    int runTavrik(const QStringList& arguments) const;
 
     TempSupportFolder support;
     TempSettings settings;

@@ -300,6 +300,38 @@ TEST_F(ApplicationFlow, ThePaletteFormCastsWithTheTypedValue) {
     EXPECT_FALSE(anyContains(texts, "who=nobody")) << "the example was cast, not the typed value";
 }
 
+// Another program holds the palette's shortcut and the microphone gives nothing: the main window
+// says both in plain words, with what to do.
+TEST_F(ApplicationFlow, AHeldShortcutAndAMissingMicrophoneAreShownInTheMainWindow) {
+    Display* display = desktop.display();
+    const KeyCode slash = XKeysymToKeycode(display, XK_slash);
+    XGrabKey(display, slash, ControlMask, DefaultRootWindow(display), True, GrabModeAsync,
+             GrabModeAsync);
+    XSync(display, False);
+    QProcessEnvironment env = environment();
+    env.insert("TAVRIK_NARRATION_WAV", support.path() + "/no-microphone.wav");
+    RunningApplication app(env);
+    ASSERT_TRUE(app.waitForPillStatus("Ready", 10000)) << "the pill never came up";
+    EXPECT_TRUE(app.waitFor([](const AccessibleNode& n) {
+        return n.role() == "label" && n.name().contains("another program already uses Control-/") &&
+               n.name().contains("Free it in the other program's settings");
+    })) << "the held shortcut is not shown";
+
+    ASSERT_EQ(runTavrik({"record"}), 0);
+    ASSERT_TRUE(app.waitForPillStatus("Recording…"));
+    ASSERT_EQ(runTavrik({"record"}), 0);
+    EXPECT_TRUE(app.waitFor(
+        [](const AccessibleNode& n) {
+            return n.role() == "label" && n.name().contains("Nothing you said was recorded") &&
+                   n.name().contains("Connect a microphone");
+        },
+        10000))
+        << "the missing microphone is not shown";
+    screenshot("e2e-desktop-problems");
+    XUngrabKey(display, slash, ControlMask, DefaultRootWindow(display));
+    XSync(display, False);
+}
+
 // The first launch asks for the key and whether to send usage statistics; nothing is sent before
 // the answer.
 TEST_F(ApplicationFlow, TheFirstLaunchAsksForTheKeyAndSendsNothingBeforeTheAnswer) {

@@ -3,7 +3,6 @@
 #include <QGuiApplication>
 #include <QImage>
 #include <QPixmap>
-#include <QProcess>
 #include <QScreen>
 
 using namespace tavrik;
@@ -29,16 +28,7 @@ int pixelsNotBeneath(const QImage& screen, const QRect& area, const QRect& excep
     return wrong;
 }
 
-class FloatingWindow : public ApplicationFlow {
-protected:
-    int tavrik(const QStringList& arguments) {
-        QProcess process;
-        process.setProcessEnvironment(environment());
-        process.start(QStringLiteral(TAVRIK_BINARY_DIR "/tavrik"), arguments);
-        process.waitForFinished(60000);
-        return process.exitCode();
-    }
-};
+using FloatingWindow = ApplicationFlow;
 
 // Without a compositor nothing repaints for the pill: whatever its panel covered must show the
 // window beneath again once the panel closes, not a black or stale rectangle.
@@ -51,9 +41,9 @@ TEST_F(FloatingWindow, WhatThePanelCoveredShowsAgainWhenItCloses) {
     RunningApplication app(environment());
     ASSERT_TRUE(app.waitForPillStatus("Ready", 10000)) << "the pill never came up";
     // An empty demonstration ends in the error panel, which stays until it is closed.
-    ASSERT_EQ(tavrik({"record"}), 0);
+    ASSERT_EQ(runTavrik({"record"}), 0);
     ASSERT_TRUE(app.waitForPillStatus("Recording…"));
-    ASSERT_EQ(tavrik({"record"}), 0);
+    ASSERT_EQ(runTavrik({"record"}), 0);
     const std::optional<AccessibleNode> close = app.waitFor("push button", "Close", 10000);
     ASSERT_TRUE(close) << "the panel did not open";
     const QRect panelFrame = app.pill()->screenRect().intersected(beneath);

@@ -58,13 +58,9 @@ TEST_F(ReadableWindows, ThePaletteRowsThePillAndThePanelReachScreenReaders) {
     ASSERT_TRUE(waitUntil([&] { return !app.window("Tavrik Palette").has_value(); }));
 
     // An empty demonstration opens the panel with its error.
-    QProcess tavrik;
-    tavrik.setProcessEnvironment(environment());
-    tavrik.start(QStringLiteral(TAVRIK_BINARY_DIR "/tavrik"), {"record"});
-    ASSERT_TRUE(tavrik.waitForFinished(60000));
+    ASSERT_EQ(runTavrik({"record"}), 0);
     ASSERT_TRUE(app.waitForPillStatus("Recording…"));
-    tavrik.start(QStringLiteral(TAVRIK_BINARY_DIR "/tavrik"), {"record"});
-    ASSERT_TRUE(tavrik.waitForFinished(60000));
+    ASSERT_EQ(runTavrik({"record"}), 0);
     const std::optional<AccessibleNode> panel =
         app.waitFor([](const AccessibleNode& n) { return n.name() == "Skill panel"; }, 10000);
     ASSERT_TRUE(panel) << "the panel has no name";
