@@ -118,7 +118,7 @@ QString AppState::pillTip() const {
 }
 
 QString AppState::exportFolder() {
-    const QString downloads = QStandardPaths::writableLocation(QStandardPaths::DownloadLocation);
+    QString downloads = QStandardPaths::writableLocation(QStandardPaths::DownloadLocation);
     if (!downloads.isEmpty() && QFileInfo(downloads).isDir())
         return downloads;
     return QDir::homePath();
