@@ -90,7 +90,6 @@ protected:
         const QSize room =
             screen->availableGeometry().size() - QSize(frameAllowance, frameAllowance * 2);
         window->setMinimumSize(window->minimumSize().boundedTo(room));
-        window->setMaximumSize(window->maximumSize().boundedTo(room));
         if (window->width() > room.width() || window->height() > room.height())
             window->resize(window->size().boundedTo(room));
         return false;
