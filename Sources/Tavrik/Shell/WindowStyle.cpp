@@ -2,7 +2,6 @@
 
 #include "Tavrik/Style/Theme.h"
 
-#include <QApplication>
 #include <QKeyEvent>
 #include <QPushButton>
 #include <QScreen>
@@ -65,7 +64,7 @@ protected:
         if (event->type() != QEvent::KeyPress)
             return false;
         const int key = static_cast<QKeyEvent*>(event)->key();
-        auto* button = qobject_cast<QPushButton*>(QApplication::focusWidget());
+        auto* button = qobject_cast<QPushButton*>(static_cast<QWidget*>(parent())->focusWidget());
         if ((key != Qt::Key_Return && key != Qt::Key_Enter) || !button || !button->isEnabled())
             return false;
         button->click();
