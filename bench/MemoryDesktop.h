@@ -76,5 +76,4 @@ private:
     qint64 m_now = 0;
 };
 
-
 } // namespace tavrik::bench

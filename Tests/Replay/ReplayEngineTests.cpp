@@ -167,8 +167,8 @@ TEST_F(SignUp, TypingFallsBackToKeysWhenTheFieldRefusesText) {
 // A calculator's digits typed while one of its buttons has the keyboard: keys to the window, and
 // the button holds no text that could show them.
 TEST_F(SignUp, TypingAtAButtonSendsKeysWithoutReadingItBack) {
-    PlanStep typed = recordedStep(0, ActionType::keystroke, *desktop.find(QStringLiteral("Save")),
-                                  window);
+    PlanStep typed =
+        recordedStep(0, ActionType::keystroke, *desktop.find(QStringLiteral("Save")), window);
     typed.text = QStringLiteral("30");
     desktop.find(QStringLiteral("Save"))->focused = true;
     skill.plan = {typed};

@@ -52,13 +52,13 @@ protected:
         QStringList lines;
         for (const PlanStep& step : skill.plan)
             lines.append(step.intent + QStringLiteral(" → ") +
-                         (step.target ? step.target->axRole.value_or("-") + QStringLiteral(" “") +
-                                            step.target->axTitle.value_or(QString()) +
-                                            QStringLiteral("” in “") +
-                                            step.target->windowTitle.value_or(QString()) +
-                                            QStringLiteral("” of ") +
-                                            step.target->appBundleID.value_or("-")
-                                      : QStringLiteral("no target")));
+                         (step.target
+                              ? step.target->axRole.value_or("-") + QStringLiteral(" “") +
+                                    step.target->axTitle.value_or(QString()) +
+                                    QStringLiteral("” in “") +
+                                    step.target->windowTitle.value_or(QString()) +
+                                    QStringLiteral("” of ") + step.target->appBundleID.value_or("-")
+                              : QStringLiteral("no target")));
         return lines.join(u'\n');
     }
 
@@ -95,7 +95,8 @@ TEST_F(ReplayDebianApps, ACalculatorAddsOtherNumbers) {
     std::optional<Skill> skill;
     {
         DebianApp calculator(program, {}, appID);
-        const std::optional<LiveWindow> window = calculator.window(*actor, QStringLiteral("galculator"), 20000);
+        const std::optional<LiveWindow> window =
+            calculator.window(*actor, QStringLiteral("galculator"), 20000);
         ASSERT_TRUE(window);
         const std::optional<Point> plus = at(QStringLiteral("toggle button"), QStringLiteral("+"));
         const std::optional<Point> equals =
@@ -122,7 +123,8 @@ TEST_F(ReplayDebianApps, ACalculatorAddsOtherNumbers) {
     for (const bool moved : {false, true}) {
         SCOPED_TRACE(moved ? "moved and resized" : "unchanged");
         DebianApp calculator(program, {}, appID);
-        std::optional<LiveWindow> window = calculator.window(*actor, QStringLiteral("galculator"), 20000);
+        std::optional<LiveWindow> window =
+            calculator.window(*actor, QStringLiteral("galculator"), 20000);
         ASSERT_TRUE(window);
         if (moved) {
             ASSERT_TRUE(calculator.place(Rect(1100, 500, 480, 440)));

@@ -1,7 +1,7 @@
 #include "ChromiumPage.h"
 #include "Demonstration.h"
-#include "ReplayProcess.h"
 #include "DesktopDriver.h"
+#include "ReplayProcess.h"
 #include "Support/LocalHttpServer.h"
 #include "Support/MessagesApi.h"
 #include "Support/ScopedEnvironment.h"
@@ -37,9 +37,9 @@
 // clang-format on
 
 using namespace tavrik;
+using tavrik::test::replay;
 using tavrik::test::ReplayResult;
 using tavrik::test::TaskApp;
-using tavrik::test::replay;
 using tavrik::test::waitUntil;
 
 namespace {

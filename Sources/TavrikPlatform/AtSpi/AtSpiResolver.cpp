@@ -427,7 +427,8 @@ std::optional<AXTarget> AtSpiResolver::target(Point at) {
     // fresh read is right) or the hovered one closed since, at this very press (it is gone).
     constexpr double samePoint = 3;
     if (d->hover && std::abs(d->hover->at.x - at.x) <= samePoint &&
-        std::abs(d->hover->at.y - at.y) <= samePoint && (!window || window->id != d->hover->window)) {
+        std::abs(d->hover->at.y - at.y) <= samePoint &&
+        (!window || window->id != d->hover->window)) {
         const QList<ClientWindow> mapped = d->windows.clients();
         const bool gone = std::none_of(mapped.cbegin(), mapped.cend(), [&](const ClientWindow& w) {
             return w.id == d->hover->window;
