@@ -65,6 +65,7 @@ protected:
     test::TempSupportFolder support;
     test::DesktopDriver desktop;
     std::unique_ptr<DesktopActor> actor = DesktopBackend::createDesktopActor();
+    std::unique_ptr<AXResolver> probe = DesktopBackend::createAXResolver();
 };
 
 const char* const kSumSkill = R"(---
@@ -195,6 +196,14 @@ TEST_F(ReplayDebianApps, AnEditorSavesOtherTextUnderAnotherNameThroughItsMenuAnd
         ASSERT_TRUE(saveAs);
         demonstration.click(*saveAs);
         ASSERT_TRUE(editor.window(*actor, QStringLiteral("Save As"), 15000));
+        // A person types the name once the chooser's name field has the keyboard.
+        ASSERT_TRUE(waitUntil(
+            [&] {
+                const std::optional<AXTarget> focus = probe->focusedTarget();
+                return focus && focus->windowTitle == QStringLiteral("Save As") &&
+                       focus->axRole == QStringLiteral("text");
+            },
+            15000));
         const std::optional<Point> save = at(QStringLiteral("push button"), QStringLiteral("Save"));
         ASSERT_TRUE(save);
         demonstration.type(folder.filePath(QStringLiteral("letter1.txt")));
