@@ -6,11 +6,13 @@
 #include "TavrikCore/Storage/Paths.h"
 #include "TavrikCore/Storage/SkillStore.h"
 #include "TavrikCore/Synthesis/Synthesizer.h"
+#include "TavrikPlatform/AtSpi/AtSpiKeyListener.h"
 #include "TavrikPlatform/DesktopBackend.h"
 #include "TavrikPlatform/Wayland/SwayHotkeys.h"
 #include "TavrikPlatform/Wayland/WtypeInput.h"
 #include "WaylandSession.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -55,6 +57,8 @@ protected:
         if (!underSway())
             GTEST_SKIP() << "input can be given on sway only";
         ASSERT_TRUE(input->isAvailable());
+        QObject::connect(&m_listener, &InputMonitor::key, [this] { ++m_keys; });
+        ASSERT_TRUE(m_listener.start());
     }
 
     std::optional<LiveElement> named(const LiveWindow& window, const QString& name) {
@@ -76,7 +80,7 @@ protected:
     bool click(const LiveElement& e, double inset, const std::function<bool()>& effect) {
         if (!input->click(pointIn(e, inset), SyntheticInput::Button::left, 1))
             return false;
-        return waitFor(effect, 5000);
+        return waitFor(effect, 5000) && handedOver();
     }
 
     static Point pointIn(const LiveElement& e, double inset = 0) {
@@ -94,6 +98,9 @@ protected:
     // Types through wtype while this process keeps answering: a toolkit hands each key to the
     // accessibility registry, which hands it to the recorder here, before the key takes effect.
     bool type(const QString& text, const std::function<bool()>& effect) {
+        // The recorder's listener and this one hear each key at once, when the registry hands
+        // it over; a toolkit that waited too long for the registry may show the key before.
+        const qsizetype before = m_keys;
         QProcess wtype;
         // A new virtual keyboard loses its first event: a Shift tap.
         wtype.start(QStringLiteral("wtype"),
@@ -102,7 +109,17 @@ protected:
         if (!waitFor([&] { return wtype.state() == QProcess::NotRunning; }, 10000) ||
             wtype.exitCode() != 0)
             return false;
-        return waitFor(effect, 5000);
+        return waitFor(effect, 5000) &&
+               waitFor([&] { return m_keys >= before + text.size(); }, 5000) && handedOver();
+    }
+
+    // The recorder hears keys and clicks from the event loop, in order: what was queued before
+    // this returns has been heard.
+    static bool handedOver() {
+        bool done = false;
+        QMetaObject::invokeMethod(
+            qApp, [&done] { done = true; }, Qt::QueuedConnection);
+        return waitFor([&] { return done; }, 5000);
     }
 
     std::function<bool()> shows(const LiveElement& field, const QString& text) {
@@ -110,6 +127,8 @@ protected:
     }
 
     std::unique_ptr<SyntheticInput> input = DesktopBackend::createSyntheticInput();
+    atspi::AtSpiKeyListener m_listener;
+    qsizetype m_keys = 0;
 };
 
 TEST_P(WaylandRecording, ATypingTaskRecordedOnWaylandReplaysWithOtherValues) {

@@ -44,12 +44,17 @@ QByteArray busName(AtspiAccessible* element) {
 
 AtSpiInputMonitor::AtSpiInputMonitor(std::unique_ptr<WindowDirectory> windows, QObject* parent)
     : InputMonitor(parent), m_windows(std::move(windows)) {
+    // Handed on from the event loop, never from inside the listener: the registry holds each key
+    // until the listener answers, and a toolkit that waits too long for the registry delivers
+    // the key itself, after the clicks that came later.
     connect(&m_keys, &InputMonitor::key, this,
             [this](quint16 code, quint64 flags, const std::optional<QString>& characters) {
                 m_clicks.key(code, flags);
-                emit key(code, flags, characters);
+                QMetaObject::invokeMethod(
+                    this, [=, this] { emit key(code, flags, characters); }, Qt::QueuedConnection);
             });
-    connect(&m_keys, &InputMonitor::flagsChanged, this, &InputMonitor::flagsChanged);
+    connect(&m_keys, &InputMonitor::flagsChanged, this, &InputMonitor::flagsChanged,
+            Qt::QueuedConnection);
 }
 
 AtSpiInputMonitor::~AtSpiInputMonitor() {
@@ -173,8 +178,14 @@ void AtSpiInputMonitor::handle(const AtspiEvent& event) {
     if (!m_clicks.isClick(source, change))
         return;
     if (const std::optional<Point> at = centre(source)) {
-        emit mouseDown(*at, MouseButton::left, 1);
-        emit mouseUp(*at, MouseButton::left);
+        const Point point = *at;
+        QMetaObject::invokeMethod(
+            this,
+            [=, this] {
+                emit mouseDown(point, MouseButton::left, 1);
+                emit mouseUp(point, MouseButton::left);
+            },
+            Qt::QueuedConnection);
     }
 }
 

@@ -8,9 +8,10 @@
 #include <QSet>
 #include <memory>
 
-typedef struct _AtspiAccessible AtspiAccessible;
-typedef struct _AtspiEvent AtspiEvent;
-typedef struct _AtspiEventListener AtspiEventListener;
+// libatspi's names, declared as it declares them.
+typedef struct _AtspiAccessible AtspiAccessible;       // NOLINT(bugprone-reserved-identifier)
+typedef struct _AtspiEvent AtspiEvent;                 // NOLINT(bugprone-reserved-identifier)
+typedef struct _AtspiEventListener AtspiEventListener; // NOLINT(bugprone-reserved-identifier)
 
 namespace tavrik::atspi {
 

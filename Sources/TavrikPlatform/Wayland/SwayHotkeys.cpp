@@ -60,9 +60,7 @@ QString describe(const QString& keys) {
 } // namespace
 
 SwayHotkeys::SwayHotkeys(QString socketPath, QString tavrik, QObject* parent)
-    : HotkeyGrabber(parent), m_socketPath(std::move(socketPath)), m_tavrik(std::move(tavrik)) {
-    connect(&m_events, &QLocalSocket::readyRead, this, &SwayHotkeys::readEvents);
-}
+    : HotkeyGrabber(parent), m_socketPath(std::move(socketPath)), m_tavrik(std::move(tavrik)) {}
 
 SwayHotkeys::~SwayHotkeys() {
     stop();
@@ -146,16 +144,39 @@ bool SwayHotkeys::start() {
             problems << QStringLiteral("sway refused to bind %1.").arg(describe(binding.keys));
     }
     // Binding events tell which of Tavrik's bindings fired.
-    m_events.connectToServer(m_socketPath);
-    if (m_events.waitForConnected(kTimeoutMs))
-        m_events.write(SwayIpc::encode(SwayIpc::subscribe, QByteArrayLiteral("[\"binding\"]")));
-    else
+    if (!subscribe())
         problems << QStringLiteral("sway's binding events cannot be heard: %1")
                         .arg(m_events.errorString());
     m_running = true;
     if (!problems.isEmpty())
         m_error = problems.join(u' ');
     return problems.isEmpty();
+}
+
+bool SwayHotkeys::subscribe() {
+    m_events.connectToServer(m_socketPath);
+    if (!m_events.waitForConnected(kTimeoutMs))
+        return false;
+    m_events.write(SwayIpc::encode(SwayIpc::subscribe, QByteArrayLiteral("[\"binding\"]")));
+    if (!m_events.waitForBytesWritten(kTimeoutMs))
+        return false;
+    // Bindings that fire before sway has taken the subscription would go unheard.
+    while (m_events.waitForReadyRead(kTimeoutMs)) {
+        m_buffer += m_events.readAll();
+        if (std::optional<SwayIpc::Message> reply = SwayIpc::take(m_buffer)) {
+            if (!QJsonDocument::fromJson(reply->payload)
+                     .object()
+                     .value(QLatin1String("success"))
+                     .toBool())
+                return false;
+            connect(&m_events, &QLocalSocket::readyRead, this, &SwayHotkeys::readEvents,
+                    Qt::UniqueConnection);
+            // Events that came with the reply.
+            QMetaObject::invokeMethod(this, &SwayHotkeys::readEvents, Qt::QueuedConnection);
+            return true;
+        }
+    }
+    return false;
 }
 
 void SwayHotkeys::stop() {

@@ -44,6 +44,8 @@ public:
 
 private:
     bool command(const QString& text);
+    // Subscribes to binding events and waits until sway has taken the subscription.
+    bool subscribe();
     void readEvents();
     void hear(const QString& tag);
 

@@ -40,7 +40,7 @@ bool SwayPointer::isAvailable() const {
     const std::optional<QJsonDocument> seats = m_ipc.request(SwayIpc::getSeats);
     if (!seats)
         return false;
-    for (const QJsonValue& seat : seats->array())
+    for (const auto& seat : seats->array())
         if (seat[QLatin1String("capabilities")].toInt() & kPointerCapability)
             return true;
     return false;
