@@ -55,6 +55,7 @@ struct AtSpiTree {
 struct AtSpiResolver::Private {
     Options options;
     std::unique_ptr<WindowDirectory> windows;
+    bool onX11 = false;
     bool atspiReady = false;
     // Each application's toolkit and name, which decide its identity and where its coordinates
     // start where the window system does not make them global.
@@ -108,6 +109,10 @@ struct AtSpiResolver::Private {
 
     // Names `window` as its application is named on X11 and makes the query's extents global.
     void place(AtspiAccessible* app, ClientWindow& window, Query& query) {
+        // X gives windows their identity and global coordinates: nothing to ask.
+        if (onX11) {
+            return;
+        }
         auto known = toolkits.constFind(*window.pid);
         if (known == toolkits.constEnd()) {
             const QString toolkit = takeString(
@@ -408,7 +413,9 @@ struct AtSpiResolver::Private {
 AtSpiResolver::AtSpiResolver() : AtSpiResolver(Options{}) {}
 
 AtSpiResolver::AtSpiResolver(Options options)
-    : AtSpiResolver(std::make_unique<ClientWindows>(), options) {}
+    : AtSpiResolver(std::make_unique<ClientWindows>(), options) {
+    d->onX11 = true;
+}
 
 AtSpiResolver::AtSpiResolver(std::unique_ptr<WindowDirectory> windows, Options options)
     : d(std::make_unique<Private>()) {
