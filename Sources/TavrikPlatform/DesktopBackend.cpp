@@ -5,6 +5,7 @@
 #include "TavrikPlatform/Null/NullAccessibility.h"
 #include "TavrikPlatform/Null/NullDesktop.h"
 #include "TavrikPlatform/Wayland/AccessiblePointer.h"
+#include "TavrikPlatform/Wayland/GnomeShellHotkeys.h"
 #include "TavrikPlatform/Wayland/GrimFrameCapturer.h"
 #include "TavrikPlatform/Wayland/SwayHotkeys.h"
 #include "TavrikPlatform/Wayland/SwayPointer.h"
@@ -17,6 +18,7 @@
 #include "TavrikPlatform/AtSpi/AtSpiInputMonitor.h"
 #include "TavrikPlatform/AtSpi/AtSpiResolver.h"
 #include "TavrikPlatform/Permissions/LinuxPermissionBackend.h"
+#include "TavrikPlatform/Wayland/GnomeShellWindows.h"
 #include "TavrikPlatform/Wayland/WaylandWindows.h"
 #endif
 #ifdef TAVRIK_HAVE_POCKETSPHINX
@@ -42,12 +44,15 @@ DesktopSession::Kind kind() {
 }
 
 #ifdef TAVRIK_HAVE_ATSPI
-// Accessibility works on every compositor; sway also tells where windows are.
+// Accessibility works on every compositor; sway, and GNOME with our extension, also tell where
+// windows are.
 std::unique_ptr<wayland::WaylandWindows> waylandWindows() {
-    std::unique_ptr<wayland::SwayWindowLocator> sway;
+    std::unique_ptr<wayland::CompositorWindows> placer;
     if (const QString socket = wayland::SwayIpc::socketFromEnvironment(); !socket.isEmpty())
-        sway = std::make_unique<wayland::SwayWindowLocator>(socket);
-    return std::make_unique<wayland::WaylandWindows>(std::move(sway));
+        placer = std::make_unique<wayland::SwayWindowLocator>(socket);
+    else if (wayland::GnomeShellWindows::isOffered())
+        placer = std::make_unique<wayland::GnomeShellWindows>();
+    return std::make_unique<wayland::WaylandWindows>(std::move(placer));
 }
 #endif
 
@@ -83,6 +88,8 @@ std::unique_ptr<HotkeyGrabber> createHotkeyGrabber() {
     if (isWayland() && wayland::WaylandDesktop::current().sway)
         return std::make_unique<wayland::SwayHotkeys>(wayland::SwayIpc::socketFromEnvironment(),
                                                       QCoreApplication::applicationFilePath());
+    if (isWayland() && wayland::WaylandDesktop::current().gnomeExtension)
+        return std::make_unique<wayland::GnomeShellHotkeys>();
 #ifdef TAVRIK_HAVE_X11
     if (hasX11())
         return std::make_unique<x11::X11HotkeyGrabber>();
@@ -112,20 +119,22 @@ std::unique_ptr<FrameCapturer> createFrameCapturer() {
 std::unique_ptr<SyntheticInput> createSyntheticInput() {
     if (isWayland()) {
         const wayland::WaylandDesktop::Offer offer = wayland::WaylandDesktop::current();
-        if (!offer.sway)
+        if (!offer.sway && !offer.gnomeExtension)
             return std::make_unique<NullSyntheticInput>();
         const auto keys = [&]() -> std::unique_ptr<SyntheticInput> {
-            if (!offer.wtype)
+            if (!offer.sway || !offer.wtype)
                 return nullptr;
             return std::make_unique<wayland::WtypeInput>(
                 wayland::WaylandDesktop::programPath(QStringLiteral("wtype")));
         };
         // sway's own cursor where its seat has a pointer; otherwise clicks land through
         // accessibility, where the actor places windows globally.
-        auto cursor = std::make_unique<wayland::SwayPointer>(
-            wayland::SwayIpc(wayland::SwayIpc::socketFromEnvironment()), keys());
-        if (cursor->isAvailable())
-            return cursor;
+        if (offer.sway) {
+            auto cursor = std::make_unique<wayland::SwayPointer>(
+                wayland::SwayIpc(wayland::SwayIpc::socketFromEnvironment()), keys());
+            if (cursor->isAvailable())
+                return cursor;
+        }
         auto pointer = std::make_unique<wayland::AccessiblePointer>(createDesktopActor(), keys());
         if (pointer->isAvailable())
             return pointer;
