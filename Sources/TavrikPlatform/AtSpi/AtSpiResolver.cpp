@@ -12,6 +12,7 @@
 #include <QElapsedTimer>
 #include <QHash>
 #include <algorithm>
+#include <cmath>
 #include <functional>
 #include <map>
 
@@ -74,6 +75,13 @@ struct AtSpiResolver::Private {
         std::optional<QString> path;
     };
     std::map<unsigned long, Focus> lastFocused;
+    // What the resting pointer was last over, and in which window.
+    struct Hover {
+        Point at;
+        unsigned long window = 0;
+        AXTarget target;
+    };
+    std::optional<Hover> hover;
 
     bool stillFocused(AtspiAccessible* element, Query& query) {
         auto set = query.call([&](GError**) { return atspi_accessible_get_state_set(element); });
@@ -435,8 +443,38 @@ bool AtSpiResolver::isAvailable() const {
     return d->windows->isOpen() && d->atspiReady;
 }
 
+void AtSpiResolver::hover(Point at) {
+    d->hover.reset();
+    std::optional<ClientWindow> window = d->windows->topmostAt(at);
+    if (!window) {
+        return;
+    }
+    const unsigned long id = window->id;
+    if (std::optional<AXTarget> target = read(at, std::move(window)); target && target->axRole) {
+        d->hover = Private::Hover{at, id, std::move(*target)};
+    }
+}
+
 std::optional<AXTarget> AtSpiResolver::target(Point at) {
     std::optional<ClientWindow> window = d->windows->topmostAt(at);
+    // A different window here than under the resting pointer: either one came up on top (the
+    // fresh read is right) or the hovered one closed since, at this very press (it is gone).
+    constexpr double samePoint = 3;
+    if (d->hover && std::abs(d->hover->at.x - at.x) <= samePoint &&
+        std::abs(d->hover->at.y - at.y) <= samePoint &&
+        (!window || window->id != d->hover->window)) {
+        const QList<ClientWindow> mapped = d->windows->clients();
+        const bool gone = std::none_of(mapped.cbegin(), mapped.cend(), [&](const ClientWindow& w) {
+            return w.id == d->hover->window;
+        });
+        if (gone) {
+            return d->hover->target;
+        }
+    }
+    return read(at, std::move(window));
+}
+
+std::optional<AXTarget> AtSpiResolver::read(Point at, std::optional<ClientWindow> window) {
     if (!window) {
         return std::nullopt;
     }

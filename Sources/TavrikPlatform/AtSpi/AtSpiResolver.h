@@ -35,12 +35,17 @@ public:
     ~AtSpiResolver() override;
 
     std::optional<AXTarget> target(Point at) override;
+    // Keeps the element under a resting pointer with its window: a later target() at that point
+    // whose window is no longer mapped answers with it.
+    void hover(Point at) override;
     std::optional<AXTarget> focusedTarget() override;
     QList<Rect> secureFieldRects() override;
     std::optional<FrontmostApplication> frontmostApplication() override;
     bool isAvailable() const override;
 
 private:
+    std::optional<AXTarget> read(Point at, std::optional<ClientWindow> window);
+
     struct Private;
     std::unique_ptr<Private> d; // NOLINT(readability-identifier-naming): the private part
 };
