@@ -10,7 +10,7 @@ FUZZ_SECONDS ?= 20
 WITH_TESTS ?= ON
 run: WITH_TESTS = OFF
 
-.PHONY: all deps configure build run test bench sanitize fuzz package clean
+.PHONY: all deps configure build run test test-wayland bench sanitize fuzz package clean
 
 all: build
 
@@ -31,6 +31,12 @@ run: build
 # The suite runs inside a private virtual desktop when the script for it exists.
 test: build
 	scripts/run-tests $(BUILD)
+
+# The longer Wayland suite: a whole headless GNOME Shell with Tavrik's extension.
+test-wayland:
+	@scripts/install-deps wayland
+	$(MAKE) build
+	ctest --test-dir $(BUILD) --output-on-failure -L long
 
 bench: build
 	scripts/run-benchmarks $(BUILD)

@@ -7,6 +7,8 @@
 #include "TavrikPlatform/AtSpi/AtSpiDesktopActor.h"
 #include "TavrikPlatform/AtSpi/AtSpiResolver.h"
 #include "TavrikPlatform/Permissions/LinuxPermissionBackend.h"
+#include "TavrikPlatform/Wayland/GnomeShellWindows.h"
+#include "TavrikPlatform/Wayland/SwayWindowLocator.h"
 #include "TavrikPlatform/Wayland/WaylandWindows.h"
 #endif
 #ifdef TAVRIK_HAVE_POCKETSPHINX
@@ -31,12 +33,15 @@ std::unique_ptr<AXResolver> createAXResolver() {
 std::unique_ptr<DesktopActor> createDesktopActor() {
 #ifdef TAVRIK_HAVE_ATSPI
     if (DesktopSession::current() == DesktopSession::Kind::wayland) {
-        // Accessibility works on every compositor; sway also tells where windows are.
-        std::unique_ptr<wayland::SwayWindowLocator> sway;
+        // Accessibility works on every compositor; sway, and GNOME with our extension, also tell
+        // where windows are.
+        std::unique_ptr<wayland::CompositorWindows> placer;
         if (const QString socket = wayland::SwayIpc::socketFromEnvironment(); !socket.isEmpty())
-            sway = std::make_unique<wayland::SwayWindowLocator>(socket);
+            placer = std::make_unique<wayland::SwayWindowLocator>(socket);
+        else if (wayland::GnomeShellWindows::isOffered())
+            placer = std::make_unique<wayland::GnomeShellWindows>();
         auto actor = std::make_unique<atspi::AtSpiDesktopActor>(
-            std::make_unique<wayland::WaylandWindows>(std::move(sway)),
+            std::make_unique<wayland::WaylandWindows>(std::move(placer)),
             atspi::AtSpiDesktopActor::Options{});
         if (actor->isAvailable())
             return actor;

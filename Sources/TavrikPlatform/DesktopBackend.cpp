@@ -4,6 +4,7 @@
 #include "TavrikPlatform/DesktopSession.h"
 #include "TavrikPlatform/Null/NullDesktop.h"
 #include "TavrikPlatform/Wayland/AccessiblePointer.h"
+#include "TavrikPlatform/Wayland/GnomeShellHotkeys.h"
 #include "TavrikPlatform/Wayland/GrimFrameCapturer.h"
 #include "TavrikPlatform/Wayland/SwayWindowLocator.h"
 #include "TavrikPlatform/Wayland/WaylandDesktop.h"
@@ -39,6 +40,8 @@ std::unique_ptr<InputMonitor> createInputMonitor() {
 }
 
 std::unique_ptr<HotkeyGrabber> createHotkeyGrabber() {
+    if (isWayland() && wayland::WaylandDesktop::current().gnomeExtension)
+        return std::make_unique<wayland::GnomeShellHotkeys>();
 #ifdef TAVRIK_HAVE_X11
     if (hasX11())
         return std::make_unique<x11::X11HotkeyGrabber>();
@@ -73,7 +76,7 @@ std::unique_ptr<SyntheticInput> createSyntheticInput() {
             keys = std::make_unique<wayland::WtypeInput>(
                 wayland::WaylandDesktop::programPath(QStringLiteral("wtype")));
         // Clicks land through accessibility where the actor can place windows globally.
-        if (offer.sway) {
+        if (offer.sway || offer.gnomeExtension) {
             auto pointer =
                 std::make_unique<wayland::AccessiblePointer>(createDesktopActor(), std::move(keys));
             if (pointer->isAvailable())

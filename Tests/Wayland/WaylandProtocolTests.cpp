@@ -1,9 +1,11 @@
 #include "TavrikCore/Hotkeys/KeyCodes.h"
 #include "TavrikPlatform/Wayland/AccessiblePointer.h"
 #include "TavrikPlatform/Wayland/CoordinateMapper.h"
+#include "TavrikPlatform/Wayland/GnomeShellWindows.h"
 #include "TavrikPlatform/Wayland/SwayIpc.h"
 #include "TavrikPlatform/Wayland/SwayWindowLocator.h"
 #include "TavrikPlatform/Wayland/WaylandDesktop.h"
+#include "TavrikPlatform/Wayland/WaylandWindows.h"
 #include "TavrikPlatform/Wayland/WtypeInput.h"
 
 #include <QJsonArray>
@@ -70,10 +72,10 @@ constexpr char kTree[] = R"({
 })";
 
 TEST(SwayWindowLocator, ReadsWindowsAndOutputsFromRepliesAsSwayGivesThem) {
-    const QList<SwayWindow> windows =
+    const QList<CompositorWindow> windows =
         SwayWindowLocator::parseTree(QJsonDocument::fromJson(kTree).object());
     ASSERT_EQ(windows.size(), 2);
-    const SwayWindow& form = windows[0];
+    const CompositorWindow& form = windows[0];
     EXPECT_EQ(form.id, 7);
     EXPECT_EQ(form.pid, 4242);
     EXPECT_EQ(form.appID, QStringLiteral("org.tavrik.TaskForm"));
@@ -98,6 +100,91 @@ TEST(SwayWindowLocator, ReadsWindowsAndOutputsFromRepliesAsSwayGivesThem) {
     EXPECT_TRUE(outputs[0].isMain); // none focused: the first one
     EXPECT_EQ(outputs[1].id, 3u);
     EXPECT_EQ(outputs[1].frame, Rect(960, 0, 1280, 1024));
+}
+
+// What the GNOME Shell extension answers: topmost first, minimised windows hidden, GTK named by
+// its application id and the rest by class, the buffer kept for GTK's shadow.
+TEST(GnomeShellWindows, ReadsTheExtensionsWindowList) {
+    const QList<CompositorWindow> windows = GnomeShellWindows::parseWindows(R"([
+        {"id": 7, "pid": 40, "title": "Order", "wmClass": "form_app.py",
+         "appId": "app.tavrik.TestForm", "client": "wayland", "focused": true, "minimized": false,
+         "shown": true,
+         "frame": {"x": 158, "y": 64, "width": 400, "height": 200},
+         "buffer": {"x": 132, "y": 41, "width": 452, "height": 252}},
+        {"id": 9, "pid": 41, "title": "Qt", "wmClass": "qt_task_app", "appId": "",
+         "focused": false, "minimized": true, "shown": true,
+         "frame": {"x": 0, "y": 0, "width": 406, "height": 233}},
+        {"id": 11, "pid": 42, "title": "not placed yet", "shown": false,
+         "frame": {"x": 0, "y": 32, "width": 420, "height": 597}},
+        {"id": 0, "title": "no id"},
+        "not an object"
+    ])");
+    ASSERT_EQ(windows.size(), 3);
+    EXPECT_EQ(windows[0].appID, QStringLiteral("app.tavrik.TestForm"));
+    EXPECT_EQ(windows[0].buffer, Rect(132, 41, 452, 252));
+    EXPECT_TRUE(windows[0].focused && windows[0].visible);
+    EXPECT_EQ(windows[1].appID, QStringLiteral("qt_task_app"));
+    EXPECT_FALSE(windows[1].visible);
+    EXPECT_FALSE(windows[1].buffer);
+    EXPECT_FALSE(windows[2].visible);
+    EXPECT_TRUE(GnomeShellWindows::parseWindows("{").isEmpty());
+}
+
+// A compositor that lists windows the way a test says.
+class ListedWindows final : public CompositorWindows {
+public:
+    ListedWindows(QList<CompositorWindow> windows, bool stacked)
+        : m_windows(std::move(windows)), m_stacked(stacked) {}
+    bool isReachable() override { return true; }
+    QList<CompositorWindow> windows() override { return m_windows; }
+    bool keepsStackingOrder() const override { return m_stacked; }
+    bool clientsDecorate() const override { return m_stacked; }
+    bool focus(qint64) override { return false; }
+
+private:
+    QList<CompositorWindow> m_windows;
+    bool m_stacked;
+};
+
+// Hit tests take the first window containing a point, so the order is what matters: the
+// compositor's stacking where it keeps one, else the focused window first. Elements are placed
+// from each toolkit's zero: the buffer for GTK, the content under Qt's own title bar where
+// clients decorate.
+TEST(WaylandWindows, OrderAndOriginsFollowWhatTheCompositorKnows) {
+    CompositorWindow below{1,
+                           40,
+                           "app.tavrik.TestForm",
+                           "Order",
+                           Rect(158, 64, 400, 200),
+                           Rect(158, 64, 400, 200),
+                           Rect(132, 41, 452, 252),
+                           false,
+                           true};
+    CompositorWindow above{2,
+                           41,
+                           "qt_task_app",
+                           "Qt",
+                           Rect(300, 100, 406, 233),
+                           Rect(300, 100, 406, 233),
+                           std::nullopt,
+                           true,
+                           true};
+    CompositorWindow hidden{3,  42,    "x",  "x", Rect(0, 0, 10, 10), Rect(0, 0, 10, 10),
+                            {}, false, false};
+    for (const bool stacked : {true, false}) {
+        SCOPED_TRACE(stacked ? "stacked" : "focus first");
+        WaylandWindows windows(std::make_unique<ListedWindows>(
+            QList<CompositorWindow>{below, above, hidden}, stacked));
+        const QList<atspi::ClientWindow> clients = windows.clients();
+        ASSERT_EQ(clients.size(), 2);
+        EXPECT_EQ(clients[0].id, stacked ? 1u : 2u);
+        EXPECT_EQ(windows.active()->id, 2u);
+        EXPECT_EQ(windows.accessibleOrigin(clients[stacked ? 0 : 1], QStringLiteral("GTK")),
+                  (Point{132, 41}));
+        EXPECT_EQ(windows.accessibleOrigin(clients[stacked ? 1 : 0], QStringLiteral("Qt")),
+                  (stacked ? Point{303, 130} : Point{300, 100}));
+    }
+    EXPECT_TRUE(WaylandWindows(nullptr).clients().isEmpty());
 }
 
 // The toolkits' zeros as measured: GTK3 with client-side decoration counts from the buffer, whose
@@ -177,6 +264,13 @@ TEST(AccessiblePointer, AClickActsOnTheElementUnderThePointOrTheRowAroundIt) {
 }
 
 TEST(WaylandDesktop, SaysWhatIsMissingAndHowToGetIt) {
+    WaylandDesktop::Offer gnome;
+    gnome.gnome = true;
+    EXPECT_TRUE(WaylandDesktop::missing(gnome).join(' ').contains(
+        QStringLiteral("gnome-extensions enable tavrik@tavrik.app")));
+    gnome.gnomeExtension = true;
+    EXPECT_FALSE(WaylandDesktop::missing(gnome).join(' ').contains(QStringLiteral("enable")));
+
     const QStringList elsewhere = WaylandDesktop::missing({false, true, true});
     ASSERT_EQ(elsewhere.size(), 1);
     EXPECT_TRUE(elsewhere.first().contains(QStringLiteral("accessibility only")));

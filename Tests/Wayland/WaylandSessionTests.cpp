@@ -6,10 +6,15 @@
 #include "TavrikPlatform/AtSpi/AtSpiKeyListener.h"
 #include "TavrikPlatform/DesktopBackend.h"
 #include "TavrikPlatform/DesktopSession.h"
+#include "TavrikPlatform/Wayland/GnomeShellHotkeys.h"
+#include "TavrikPlatform/Wayland/GnomeShellWindows.h"
 #include "TavrikPlatform/Wayland/SwayIpc.h"
 #include "TavrikPlatform/Wayland/SwayWindowLocator.h"
 #include "TavrikPlatform/Wayland/WaylandDesktop.h"
 
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusObjectPath>
 #include <QDir>
 #include <QFile>
 #include <QImage>
@@ -27,6 +32,18 @@ using test::waitFor;
 
 bool underSway() {
     return !wayland::SwayIpc::socketFromEnvironment().isEmpty();
+}
+
+bool underGnome() {
+    return wayland::GnomeShellWindows::isOffered();
+}
+
+// Where the compositor says a process's window is, under a compositor that says.
+std::optional<wayland::CompositorWindow> placedWindowOf(qint64 pid) {
+    if (underSway())
+        return wayland::SwayWindowLocator(wayland::SwayIpc::socketFromEnvironment())
+            .windowOfProcess(pid);
+    return wayland::GnomeShellWindows().windowOfProcess(pid);
 }
 
 class WaylandSession : public testing::Test {
@@ -76,6 +93,10 @@ TEST_F(WaylandSession, TheBackendsFollowTheCompositor) {
         ASSERT_EQ(frames->displays().size(), 1);
         EXPECT_EQ(frames->displays().first().frame, Rect(0, 0, 1920, 1080));
         EXPECT_TRUE(limits.contains(QStringLiteral("pointer")));
+    } else if (underGnome()) {
+        EXPECT_TRUE(wayland::GnomeShellWindows().isReachable());
+        EXPECT_FALSE(frames->isAvailable());
+        EXPECT_TRUE(limits.contains(QStringLiteral("GNOME does not let Tavrik take key frames")));
     } else {
         EXPECT_FALSE(input->isAvailable());
         EXPECT_FALSE(frames->isAvailable());
@@ -100,10 +121,9 @@ TEST_F(WaylandSession, NativeWindowsAreNamedAsOnX11AndPlacedWhereTheCompositorSa
                     .has_value();
             },
             10000));
-        if (!underSway())
+        if (!underSway() && !underGnome())
             continue;
-        wayland::SwayWindowLocator sway(wayland::SwayIpc::socketFromEnvironment());
-        const std::optional<wayland::SwayWindow> placed = sway.windowOfProcess(form.pid());
+        const std::optional<wayland::CompositorWindow> placed = placedWindowOf(form.pid());
         ASSERT_TRUE(placed);
         EXPECT_EQ(window->frame, placed->frame);
         const Rect& b = save->frame;
@@ -211,6 +231,96 @@ TEST_F(WaylandSession, TheKeystrokeListenerHearsKeysOfTheFocusedApplication) {
 }
 #endif
 
+// A person's keyboard on GNOME: keys through mutter's own remote-desktop interface.
+class MutterKeyboard {
+public:
+    MutterKeyboard() {
+        const QDBusMessage created = call(QStringLiteral("/org/gnome/Mutter/RemoteDesktop"),
+                                          QStringLiteral("org.gnome.Mutter.RemoteDesktop"),
+                                          QStringLiteral("CreateSession"), {});
+        if (created.arguments().isEmpty())
+            return;
+        m_session = created.arguments().first().value<QDBusObjectPath>().path();
+        session(QStringLiteral("Start"), {});
+        // A new virtual device loses its first event.
+        tap(0xffe1);
+    }
+    ~MutterKeyboard() {
+        if (!m_session.isEmpty())
+            session(QStringLiteral("Stop"), {});
+    }
+    bool isReady() const { return !m_session.isEmpty(); }
+
+    void tap(uint keysym, const QList<uint>& held = {}) {
+        for (const uint modifier : held)
+            key(modifier, true);
+        key(keysym, true);
+        key(keysym, false);
+        for (const uint modifier : held)
+            key(modifier, false);
+    }
+
+private:
+    void key(uint keysym, bool pressed) {
+        session(QStringLiteral("NotifyKeyboardKeysym"), {keysym, pressed});
+    }
+    QDBusMessage session(const QString& method, const QList<QVariant>& arguments) {
+        return call(m_session, QStringLiteral("org.gnome.Mutter.RemoteDesktop.Session"), method,
+                    arguments);
+    }
+    static QDBusMessage call(const QString& path, const QString& interface, const QString& method,
+                             const QList<QVariant>& arguments) {
+        QDBusMessage message = QDBusMessage::createMethodCall(
+            QStringLiteral("org.gnome.Mutter.RemoteDesktop"), path, interface, method);
+        message.setArguments(arguments);
+        return QDBusConnection::sessionBus().call(message, QDBus::Block, 5000);
+    }
+
+    QString m_session;
+};
+
+// The palette shortcut reaches Tavrik through the extension while another application has the
+// keyboard; Esc only while asked for; a shortcut already taken is refused plainly, and stopping
+// gives it back.
+TEST_F(WaylandSession, GnomeShellTakesThePaletteShortcutAndGivesItBack) {
+    if (!underGnome())
+        GTEST_SKIP() << "needs GNOME Shell with Tavrik's extension";
+    constexpr uint controlL = 0xffe3, shiftL = 0xffe1, slash = 0x2f, escape = 0xff1b;
+    const std::unique_ptr<HotkeyGrabber> chosen = DesktopBackend::createHotkeyGrabber();
+    EXPECT_NE(dynamic_cast<wayland::GnomeShellHotkeys*>(chosen.get()), nullptr);
+
+    NativeForm form(NativeForm::Toolkit::gtk);
+    ASSERT_TRUE(form.started());
+    ASSERT_TRUE(windowOf(NativeForm::appID(NativeForm::Toolkit::gtk)));
+    wayland::GnomeShellHotkeys hotkeys;
+    ASSERT_TRUE(hotkeys.start()) << hotkeys.errorString().toStdString();
+    QList<std::pair<quint16, quint64>> pressed;
+    QObject::connect(&hotkeys, &HotkeyGrabber::keyPressed, [&](quint16 code, quint64 flags) {
+        pressed.append({code, flags});
+    });
+    MutterKeyboard keyboard;
+    ASSERT_TRUE(keyboard.isReady());
+
+    keyboard.tap(slash, {controlL, shiftL});
+    ASSERT_TRUE(waitFor([&] { return !pressed.isEmpty(); }, 5000));
+    EXPECT_EQ(pressed.takeFirst(),
+              std::make_pair(KeyCodes::slash, ModifierFlags::control | ModifierFlags::shift));
+
+    hotkeys.setEscapeGrabbed(true);
+    keyboard.tap(escape);
+    ASSERT_TRUE(waitFor([&] { return !pressed.isEmpty(); }, 5000));
+    EXPECT_EQ(pressed.takeFirst().first, KeyCodes::escape);
+    hotkeys.setEscapeGrabbed(false);
+
+    wayland::GnomeShellHotkeys second;
+    EXPECT_FALSE(second.start());
+    EXPECT_TRUE(second.errorString().contains(QStringLiteral("Another program holds Control-/")));
+    second.stop();
+    hotkeys.stop();
+    EXPECT_TRUE(second.start()) << second.errorString().toStdString();
+    second.stop();
+}
+
 struct ReplayResult {
     int exitCode = -1;
     QString output;
@@ -254,7 +364,7 @@ TEST_P(WaylandReplay, ASkillRecordedOnX11FillsInTheNativeForm) {
     ASSERT_TRUE(windowOf(NativeForm::appID(toolkit)));
     const ReplayResult result =
         replay(folder, {QStringLiteral("full_name=Grace")}, {{5, QStringLiteral("s3cret")}});
-    if (!underSway()) {
+    if (!underSway() && !underGnome()) {
         // weston's headless backend has no seat, so no window ever gets the keyboard focus that
         // clicking into the first field must give: the replay stops there and guesses nothing.
         EXPECT_EQ(result.exitCode, 1) << result.output.toStdString();

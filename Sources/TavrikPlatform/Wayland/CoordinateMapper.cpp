@@ -1,5 +1,7 @@
 #include "TavrikPlatform/Wayland/CoordinateMapper.h"
 
+#include <algorithm>
+
 namespace tavrik::wayland {
 
 CoordinateMapper::Toolkit CoordinateMapper::toolkitNamed(const QString& name) {
@@ -26,6 +28,13 @@ Rect CoordinateMapper::toGlobal(const Rect& local, const WindowGeometry& window,
 Point CoordinateMapper::toLocal(Point global, const WindowGeometry& window, Toolkit toolkit) {
     const Point zero = origin(window, toolkit);
     return Point{global.x - zero.x, global.y - zero.y};
+}
+
+Rect CoordinateMapper::qtContent(const Rect& frame) {
+    constexpr double side = 3, top = 30;
+    return Rect(frame.origin.x + side, frame.origin.y + top,
+                std::max(0.0, frame.size.width - 2 * side),
+                std::max(0.0, frame.size.height - top - side));
 }
 
 } // namespace tavrik::wayland

@@ -30,6 +30,9 @@ public:
     static Point origin(const WindowGeometry& window, Toolkit toolkit);
     static Rect toGlobal(const Rect& local, const WindowGeometry& window, Toolkit toolkit);
     static Point toLocal(Point global, const WindowGeometry& window, Toolkit toolkit);
+    // Qt's content inside the title bar and borders it draws itself where the compositor leaves
+    // decorations to clients (measured: 3 pixels each side and below, 30 above).
+    static Rect qtContent(const Rect& frame);
 };
 
 } // namespace tavrik::wayland

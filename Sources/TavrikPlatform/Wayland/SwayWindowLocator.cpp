@@ -6,26 +6,20 @@ namespace tavrik::wayland {
 
 namespace {
 
-Rect rectOf(const QJsonValue& value) {
-    const QJsonObject r = value.toObject();
-    return Rect(r.value("x").toDouble(), r.value("y").toDouble(), r.value("width").toDouble(),
-                r.value("height").toDouble());
-}
-
-void collect(const QJsonObject& node, QList<SwayWindow>& found) {
+void collect(const QJsonObject& node, QList<CompositorWindow>& found) {
     const QString type = node.value("type").toString();
     if ((type == QLatin1String("con") || type == QLatin1String("floating_con")) &&
         node.contains("pid")) {
-        SwayWindow window;
+        CompositorWindow window;
         window.id = node.value("id").toInteger();
         window.pid = node.value("pid").toInteger();
         window.appID = node.value("app_id").toString();
         if (window.appID.isEmpty())
             window.appID = node.value("window_properties").toObject().value("class").toString();
         window.title = node.value("name").toString();
-        window.outline = rectOf(node.value("rect"));
+        window.outline = rectFromJson(node.value("rect"));
         // window_rect is relative to the container: the border and title bar come first.
-        const Rect inner = rectOf(node.value("window_rect"));
+        const Rect inner = rectFromJson(node.value("window_rect"));
         window.frame =
             Rect(window.outline.origin.x + inner.origin.x, window.outline.origin.y + inner.origin.y,
                  inner.size.width, inner.size.height);
@@ -34,7 +28,7 @@ void collect(const QJsonObject& node, QList<SwayWindow>& found) {
         found.append(window);
     }
     for (const char* key : {"nodes", "floating_nodes"}) {
-        for (const QJsonValue& child : node.value(QLatin1String(key)).toArray())
+        for (const QJsonValue child : node.value(QLatin1String(key)).toArray())
             collect(child.toObject(), found);
     }
 }
@@ -48,8 +42,8 @@ bool SwayWindowLocator::isReachable() {
     return m_ipc.request(SwayIpc::getVersion).has_value();
 }
 
-QList<SwayWindow> SwayWindowLocator::parseTree(const QJsonObject& root) {
-    QList<SwayWindow> found;
+QList<CompositorWindow> SwayWindowLocator::parseTree(const QJsonObject& root) {
+    QList<CompositorWindow> found;
     collect(root, found);
     return found;
 }
@@ -57,14 +51,14 @@ QList<SwayWindow> SwayWindowLocator::parseTree(const QJsonObject& root) {
 QList<DisplayInfo> SwayWindowLocator::parseOutputs(const QJsonArray& outputs) {
     QList<DisplayInfo> displays;
     quint32 id = 0;
-    for (const QJsonValue& value : outputs) {
+    for (const QJsonValue value : outputs) {
         const QJsonObject output = value.toObject();
         ++id;
         if (!output.value("active").toBool(true))
             continue;
         DisplayInfo display;
         display.id = id;
-        display.frame = rectOf(output.value("rect"));
+        display.frame = rectFromJson(output.value("rect"));
         display.scaleFactor = output.value("scale").toDouble(1.0);
         display.isMain = output.value("focused").toBool();
         displays.append(display);
@@ -75,17 +69,9 @@ QList<DisplayInfo> SwayWindowLocator::parseOutputs(const QJsonArray& outputs) {
     return displays;
 }
 
-QList<SwayWindow> SwayWindowLocator::windows() {
+QList<CompositorWindow> SwayWindowLocator::windows() {
     const std::optional<QJsonDocument> tree = m_ipc.request(SwayIpc::getTree);
-    return tree ? parseTree(tree->object()) : QList<SwayWindow>{};
-}
-
-std::optional<SwayWindow> SwayWindowLocator::windowOfProcess(qint64 pid, const QString& appID) {
-    for (const SwayWindow& window : windows()) {
-        if (window.pid == pid && (appID.isEmpty() || window.appID == appID))
-            return window;
-    }
-    return std::nullopt;
+    return tree ? parseTree(tree->object()) : QList<CompositorWindow>{};
 }
 
 QList<DisplayInfo> SwayWindowLocator::outputs() {

@@ -2,6 +2,7 @@
 
 #include "TavrikCore/Models/DisplayInfo.h"
 #include "TavrikCore/Models/Rect.h"
+#include "TavrikPlatform/Wayland/CompositorWindows.h"
 #include "TavrikPlatform/Wayland/SwayIpc.h"
 
 #include <QJsonObject>
@@ -9,34 +10,24 @@
 
 namespace tavrik::wayland {
 
-// A top-level window as sway lists it.
-struct SwayWindow {
-    qint64 id = 0; // sway's container id
-    qint64 pid = 0;
-    QString appID; // the Wayland app id, or the X11 class of an Xwayland window
-    QString title;
-    Rect frame;   // the window's own surface, global
-    Rect outline; // with sway's border and title bar
-    bool focused = false;
-    bool visible = false;
-};
-
 // Windows, outputs and focus through sway's IPC socket.
-class SwayWindowLocator {
+class SwayWindowLocator final : public CompositorWindows {
 public:
     explicit SwayWindowLocator(QString socketPath, int timeoutMs = 1000);
 
-    bool isReachable();
+    bool isReachable() override;
     // Every window, in tree order (sway keeps no stacking order for tiled windows).
-    QList<SwayWindow> windows();
-    std::optional<SwayWindow> windowOfProcess(qint64 pid, const QString& appID = {});
+    QList<CompositorWindow> windows() override;
+    bool keepsStackingOrder() const override { return false; }
+    // Qt takes sway's server-side decorations.
+    bool clientsDecorate() const override { return false; }
     QList<DisplayInfo> outputs();
     // Focuses the container and reports whether sway did it.
-    bool focus(qint64 id);
+    bool focus(qint64 id) override;
     QString errorString() const { return m_ipc.errorString(); }
 
     // The windows of a get_tree reply, floating ones included.
-    static QList<SwayWindow> parseTree(const QJsonObject& root);
+    static QList<CompositorWindow> parseTree(const QJsonObject& root);
     static QList<DisplayInfo> parseOutputs(const QJsonArray& outputs);
 
 private:

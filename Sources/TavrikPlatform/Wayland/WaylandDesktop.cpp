@@ -1,7 +1,10 @@
 #include "TavrikPlatform/Wayland/WaylandDesktop.h"
 
+#include "TavrikPlatform/Wayland/GnomeShellWindows.h"
 #include "TavrikPlatform/Wayland/SwayIpc.h"
 
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QStandardPaths>
 
 namespace tavrik::wayland {
@@ -9,6 +12,14 @@ namespace tavrik::wayland {
 WaylandDesktop::Offer WaylandDesktop::current() {
     Offer offer;
     offer.sway = !SwayIpc::socketFromEnvironment().isEmpty();
+    offer.gnomeExtension = !offer.sway && GnomeShellWindows::isOffered();
+    const QDBusConnectionInterface* bus = QDBusConnection::sessionBus().interface();
+    offer.gnome = !offer.sway &&
+                  (offer.gnomeExtension ||
+                   qEnvironmentVariable("XDG_CURRENT_DESKTOP")
+                       .split(u':')
+                       .contains(QLatin1String("GNOME"), Qt::CaseInsensitive) ||
+                   (bus && bus->isServiceRegistered(QStringLiteral("org.gnome.Shell")).value()));
     offer.grim = !programPath(QStringLiteral("grim")).isEmpty();
     offer.wtype = !programPath(QStringLiteral("wtype")).isEmpty();
     return offer;
@@ -19,6 +30,18 @@ QString WaylandDesktop::programPath(const QString& name) {
 }
 
 QStringList WaylandDesktop::missing(const Offer& offer) {
+    if (offer.gnome && !offer.gnomeExtension) {
+        return {QStringLiteral(
+            "GNOME tells Tavrik where windows are and lets it take its shortcuts only through "
+            "Tavrik's GNOME Shell extension: turn it on with \"gnome-extensions enable "
+            "tavrik@tavrik.app\" (or in the Extensions app), then log out and back in.")};
+    }
+    if (offer.gnome) {
+        return {QStringLiteral(
+            "GNOME does not let Tavrik take key frames of the screen or make up keys and clicks "
+            "yet: replay acts through accessibility, and steps that need a key press or a click "
+            "at a place stop.")};
+    }
     if (!offer.sway) {
         return {QStringLiteral(
             "This Wayland desktop tells Tavrik neither where windows are nor what is on screen, "

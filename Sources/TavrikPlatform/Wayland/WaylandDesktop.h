@@ -6,13 +6,16 @@
 namespace tavrik::wayland {
 
 // What the Wayland compositor of this session lets Tavrik do beyond accessibility, decided from
-// the environment and the programs installed: only wlroots compositors (sway) are served yet.
+// the environment and the programs installed: wlroots compositors (sway) and GNOME Shell with
+// Tavrik's extension.
 class WaylandDesktop {
 public:
     struct Offer {
         bool sway = false;  // SWAYSOCK set: window places through its IPC socket
         bool grim = false;  // frames through wlroots screencopy
         bool wtype = false; // keys through a virtual keyboard
+        bool gnome = false; // a GNOME session (XDG_CURRENT_DESKTOP, or the shell on the bus)
+        bool gnomeExtension = false; // Tavrik's shell extension answers: windows, pointer, keys
     };
 
     static Offer current();

@@ -11,7 +11,7 @@ namespace tavrik::wayland {
 
 using atspi::ClientWindow;
 
-WaylandWindows::WaylandWindows(std::unique_ptr<SwayWindowLocator> locator)
+WaylandWindows::WaylandWindows(std::unique_ptr<CompositorWindows> locator)
     : m_locator(std::move(locator)) {}
 
 QList<ClientWindow> WaylandWindows::clients() {
@@ -19,18 +19,19 @@ QList<ClientWindow> WaylandWindows::clients() {
         return {};
     m_last = m_locator->windows();
     QList<ClientWindow> result;
-    // Focused first: sway keeps no stacking order, and the focused window is the one on top.
-    for (int pass = 0; pass < 2; ++pass) {
-        for (const SwayWindow& sway : m_last) {
-            if (sway.focused != (pass == 0) || !sway.visible)
+    // Without a stacking order the focused window counts as the one on top.
+    const bool stacked = m_locator->keepsStackingOrder();
+    for (int pass = 0; pass < (stacked ? 1 : 2); ++pass) {
+        for (const CompositorWindow& placed : m_last) {
+            if ((!stacked && placed.focused != (pass == 0)) || !placed.visible)
                 continue;
             ClientWindow window;
-            window.id = (unsigned long)sway.id;
-            window.pid = sway.pid;
-            window.frame = sway.frame;
-            window.outerFrame = sway.outline;
-            window.wmClass = sway.appID;
-            window.title = sway.title;
+            window.id = (unsigned long)placed.id;
+            window.pid = placed.pid;
+            window.frame = placed.frame;
+            window.outerFrame = placed.outline;
+            window.wmClass = placed.appID;
+            window.title = placed.title;
             result.append(window);
         }
     }
@@ -39,10 +40,10 @@ QList<ClientWindow> WaylandWindows::clients() {
 
 std::optional<ClientWindow> WaylandWindows::active() {
     const QList<ClientWindow> windows = clients();
-    for (const SwayWindow& sway : m_last) {
-        if (sway.focused) {
+    for (const CompositorWindow& placed : m_last) {
+        if (placed.focused) {
             for (const ClientWindow& window : windows) {
-                if (window.id == (unsigned long)sway.id)
+                if (window.id == (unsigned long)placed.id)
                     return window;
             }
         }
@@ -53,8 +54,8 @@ std::optional<ClientWindow> WaylandWindows::active() {
 bool WaylandWindows::activate(unsigned long window, int timeoutMs) {
     if (!m_locator || !m_locator->focus(qint64(window)))
         return false;
-    // sway applies a focus command before it answers it; reading back confirms the window is
-    // still there.
+    // The compositor may apply focus after it answers; reading back confirms it, and that the
+    // window is still there.
     const QDeadlineTimer deadline(timeoutMs);
     do {
         const std::optional<ClientWindow> now = active();
@@ -73,10 +74,14 @@ std::optional<Point> WaylandWindows::accessibleOrigin(const ClientWindow& window
                                                       const QString& toolkit) {
     if (!m_locator || window.id == 0)
         return std::nullopt;
-    // sway's window_rect is the surface's window geometry: no shadow there for tiled GTK windows,
-    // and Qt takes server-side decorations, so frame, buffer and content coincide.
-    return CoordinateMapper::origin(WindowGeometry{window.frame, window.frame, window.frame},
-                                    CoordinateMapper::toolkitNamed(toolkit));
+    WindowGeometry geometry{window.frame, window.frame, window.frame};
+    for (const CompositorWindow& placed : m_last) {
+        if ((unsigned long)placed.id == window.id && placed.buffer)
+            geometry.buffer = placed.buffer;
+    }
+    if (m_locator->clientsDecorate())
+        geometry.content = CoordinateMapper::qtContent(window.frame);
+    return CoordinateMapper::origin(geometry, CoordinateMapper::toolkitNamed(toolkit));
 }
 
 void WaylandWindows::nameApplication(ClientWindow& window, const QString& toolkit,

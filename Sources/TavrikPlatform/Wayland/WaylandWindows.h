@@ -1,7 +1,7 @@
 #pragma once
 
 #include "TavrikPlatform/AtSpi/WindowDirectory.h"
-#include "TavrikPlatform/Wayland/SwayWindowLocator.h"
+#include "TavrikPlatform/Wayland/CompositorWindows.h"
 
 #include <QHash>
 #include <memory>
@@ -9,12 +9,13 @@
 namespace tavrik::wayland {
 
 // The window system's side of accessibility on Wayland: window places, focus and activation from
-// sway's IPC where there is sway; elsewhere no windows at all, and applications are named from
-// their own answers (a GTK application's bus name, a Qt application's name), as X11 names them.
+// the compositor where it says (sway's IPC, our GNOME Shell extension); elsewhere no windows at
+// all, and applications are named from their own answers (a GTK application's bus name, a Qt
+// application's name), as X11 names them.
 class WaylandWindows final : public atspi::WindowDirectory {
 public:
     // Without a locator the compositor is one that lists no windows.
-    explicit WaylandWindows(std::unique_ptr<SwayWindowLocator> locator);
+    explicit WaylandWindows(std::unique_ptr<CompositorWindows> locator);
 
     bool isOpen() const override { return true; }
     QList<atspi::ClientWindow> clients() override;
@@ -31,8 +32,8 @@ private:
     // The reverse-domain name a GApplication owns on the session bus, by process id.
     QString busApplicationID(qint64 pid);
 
-    std::unique_ptr<SwayWindowLocator> m_locator;
-    QList<SwayWindow> m_last;
+    std::unique_ptr<CompositorWindows> m_locator;
+    QList<CompositorWindow> m_last;
     QHash<qint64, QString> m_busNames;
 };
 
