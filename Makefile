@@ -44,10 +44,6 @@ bench: build
 # The suite under AddressSanitizer and UndefinedBehaviorSanitizer, built with clang at -O1 with line
 # tables only (reports name the file and line) and without benchmarks. The same build carries the
 # fuzz targets, so `make fuzz FUZZ_BUILD=$(SANITIZE_BUILD)` afterwards only links and runs them.
-# A desktop call that runs out of time leaves its allocations with libdbus (the suppressions); GLib
-# has no frame pointers, so only the full unwinder follows such a leak back to libdbus, and with it
-# the suppressions stay exact instead of having to match any GLib allocation.
-sanitize: export ASAN_OPTIONS ?= fast_unwind_on_malloc=0
 sanitize: export UBSAN_OPTIONS ?= print_stacktrace=1
 sanitize: export LSAN_OPTIONS ?= suppressions=$(CURDIR)/scripts/lsan-suppressions.txt
 sanitize:
