@@ -2,6 +2,7 @@
 BUILD ?= build
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
+SANITIZE_BUILD ?= build-asan
 FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 20
 # `make run` installs and builds only what running Tavrik needs; the other targets also get what
@@ -40,11 +41,15 @@ test-wayland:
 bench: build
 	scripts/run-benchmarks $(BUILD)
 
-# Reports name the file and line of what failed.
+# The suite under AddressSanitizer and UndefinedBehaviorSanitizer, built with clang at -O1 with line
+# tables only (reports name the file and line) and without benchmarks. The same build carries the
+# fuzz targets, so `make fuzz FUZZ_BUILD=$(SANITIZE_BUILD)` afterwards only links and runs them.
 sanitize: export UBSAN_OPTIONS ?= print_stacktrace=1
 sanitize: export LSAN_OPTIONS ?= suppressions=$(CURDIR)/scripts/lsan-suppressions.txt
 sanitize:
-	$(MAKE) test BUILD=build-asan CMAKE_FLAGS="$(CMAKE_FLAGS) -DTAVRIK_SANITIZE=ON -DTAVRIK_BUILD_BENCH=OFF"
+	@scripts/install-deps fuzz
+	$(MAKE) test BUILD=$(SANITIZE_BUILD) CMAKE_FLAGS="$(CMAKE_FLAGS) -DCMAKE_C_COMPILER=clang \
+		-DCMAKE_CXX_COMPILER=clang++ -DTAVRIK_SANITIZE=ON -DTAVRIK_FUZZ=ON -DTAVRIK_BUILD_BENCH=OFF"
 
 # Builds the core and its libFuzzer targets with clang, then runs each for FUZZ_SECONDS.
 fuzz: deps
@@ -54,10 +59,11 @@ fuzz: deps
 	cmake --build $(FUZZ_BUILD) -j$(JOBS)
 	scripts/run-fuzz $(FUZZ_BUILD) $(FUZZ_SECONDS)
 
-# A Debian package of what `cmake --install` puts under /usr; its runtime runs on /usr/bin/node.
+# A Debian package of what `cmake --install` puts under /usr; its runtime runs on the Node.js 20
+# it ships, since Debian 12's own is 18.
 package: build
-	cmake -DTAVRIK_INSTALLED_NODE=/usr/bin/node $(BUILD)
+	cmake -DTAVRIK_BUNDLE_NODE=ON $(BUILD)
 	cmake --build $(BUILD) --target package
 
 clean:
-	rm -rf $(BUILD) build-asan $(FUZZ_BUILD)
+	rm -rf $(BUILD) $(SANITIZE_BUILD) $(FUZZ_BUILD)

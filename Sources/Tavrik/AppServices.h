@@ -31,6 +31,9 @@ public:
     virtual ~NarrationSource() = default;
     virtual void start(std::function<void(double level)> onLevel) = 0;
     virtual void stop(std::function<void(QString transcript)> done) = 0;
+    // Why the last start captured nothing (no capture device, no sound server); empty when it
+    // did. Known by the time `stop` answers.
+    virtual QString problem() const { return {}; }
 };
 
 // Turns a recording into a SKILL.md draft through the hosted model. Fragments and the end are
@@ -74,6 +77,9 @@ public:
     virtual ~HotkeyControl() = default;
     virtual bool start() = 0;
     virtual void setCasting(bool casting) = 0;
+    // Why the last start left a gesture unavailable (another program holds its key); empty when
+    // every gesture works.
+    virtual QString problem() const { return {}; }
 };
 
 // A modal question with buttons, as an alert shows it. The answer is the index of the chosen

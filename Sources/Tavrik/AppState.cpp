@@ -23,6 +23,17 @@ namespace tavrik {
 
 namespace {
 
+// A platform's reason as a sentence of its own: capital first, full stop last.
+QString sentence(QString reason) {
+    reason = reason.trimmed();
+    if (reason.isEmpty())
+        return reason;
+    reason[0] = reason[0].toUpper();
+    if (!reason.endsWith(u'.'))
+        reason += u'.';
+    return reason;
+}
+
 void log(const QString& line) {
     qInfo().noquote() << QStringLiteral("Tavrik: ") + line;
 }
@@ -125,8 +136,28 @@ void AppState::applicationLaunched() {
 }
 
 void AppState::startHotkeysIfPossible() {
-    if (m_services.hotkeys && m_services.permissions && m_services.permissions->hotkeysPossible())
-        m_services.hotkeys->start();
+    if (!m_services.hotkeys || !m_services.permissions ||
+        !m_services.permissions->hotkeysPossible())
+        return;
+    m_services.hotkeys->start();
+    const QString problem = m_services.hotkeys->problem();
+    setDesktopProblem(DesktopPart::hotkeys,
+                      problem.isEmpty()
+                          ? QString()
+                          : tr("A keyboard shortcut does not work: %1 Free it in the other "
+                               "program's settings, then quit and start Tavrik again. Until "
+                               "then the pill and the tray menu record and cast.")
+                                .arg(sentence(problem)));
+}
+
+void AppState::setDesktopProblem(DesktopPart part, const QString& problem) {
+    if (m_desktopProblems.value(part) == problem)
+        return;
+    if (problem.isEmpty())
+        m_desktopProblems.remove(part);
+    else
+        m_desktopProblems.insert(part, problem);
+    emit desktopProblemsChanged();
 }
 
 // The hotkeys come alive as soon as the user finishes granting, without a restart.
@@ -266,10 +297,20 @@ void AppState::stopRecording() {
             synthesize(std::move(recording), QString());
             return;
         }
-        m_services.narration->stop(
-            [recording = std::move(recording), synthesize](QString transcript) mutable {
-                synthesize(std::move(recording), std::move(transcript));
-            });
+        m_services.narration->stop([this, isCurrent, recording = std::move(recording),
+                                    synthesize](QString transcript) mutable {
+            const QString problem = isCurrent() ? m_services.narration->problem() : QString();
+            if (isCurrent())
+                setDesktopProblem(
+                    DesktopPart::microphone,
+                    problem.isEmpty()
+                        ? QString()
+                        : tr("Nothing you said was recorded: %1 Connect a microphone or start "
+                             "the sound server, then record again. Demonstrations work without "
+                             "it.")
+                              .arg(sentence(problem)));
+            synthesize(std::move(recording), std::move(transcript));
+        });
     };
 
     if (m_services.recorder)

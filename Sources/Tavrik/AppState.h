@@ -53,6 +53,7 @@ class AppState : public QObject {
     Q_PROPERTY(
         QString skillGenerationError READ skillGenerationError NOTIFY skillGenerationErrorChanged)
     Q_PROPERTY(QString runOutcome READ runOutcome NOTIFY runOutcomeChanged)
+    Q_PROPERTY(QStringList desktopProblems READ desktopProblems NOTIFY desktopProblemsChanged)
 
 public:
     enum class Hotkey { toggleRecording, openPalette, panic };
@@ -106,6 +107,9 @@ public:
     QString lastOutcome(const Skill& skill) const { return m_lastOutcomes.value(skill.id); }
     // Whether a finished run's outcome is on show and will leave by itself.
     bool showsFinishedRun() const { return m_outcomeTimer.isActive(); }
+    // What of the desktop does not work (a shortcut another program holds, no microphone), each
+    // in plain words with what to do; empty when all works.
+    QStringList desktopProblems() const { return m_desktopProblems.values(); }
 
     // Services for the views that need more than the fields (update bubble, onboarding).
     UpdateChecker* updateChecker() const { return m_updateChecker; }
@@ -175,6 +179,7 @@ signals:
     void skillGenerationStatusChanged();
     void skillGenerationErrorChanged();
     void runOutcomeChanged();
+    void desktopProblemsChanged();
 
     // Requests to the desktop shell.
     void onboardingRequested();
@@ -204,6 +209,9 @@ private:
     void setRunOutcome(const std::optional<QString>& outcome);
     void setCreationStatus(const SkillCreationStatus& status);
     void showRunEnd(const Skill& skill, const QString& outcome);
+    enum class DesktopPart { hotkeys, microphone };
+    // Empty `problem` clears what was said about that part.
+    void setDesktopProblem(DesktopPart part, const QString& problem);
 
     AppServices m_services;
     QSettings* m_settings;
@@ -230,6 +238,7 @@ private:
     std::optional<QString> m_skillGenerationError;
     std::optional<QString> m_runOutcome;
     QHash<QUuid, QString> m_lastOutcomes;
+    QMap<DesktopPart, QString> m_desktopProblems;
 
     // A counter for the generation in flight: answers for an older one are dropped.
     quint64 m_generation = 0;

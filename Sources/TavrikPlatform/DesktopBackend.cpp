@@ -2,14 +2,28 @@
 
 #include "TavrikPlatform/AccessibilityBackend.h"
 #include "TavrikPlatform/DesktopSession.h"
+#include "TavrikPlatform/Null/NullAccessibility.h"
 #include "TavrikPlatform/Null/NullDesktop.h"
 #include "TavrikPlatform/Wayland/AccessiblePointer.h"
 #include "TavrikPlatform/Wayland/GnomeShellHotkeys.h"
 #include "TavrikPlatform/Wayland/GrimFrameCapturer.h"
+#include "TavrikPlatform/Wayland/SwayHotkeys.h"
+#include "TavrikPlatform/Wayland/SwayPointer.h"
 #include "TavrikPlatform/Wayland/SwayWindowLocator.h"
 #include "TavrikPlatform/Wayland/WaylandDesktop.h"
 #include "TavrikPlatform/Wayland/WtypeInput.h"
 
+#ifdef TAVRIK_HAVE_ATSPI
+#include "TavrikPlatform/AtSpi/AtSpiDesktopActor.h"
+#include "TavrikPlatform/AtSpi/AtSpiInputMonitor.h"
+#include "TavrikPlatform/AtSpi/AtSpiResolver.h"
+#include "TavrikPlatform/Permissions/LinuxPermissionBackend.h"
+#include "TavrikPlatform/Wayland/GnomeShellWindows.h"
+#include "TavrikPlatform/Wayland/WaylandWindows.h"
+#endif
+#ifdef TAVRIK_HAVE_POCKETSPHINX
+#include "TavrikPlatform/Audio/NarrationBackends.h"
+#endif
 #ifdef TAVRIK_HAVE_X11
 #include "TavrikPlatform/X11/X11FrameCapturer.h"
 #include "TavrikPlatform/X11/X11HotkeyGrabber.h"
@@ -17,21 +31,52 @@
 #include "TavrikPlatform/X11/XTestInput.h"
 #endif
 
+#include <QCoreApplication>
+
+// Every choice of a desktop backend is made here, from the one session kind DesktopSession
+// decides (TAVRIK_DESKTOP_BACKEND overrides it), so no other code asks which platform it runs on.
 namespace tavrik::DesktopBackend {
 
+namespace {
+
+DesktopSession::Kind kind() {
+    return DesktopSession::current();
+}
+
+#ifdef TAVRIK_HAVE_ATSPI
+// Accessibility works on every compositor; sway, and GNOME with our extension, also tell where
+// windows are.
+std::unique_ptr<wayland::WaylandWindows> waylandWindows() {
+    std::unique_ptr<wayland::CompositorWindows> placer;
+    if (const QString socket = wayland::SwayIpc::socketFromEnvironment(); !socket.isEmpty())
+        placer = std::make_unique<wayland::SwayWindowLocator>(socket);
+    else if (wayland::GnomeShellWindows::isOffered())
+        placer = std::make_unique<wayland::GnomeShellWindows>();
+    return std::make_unique<wayland::WaylandWindows>(std::move(placer));
+}
+#endif
+
+} // namespace
+
 bool isWayland() {
-    return DesktopSession::current() == DesktopSession::Kind::wayland;
+    return kind() == DesktopSession::Kind::wayland;
 }
 
 bool hasX11() {
 #ifdef TAVRIK_HAVE_X11
-    return DesktopSession::current() == DesktopSession::Kind::x11;
+    return kind() == DesktopSession::Kind::x11;
 #else
     return false;
 #endif
 }
 
 std::unique_ptr<InputMonitor> createInputMonitor() {
+#ifdef TAVRIK_HAVE_ATSPI
+    // No compositor lets a program watch input: accessibility reports what the focused
+    // application sees.
+    if (isWayland())
+        return std::make_unique<atspi::AtSpiInputMonitor>(waylandWindows());
+#endif
 #ifdef TAVRIK_HAVE_X11
     if (hasX11())
         return std::make_unique<x11::X11InputMonitor>();
@@ -40,6 +85,9 @@ std::unique_ptr<InputMonitor> createInputMonitor() {
 }
 
 std::unique_ptr<HotkeyGrabber> createHotkeyGrabber() {
+    if (isWayland() && wayland::WaylandDesktop::current().sway)
+        return std::make_unique<wayland::SwayHotkeys>(wayland::SwayIpc::socketFromEnvironment(),
+                                                      QCoreApplication::applicationFilePath());
     if (isWayland() && wayland::WaylandDesktop::current().gnomeExtension)
         return std::make_unique<wayland::GnomeShellHotkeys>();
 #ifdef TAVRIK_HAVE_X11
@@ -71,20 +119,25 @@ std::unique_ptr<FrameCapturer> createFrameCapturer() {
 std::unique_ptr<SyntheticInput> createSyntheticInput() {
     if (isWayland()) {
         const wayland::WaylandDesktop::Offer offer = wayland::WaylandDesktop::current();
-        std::unique_ptr<SyntheticInput> keys;
-        if (offer.sway && offer.wtype)
-            keys = std::make_unique<wayland::WtypeInput>(
-                wayland::WaylandDesktop::programPath(QStringLiteral("wtype")));
-        // Clicks land through accessibility where the actor can place windows globally.
-        if (offer.sway || offer.gnomeExtension) {
-            auto pointer =
-                std::make_unique<wayland::AccessiblePointer>(createDesktopActor(), std::move(keys));
-            if (pointer->isAvailable())
-                return pointer;
+        if (!offer.sway && !offer.gnomeExtension)
             return std::make_unique<NullSyntheticInput>();
+        const auto keys = [&]() -> std::unique_ptr<SyntheticInput> {
+            if (!offer.sway || !offer.wtype)
+                return nullptr;
+            return std::make_unique<wayland::WtypeInput>(
+                wayland::WaylandDesktop::programPath(QStringLiteral("wtype")));
+        };
+        // sway's own cursor where its seat has a pointer; otherwise clicks land through
+        // accessibility, where the actor places windows globally.
+        if (offer.sway) {
+            auto cursor = std::make_unique<wayland::SwayPointer>(
+                wayland::SwayIpc(wayland::SwayIpc::socketFromEnvironment()), keys());
+            if (cursor->isAvailable())
+                return cursor;
         }
-        if (keys)
-            return keys;
+        auto pointer = std::make_unique<wayland::AccessiblePointer>(createDesktopActor(), keys());
+        if (pointer->isAvailable())
+            return pointer;
         return std::make_unique<NullSyntheticInput>();
     }
 #ifdef TAVRIK_HAVE_X11
@@ -95,6 +148,61 @@ std::unique_ptr<SyntheticInput> createSyntheticInput() {
     }
 #endif
     return std::make_unique<NullSyntheticInput>();
+}
+
+std::unique_ptr<AXResolver> createAXResolver() {
+#ifdef TAVRIK_HAVE_ATSPI
+    // X11's windows would be only XWayland programs on Wayland.
+    if (isWayland()) {
+        auto resolver = std::make_unique<atspi::AtSpiResolver>(waylandWindows(),
+                                                               atspi::AtSpiResolver::Options{});
+        if (resolver->isAvailable())
+            return resolver;
+    }
+    if (kind() == DesktopSession::Kind::x11) {
+        auto resolver = std::make_unique<atspi::AtSpiResolver>();
+        if (resolver->isAvailable())
+            return resolver;
+    }
+#endif
+    return std::make_unique<NullAXResolver>();
+}
+
+std::unique_ptr<DesktopActor> createDesktopActor() {
+#ifdef TAVRIK_HAVE_ATSPI
+    if (isWayland()) {
+        auto actor = std::make_unique<atspi::AtSpiDesktopActor>(
+            waylandWindows(), atspi::AtSpiDesktopActor::Options{});
+        if (actor->isAvailable())
+            return actor;
+    }
+    if (kind() == DesktopSession::Kind::x11) {
+        auto actor = std::make_unique<atspi::AtSpiDesktopActor>();
+        if (actor->isAvailable())
+            return actor;
+    }
+#endif
+    return std::make_unique<NullDesktopActor>();
+}
+
+std::unique_ptr<PermissionsManager> createPermissionsManager(QObject* parent) {
+#ifdef TAVRIK_HAVE_ATSPI
+    return std::make_unique<PermissionsManager>(
+        std::make_unique<linux_desktop::LinuxPermissionBackend>(),
+        &linux_desktop::openDesktopSettings, parent);
+#else
+    return std::make_unique<PermissionsManager>(std::make_unique<NullPermissionBackend>(), nullptr,
+                                                parent);
+#endif
+}
+
+std::unique_ptr<NarrationRecorder> createNarrationRecorder() {
+#ifdef TAVRIK_HAVE_POCKETSPHINX
+    return std::make_unique<NarrationRecorder>(audio::microphoneOrFileInput(),
+                                               audio::pocketSphinx());
+#else
+    return std::make_unique<NarrationRecorder>(nullptr, nullptr);
+#endif
 }
 
 } // namespace tavrik::DesktopBackend

@@ -7,7 +7,7 @@ namespace tavrik::DesktopSession {
 Environment fromProcess() {
     return Environment{qEnvironmentVariable("DISPLAY"), qEnvironmentVariable("WAYLAND_DISPLAY"),
                        qEnvironmentVariable("XDG_SESSION_TYPE"),
-                       qEnvironmentVariable("TAVRIK_DESKTOP")};
+                       qEnvironmentVariable("TAVRIK_DESKTOP_BACKEND")};
 }
 
 Kind detect(const Environment& e) {
@@ -16,7 +16,7 @@ Kind detect(const Environment& e) {
         return Kind::x11;
     if (chosen == QStringLiteral("wayland"))
         return Kind::wayland;
-    if (chosen == QStringLiteral("none"))
+    if (chosen == QStringLiteral("null") || chosen == QStringLiteral("none"))
         return Kind::none;
     const QString type = e.sessionType.trimmed().toLower();
     if (type == QStringLiteral("wayland"))
@@ -37,11 +37,12 @@ QString limitations(Kind kind) {
         return {};
     case Kind::wayland:
         return (QStringList{QStringLiteral(
-                    "This is a Wayland session. Tavrik's windows, the palette, casting skills that "
-                    "open web pages and replaying skills through accessibility work here, but "
-                    "recording a demonstration needs an X11 session for now: choose \"GNOME on "
-                    "Xorg\" (or your desktop's X11 session) at the login screen. Programs running "
-                    "under XWayland can be watched as on X11.")} +
+                    "This is a Wayland session, where no program may watch the keyboard and the "
+                    "pointer: Tavrik follows a demonstration through accessibility, so it hears "
+                    "what is typed into the application in front and the clicks that move the "
+                    "focus or change a control, but not drags, scrolls or clicks that change "
+                    "nothing. For those, choose your desktop's X11 session (\"GNOME on Xorg\") at "
+                    "the login screen.")} +
                 wayland::WaylandDesktop::missing(wayland::WaylandDesktop::current()))
             .join(u' ');
     case Kind::none:

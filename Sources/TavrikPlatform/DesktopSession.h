@@ -13,7 +13,7 @@ struct Environment {
     QString display;        // DISPLAY
     QString waylandDisplay; // WAYLAND_DISPLAY
     QString sessionType;    // XDG_SESSION_TYPE, set by login managers
-    QString chosen;         // TAVRIK_DESKTOP: x11, wayland or none, for tests and odd setups
+    QString chosen;         // TAVRIK_DESKTOP_BACKEND: x11, wayland or null (tests, odd setups)
 };
 
 Environment fromProcess();

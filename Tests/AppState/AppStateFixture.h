@@ -26,10 +26,12 @@ struct FakeRecorder : DemonstrationRecorder {
 struct FakeNarration : NarrationSource {
     std::function<void(double)> onLevel;
     QString transcript;
+    QString problemText;
     void start(std::function<void(double)> level) override { onLevel = std::move(level); }
     void stop(std::function<void(QString)> done) override {
         QTimer::singleShot(0, [done, t = transcript] { done(t); });
     }
+    QString problem() const override { return problemText; }
 };
 
 struct FakeSynthesis : SkillSynthesis {
@@ -82,6 +84,8 @@ struct FakeHotkeys : HotkeyControl {
         return true;
     }
     void setCasting(bool c) override { casting = c; }
+    QString problemText;
+    QString problem() const override { return problemText; }
 };
 
 struct ScriptedQuestions : Questions {

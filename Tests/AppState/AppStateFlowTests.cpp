@@ -109,6 +109,33 @@ TEST_F(AppStateTest, AnEmptyRecordingOrAFailedSynthesisEndsInTheErrorPhase) {
     EXPECT_EQ(app().state(), TavrikState::creatingSkill());
 }
 
+// A shortcut another program holds and a recording without a microphone are said in the
+// interface, each with what to do; the microphone's goes once a recording hears it again.
+TEST_F(AppStateTest, DesktopFailuresAreShownWithWhatToDo) {
+    hotkeys->problemText = "hotkey taken: another program already uses Control-/.";
+    narration->problemText = "no microphone (no input device or sound server)";
+    app();
+    ASSERT_TRUE(waitFor([&] { return hotkeys->starts > 0; }));
+    ASSERT_EQ(app().desktopProblems().size(), 1);
+    const QString hotkey = app().desktopProblems().first();
+    EXPECT_TRUE(hotkey.contains("Hotkey taken: another program already uses Control-/."))
+        << hotkey.toStdString();
+    EXPECT_TRUE(hotkey.contains("Free it in the other program's settings")) << hotkey.toStdString();
+
+    recorder->result = recordingWithEvents(0);
+    recordDraft();
+    const QString problems = app().desktopProblems().join('\n');
+    EXPECT_TRUE(problems.contains("No microphone (no input device or sound server). Connect a "
+                                  "microphone or start the sound server"))
+        << problems.toStdString();
+    EXPECT_EQ(app().desktopProblems().size(), 2);
+
+    app().closeSkillPanel();
+    narration->problemText.clear();
+    recordDraft();
+    EXPECT_EQ(app().desktopProblems(), QStringList{hotkey});
+}
+
 TEST_F(AppStateTest, ANewRecordingDropsAnOpenDraftWithoutAskingAndSilencesTheOldStream) {
     synthesis->finish = false;
     app().startRecording();

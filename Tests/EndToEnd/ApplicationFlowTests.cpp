@@ -1,7 +1,5 @@
-#include "AgentRunner/StandInRuntime.h"
+#include "ApplicationFlow.h"
 #include "DesktopApp.h"
-#include "DesktopDriver.h"
-#include "RunningApplication.h"
 #include "Support/AuditLogReader.h"
 #include "Support/LocalHttpServer.h"
 #include "Support/MessagesApi.h"
@@ -61,137 +59,6 @@ const QString kDraft =
                    "## Steps\n"
                    "1. Click the name field\n"
                    "2. Type the greeting\n");
-
-void pause(int ms) {
-    waitUntil([] { return false; }, ms);
-}
-
-QString screenshotDir() {
-    return qEnvironmentVariable("TAVRIK_SCREENSHOT_DIR");
-}
-
-// The whole screen as the user sees it, when pictures were asked for.
-void screenshot(const char* name) {
-    if (screenshotDir().isEmpty())
-        return;
-    QDir().mkpath(screenshotDir());
-    pause(250); // let the last frame be painted
-    QGuiApplication::primaryScreen()->grabWindow(0).save(screenshotDir() + "/" + name + ".png");
-}
-
-Skill librarySkill(const QString& name, const QMap<QString, QString>& examples, bool destructive) {
-    Skill skill;
-    skill.name = name;
-    skill.trigger = name.toLower();
-    skill.summary = QStringLiteral("Set up before the test.");
-    for (auto it = examples.begin(); it != examples.end(); ++it) {
-        Parameter parameter;
-        parameter.name = it.key();
-        parameter.prompt = it.key();
-        parameter.exampleValue = it.value();
-        skill.parameters << parameter;
-    }
-    PlanStep step;
-    step.intent = destructive ? QStringLiteral("Delete every file in the trash")
-                              : QStringLiteral("Wait until the build is done");
-    step.isDestructive = destructive;
-    skill.plan << step;
-    return skill;
-}
-
-class ApplicationFlow : public testing::Test {
-protected:
-    void SetUp() override {
-        if (qEnvironmentVariableIsEmpty("DISPLAY"))
-            GTEST_SKIP()
-                << "needs an X display with an accessibility bus (scripts/virtual-desktop)";
-        // Not a skip: a run without it would pass while testing nothing.
-        ASSERT_TRUE(runtime.isUsable())
-            << "runtime/node_modules is missing: run scripts/build-runtime (make test does)";
-        ASSERT_TRUE(desktop.isOpen());
-        Analytics::setOptedOut(true); // answered at an earlier launch, so no welcome window
-    }
-
-    QProcessEnvironment environment() const {
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert("ANTHROPIC_BASE_URL", model.baseUrl());
-        env.insert("ANTHROPIC_API_KEY", "sk-ant-local");
-        // Nothing leaves the machine: the update check and analytics meet a closed local port.
-        env.insert("TAVRIK_WEB_HOST", "http://127.0.0.1:9");
-        env.insert("TAVRIK_ANALYTICS_HOST", "http://127.0.0.1:9");
-        env.insert("TAVRIK_RUNTIME_DIR", runtime.path());
-        return env;
-    }
-
-    void doubleTapControl() {
-        desktop.tap(XK_Control_L, 2);
-        desktop.sync();
-    }
-
-    void type(const QString& text) {
-        for (const QChar c : text) {
-            const unsigned long keysym =
-                c == u' ' ? XK_space : XStringToKeysym(QString(c.toLower()).toLatin1());
-            if (c.isUpper())
-                desktop.chord({XK_Shift_L}, keysym);
-            else
-                desktop.tap(keysym);
-        }
-        desktop.sync();
-        pause(150);
-    }
-
-    void clickAt(QPoint at) {
-        desktop.moveTo(at.x(), at.y());
-        pause(250); // the pill opens under a resting pointer before it takes clicks
-        desktop.click(1);
-        desktop.sync();
-        pause(200);
-    }
-
-    void openPaletteAndCast(RunningApplication& app, const QString& query) {
-        desktop.chord({XK_Control_L}, XK_slash);
-        // Typing goes where the keyboard is: wait until the palette's field has it.
-        ASSERT_TRUE(waitUntil([&] {
-            const std::optional<AccessibleNode> palette = app.window("Tavrik Palette");
-            return palette && focusedTextField(*palette);
-        })) << "the palette did not open with the keyboard";
-        type(query);
-        screenshot(qPrintable("e2e-palette-" + query));
-        desktop.tap(XK_Return);
-        desktop.sync();
-    }
-
-    // Every text the skill panel's labels show until `done`, gathered as they change.
-    QSet<QString> panelTextsUntil(RunningApplication& app, const std::function<bool()>& done,
-                                  int timeoutMs) {
-        QSet<QString> seen;
-        waitUntil(
-            [&] {
-                if (std::optional<AccessibleNode> pill = app.pill()) {
-                    findNode(*pill, [&](const AccessibleNode& node) {
-                        if (node.role() == "label")
-                            seen.insert(node.name());
-                        return false;
-                    });
-                }
-                return done();
-            },
-            timeoutMs);
-        return seen;
-    }
-
-    static bool anyContains(const QSet<QString>& texts, const QString& part) {
-        return std::any_of(texts.begin(), texts.end(),
-                           [&](const QString& t) { return t.contains(part); });
-    }
-
-    TempSupportFolder support;
-    TempSettings settings;
-    LocalHttpServer model;
-    StandInRuntime runtime;
-    DesktopDriver desktop;
-};
 
 // Record a demonstration in a GTK form, watch the draft stream in, rename and save it, then
 // cast it from the palette and follow its run to the audit log.
@@ -399,6 +266,74 @@ TEST_F(ApplicationFlow, TheCommandLineDrivesTheRunningApplication) {
     std::tie(status, err) = tavrik({"cast", "/no-such-skill", "--in-app"});
     EXPECT_EQ(status, 1);
     EXPECT_TRUE(err.startsWith("tavrik: ")) << err.toStdString();
+}
+
+// Tab on a skill with parameters opens its form in the palette; Return casts with the value typed
+// there, and that value is what the runtime receives.
+TEST_F(ApplicationFlow, ThePaletteFormCastsWithTheTypedValue) {
+    ASSERT_FALSE(SkillStore().save(
+        librarySkill("Greet someone", {{"echo", "1"}, {"who", "nobody"}}, false)));
+    RunningApplication app(environment());
+    ASSERT_TRUE(app.waitForPillStatus("Ready", 10000)) << "the pill never came up";
+    openPalette(app, "greet");
+    desktop.tap(XK_Tab);
+    desktop.sync();
+    // One field per parameter, labelled with its prompt and filled with its example.
+    const std::optional<AccessibleNode> who = app.waitFor("text", "who");
+    ASSERT_TRUE(who) << "no field for the parameter";
+    EXPECT_EQ(who->text(), "nobody");
+    desktop.tap(XK_Tab);
+    desktop.sync();
+    ASSERT_TRUE(waitUntil([&] { return who->isFocused(); })) << "Tab does not reach the field";
+    type("Ada Lovelace");
+    ASSERT_TRUE(waitUntil([&] { return who->text() == "Ada Lovelace"; }))
+        << who->text().toStdString();
+    screenshot("e2e-palette-form");
+    desktop.tap(XK_Return);
+    desktop.sync();
+
+    // The stand-in runtime prints each argument it was started with; the panel shows its lines
+    // and keeps them with the outcome.
+    ASSERT_TRUE(waitUntil([] { return !readAuditLog().isEmpty(); }, 60000)) << "the cast never ran";
+    EXPECT_EQ(readAuditLog().first().skill, "Greet someone");
+    const std::optional<AccessibleNode> echoed = app.waitFor(
+        [](const AccessibleNode& n) { return n.role() == "label" && n.name().contains("who="); });
+    ASSERT_TRUE(echoed) << "the runtime's lines never showed";
+    EXPECT_TRUE(echoed->name().contains("who=Ada Lovelace")) << echoed->name().toStdString();
+    EXPECT_FALSE(echoed->name().contains("who=nobody"))
+        << "the example was cast, not the typed value";
+}
+
+// Another program holds the palette's shortcut and the microphone gives nothing: the main window
+// says both in plain words, with what to do.
+TEST_F(ApplicationFlow, AHeldShortcutAndAMissingMicrophoneAreShownInTheMainWindow) {
+    Display* display = desktop.display();
+    const KeyCode slash = XKeysymToKeycode(display, XK_slash);
+    XGrabKey(display, slash, ControlMask, DefaultRootWindow(display), True, GrabModeAsync,
+             GrabModeAsync);
+    XSync(display, False);
+    QProcessEnvironment env = environment();
+    env.insert("TAVRIK_NARRATION_WAV", support.path() + "/no-microphone.wav");
+    RunningApplication app(env);
+    ASSERT_TRUE(app.waitForPillStatus("Ready", 10000)) << "the pill never came up";
+    EXPECT_TRUE(app.waitFor([](const AccessibleNode& n) {
+        return n.role() == "label" && n.name().contains("another program already uses Control-/") &&
+               n.name().contains("Free it in the other program's settings");
+    })) << "the held shortcut is not shown";
+
+    ASSERT_EQ(runTavrik({"record"}), 0);
+    ASSERT_TRUE(app.waitForPillStatus("Recording…"));
+    ASSERT_EQ(runTavrik({"record"}), 0);
+    EXPECT_TRUE(app.waitFor(
+        [](const AccessibleNode& n) {
+            return n.role() == "label" && n.name().contains("Nothing you said was recorded") &&
+                   n.name().contains("Connect a microphone");
+        },
+        10000))
+        << "the missing microphone is not shown";
+    screenshot("e2e-desktop-problems");
+    XUngrabKey(display, slash, ControlMask, DefaultRootWindow(display));
+    XSync(display, False);
 }
 
 // The first launch asks for the key and whether to send usage statistics; nothing is sent before

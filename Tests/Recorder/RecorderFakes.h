@@ -43,6 +43,7 @@ public:
         nestedLoop();
         return focused;
     }
+    void hover(Point at) override { hovered.append(at); }
     QList<Rect> secureFieldRects() override { return secureRects; }
     std::optional<FrontmostApplication> frontmostApplication() override { return frontmost; }
     bool isAvailable() const override { return true; }
@@ -59,6 +60,7 @@ public:
     QList<Rect> secureRects;
     std::optional<FrontmostApplication> frontmost;
     int targetCalls = 0;
+    QList<Point> hovered;
 };
 
 // Keeps every capture request. Captures succeed at once with the requested size, unless the
@@ -121,6 +123,14 @@ template <typename T> bool waitFor(const QFuture<T>& future, int timeoutMs = 300
     while (!future.isFinished() && !deadline.hasExpired())
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
     return future.isFinished();
+}
+
+// Runs the event loop until `done` holds or the time is up.
+inline bool waitUntil(const std::function<bool()>& done, int timeoutMs = 3000) {
+    QDeadlineTimer deadline(timeoutMs);
+    while (!done() && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    return done();
 }
 
 } // namespace tavrik::test

@@ -446,6 +446,18 @@ TEST_F(RecorderTest, FailedCapturesLeaveGapsAndEventsAreRenumbered) {
     EXPECT_EQ(r.events[4].frameIndex, 1);
 }
 
+// Where the pointer comes to rest, the resolver reads ahead of a press; it is not asked at every
+// point the pointer passes.
+TEST_F(RecorderTest, APointerAtRestIsReadWhereItStopped) {
+    recorder->start();
+    emit monitor->mouseMoved({10, 10});
+    emit monitor->mouseMoved({20, 20});
+    emit monitor->mouseMoved({30, 30});
+    ASSERT_TRUE(waitUntil([&] { return !resolver->hovered.isEmpty(); }));
+    ASSERT_EQ(resolver->hovered.size(), 1);
+    EXPECT_EQ(resolver->hovered[0], (Point{30, 30}));
+}
+
 TEST_F(RecorderTest, StopWaitsForPendingFrames) {
     capturer->hold = true;
     recorder->start();

@@ -164,6 +164,19 @@ TEST_F(SignUp, TypingFallsBackToKeysWhenTheFieldRefusesText) {
     EXPECT_EQ(desktop.find(QStringLiteral("Name"))->value, QStringLiteral("Ada Lovelace"));
 }
 
+// A calculator's digits typed while one of its buttons has the keyboard: keys to the window, and
+// the button holds no text that could show them.
+TEST_F(SignUp, TypingAtAButtonSendsKeysWithoutReadingItBack) {
+    PlanStep typed =
+        recordedStep(0, ActionType::keystroke, *desktop.find(QStringLiteral("Save")), window);
+    typed.text = QStringLiteral("30");
+    desktop.find(QStringLiteral("Save"))->focused = true;
+    skill.plan = {typed};
+    ASSERT_TRUE(run({})) << lines.join(u'\n').toStdString();
+    EXPECT_EQ(desktop.log.filter(QStringLiteral("type")), QStringList{QStringLiteral("type 30")});
+    EXPECT_TRUE(desktop.log.filter(QStringLiteral("insert")).isEmpty());
+}
+
 TEST_F(SignUp, ChecksEveryStepWithoutActing) {
     desktop.elementList.removeLast();
     ReplayEngine engine(desktop, desktop, desktop);

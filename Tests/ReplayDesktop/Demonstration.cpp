@@ -48,11 +48,38 @@ void Demonstration::click(Point at) {
     settle();
 }
 
+// A click with no hold at all, after the pointer rested on the target as a person's does.
+void Demonstration::quickClick(Point at) {
+    m_desktop.moveTo(int(at.x), int(at.y));
+    m_desktop.sync();
+    settle();
+    m_desktop.button(1, true);
+    m_desktop.button(1, false);
+    m_desktop.sync();
+    settle();
+}
+
 void Demonstration::type(const QString& text) {
+    struct Punctuation {
+        char c;
+        unsigned long keysym;
+        bool shifted;
+    };
+    // As on a US keyboard.
+    static constexpr Punctuation punctuation[] = {
+        {' ', XK_space, false}, {'/', XK_slash, false}, {'.', XK_period, false},
+        {'-', XK_minus, false}, {'_', XK_minus, true},  {'=', XK_equal, false},
+        {'+', XK_equal, true},
+    };
     for (const QChar c : text) {
-        const unsigned long keysym =
-            c == u' ' ? XK_space : XStringToKeysym(QString(c).toLatin1().constData());
-        if (c.isUpper())
+        unsigned long keysym = XStringToKeysym(QString(c).toLatin1().constData());
+        bool shifted = c.isUpper();
+        for (const Punctuation& p : punctuation)
+            if (c == QLatin1Char(p.c)) {
+                keysym = p.keysym;
+                shifted = p.shifted;
+            }
+        if (shifted)
             m_desktop.chord({XK_Shift_L}, keysym);
         else
             m_desktop.tap(keysym);

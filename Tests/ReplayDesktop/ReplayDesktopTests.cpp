@@ -1,6 +1,7 @@
 #include "ChromiumPage.h"
 #include "Demonstration.h"
 #include "DesktopDriver.h"
+#include "ReplayProcess.h"
 #include "Support/LocalHttpServer.h"
 #include "Support/MessagesApi.h"
 #include "Support/ScopedEnvironment.h"
@@ -37,6 +38,8 @@
 // clang-format on
 
 using namespace tavrik;
+using tavrik::test::replay;
+using tavrik::test::ReplayResult;
 using tavrik::test::TaskApp;
 using tavrik::test::waitUntil;
 
@@ -59,31 +62,6 @@ Fills in the order form and saves it.
 
 void settle(int ms = 450) {
     waitUntil([] { return false; }, ms);
-}
-
-struct ReplayResult {
-    int exitCode = -1;
-    QStringList lines;
-};
-
-// `tavrik replay` as a cast runs it: its own process, values as arguments, secrets on stdin.
-ReplayResult replay(const QString& folder, const QStringList& values,
-                    const QMap<qsizetype, QString>& secrets) {
-    QProcess process;
-    QStringList arguments{QStringLiteral("replay"), folder};
-    arguments += values;
-    if (!secrets.isEmpty())
-        arguments.append(QStringLiteral("--secrets-on-stdin"));
-    process.start(QStringLiteral(TAVRIK_EXECUTABLE_PATH), arguments);
-    process.waitForStarted();
-    if (!secrets.isEmpty())
-        process.write(ReplaySecrets::encode(secrets));
-    process.closeWriteChannel();
-    ReplayResult result;
-    waitUntil([&] { return process.state() == QProcess::NotRunning; }, 120000);
-    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    result.lines = QString::fromUtf8(process.readAll()).split(u'\n', Qt::SkipEmptyParts);
-    return result;
 }
 
 class ReplayDesktop : public testing::TestWithParam<TaskApp::Toolkit> {
@@ -432,6 +410,46 @@ TEST_P(ReplayDesktop, ADialogTaskIsRecordedInTheDialogAndReplays) {
         ASSERT_TRUE(saved) << result.lines.join(u'\n').toStdString();
         EXPECT_EQ(saved->value("colour").toString(), QStringLiteral("blue"));
     }
+}
+
+// A press and release with no pause between them on a dialog's button: the dialog is gone by the
+// time the recorder reads the press, which still lands on the button the pointer rested on.
+TEST_P(ReplayDesktop, AQuickClickThatClosesADialogIsRecordedOnItsButton) {
+    const TaskApp::Toolkit toolkit = GetParam();
+    std::unique_ptr<DesktopActor> actor = DesktopBackend::createDesktopActor();
+    TaskApp app(toolkit);
+    ASSERT_TRUE(app.started());
+    ASSERT_TRUE(waitForRole(app.centre("choose"), QStringLiteral("push button")));
+    test::Demonstration demonstration(desktop);
+    demonstration.start();
+    demonstration.click(app.centre("choose"));
+    const std::optional<Rect> blue = test::Demonstration::find(
+        *actor, QStringLiteral("push button"), QStringLiteral("Blue"), 15000);
+    ASSERT_TRUE(blue);
+    const Point bluePoint{blue->origin.x + blue->size.width / 2,
+                          blue->origin.y + blue->size.height / 2};
+    ASSERT_TRUE(waitUntil(
+        [&] {
+            const std::optional<AXTarget> t = probe->target(bluePoint);
+            return t && t->axTitle == QStringLiteral("Blue");
+        },
+        15000));
+    demonstration.quickClick(bluePoint);
+    // The dialog closed on that click, before anything else happened.
+    ASSERT_TRUE(waitUntil(
+        [&] {
+            const std::optional<AXTarget> t = probe->target(bluePoint);
+            return t && t->windowTitle != QStringLiteral("Pick a Colour");
+        },
+        5000));
+    const std::optional<Skill> skill = demonstration.save(QString::fromUtf8(kSkillText));
+    ASSERT_TRUE(skill);
+    ASSERT_EQ(skill->plan.size(), 2);
+    const std::optional<AXTarget>& pressed = skill->plan[1].target;
+    ASSERT_TRUE(pressed);
+    EXPECT_EQ(pressed->axRole, QStringLiteral("push button"));
+    EXPECT_EQ(pressed->axTitle, QStringLiteral("Blue"));
+    EXPECT_EQ(pressed->windowTitle, QStringLiteral("Pick a Colour"));
 }
 
 // Esc ends a cast's process group: a replay stopped halfway types nothing more.

@@ -1,8 +1,11 @@
 #include "TavrikCore/Hotkeys/KeyCodes.h"
 #include "TavrikPlatform/Wayland/AccessiblePointer.h"
+#include "TavrikPlatform/Wayland/ClickInference.h"
 #include "TavrikPlatform/Wayland/CoordinateMapper.h"
 #include "TavrikPlatform/Wayland/GnomeShellWindows.h"
+#include "TavrikPlatform/Wayland/SwayHotkeys.h"
 #include "TavrikPlatform/Wayland/SwayIpc.h"
+#include "TavrikPlatform/Wayland/SwayPointer.h"
 #include "TavrikPlatform/Wayland/SwayWindowLocator.h"
 #include "TavrikPlatform/Wayland/WaylandDesktop.h"
 #include "TavrikPlatform/Wayland/WaylandWindows.h"
@@ -277,9 +280,116 @@ TEST(WaylandDesktop, SaysWhatIsMissingAndHowToGetIt) {
     const QString bareSway = WaylandDesktop::missing({true, false, false}).join(u'\n');
     EXPECT_TRUE(bareSway.contains(QStringLiteral("install the grim package")));
     EXPECT_TRUE(bareSway.contains(QStringLiteral("install the wtype package")));
-    const QStringList fullSway = WaylandDesktop::missing({true, true, true});
-    ASSERT_EQ(fullSway.size(), 1); // the pointer, which no wlroots client can drive
-    EXPECT_TRUE(fullSway.first().contains(QStringLiteral("pointer")));
+    EXPECT_TRUE(WaylandDesktop::missing({true, true, true}).isEmpty());
+}
+
+// What a demonstration shows accessibility, in order, and which of it were clicks.
+TEST(ClickInference, ClicksAreToldFromKeysAndFromTheApplication) {
+    using Change = ClickInference::Change;
+    int name = 0;
+    int notes = 0;
+    int box = 0;
+    int row = 0;
+    int other = 0;
+    ClickInference clicks;
+    // Typing does not move the focus: the next focus is a click.
+    EXPECT_TRUE(clicks.isClick(&name, Change::focused));
+    // The same focus reported again (toolkits send it in two forms) is no second click.
+    EXPECT_FALSE(clicks.isClick(&name, Change::focused));
+    clicks.key(KeyCodes::a, 0);
+    EXPECT_TRUE(clicks.isClick(&notes, Change::focused));
+    // Tab moves it; so do shortcuts and mnemonics.
+    clicks.key(KeyCodes::tab, 0);
+    EXPECT_FALSE(clicks.isClick(&name, Change::focused));
+    clicks.key(KeyCodes::s, ModifierFlags::alt);
+    EXPECT_FALSE(clicks.isClick(&notes, Change::focused));
+    // A click on a box without the focus: focus, then checked, one click.
+    EXPECT_TRUE(clicks.isClick(&box, Change::focused));
+    EXPECT_FALSE(clicks.isClick(&box, Change::checked));
+    // Clicked again where it has the focus: only the state changes.
+    EXPECT_TRUE(clicks.isClick(&box, Change::checked));
+    EXPECT_TRUE(clicks.isClick(&box, Change::checked));
+    // Space toggles it from the keyboard.
+    clicks.key(KeyCodes::space, 0);
+    EXPECT_FALSE(clicks.isClick(&box, Change::checked));
+    // Tabbed onto, then clicked: the state change is the click.
+    clicks.key(KeyCodes::tab, 0);
+    EXPECT_FALSE(clicks.isClick(&box, Change::focused));
+    EXPECT_TRUE(clicks.isClick(&box, Change::checked));
+    // Arrows move focus and selection together.
+    clicks.key(KeyCodes::downArrow, 0);
+    EXPECT_FALSE(clicks.isClick(&row, Change::focused));
+    EXPECT_FALSE(clicks.isClick(&row, Change::selected));
+    // A click on a row: its focus and its selection are one click; another row's is another.
+    EXPECT_TRUE(clicks.isClick(&other, Change::focused));
+    EXPECT_FALSE(clicks.isClick(&other, Change::selected));
+    EXPECT_TRUE(clicks.isClick(&row, Change::selected));
+    // A window that opens focuses its first field by itself.
+    clicks.windowActivated();
+    EXPECT_FALSE(clicks.isClick(&name, Change::focused));
+    EXPECT_TRUE(clicks.isClick(&notes, Change::focused));
+}
+
+TEST(SwayPointer, GesturesBecomeOneRunOfCursorCommands) {
+    EXPECT_EQ(SwayPointer::clickCommands(Point{10.4, 20.6}, SyntheticInput::Button::left, 1),
+              (QStringList{"seat - cursor set 10 21", "seat - cursor press button1",
+                           "seat - cursor release button1"}));
+    const QStringList twice =
+        SwayPointer::clickCommands(Point{5, 5}, SyntheticInput::Button::right, 2);
+    EXPECT_EQ(twice.count(QStringLiteral("seat - cursor press button3")), 2);
+    EXPECT_EQ(twice.last(), QStringLiteral("seat - cursor release button3"));
+
+    // A drag moves through the way between, the button held, and ends where asked.
+    const QStringList drag = SwayPointer::dragCommands(Point{0, 0}, Point{100, 0});
+    EXPECT_EQ(drag.mid(0, 2),
+              (QStringList{"seat - cursor set 0 0", "seat - cursor press button1"}));
+    EXPECT_GE(drag.size(), 7);
+    EXPECT_EQ(drag.mid(drag.size() - 2),
+              (QStringList{"seat - cursor set 100 0", "seat - cursor release button1"}));
+    EXPECT_EQ(SwayPointer::dragCommands(Point{0, 0}, Point{1e6, 0}).size(), 2 + 50 + 1);
+
+    // Wheel steps: down and right are positive.
+    EXPECT_EQ(SwayPointer::scrollCommands(Point{1, 2}, 0, 2),
+              (QStringList{"seat - cursor set 1 2", "seat - cursor press button5",
+                           "seat - cursor press button5"}));
+    EXPECT_EQ(SwayPointer::scrollCommands(Point{1, 2}, -1, -1).mid(1),
+              (QStringList{"seat - cursor press button4", "seat - cursor press button6"}));
+
+    // Every command of the run must have succeeded.
+    const auto reply = [](const char* json) { return QJsonDocument::fromJson(json); };
+    EXPECT_TRUE(SwayPointer::succeeded(reply(R"([{"success":true},{"success":true}])"), 2));
+    EXPECT_FALSE(SwayPointer::succeeded(
+        reply(R"([{"success":true},{"success":false,"error":"no pointer"}])"), 2));
+    EXPECT_FALSE(SwayPointer::succeeded(reply(R"([{"success":true}])"), 2));
+}
+
+TEST(SwayHotkeys, BindingsRunTavrikAndConflictsAreFoundWhateverTheSpelling) {
+    const QList<SwayHotkeys::Binding> plain =
+        SwayHotkeys::bindings(QStringLiteral("/usr/bin/tavrik"));
+    ASSERT_FALSE(plain.isEmpty());
+    EXPECT_EQ(plain.first().keys, QStringLiteral("ctrl+slash"));
+    EXPECT_EQ(plain.first().command, QStringLiteral("exec /usr/bin/tavrik palette"));
+    // sway strips quotes twice on the way to the shell: such a path is heard instead.
+    const QList<SwayHotkeys::Binding> spaced =
+        SwayHotkeys::bindings(QStringLiteral("/opt/my apps/tavrik"));
+    EXPECT_EQ(spaced.first().command, QStringLiteral("nop tavrik-palette"));
+    EXPECT_EQ(SwayHotkeys::tagOf(R"({"binding":{"command":"nop tavrik-palette"}})"),
+              spaced.first().command);
+
+    const QString config = QStringLiteral("set $mod Mod4\n"
+                                          "bindsym $mod+Return exec foot\n"
+                                          "  bindsym --to-code Slash+Control exec rofi\n"
+                                          "# bindsym ctrl+slash exec commented\n"
+                                          "bindsym ctrl+shift+slash exec other\n");
+    EXPECT_EQ(SwayHotkeys::conflicts(config, QStringLiteral("ctrl+slash")),
+              QStringList{QStringLiteral("bindsym --to-code Slash+Control exec rofi")});
+    EXPECT_TRUE(SwayHotkeys::conflicts(config, QStringLiteral("Control_L")).isEmpty());
+
+    EXPECT_EQ(SwayHotkeys::tagOf(R"({"change":"run","binding":{"command":"nop tavrik-escape"}})"),
+              QStringLiteral("nop tavrik-escape"));
+    EXPECT_TRUE(
+        SwayHotkeys::tagOf(R"({"change":"run","binding":{"command":"exec foot"}})").isEmpty());
+    EXPECT_TRUE(SwayHotkeys::tagOf("not json").isEmpty());
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "NativeForm.h"
+#include "Support/ScopedEnvironment.h"
 #include "Support/TempSupportFolder.h"
 #include "TavrikCore/Hotkeys/KeyCodes.h"
 #include "TavrikCore/Replay/ReplaySecrets.h"
@@ -11,6 +12,7 @@
 #include "TavrikPlatform/Wayland/SwayIpc.h"
 #include "TavrikPlatform/Wayland/SwayWindowLocator.h"
 #include "TavrikPlatform/Wayland/WaylandDesktop.h"
+#include "WaylandSession.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -22,17 +24,15 @@
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
-// These run inside scripts/wayland-session (ctest registers them under weston and under sway);
-// elsewhere they are skipped.
 namespace tavrik {
 namespace {
 
 using test::NativeForm;
+using test::replay;
+using test::ReplayResult;
+using test::underSway;
 using test::waitFor;
-
-bool underSway() {
-    return !wayland::SwayIpc::socketFromEnvironment().isEmpty();
-}
+using test::WaylandSession;
 
 bool underGnome() {
     return wayland::GnomeShellWindows::isOffered();
@@ -46,53 +46,32 @@ std::optional<wayland::CompositorWindow> placedWindowOf(qint64 pid) {
     return wayland::GnomeShellWindows().windowOfProcess(pid);
 }
 
-class WaylandSession : public testing::Test {
-protected:
-    void SetUp() override {
-        if (qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
-            GTEST_SKIP() << "needs a Wayland session (scripts/wayland-session)";
-    }
-
-    std::optional<LiveWindow> windowOf(const QString& appID) {
-        std::optional<LiveWindow> found;
-        waitFor(
-            [&] {
-                for (const LiveWindow& w : actor->windows())
-                    if (w.appID == appID)
-                        found = w;
-                return found.has_value();
-            },
-            15000);
-        return found;
-    }
-
-    std::optional<LiveElement> element(const LiveWindow& window, const QString& role,
-                                       const QString& name = {}) {
-        for (const LiveElement& e : actor->elements(window, role, 200))
-            if (name.isEmpty() || e.name == name)
-                return e;
-        return std::nullopt;
-    }
-
-    std::unique_ptr<DesktopActor> actor = DesktopBackend::createDesktopActor();
-};
-
-// The session is Wayland whatever else is set, and each interface gets what this compositor
-// offers: sway window places, frames and keys; weston accessibility alone, said plainly.
+// The session is Wayland whatever else is set, X11's DISPLAY included, and each interface gets
+// what this compositor offers: under sway window places, frames, keys, the pointer, hotkeys and
+// input through accessibility; under weston accessibility alone, said plainly. The override
+// picks a backend outright.
 TEST_F(WaylandSession, TheBackendsFollowTheCompositor) {
+    const test::ScopedEnvironment display("DISPLAY", ":0");
     EXPECT_EQ(DesktopSession::current(), DesktopSession::Kind::wayland);
     EXPECT_FALSE(DesktopBackend::hasX11());
     EXPECT_TRUE(actor->isAvailable());
+    EXPECT_TRUE(DesktopBackend::createAXResolver()->isAvailable());
     const std::unique_ptr<SyntheticInput> input = DesktopBackend::createSyntheticInput();
     const std::unique_ptr<FrameCapturer> frames = DesktopBackend::createFrameCapturer();
+    const std::unique_ptr<InputMonitor> monitor = DesktopBackend::createInputMonitor();
+    EXPECT_TRUE(monitor->start()) << monitor->errorString().toStdString();
+    monitor->stop();
     const QString limits = DesktopSession::limitations(DesktopSession::Kind::wayland);
+    EXPECT_TRUE(limits.contains(QStringLiteral("not drags, scrolls")));
     if (underSway()) {
         EXPECT_TRUE(input->isAvailable());
-        EXPECT_FALSE(input->click(Point{10, 10}, SyntheticInput::Button::left, 1));
+        // Nothing is at the screen's corner, but sway's cursor went there and clicked.
+        EXPECT_TRUE(input->click(Point{1900, 1060}, SyntheticInput::Button::left, 1));
         ASSERT_TRUE(frames->isAvailable()) << frames->errorString().toStdString();
         ASSERT_EQ(frames->displays().size(), 1);
         EXPECT_EQ(frames->displays().first().frame, Rect(0, 0, 1920, 1080));
-        EXPECT_TRUE(limits.contains(QStringLiteral("pointer")));
+        const std::unique_ptr<HotkeyGrabber> hotkeys = DesktopBackend::createHotkeyGrabber();
+        EXPECT_TRUE(hotkeys->start()) << hotkeys->errorString().toStdString();
     } else if (underGnome()) {
         EXPECT_TRUE(wayland::GnomeShellWindows().isReachable());
         EXPECT_FALSE(frames->isAvailable());
@@ -102,6 +81,14 @@ TEST_F(WaylandSession, TheBackendsFollowTheCompositor) {
         EXPECT_FALSE(frames->isAvailable());
         EXPECT_TRUE(limits.contains(QStringLiteral("accessibility only")));
     }
+    {
+        const test::ScopedEnvironment chosen("TAVRIK_DESKTOP_BACKEND", "null");
+        EXPECT_EQ(DesktopSession::current(), DesktopSession::Kind::none);
+        EXPECT_FALSE(DesktopBackend::createDesktopActor()->isAvailable());
+        EXPECT_FALSE(DesktopBackend::createInputMonitor()->start());
+    }
+    const test::ScopedEnvironment chosen("TAVRIK_DESKTOP_BACKEND", "x11");
+    EXPECT_TRUE(DesktopBackend::hasX11());
 }
 
 // Native windows carry the identity X11 gives the same programs, so recordings match; under
@@ -319,28 +306,6 @@ TEST_F(WaylandSession, GnomeShellTakesThePaletteShortcutAndGivesItBack) {
     hotkeys.stop();
     EXPECT_TRUE(second.start()) << second.errorString().toStdString();
     second.stop();
-}
-
-struct ReplayResult {
-    int exitCode = -1;
-    QString output;
-};
-
-ReplayResult replay(const QString& folder, const QStringList& values,
-                    const QMap<qsizetype, QString>& secrets) {
-    QProcess process;
-    process.start(QStringLiteral(TAVRIK_EXECUTABLE_PATH),
-                  QStringList{QStringLiteral("replay"), folder} + values +
-                      QStringList{QStringLiteral("--secrets-on-stdin")});
-    process.write(ReplaySecrets::encode(secrets));
-    process.closeWriteChannel();
-    ReplayResult result;
-    if (!process.waitForFinished(120000))
-        return result;
-    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    result.output =
-        QString::fromUtf8(process.readAllStandardOutput() + process.readAllStandardError());
-    return result;
 }
 
 // A skill recorded on X11 (the desktop tests' order, saved by them and checked in) replays into

@@ -420,6 +420,18 @@ MainWindow::MainWindow(AppState* app, QWidget* parent) : QWidget(parent), m_app(
     connect(m_quit, &QAction::triggered, this, &MainWindow::quitRequested);
     root->addLayout(header);
 
+    // What of the desktop does not work, so it is not only in the log.
+    m_problems = new QLabel;
+    m_problems->setObjectName(QStringLiteral("desktopProblems"));
+    m_problems->setWordWrap(true);
+    m_problems->setTextFormat(Qt::PlainText);
+    m_problems->setStyleSheet(
+        QStringLiteral("QLabel#desktopProblems { background: %1; color: %2; border-radius: 8px;"
+                       " padding: 8px 12px; }")
+            .arg(Theme::dangerSoft.name(), Theme::text.name()));
+    m_problems->hide();
+    root->addWidget(m_problems);
+
     m_body = new QStackedWidget;
     root->addWidget(m_body, 1);
 
@@ -514,6 +526,8 @@ MainWindow::MainWindow(AppState* app, QWidget* parent) : QWidget(parent), m_app(
     });
     connect(m_app, &AppState::skillsChanged, this, &MainWindow::refreshSkills);
     connect(m_app, &AppState::stateChanged, this, &MainWindow::refreshState);
+    connect(m_app, &AppState::desktopProblemsChanged, this, &MainWindow::refreshProblems);
+    refreshProblems();
     connect(m_app, &AppState::runOutcomeChanged, this, &MainWindow::showSelected);
     refreshSkills();
     refreshState();
@@ -554,6 +568,12 @@ void MainWindow::refreshSkills() {
             : QStringLiteral("%1 OF %2").arg(m_shown.size()).arg(all.size()));
     m_list->setCurrentRow(reselect);
     showSelected();
+}
+
+void MainWindow::refreshProblems() {
+    const QStringList problems = m_app->desktopProblems();
+    m_problems->setText(problems.join(QLatin1Char('\n')));
+    m_problems->setVisible(!problems.isEmpty());
 }
 
 void MainWindow::refreshState() {

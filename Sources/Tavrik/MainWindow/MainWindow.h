@@ -53,11 +53,13 @@ public slots:
 private:
     void refreshSkills();
     void refreshState();
+    void refreshProblems();
     void confirmDelete(const Skill& skill);
     void reviewRepair(bool accept);
 
     AppState* m_app;
     QLabel* m_status;
+    QLabel* m_problems;
     QLineEdit* m_search;
     QPushButton* m_record;
     QAction* m_preferences;

@@ -13,6 +13,7 @@
 #include <QLineEdit>
 #include <QPainter>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QVBoxLayout>
 
 namespace tavrik {
@@ -50,7 +51,19 @@ OnboardingWindow::OnboardingWindow(PermissionsManager* permissions, QWidget* par
     WindowStyle::apply(this);
     setFixedWidth(560);
 
-    auto* root = new QVBoxLayout(this);
+    // The questions scroll when the screen is shorter than they are (a large scale factor).
+    auto* outer = new QVBoxLayout(this);
+    outer->setContentsMargins(0, 0, 0, 0);
+    auto* scroll = new QScrollArea;
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    auto* body = new QWidget;
+    body->setObjectName(QStringLiteral("TavrikWindow"));
+    body->setAttribute(Qt::WA_StyledBackground);
+    scroll->setWidget(body);
+    outer->addWidget(scroll);
+    auto* root = new QVBoxLayout(body);
     root->setContentsMargins(32, 24, 32, 20);
     root->setSpacing(8);
     auto* mark = new QLabel;
@@ -116,6 +129,7 @@ OnboardingWindow::OnboardingWindow(PermissionsManager* permissions, QWidget* par
 
     connect(m_permissions, &PermissionsManager::statusesChanged, this, &OnboardingWindow::refresh);
     refresh();
+    resize(width(), body->sizeHint().height());
 }
 
 bool OnboardingWindow::isNeeded(const PermissionsManager& permissions) {

@@ -1,8 +1,10 @@
 #include "Tavrik/Palette/PaletteRows.h"
 
 #include "Tavrik/MainWindow/SkillIcon.h"
+#include "Tavrik/Palette/PaletteRowsAccessible.h"
 #include "Tavrik/Style/Theme.h"
 
+#include <QAccessible>
 #include <QMouseEvent>
 #include <QPainter>
 
@@ -20,6 +22,33 @@ PaletteRows::PaletteRows(const PaletteModel* model, QWidget* parent)
     setMouseTracking(true);
     setAttribute(Qt::WA_OpaquePaintEvent);
     setCursor(Qt::PointingHandCursor);
+    PaletteRowsAccessible::install();
+}
+
+QString PaletteRows::rowName(int row) const {
+    const QList<Skill>& skills = m_model->shownSkills();
+    if (row < 0 || row > skills.size())
+        return {};
+    if (row == skills.size())
+        return tr("Record a new skill");
+    const QString& name = skills.at(row).name;
+    return name.trimmed().isEmpty() ? tr("Untitled skill") : name;
+}
+
+QString PaletteRows::rowDescription(int row) const {
+    const QList<Skill>& skills = m_model->shownSkills();
+    if (row < 0 || row > skills.size())
+        return {};
+    return row == skills.size() ? tr("or double-tap Ctrl") : skills.at(row).slashCommand();
+}
+
+void PaletteRows::refresh() {
+    update();
+    if (!QAccessible::isActive())
+        return;
+    QAccessibleEvent focus(this, QAccessible::Focus);
+    focus.setChild(selectedRow());
+    QAccessible::updateAccessibility(&focus);
 }
 
 bool PaletteRows::showsNoMatchNote() const {
@@ -125,7 +154,7 @@ void PaletteRows::paintEvent(QPaintEvent*) {
                          Qt::AlignVCenter, command);
         right -= commandWidth + 16;
 
-        const QString name = skill.name.trimmed().isEmpty() ? tr("Untitled skill") : skill.name;
+        const QString name = rowName(row);
         painter.setFont(nameFont);
         painter.setPen(Theme::text);
         painter.drawText(QRect(textLeft, r.top(), right - textLeft, r.height()), Qt::AlignVCenter,
@@ -158,11 +187,11 @@ void PaletteRows::paintEvent(QPaintEvent*) {
     painter.setFont(nameFont);
     painter.setPen(Theme::accent);
     painter.drawText(QRect(textLeft, r.top(), r.right() - textLeft, r.height()), Qt::AlignVCenter,
-                     tr("Record a new skill"));
+                     rowName(recordRow));
     painter.setFont(Theme::font(9));
     painter.setPen(Theme::tertiaryText);
     painter.drawText(QRect(textLeft, r.top(), r.right() - 12 - textLeft, r.height()),
-                     Qt::AlignVCenter | Qt::AlignRight, tr("or double-tap Ctrl"));
+                     Qt::AlignVCenter | Qt::AlignRight, rowDescription(recordRow));
 }
 
 void PaletteRows::mouseMoveEvent(QMouseEvent* event) {

@@ -25,6 +25,14 @@ public:
     // Row under a point, or -1 (the "no match" note and the gaps are no row).
     int rowAt(QPoint point) const;
     QRect rowRect(int row) const;
+    int rowCount() const { return m_model->rowCount(); }
+    int selectedRow() const { return m_model->selectedIndex(); }
+    // What a screen reader says for a row: the skill's name (or the record row's text), then its
+    // slash command.
+    QString rowName(int row) const;
+    QString rowDescription(int row) const;
+    // Repaints after the model changed and tells screen readers which row is selected now.
+    void refresh();
 
     QSize sizeHint() const override;
 

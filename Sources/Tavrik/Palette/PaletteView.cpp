@@ -74,7 +74,7 @@ PaletteView::PaletteView(QWidget* parent)
     connect(m_search, &QLineEdit::textChanged, this, [this](const QString& text) {
         m_model.setQuery(text);
         fitToContent();
-        m_rows->update();
+        m_rows->refresh();
     });
     connect(m_rows, &PaletteRows::rowClicked, this, &PaletteView::chooseRow);
     connect(m_close, &QPushButton::clicked, this, &PaletteView::dismiss);
@@ -86,7 +86,7 @@ PaletteView::PaletteView(QWidget* parent)
 void PaletteView::setSkills(QList<Skill> skills) {
     m_model.setSkills(std::move(skills));
     fitToContent();
-    m_rows->update();
+    m_rows->refresh();
 }
 
 void PaletteView::fitToContent() {
@@ -116,7 +116,7 @@ void PaletteView::present(QScreen* screen) {
 
 void PaletteView::move(int step) {
     m_model.move(step);
-    m_rows->update();
+    m_rows->refresh();
 }
 
 void PaletteView::activate() {

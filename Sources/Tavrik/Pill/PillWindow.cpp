@@ -2,13 +2,9 @@
 
 #include "Tavrik/Pill/SkillPanel.h"
 #include "Tavrik/Style/Theme.h"
-
-#ifdef TAVRIK_HAVE_X11
-#include "TavrikPlatform/X11/X11InputShape.h"
-#endif
+#include "TavrikPlatform/FloatingWindow.h"
 
 #include <QBitmap>
-#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPainter>
@@ -78,9 +74,11 @@ QPushButton* cardButton(const QString& text, bool primary, QWidget* parent) {
     const QColor background = primary ? Theme::accent : Theme::chip;
     button->setStyleSheet(
         QStringLiteral("QPushButton { background: %1; color: %2; border: none; border-radius: 7px;"
-                       " padding: 6px 9px; } QPushButton:hover { background: %3; }")
+                       " padding: 6px 9px; } QPushButton:hover { background: %3; }"
+                       " QPushButton:focus { border: 2px solid %4; }")
             .arg(background.name(), primary ? QStringLiteral("#ffffff") : Theme::text.name(),
-                 primary ? Theme::accent.darker(112).name() : Theme::divider.name()));
+                 primary ? Theme::accent.darker(112).name() : Theme::divider.name(),
+                 Theme::text.name()));
     return button;
 }
 
@@ -245,24 +243,13 @@ void PillWindow::setAcceptsMouse(bool accepts) {
 }
 
 void PillWindow::applyInputShape() {
-    if (!testAttribute(Qt::WA_WState_Created))
-        return;
-#ifdef TAVRIK_HAVE_X11
-    // On X the input shape is set directly: it changes in place, without remapping the window,
-    // and a window shape set later cannot bring input back behind our back.
-    if (QGuiApplication::platformName() == QLatin1String("xcb")) {
-        const QSize pixels = size() * devicePixelRatio();
-        x11::setInputShape(winId(),
-                           m_acceptsMouse ? QRegion(QRect(QPoint(0, 0), pixels)) : QRegion());
-        return;
-    }
-#endif
-    if (QWindow* handle = windowHandle())
-        handle->setFlag(Qt::WindowTransparentForInput, !m_acceptsMouse);
+    if (testAttribute(Qt::WA_WState_Created))
+        FloatingWindow::setTakesClicks(windowHandle(), m_acceptsMouse);
 }
 
 void PillWindow::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
+    FloatingWindow::prepare(windowHandle());
     applyInputShape();
 }
 

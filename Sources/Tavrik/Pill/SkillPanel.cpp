@@ -20,9 +20,10 @@ QString buttonStyle(const QColor& background, const QColor& foreground, const QC
                "QPushButton { background: %1; color: %2; border: none; border-radius: 7px;"
                " padding: 5px 14px; }"
                "QPushButton:hover { background: %3; }"
+               "QPushButton:focus { border: 2px solid %6; }"
                "QPushButton:disabled { background: %4; color: %5; }")
         .arg(background.name(), foreground.name(), hover.name(), Theme::chip.name(),
-             Theme::tertiaryText.name());
+             Theme::tertiaryText.name(), Theme::text.name());
 }
 
 QPushButton* makeButton(const QString& text, bool primary, QWidget* parent) {
@@ -39,6 +40,7 @@ QPushButton* makeButton(const QString& text, bool primary, QWidget* parent) {
 SkillPanel::SkillPanel(QWidget* parent) : QWidget(parent) {
     setObjectName(QStringLiteral("SkillPanel"));
     setAttribute(Qt::WA_OpaquePaintEvent);
+    setAccessibleName(tr("Skill panel"));
 
     m_badge = new QLabel(this);
     m_badge->setFont(Theme::font(8, QFont::DemiBold));

@@ -43,6 +43,7 @@ public:
         return started;
     }
     void setCasting(bool casting) override { m_engine->setCasting(casting); }
+    QString problem() const override { return m_engine->errorString(); }
 
 private:
     HotkeyEngine* m_engine;
@@ -64,6 +65,7 @@ public:
         });
         watcher->setFuture(m_recorder->stop());
     }
+    QString problem() const override { return m_recorder->errorString(); }
 
 private:
     std::unique_ptr<NarrationRecorder> m_recorder;

@@ -2,7 +2,9 @@
 
 #include "Tavrik/Style/Theme.h"
 
+#include <QKeyEvent>
 #include <QPushButton>
+#include <QScreen>
 #include <QStyle>
 #include <QWidget>
 
@@ -43,11 +45,58 @@ QScrollBar:vertical { background: transparent; width: 10px; margin: 2px; }
 QScrollBar::handle:vertical { background: %4; border-radius: 4px; min-height: 24px; }
 QScrollBar::add-line, QScrollBar::sub-line { height: 0; }
 QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }
+QPushButton:focus { border: 2px solid %6; }
+QPushButton[kind="primary"]:focus { border: 2px solid %2; }
 )")
         .arg(css(Theme::window), css(Theme::text), css(Theme::secondaryText), css(Theme::border),
              css(Theme::selection), css(Theme::accent), css(Theme::hover), css(Theme::tertiaryText),
              css(Theme::accent.darker(112)), css(Theme::danger), css(Theme::dangerSoft));
 }
+
+// Return presses the button that has the keyboard, as Space does, in windows that are no dialog.
+class ReturnPressesButton : public QObject {
+public:
+    using QObject::QObject;
+
+protected:
+    // A button ignores Return outside a dialog, so the key comes up to the window.
+    bool eventFilter(QObject*, QEvent* event) override {
+        if (event->type() != QEvent::KeyPress)
+            return false;
+        const int key = static_cast<QKeyEvent*>(event)->key();
+        auto* button = qobject_cast<QPushButton*>(static_cast<QWidget*>(parent())->focusWidget());
+        if ((key != Qt::Key_Return && key != Qt::Key_Enter) || !button || !button->isEnabled())
+            return false;
+        button->click();
+        return true;
+    }
+};
+
+// A window never larger than its screen, whatever the scale factor: its minimum and its size
+// give way when shown, and room is left for the frame the window manager adds.
+class FitsTheScreen : public QObject {
+public:
+    using QObject::QObject;
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() != QEvent::Show || watched != parent())
+            return false;
+        auto* window = static_cast<QWidget*>(watched);
+        const QScreen* screen = window->screen();
+        if (!screen)
+            return false;
+        const QSize room =
+            screen->availableGeometry().size() - QSize(frameAllowance, frameAllowance * 2);
+        window->setMinimumSize(window->minimumSize().boundedTo(room));
+        if (window->width() > room.width() || window->height() > room.height())
+            window->resize(window->size().boundedTo(room));
+        return false;
+    }
+
+private:
+    static constexpr int frameAllowance = 24;
+};
 
 } // namespace
 
@@ -56,6 +105,8 @@ void apply(QWidget* window) {
     window->setAttribute(Qt::WA_StyledBackground);
     window->setStyleSheet(sheet());
     window->setFont(Theme::font(10));
+    window->installEventFilter(new ReturnPressesButton(window));
+    window->installEventFilter(new FitsTheScreen(window));
 }
 
 void setKind(QPushButton* button, ButtonKind kind) {

@@ -29,6 +29,15 @@ Recorder::Recorder(std::unique_ptr<InputMonitor> monitor, std::unique_ptr<FrameC
       m_resolver(std::move(resolver)), m_store(store), m_clock(std::move(clock)) {
     if (!m_clock)
         m_clock = [] { return std::chrono::system_clock::now(); };
+    m_rest = new QTimer(this);
+    m_rest->setSingleShot(true);
+    m_rest->setInterval(restMs);
+    connect(m_rest, &QTimer::timeout, this, [this] {
+        dispatch([this] {
+            if (m_lastMousePoint && !m_gesture)
+                m_resolver->hover(*m_lastMousePoint);
+        });
+    });
 }
 
 Recorder::~Recorder() {
@@ -158,6 +167,7 @@ QFuture<std::optional<Recording>> Recorder::stop() {
 }
 
 void Recorder::beginStop() {
+    m_rest->stop();
     m_monitor->stop();
     for (const QMetaObject::Connection& c : m_connections)
         disconnect(c);
@@ -266,8 +276,13 @@ void Recorder::handleMouseDragged(Point point) {
     });
 }
 
+// A press is read once it reaches this thread, after the application may have acted on it and
+// on its release; where the pointer rests, the resolver reads ahead.
 void Recorder::handleMouseMoved(Point point) {
-    dispatch([=, this] { m_lastMousePoint = point; });
+    dispatch([=, this] {
+        m_lastMousePoint = point;
+        m_rest->start();
+    });
 }
 
 void Recorder::handleScroll(Point point, double deltaX, double deltaY) {

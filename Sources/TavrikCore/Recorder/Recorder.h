@@ -36,6 +36,8 @@ public:
     static constexpr double defaultDragThreshold = 6.0;
     // How long stop waits for outstanding captures before saving without them.
     static constexpr int defaultCaptureWaitMs = 10000;
+    // How long the pointer stays still before what is under it is read ahead of a press.
+    static constexpr int restMs = 60;
 
     // `clock` reads the wall clock; absent means the system's.
     Recorder(std::unique_ptr<InputMonitor> monitor, std::unique_ptr<FrameCapturer> capturer,
@@ -166,6 +168,7 @@ private:
     bool m_flushed = false;
     QFuture<std::optional<Recording>> m_stopFuture;
     QTimer* m_captureWait = nullptr;
+    QTimer* m_rest = nullptr;
     QList<QMetaObject::Connection> m_connections;
 };
 

@@ -419,14 +419,16 @@ ReplayEngine::Outcome ReplayEngine::actTyping(const PlanStep& step, const Locate
     const LiveElement& element = *where.element;
     if (!element.focused)
         m_actor.focus(element);
-    const bool readable = !element.secure;
+    // Keys typed at a button or a canvas (a calculator's digits) act on the window; no text of
+    // the element shows what they did.
+    const bool textual = element.editable || TargetMatcher::isTextRole(element.role);
+    const bool readable = !element.secure && textual;
     const std::optional<QString> before = readable ? m_actor.text(element) : std::nullopt;
     const auto arrived = [&] {
         const std::optional<QString> now = m_actor.text(element);
         return now && (now->contains(text) || (before && *now != *before));
     };
-    if ((element.editable || TargetMatcher::isTextRole(element.role)) &&
-        m_actor.insertText(element, text)) {
+    if (textual && m_actor.insertText(element, text)) {
         if (!readable || settle(arrived))
             return {};
     }

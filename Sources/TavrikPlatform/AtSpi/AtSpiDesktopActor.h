@@ -48,7 +48,7 @@ public:
 
 private:
     struct Private;
-    std::unique_ptr<Private> d;
+    std::unique_ptr<Private> d; // NOLINT(readability-identifier-naming): the private part
 };
 
 } // namespace tavrik::atspi

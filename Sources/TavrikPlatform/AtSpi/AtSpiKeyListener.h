@@ -4,7 +4,7 @@
 
 #include <QList>
 
-typedef struct _AtspiDeviceEvent AtspiDeviceEvent;
+typedef struct _AtspiDeviceEvent AtspiDeviceEvent; // NOLINT(bugprone-reserved-identifier)
 
 namespace tavrik::atspi {
 

@@ -84,6 +84,14 @@ public:
     bool stopped() const { return m_stopped; }
     bool unresponsive() const { return m_unresponsive; }
 
+    // Where the application's coordinates start on the screen, for a toolkit that reports them
+    // relative to its window (every toolkit on Wayland): extents come back global all the same.
+    void setOrigin(std::optional<Point> origin) { m_origin = origin; }
+    // A global point in the application's own coordinates, for its hit test.
+    Point local(Point global) const {
+        return m_origin ? Point{global.x - m_origin->x, global.y - m_origin->y} : global;
+    }
+
     template <typename F> auto call(F&& f) -> std::optional<decltype(f(nullptr))> {
         if (m_stopped) {
             return std::nullopt;
@@ -141,6 +149,10 @@ public:
         }
         Rect result((*rect)->x, (*rect)->y, (*rect)->width, (*rect)->height);
         g_free(*rect);
+        if (m_origin) {
+            result.origin.x += m_origin->x;
+            result.origin.y += m_origin->y;
+        }
         if (result.size.width <= 0 || result.size.height <= 0) {
             return std::nullopt;
         }
@@ -236,6 +248,7 @@ private:
     int m_budgetMs;
     QElapsedTimer m_clock;
     bool m_stopped = false;
+    std::optional<Point> m_origin;
     bool m_unresponsive = false;
 };
 

@@ -12,6 +12,7 @@
 #include <QElapsedTimer>
 #include <QHash>
 #include <algorithm>
+#include <cmath>
 #include <functional>
 #include <map>
 
@@ -54,8 +55,12 @@ struct AtSpiTree {
 
 struct AtSpiResolver::Private {
     Options options;
-    ClientWindows windows;
+    std::unique_ptr<WindowDirectory> windows;
+    bool onX11 = false;
     bool atspiReady = false;
+    // Each application's toolkit and name, which decide its identity and where its coordinates
+    // start where the window system does not make them global.
+    QHash<qint64, std::pair<QString, QString>> toolkits;
     // Applications by process id, refreshed from the desktop's children when one is missing.
     std::map<qint64, Accessible> applications;
     // Applications that did not answer a call, left alone until the deadline passes.
@@ -70,6 +75,13 @@ struct AtSpiResolver::Private {
         std::optional<QString> path;
     };
     std::map<unsigned long, Focus> lastFocused;
+    // What the resting pointer was last over, and in which window.
+    struct Hover {
+        Point at;
+        unsigned long window = 0;
+        AXTarget target;
+    };
+    std::optional<Hover> hover;
 
     bool stillFocused(AtspiAccessible* element, Query& query) {
         auto set = query.call([&](GError**) { return atspi_accessible_get_state_set(element); });
@@ -101,6 +113,29 @@ struct AtSpiResolver::Private {
         } else if (!found && !query.stopped()) {
             applications.erase(pid);
         }
+    }
+
+    // Names `window` as its application is named on X11 and makes the query's extents global.
+    void place(AtspiAccessible* app, ClientWindow& window, Query& query) {
+        // X gives windows their identity and global coordinates: nothing to ask.
+        if (onX11) {
+            return;
+        }
+        auto known = toolkits.constFind(*window.pid);
+        if (known == toolkits.constEnd()) {
+            const QString toolkit = takeString(
+                query.call([&](GError** e) { return atspi_accessible_get_toolkit_name(app, e); })
+                    .value_or(nullptr));
+            const QString name =
+                takeString(query.call([&](GError** e) { return atspi_accessible_get_name(app, e); })
+                               .value_or(nullptr));
+            if (query.stopped()) {
+                return;
+            }
+            known = toolkits.insert(*window.pid, {toolkit, name});
+        }
+        windows->nameApplication(window, known->first, known->second);
+        query.setOrigin(windows->accessibleOrigin(window, known->first));
     }
 
     AtspiAccessible* application(qint64 pid, Query& query) {
@@ -244,7 +279,7 @@ struct AtSpiResolver::Private {
     AXTarget windowOnlyTarget(const ClientWindow& window) {
         AXTarget target;
         target.appBundleID = window.appID();
-        target.appName = nonEmpty(windows.appName(window));
+        target.appName = nonEmpty(windows->appName(window));
         target.windowTitle = nonEmpty(window.title);
         // X knows the frame when the application did not answer in time (a loaded machine): a
         // pointer step keeps its place in the window and stays replayable.
@@ -385,9 +420,16 @@ struct AtSpiResolver::Private {
 
 AtSpiResolver::AtSpiResolver() : AtSpiResolver(Options{}) {}
 
-AtSpiResolver::AtSpiResolver(Options options) : d(std::make_unique<Private>()) {
+AtSpiResolver::AtSpiResolver(Options options)
+    : AtSpiResolver(std::make_unique<ClientWindows>(), options) {
+    d->onX11 = true;
+}
+
+AtSpiResolver::AtSpiResolver(std::unique_ptr<WindowDirectory> windows, Options options)
+    : d(std::make_unique<Private>()) {
     d->options = options;
-    if (d->windows.isOpen()) {
+    d->windows = std::move(windows);
+    if (d->windows->isOpen()) {
         const int status = atspi_init();
         d->atspiReady = status == 0 || status == 1;
         // No grace period for starting applications: a hang at start-up must not stall us either.
@@ -398,11 +440,41 @@ AtSpiResolver::AtSpiResolver(Options options) : d(std::make_unique<Private>()) {
 AtSpiResolver::~AtSpiResolver() = default;
 
 bool AtSpiResolver::isAvailable() const {
-    return d->windows.isOpen() && d->atspiReady;
+    return d->windows->isOpen() && d->atspiReady;
+}
+
+void AtSpiResolver::hover(Point at) {
+    d->hover.reset();
+    std::optional<ClientWindow> window = d->windows->topmostAt(at);
+    if (!window) {
+        return;
+    }
+    const unsigned long id = window->id;
+    if (std::optional<AXTarget> target = read(at, std::move(window)); target && target->axRole) {
+        d->hover = Private::Hover{at, id, std::move(*target)};
+    }
 }
 
 std::optional<AXTarget> AtSpiResolver::target(Point at) {
-    std::optional<ClientWindow> window = d->windows.topmostAt(at);
+    std::optional<ClientWindow> window = d->windows->topmostAt(at);
+    // A different window here than under the resting pointer: either one came up on top (the
+    // fresh read is right) or the hovered one closed since, at this very press (it is gone).
+    constexpr double samePoint = 3;
+    if (d->hover && std::abs(d->hover->at.x - at.x) <= samePoint &&
+        std::abs(d->hover->at.y - at.y) <= samePoint &&
+        (!window || window->id != d->hover->window)) {
+        const QList<ClientWindow> mapped = d->windows->clients();
+        const bool gone = std::none_of(mapped.cbegin(), mapped.cend(), [&](const ClientWindow& w) {
+            return w.id == d->hover->window;
+        });
+        if (gone) {
+            return d->hover->target;
+        }
+    }
+    return read(at, std::move(window));
+}
+
+std::optional<AXTarget> AtSpiResolver::read(Point at, std::optional<ClientWindow> window) {
     if (!window) {
         return std::nullopt;
     }
@@ -416,6 +488,9 @@ std::optional<AXTarget> AtSpiResolver::target(Point at) {
     AXTarget result = d->windowOnlyTarget(*window);
     bool found = false;
     if (AtspiAccessible* app = d->application(*window->pid, query)) {
+        d->place(app, *window, query);
+        result = d->windowOnlyTarget(*window);
+        const Point local = query.local(at);
         Accessible windowObject = d->windowAccessible(app, *window, query, at);
         found = windowObject != nullptr;
         if (windowObject) {
@@ -424,8 +499,8 @@ std::optional<AXTarget> AtSpiResolver::target(Point at) {
                 Accessible child(query
                                      .call([&](GError** e) {
                                          return atspi_component_get_accessible_at_point(
-                                             ATSPI_COMPONENT(element.get()), int(at.x), int(at.y),
-                                             ATSPI_COORD_TYPE_SCREEN, e);
+                                             ATSPI_COMPONENT(element.get()), int(local.x),
+                                             int(local.y), ATSPI_COORD_TYPE_SCREEN, e);
                                      })
                                      .value_or(nullptr));
                 if (!child || child.get() == element.get()) {
@@ -450,7 +525,7 @@ std::optional<AXTarget> AtSpiResolver::target(Point at) {
 }
 
 std::optional<AXTarget> AtSpiResolver::focusedTarget() {
-    std::optional<ClientWindow> window = d->windows.active();
+    std::optional<ClientWindow> window = d->windows->active();
     if (!window) {
         return std::nullopt;
     }
@@ -464,6 +539,8 @@ std::optional<AXTarget> AtSpiResolver::focusedTarget() {
     AXTarget result = d->windowOnlyTarget(*window);
     bool found = false;
     if (AtspiAccessible* app = d->application(*window->pid, query)) {
+        d->place(app, *window, query);
+        result = d->windowOnlyTarget(*window);
         Accessible windowObject = d->windowAccessible(app, *window, query, std::nullopt);
         found = windowObject != nullptr;
         if (windowObject) {
@@ -508,7 +585,7 @@ std::optional<AXTarget> AtSpiResolver::focusedTarget() {
 }
 
 QList<Rect> AtSpiResolver::secureFieldRects() {
-    std::optional<ClientWindow> window = d->windows.active();
+    std::optional<ClientWindow> window = d->windows->active();
     if (!window) {
         return {};
     }
@@ -520,6 +597,7 @@ QList<Rect> AtSpiResolver::secureFieldRects() {
     bool complete = false;
     bool found = false;
     if (AtspiAccessible* app = d->application(*window->pid, query)) {
+        d->place(app, *window, query);
         Accessible windowObject = d->windowAccessible(app, *window, query, std::nullopt);
         found = windowObject != nullptr;
         if (windowObject) {
@@ -560,13 +638,13 @@ QList<Rect> AtSpiResolver::secureFieldRects() {
 }
 
 std::optional<FrontmostApplication> AtSpiResolver::frontmostApplication() {
-    std::optional<ClientWindow> window = d->windows.active();
+    std::optional<ClientWindow> window = d->windows->active();
     if (!window) {
         return std::nullopt;
     }
     FrontmostApplication app;
     app.bundleID = window->appID();
-    app.appName = nonEmpty(d->windows.appName(*window));
+    app.appName = nonEmpty(d->windows->appName(*window));
     app.windowTitle = nonEmpty(window->title);
     app.pid = window->pid;
     return app;

@@ -1,14 +1,16 @@
 #pragma once
 
 #include "TavrikCore/Recorder/AXResolver.h"
+#include "TavrikPlatform/AtSpi/WindowDirectory.h"
 
 #include <memory>
 
 namespace tavrik::atspi {
 
-// AXResolver on AT-SPI2 (libatspi) with X11 window-manager state. X11 has no system-wide hit
-// test or z-order in the accessibility tree, so the topmost client window at a point (or the
-// active window) is found from X first; only its application is asked over the accessibility bus.
+// AXResolver on AT-SPI2 (libatspi) with window-manager state, X11's by default. X11 has no
+// system-wide hit test or z-order in the accessibility tree, so the topmost client window at a
+// point (or the active window) is found from X first; only its application is asked over the
+// accessibility bus.
 //
 // Each question (a target, the focus, the secure fields) has `timeoutMs` for all its
 // accessibility calls together; what could not be read within it is left out. An application
@@ -27,17 +29,25 @@ public:
 
     AtSpiResolver();
     explicit AtSpiResolver(Options options);
+    // Windows from another window system than X (Wayland), which may report coordinates relative
+    // to each window.
+    AtSpiResolver(std::unique_ptr<WindowDirectory> windows, Options options);
     ~AtSpiResolver() override;
 
     std::optional<AXTarget> target(Point at) override;
+    // Keeps the element under a resting pointer with its window: a later target() at that point
+    // whose window is no longer mapped answers with it.
+    void hover(Point at) override;
     std::optional<AXTarget> focusedTarget() override;
     QList<Rect> secureFieldRects() override;
     std::optional<FrontmostApplication> frontmostApplication() override;
     bool isAvailable() const override;
 
 private:
+    std::optional<AXTarget> read(Point at, std::optional<ClientWindow> window);
+
     struct Private;
-    std::unique_ptr<Private> d;
+    std::unique_ptr<Private> d; // NOLINT(readability-identifier-naming): the private part
 };
 
 } // namespace tavrik::atspi

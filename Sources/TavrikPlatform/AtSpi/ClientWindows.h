@@ -6,7 +6,7 @@
 #include <QString>
 #include <optional>
 
-struct _XDisplay;
+struct _XDisplay; // NOLINT(bugprone-reserved-identifier): Xlib's name
 
 namespace tavrik::atspi {
 

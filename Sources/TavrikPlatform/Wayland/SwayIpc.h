@@ -15,8 +15,12 @@ public:
         runCommand = 0,
         getWorkspaces = 1,
         getOutputs = 3,
+        subscribe = 2,
         getTree = 4,
-        getVersion = 7
+        getVersion = 7,
+        getConfig = 9,
+        getInputs = 100,
+        getSeats = 101
     };
 
     struct Message {

@@ -45,18 +45,15 @@ QStringList WaylandDesktop::missing(const Offer& offer) {
     if (!offer.sway) {
         return {QStringLiteral(
             "This Wayland desktop tells Tavrik neither where windows are nor what is on screen, "
-            "and takes no made-up keys from it: replay acts through accessibility only, and "
-            "steps that need a key press or a click at a place stop. Under sway all of this "
-            "works.")};
+            "and takes no made-up keys or clicks from it: recording and replay act through "
+            "accessibility only, and steps that need a key press or a click at a place stop. "
+            "Under sway all of this works.")};
     }
     QStringList lines;
     if (!offer.grim)
         lines << QStringLiteral("Key frames of the screen need grim: install the grim package.");
     if (!offer.wtype)
         lines << QStringLiteral("Key presses during replay need wtype: install the wtype package.");
-    lines << QStringLiteral(
-        "sway offers no way to move or click the pointer: replay clicks through "
-        "accessibility actions only.");
     return lines;
 }
 

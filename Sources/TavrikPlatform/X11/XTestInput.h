@@ -5,7 +5,7 @@
 #include <QHash>
 #include <memory>
 
-using Display = struct _XDisplay;
+using Display = struct _XDisplay; // NOLINT(bugprone-reserved-identifier): Xlib's name
 
 namespace tavrik::x11 {
 

@@ -1,4 +1,4 @@
-#include "TavrikPlatform/X11/X11InputShape.h"
+#include "TavrikPlatform/X11/X11FloatingWindow.h"
 
 #include <QGuiApplication>
 #include <X11/Xlib.h>
@@ -8,9 +8,17 @@
 
 namespace tavrik::x11 {
 
-bool setInputShape(quintptr window, const QRegion& region) {
+namespace {
+
+Display* applicationDisplay() {
     auto* x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
-    Display* display = x11 ? x11->display() : nullptr;
+    return x11 ? x11->display() : nullptr;
+}
+
+} // namespace
+
+bool setInputShape(quintptr window, const QRegion& region) {
+    Display* display = applicationDisplay();
     if (!display || !window)
         return false;
     std::vector<XRectangle> rectangles;
@@ -20,6 +28,17 @@ bool setInputShape(quintptr window, const QRegion& region) {
                                         (unsigned short)rect.height()});
     XShapeCombineRectangles(display, Window(window), ShapeInput, 0, 0, rectangles.data(),
                             int(rectangles.size()), ShapeSet, Unsorted);
+    XFlush(display);
+    return true;
+}
+
+bool disableSaveUnder(quintptr window) {
+    Display* display = applicationDisplay();
+    if (!display || !window)
+        return false;
+    XSetWindowAttributes attributes{};
+    attributes.save_under = False;
+    XChangeWindowAttributes(display, Window(window), CWSaveUnder, &attributes);
     XFlush(display);
     return true;
 }

@@ -1,0 +1,237 @@
+// clang-format off
+#include "TavrikPlatform/AtSpi/AtSpiQuery.h"
+// clang-format on
+
+#include "TavrikPlatform/AtSpi/AtSpiInputMonitor.h"
+
+#include <QCoreApplication>
+
+namespace tavrik::atspi {
+
+namespace {
+
+using wayland::ClickInference;
+
+// Each event's element is read within this; a slow application loses its click, never the
+// recording's pace.
+constexpr int kReadBudgetMs = 400;
+constexpr int kMaxLevels = 32;
+// Bounds the main-loop passes that hand over what has arrived.
+constexpr int kMaxIterations = 100;
+const char* const kEventTypes[] = {"object:state-changed:focused", "object:state-changed:checked",
+                                   "object:state-changed:selected", "window:activate"};
+
+// Containers whose rows take the click: the focus they get first says nothing about where.
+bool isContainer(AtspiRole role) {
+    switch (role) {
+    case ATSPI_ROLE_LIST:
+    case ATSPI_ROLE_LIST_BOX:
+    case ATSPI_ROLE_TABLE:
+    case ATSPI_ROLE_TREE:
+    case ATSPI_ROLE_TREE_TABLE:
+        return true;
+    default:
+        return false;
+    }
+}
+
+QByteArray busName(AtspiAccessible* element) {
+    const AtspiApplication* app = element->parent.app;
+    return app && app->bus_name ? QByteArray(app->bus_name) : QByteArray();
+}
+
+} // namespace
+
+AtSpiInputMonitor::AtSpiInputMonitor(std::unique_ptr<WindowDirectory> windows, QObject* parent)
+    : InputMonitor(parent), m_windows(std::move(windows)) {
+    // Handed on from the event loop, never from inside the listener: the registry holds each key
+    // until the listener answers, and a toolkit that waits too long for the registry delivers
+    // the key itself, after the clicks that came later.
+    connect(&m_keys, &InputMonitor::key, this,
+            [this](quint16 code, quint64 flags, const std::optional<QString>& characters) {
+                m_clicks.key(code, flags);
+                QMetaObject::invokeMethod(
+                    this, [=, this] { emit key(code, flags, characters); }, Qt::QueuedConnection);
+            });
+    connect(&m_keys, &InputMonitor::flagsChanged, this, &InputMonitor::flagsChanged,
+            Qt::QueuedConnection);
+}
+
+AtSpiInputMonitor::~AtSpiInputMonitor() {
+    stop();
+    if (m_listener)
+        g_object_unref(m_listener);
+}
+
+bool AtSpiInputMonitor::start() {
+    if (m_running)
+        return true;
+    if (!m_keys.start()) {
+        m_error = m_keys.errorString();
+        return false;
+    }
+    if (!m_listener)
+        m_listener = atspi_event_listener_new(&AtSpiInputMonitor::onEvent, this, nullptr);
+    for (const char* type : kEventTypes) {
+        GError* error = nullptr;
+        if (!atspi_event_listener_register(m_listener, type, &error)) {
+            m_error = error ? QString::fromUtf8(error->message)
+                            : QStringLiteral("The accessibility bus refused to report %1.")
+                                  .arg(QLatin1String(type));
+            if (error)
+                g_error_free(error);
+        }
+    }
+    m_clicks = ClickInference();
+    // Applications report only the events someone listens for, and learn of a new listener from
+    // the registry: once each has answered, it knows, and the first click is heard.
+    m_senders.clear();
+    Accessible desktop(atspi_get_desktop(0));
+    Query registry(kReadBudgetMs);
+    for (const Accessible& app : registry.children(desktop.get()))
+        m_senders.insert(busName(app.get()));
+    ping(m_senders);
+    m_running = true;
+    return true;
+}
+
+void AtSpiInputMonitor::stop() {
+    if (!m_running)
+        return;
+    m_keys.stop();
+    for (const char* type : kEventTypes)
+        atspi_event_listener_deregister(m_listener, type, nullptr);
+    m_running = false;
+}
+
+void AtSpiInputMonitor::deliverPending() {
+    if (!m_running)
+        return;
+    QSet<QByteArray> peers = m_senders;
+    peers.insert(QByteArrayLiteral("org.a11y.atspi.Registry"));
+    ping(peers);
+    // The replies' wait read what came before them; libatspi hands events over from the main
+    // loop, some only once idle.
+    if (DBusConnection* bus = atspi_get_a11y_bus()) {
+        while (dbus_connection_dispatch(bus) == DBUS_DISPATCH_DATA_REMAINS) {
+        }
+    }
+    for (int i = 0; i < kMaxIterations && g_main_context_pending(nullptr); ++i)
+        QCoreApplication::processEvents();
+}
+
+void AtSpiInputMonitor::ping(const QSet<QByteArray>& peers) {
+    DBusConnection* bus = atspi_get_a11y_bus();
+    if (!bus)
+        return;
+    // A reply comes after everything its sender sent before it, over the same bus.
+    for (const QByteArray& peer : peers) {
+        if (peer.isEmpty())
+            continue;
+        DBusMessage* message = dbus_message_new_method_call(peer.constData(), "/",
+                                                            "org.freedesktop.DBus.Peer", "Ping");
+        if (!message)
+            continue;
+        DBusMessage* reply =
+            dbus_connection_send_with_reply_and_block(bus, message, kReadBudgetMs, nullptr);
+        dbus_message_unref(message);
+        if (reply)
+            dbus_message_unref(reply);
+    }
+}
+
+void AtSpiInputMonitor::onEvent(AtspiEvent* event, void* self) {
+    auto* monitor = static_cast<AtSpiInputMonitor*>(self);
+    if (monitor->m_running && event->source)
+        monitor->handle(*event);
+    g_boxed_free(atspi_event_get_type(), event);
+}
+
+void AtSpiInputMonitor::handle(const AtspiEvent& event) {
+    const QByteArray type(event.type);
+    AtspiAccessible* source = event.source;
+    GError* error = nullptr;
+    const qint64 pid = atspi_accessible_get_process_id(source, &error);
+    if (error) {
+        g_error_free(error);
+        return;
+    }
+    if (pid == QCoreApplication::applicationPid())
+        return;
+    m_senders.insert(busName(source));
+    if (type.startsWith("window:activate")) {
+        m_clicks.windowActivated();
+        return;
+    }
+    // Only gains: losing the focus or a selection is the other half of one that is reported.
+    if (event.detail1 == 0 && !type.endsWith(":checked"))
+        return;
+    ClickInference::Change change = ClickInference::Change::checked;
+    if (type.endsWith(":focused")) {
+        Query query(kReadBudgetMs);
+        if (isContainer(query.role(source).value_or(ATSPI_ROLE_INVALID)))
+            return;
+        change = ClickInference::Change::focused;
+    } else if (type.endsWith(":selected")) {
+        change = ClickInference::Change::selected;
+    }
+    if (!m_clicks.isClick(source, change))
+        return;
+    if (const std::optional<Point> at = centre(source)) {
+        const Point point = *at;
+        QMetaObject::invokeMethod(
+            this,
+            [=, this] {
+                emit mouseDown(point, MouseButton::left, 1);
+                emit mouseUp(point, MouseButton::left);
+            },
+            Qt::QueuedConnection);
+    }
+}
+
+std::optional<Point> AtSpiInputMonitor::centre(AtspiAccessible* element) {
+    Query query(kReadBudgetMs);
+    const std::optional<Rect> frame = query.extents(element);
+    const std::optional<qint64> pid =
+        query.call([&](GError** e) { return atspi_accessible_get_process_id(element, e); });
+    if (!frame || !pid)
+        return std::nullopt;
+    // The top-level window holding it, and its application.
+    Accessible window = retain(element);
+    Accessible app;
+    for (int i = 0; i < kMaxLevels && !query.stopped(); ++i) {
+        Accessible up = query.accessible(atspi_accessible_get_parent, window.get());
+        if (!up)
+            return std::nullopt;
+        if (query.role(up.get()) == ATSPI_ROLE_APPLICATION) {
+            app = std::move(up);
+            break;
+        }
+        window = std::move(up);
+    }
+    if (!app)
+        return std::nullopt;
+    const QString title = takeString(
+        query.call([&](GError** e) { return atspi_accessible_get_name(window.get(), e); })
+            .value_or(nullptr));
+    const QString toolkit = takeString(
+        query.call([&](GError** e) { return atspi_accessible_get_toolkit_name(app.get(), e); })
+            .value_or(nullptr));
+    std::optional<ClientWindow> client;
+    for (const ClientWindow& candidate : m_windows->clients()) {
+        if (candidate.pid != pid)
+            continue;
+        if (!client || candidate.title == title)
+            client = candidate;
+    }
+    Point at{frame->origin.x + frame->size.width / 2, frame->origin.y + frame->size.height / 2};
+    if (client) {
+        if (const std::optional<Point> origin = m_windows->accessibleOrigin(*client, toolkit)) {
+            at.x += origin->x;
+            at.y += origin->y;
+        }
+    }
+    return at;
+}
+
+} // namespace tavrik::atspi

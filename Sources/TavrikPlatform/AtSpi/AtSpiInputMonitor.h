@@ -1,0 +1,53 @@
+#pragma once
+
+#include "TavrikCore/Recorder/InputMonitor.h"
+#include "TavrikPlatform/AtSpi/AtSpiKeyListener.h"
+#include "TavrikPlatform/AtSpi/WindowDirectory.h"
+#include "TavrikPlatform/Wayland/ClickInference.h"
+
+#include <QSet>
+#include <memory>
+
+// libatspi's names, declared as it declares them.
+typedef struct _AtspiAccessible AtspiAccessible;       // NOLINT(bugprone-reserved-identifier)
+typedef struct _AtspiEvent AtspiEvent;                 // NOLINT(bugprone-reserved-identifier)
+typedef struct _AtspiEventListener AtspiEventListener; // NOLINT(bugprone-reserved-identifier)
+
+namespace tavrik::atspi {
+
+// Input as accessibility sees it, where the desktop lets no program watch the keyboard and the
+// pointer (Wayland): the keys of the focused application (AtSpiKeyListener), and clicks inferred
+// from what they do to elements (focus taken, a box checked, a row selected; see ClickInference),
+// placed at the element's centre in global points with the window system's help. Pointer
+// motion, drags, scrolls and clicks that change nothing are not seen. Tavrik's own windows are
+// left out.
+class AtSpiInputMonitor final : public InputMonitor {
+    Q_OBJECT
+public:
+    explicit AtSpiInputMonitor(std::unique_ptr<WindowDirectory> windows, QObject* parent = nullptr);
+    ~AtSpiInputMonitor() override;
+
+    bool start() override;
+    void stop() override;
+    // Asks each application heard from, and the registry that forwards keys, for a reply: what
+    // they sent before it has then arrived, and is handed over.
+    void deliverPending() override;
+    bool isRunning() const override { return m_running; }
+    QString errorString() const override { return m_error; }
+
+private:
+    static void onEvent(AtspiEvent* event, void* self);
+    void handle(const AtspiEvent& event);
+    std::optional<Point> centre(AtspiAccessible* element);
+    static void ping(const QSet<QByteArray>& peers);
+
+    std::unique_ptr<WindowDirectory> m_windows;
+    AtSpiKeyListener m_keys;
+    AtspiEventListener* m_listener = nullptr;
+    wayland::ClickInference m_clicks;
+    QSet<QByteArray> m_senders;
+    bool m_running = false;
+    QString m_error;
+};
+
+} // namespace tavrik::atspi

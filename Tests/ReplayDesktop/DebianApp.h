@@ -1,0 +1,41 @@
+#pragma once
+
+#include "TavrikCore/Models/Rect.h"
+#include "TavrikCore/Replay/LiveElement.h"
+
+#include <QProcess>
+#include <QStringList>
+#include <QTemporaryDir>
+#include <optional>
+
+namespace tavrik {
+class DesktopActor;
+} // namespace tavrik
+
+namespace tavrik::test {
+
+// An application from Debian's archive on the test display, with settings and data folders of its
+// own so that nothing a person's session left behind (or an earlier test) changes what it shows.
+class DebianApp {
+public:
+    DebianApp(const QString& program, const QStringList& arguments, const QString& appID);
+    ~DebianApp();
+
+    static bool isInstalled(const QString& program);
+
+    // Waits up to `timeoutMs` for a showing window of the application whose title holds `title`.
+    std::optional<LiveWindow> window(DesktopActor& actor, const QString& title, int timeoutMs);
+    // Moves and resizes its windows through the window manager, as a person drags them.
+    bool place(const Rect& frame);
+    // The text of the first showing element of `role` in `window`.
+    std::optional<QString> text(DesktopActor& actor, const LiveWindow& window, const QString& role);
+
+private:
+    QTemporaryDir m_home;
+    QProcess m_process;
+    QString m_appID;
+};
+
+Point centre(const Rect& r);
+
+} // namespace tavrik::test

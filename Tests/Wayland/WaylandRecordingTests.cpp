@@ -1,0 +1,301 @@
+#include "NativeForm.h"
+#include "Support/TempSupportFolder.h"
+#include "TavrikCore/Hotkeys/KeyCodes.h"
+#include "TavrikCore/Recorder/Recorder.h"
+#include "TavrikCore/Replay/CastRoute.h"
+#include "TavrikCore/Storage/Paths.h"
+#include "TavrikCore/Storage/SkillStore.h"
+#include "TavrikCore/Synthesis/Synthesizer.h"
+#include "TavrikPlatform/AtSpi/AtSpiKeyListener.h"
+#include "TavrikPlatform/DesktopBackend.h"
+#include "TavrikPlatform/Wayland/SwayHotkeys.h"
+#include "TavrikPlatform/Wayland/WtypeInput.h"
+#include "WaylandSession.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <functional>
+
+namespace tavrik {
+namespace {
+
+using test::NativeForm;
+using test::underSway;
+using test::waitFor;
+using test::WaylandSession;
+
+const char* const kSkillText = R"(---
+name: Order fruit
+trigger: order fruit for someone
+parameters:
+  - name: full_name
+    type: text
+    prompt: Whose order is it?
+    example: Ada
+---
+
+# Order fruit
+
+Fills in the order form and saves it.
+)";
+
+// A demonstration given under sway as a person gives it (the seat's pointer moved and clicked by
+// sway, keys from a virtual keyboard), heard by the real recorder through accessibility, turned
+// into a skill as a drafted SKILL.md is, and replayed with another name into a fresh form.
+class WaylandRecording : public WaylandSession,
+                         public testing::WithParamInterface<NativeForm::Toolkit> {
+protected:
+    void SetUp() override {
+        WaylandSession::SetUp();
+        if (IsSkipped())
+            return;
+        if (!underSway())
+            GTEST_SKIP() << "input can be given on sway only";
+        ASSERT_TRUE(input->isAvailable());
+        QObject::connect(&m_listener, &InputMonitor::key, [this] { ++m_keys; });
+        ASSERT_TRUE(m_listener.start());
+    }
+
+    std::optional<LiveElement> named(const LiveWindow& window, const QString& name) {
+        std::optional<LiveElement> found;
+        waitFor(
+            [&] {
+                // The first is the control itself, before the label inside it.
+                for (const LiveElement& e : actor->elements(window, QString(), 400))
+                    if (!found && e.name == name && e.showing && e.frame.size.width > 0)
+                        found = e;
+                return found.has_value();
+            },
+            10000);
+        return found;
+    }
+
+    // Clicks `e` near its left edge (Qt's check box takes no click beyond its label), or at its
+    // centre, and waits until `effect` holds.
+    bool click(const LiveElement& e, double inset, const std::function<bool()>& effect) {
+        if (!input->click(pointIn(e, inset), SyntheticInput::Button::left, 1))
+            return false;
+        return waitFor(effect, 5000) && handedOver();
+    }
+
+    static Point pointIn(const LiveElement& e, double inset = 0) {
+        return Point{e.frame.origin.x + (inset > 0 ? inset : e.frame.size.width / 2),
+                     e.frame.origin.y + e.frame.size.height / 2};
+    }
+
+    std::function<bool()> focused(const LiveElement& e) {
+        return [this, e] {
+            const std::optional<LiveElement> now = actor->refresh(e);
+            return now && now->focused;
+        };
+    }
+
+    // Types through wtype while this process keeps answering: a toolkit hands each key to the
+    // accessibility registry, which hands it to the recorder here, before the key takes effect.
+    bool type(const QString& text, const std::function<bool()>& effect) {
+        // The recorder's listener and this one hear each key at once, when the registry hands
+        // it over; a toolkit that waited too long for the registry may show the key before.
+        const qsizetype before = m_keys;
+        QProcess wtype;
+        // A new virtual keyboard loses its first event: a Shift tap.
+        wtype.start(QStringLiteral("wtype"),
+                    QStringList{QStringLiteral("-k"), QStringLiteral("Shift_L")} +
+                        wayland::WtypeInput::textArguments(text));
+        if (!waitFor([&] { return wtype.state() == QProcess::NotRunning; }, 10000) ||
+            wtype.exitCode() != 0)
+            return false;
+        return waitFor(effect, 5000) &&
+               waitFor([&] { return m_keys >= before + text.size(); }, 5000) && handedOver();
+    }
+
+    // The recorder hears keys and clicks from the event loop, in order: what was queued before
+    // this returns has been heard.
+    static bool handedOver() {
+        bool done = false;
+        QMetaObject::invokeMethod(
+            qApp, [&done] { done = true; }, Qt::QueuedConnection);
+        return waitFor([&] { return done; }, 5000);
+    }
+
+    std::function<bool()> shows(const LiveElement& field, const QString& text) {
+        return [this, field, text] { return actor->text(field) == text; };
+    }
+
+    std::unique_ptr<SyntheticInput> input = DesktopBackend::createSyntheticInput();
+    atspi::AtSpiKeyListener m_listener;
+    qsizetype m_keys = 0;
+};
+
+TEST_P(WaylandRecording, ATypingTaskRecordedOnWaylandReplaysWithOtherValues) {
+    const NativeForm::Toolkit toolkit = GetParam();
+    test::TempSupportFolder support;
+    std::optional<Recording> recording;
+    {
+        NativeForm form(toolkit);
+        ASSERT_TRUE(form.started());
+        const std::optional<LiveWindow> window = windowOf(NativeForm::appID(toolkit));
+        ASSERT_TRUE(window);
+        std::optional<LiveElement> save = named(*window, QStringLiteral("Save"));
+        ASSERT_TRUE(save);
+        QList<LiveElement> fields = actor->elements(*window, QStringLiteral("text"), 10);
+        ASSERT_GE(fields.size(), 2);
+        const std::optional<LiveElement> password =
+            element(*window, QStringLiteral("password text"));
+        const std::optional<LiveElement> subscribe = named(*window, QStringLiteral("Subscribe"));
+        const std::optional<LiveElement> pears = named(*window, QStringLiteral("Pears"));
+        ASSERT_TRUE(password && subscribe && pears);
+
+        Recorder recorder(DesktopBackend::createInputMonitor(),
+                          DesktopBackend::createFrameCapturer(),
+                          DesktopBackend::createAXResolver());
+        recorder.start();
+        ASSERT_TRUE(click(fields[0], 0, focused(fields[0])));
+        ASSERT_TRUE(type(QStringLiteral("Ada"), shows(fields[0], QStringLiteral("Ada"))));
+        ASSERT_TRUE(click(fields[1], 0, focused(fields[1])));
+        ASSERT_TRUE(type(QStringLiteral("fast"), shows(fields[1], QStringLiteral("fast"))));
+        ASSERT_TRUE(click(*password, 0, focused(*password)));
+        ASSERT_TRUE(type(QStringLiteral("pw123"), [&] {
+            const std::optional<QJsonObject> typed =
+                form.waitForEvent(QStringLiteral("password"), 0);
+            return typed && typed->value("length").toInt() == 5;
+        }));
+        ASSERT_TRUE(click(*subscribe, 10, [&] {
+            const std::optional<LiveElement> now = actor->refresh(*subscribe);
+            return now && now->checked;
+        }));
+        const Point row = pointIn(*pears, 20);
+        ASSERT_TRUE(click(*pears, 20, [&] {
+            for (const LiveElement& e : actor->elements(*window, QStringLiteral("list item"), 50))
+                if (e.selected && row.x >= e.frame.origin.x && row.y >= e.frame.origin.y &&
+                    row.x < e.frame.origin.x + e.frame.size.width &&
+                    row.y < e.frame.origin.y + e.frame.size.height)
+                    return true;
+            return false;
+        }));
+        ASSERT_TRUE(input->click(pointIn(*save), SyntheticInput::Button::left, 1));
+        // The demonstration itself did what the replay must do again.
+        const std::optional<QJsonObject> shown = form.waitForEvent(QStringLiteral("saved"), 5000);
+        ASSERT_TRUE(shown);
+        EXPECT_EQ(shown->value("name").toString(), QStringLiteral("Ada"));
+        EXPECT_EQ(shown->value("password").toString(), QStringLiteral("pw123"));
+        QFuture<std::optional<Recording>> stopped = recorder.stop();
+        ASSERT_TRUE(waitFor([&] { return stopped.isFinished(); }, 20000));
+        recording = stopped.result();
+    }
+    ASSERT_TRUE(recording);
+
+    // What was heard: the texts on their fields, the password only as typed, the clicks on the
+    // controls, all of it in the form's own identity and global points.
+    QStringList heard;
+    for (const ActionEvent& e : recording->events) {
+        ASSERT_TRUE(e.target);
+        EXPECT_EQ(e.target->appBundleID, NativeForm::appID(toolkit));
+        if (e.type == ActionType::keystroke)
+            heard << (e.target->isSecure ? QStringLiteral("secret")
+                                         : e.typedText.value_or(QStringLiteral("?")));
+        else if (e.type == ActionType::click)
+            heard << QStringLiteral("click ") + e.target->axRole.value_or(QStringLiteral("?"));
+    }
+    EXPECT_TRUE(heard.contains(QStringLiteral("Ada")) && heard.contains(QStringLiteral("fast")))
+        << heard.join(u',').toStdString();
+    EXPECT_EQ(heard.count(QStringLiteral("secret")), 1) << heard.join(u',').toStdString();
+    EXPECT_EQ(heard.last(), QStringLiteral("click push button")) << heard.join(u',').toStdString();
+    EXPECT_EQ(recording->events.last().target->axTitle, QStringLiteral("Save"));
+    EXPECT_FALSE(recording->frames.isEmpty());
+
+    Skill skill = Synthesizer::skillFromMarkdown(QString::fromUtf8(kSkillText), *recording);
+    skill.sourceRecordingID = recording->id;
+    ASSERT_FALSE(SkillStore().save(skill));
+    const QList<qsizetype> secrets = CastRoute::secretSteps(skill);
+    ASSERT_EQ(secrets.size(), 1);
+
+    NativeForm form(toolkit);
+    ASSERT_TRUE(form.started());
+    ASSERT_TRUE(windowOf(NativeForm::appID(toolkit)));
+    const test::ReplayResult result =
+        test::replay(Paths::skill(skill.id), {QStringLiteral("full_name=Grace")},
+                     {{secrets.first(), QStringLiteral("s3cret")}});
+    ASSERT_EQ(result.exitCode, 0) << result.output.toStdString();
+    const std::optional<QJsonObject> saved = form.waitForEvent(QStringLiteral("saved"), 5000);
+    ASSERT_TRUE(saved) << result.output.toStdString();
+    EXPECT_EQ(saved->value("name").toString(), QStringLiteral("Grace"));
+    EXPECT_EQ(saved->value("notes").toString(), QStringLiteral("fast"));
+    EXPECT_EQ(saved->value("password").toString(), QStringLiteral("s3cret"));
+    EXPECT_TRUE(saved->value("subscribe").toBool());
+    EXPECT_EQ(saved->value("fruit").toString(), QStringLiteral("Pears"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Toolkits, WaylandRecording,
+                         testing::Values(NativeForm::Toolkit::gtk, NativeForm::Toolkit::qt),
+                         [](const auto& info) {
+                             return info.param == NativeForm::Toolkit::gtk ? "Gtk" : "Qt";
+                         });
+
+// Tavrik's shortcuts are sway bindings while it runs: Control-/ runs `tavrik palette` (a stand-in
+// program here), a double tap of Control reaches the hotkey engine's signals, Esc only while
+// grabbed; at stop every binding is gone again.
+TEST_F(WaylandSession, SwayBindsTheShortcutsWhileRunningAndUnbindsThemAtStop) {
+    if (!underSway())
+        GTEST_SKIP() << "bindings are sway's";
+    QTemporaryDir dir;
+    const QString ran = dir.filePath(QStringLiteral("ran"));
+    const QString program = dir.filePath(QStringLiteral("tavrik-stand-in"));
+    QFile script(program);
+    ASSERT_TRUE(script.open(QIODevice::WriteOnly));
+    script.write(QStringLiteral("#!/bin/sh\necho \"$@\" >> '%1'\n").arg(ran).toUtf8());
+    script.close();
+    // sway runs its commands as the user it runs as, who is not root under the test session.
+    const QFile::Permissions everyone = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner |
+                                        QFile::ReadOther | QFile::WriteOther | QFile::ExeOther;
+    script.setPermissions(everyone);
+    QFile::setPermissions(dir.path(), everyone);
+
+    const std::unique_ptr<SyntheticInput> keys = DesktopBackend::createSyntheticInput();
+    wayland::SwayHotkeys hotkeys(wayland::SwayIpc::socketFromEnvironment(), program);
+    QList<quint64> controls;
+    QList<quint16> pressed;
+    QObject::connect(&hotkeys, &HotkeyGrabber::flagsChanged,
+                     [&](quint16, quint64 flags, double) { controls << flags; });
+    QObject::connect(&hotkeys, &HotkeyGrabber::keyPressed,
+                     [&](quint16 code, quint64) { pressed << code; });
+    ASSERT_TRUE(hotkeys.start()) << hotkeys.errorString().toStdString();
+
+    ASSERT_TRUE(keys->pressKey(KeyCodes::slash, ModifierFlags::control));
+    const auto ranLines = [&] {
+        QFile file(ran);
+        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+    };
+    EXPECT_TRUE(waitFor([&] { return ranLines() == QStringLiteral("palette\n"); }, 5000))
+        << ranLines().toStdString();
+
+    // Two taps at a person's pace, after the Shift tap a new virtual keyboard may lose.
+    ASSERT_EQ(QProcess::execute(QStringLiteral("wtype"),
+                                {"-k", "Shift_L", "-s", "100", "-P", "Control_L", "-p", "Control_L",
+                                 "-s", "80", "-P", "Control_L", "-p", "Control_L"}),
+              0);
+    EXPECT_TRUE(waitFor([&] { return controls.size() >= 4; }, 5000));
+    EXPECT_EQ(controls.mid(0, 4),
+              (QList<quint64>{ModifierFlags::control, 0, ModifierFlags::control, 0}));
+
+    hotkeys.setEscapeGrabbed(true);
+    ASSERT_TRUE(keys->pressKey(KeyCodes::escape, 0));
+    EXPECT_TRUE(waitFor([&] { return pressed.contains(KeyCodes::escape); }, 5000));
+    hotkeys.setEscapeGrabbed(false);
+
+    hotkeys.stop();
+    wayland::SwayIpc ipc(wayland::SwayIpc::socketFromEnvironment());
+    for (const char* binding : {"ctrl+slash", "--release Control_L", "Escape"}) {
+        const std::optional<QJsonDocument> reply =
+            ipc.request(wayland::SwayIpc::runCommand, QByteArray("unbindsym ") + binding);
+        ASSERT_TRUE(reply);
+        EXPECT_FALSE(reply->array().first()[QLatin1String("success")].toBool()) << binding;
+    }
+}
+
+} // namespace
+} // namespace tavrik
