@@ -271,8 +271,9 @@ TEST_F(ApplicationFlow, TheCommandLineDrivesTheRunningApplication) {
 // Tab on a skill with parameters opens its form in the palette; Return casts with the value typed
 // there, and that value is what the runtime receives.
 TEST_F(ApplicationFlow, ThePaletteFormCastsWithTheTypedValue) {
-    ASSERT_FALSE(SkillStore().save(
-        librarySkill("Greet someone", {{"echo", "1"}, {"who", "nobody"}}, false)));
+    ASSERT_TRUE(SkillStore()
+                    .save(librarySkill("Greet someone", {{"echo", "1"}, {"who", "nobody"}}, false))
+                    .ok());
     RunningApplication app(environment());
     ASSERT_TRUE(app.waitForPillStatus("Ready", 10000)) << "the pill never came up";
     openPalette(app, "greet");
