@@ -10,7 +10,8 @@
 namespace tavrik {
 
 // Narration audio from a WAV file (PCM, 16 kHz, mono, 16-bit), delivered in chunks as if spoken:
-// in real time, or as fast as the event loop turns. After the last sample it falls silent.
+// in real time, or as fast as the event loop turns (then stopping delivers what is left first).
+// After the last sample it falls silent.
 class WavFileAudioInput final : public AudioInput {
 public:
     enum class Pace { realTime, asFastAsPossible };
