@@ -20,15 +20,15 @@ using namespace tavrik;
 // checkout, with nothing pointing it at the source tree.
 namespace {
 
-struct Result {
+struct ProgramRun {
     int status = -1;
     QString out;
     QString err;
 };
 
-Result run(const QString& program, const QStringList& arguments,
-           const QString& folder = QDir::tempPath(),
-           const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment()) {
+ProgramRun run(const QString& program, const QStringList& arguments,
+               const QString& folder = QDir::tempPath(),
+               const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment()) {
     QProcess process;
     process.setWorkingDirectory(folder);
     process.setProcessEnvironment(environment);
@@ -44,7 +44,7 @@ class Installed : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
         s_prefix = new QTemporaryDir;
-        s_install = new Result(
+        s_install = new ProgramRun(
             run(TAVRIK_CMAKE, {"--install", TAVRIK_BINARY_DIR, "--prefix", s_prefix->path()}));
     }
     static void TearDownTestSuite() {
@@ -59,11 +59,11 @@ protected:
     static QString path(const QString& relative) { return s_prefix->path() + u'/' + relative; }
 
     static QTemporaryDir* s_prefix;
-    static Result* s_install;
+    static ProgramRun* s_install;
 };
 
 QTemporaryDir* Installed::s_prefix = nullptr;
-Result* Installed::s_install = nullptr;
+ProgramRun* Installed::s_install = nullptr;
 
 bool onPath(const QString& tool) {
     return !QStandardPaths::findExecutable(tool).isEmpty();
@@ -76,10 +76,10 @@ TEST_F(Installed, DesktopEntryMetadataIconsAndManPageAreWhereTheDesktopLooks) {
     const QString metainfo = path("share/metainfo/app.tavrik.Tavrik.metainfo.xml");
     ASSERT_TRUE(onPath("desktop-file-validate") && onPath("appstreamcli") && onPath("man"))
         << "needs desktop-file-utils, appstream and man-db (scripts/install-deps test)";
-    const Result desktop = run("desktop-file-validate", {entry});
+    const ProgramRun desktop = run("desktop-file-validate", {entry});
     EXPECT_EQ(desktop.status, 0) << desktop.out.toStdString() << desktop.err.toStdString();
     EXPECT_TRUE((desktop.out + desktop.err).trimmed().isEmpty()) << desktop.out.toStdString();
-    const Result appstream = run("appstreamcli", {"validate", "--no-net", metainfo});
+    const ProgramRun appstream = run("appstreamcli", {"validate", "--no-net", metainfo});
     EXPECT_EQ(appstream.status, 0) << appstream.out.toStdString() << appstream.err.toStdString();
 
     EXPECT_TRUE(
@@ -96,11 +96,11 @@ TEST_F(Installed, DesktopEntryMetadataIconsAndManPageAreWhereTheDesktopLooks) {
     // The manual names every command the built-in help names.
     QProcessEnvironment wide = QProcessEnvironment::systemEnvironment();
     wide.insert("MANWIDTH", "200");
-    const Result manual = run("man", {"--warnings", "-l", path("share/man/man1/tavrik.1.gz")},
-                              QDir::tempPath(), wide);
+    const ProgramRun manual = run("man", {"--warnings", "-l", path("share/man/man1/tavrik.1.gz")},
+                                  QDir::tempPath(), wide);
     EXPECT_EQ(manual.status, 0);
     EXPECT_TRUE(manual.err.isEmpty()) << manual.err.toStdString();
-    const Result help = run(path("bin/tavrik"), {"--help"});
+    const ProgramRun help = run(path("bin/tavrik"), {"--help"});
     ASSERT_EQ(help.status, 0);
     static const QRegularExpression command(QStringLiteral("^  (--?[a-z-]+|[a-z-]+)\\b"),
                                             QRegularExpression::MultilineOption);
@@ -119,7 +119,7 @@ TEST_F(Installed, DesktopEntryMetadataIconsAndManPageAreWhereTheDesktopLooks) {
 TEST_F(Installed, RuntimeHasItsNodeAndOnlyProductionPackages) {
     const QFileInfo node(path("share/tavrik/runtime/node"));
     ASSERT_TRUE(node.isFile() && node.isExecutable()) << node.filePath().toStdString();
-    const Result version = run(node.filePath(), {"--version"});
+    const ProgramRun version = run(node.filePath(), {"--version"});
     EXPECT_EQ(version.status, 0);
     EXPECT_GE(version.out.mid(1).section(u'.', 0, 0).toInt(), 20) << version.out.toStdString();
     EXPECT_TRUE(QFileInfo(path("share/tavrik/runtime/dist/cli.js")).isFile());
@@ -156,8 +156,8 @@ TEST_F(Installed, CastsADirectSkillWithItsOwnRuntimeFromAnywhere) {
     environment.insert("TAVRIK_DIRECT_BROWSER", "tavrik"); // the page is read by the headless one
     environment.insert("TAVRIK_BROWSER_NO_SANDBOX", "1");
     environment.insert("POSTHOG_OPT_OUT", "1");
-    const Result cast = run(path("bin/tavrik"), {"cast", "/find-flights", "destination=Porto"},
-                            home.path(), environment);
+    const ProgramRun cast = run(path("bin/tavrik"), {"cast", "/find-flights", "destination=Porto"},
+                                home.path(), environment);
     EXPECT_EQ(cast.status, 0) << cast.out.toStdString() << cast.err.toStdString();
     EXPECT_TRUE(cast.out.contains("\n✓ ")) << cast.out.toStdString();
     bool opened = false;
