@@ -460,9 +460,9 @@ std::optional<AXTarget> AtSpiResolver::target(Point at) {
     // A different window here than under the resting pointer: either one came up on top (the
     // fresh read is right) or the hovered one closed since, at this very press (it is gone).
     constexpr double samePoint = 3;
-    if (d->hover && std::abs(d->hover->at.x - at.x) <= samePoint &&
-        std::abs(d->hover->at.y - at.y) <= samePoint &&
-        (!window || window->id != d->hover->window)) {
+    const bool restedHere = d->hover && std::abs(d->hover->at.x - at.x) <= samePoint &&
+                            std::abs(d->hover->at.y - at.y) <= samePoint;
+    if (restedHere && (!window || window->id != d->hover->window)) {
         const QList<ClientWindow> mapped = d->windows->clients();
         const bool gone = std::none_of(mapped.cbegin(), mapped.cend(), [&](const ClientWindow& w) {
             return w.id == d->hover->window;
@@ -471,7 +471,14 @@ std::optional<AXTarget> AtSpiResolver::target(Point at) {
             return d->hover->target;
         }
     }
-    return read(at, std::move(window));
+    const bool sameWindow = restedHere && window && window->id == d->hover->window;
+    std::optional<AXTarget> fresh = read(at, std::move(window));
+    // The window still listed but closing during this read: its elements are gone, and what the
+    // pointer rested on is what was pressed.
+    if (sameWindow && (!fresh || !fresh->axRole)) {
+        return d->hover->target;
+    }
+    return fresh;
 }
 
 std::optional<AXTarget> AtSpiResolver::read(Point at, std::optional<ClientWindow> window) {
