@@ -7,6 +7,9 @@
 #include "TavrikPlatform/Wayland/AccessiblePointer.h"
 #include "TavrikPlatform/Wayland/GnomeShellHotkeys.h"
 #include "TavrikPlatform/Wayland/GrimFrameCapturer.h"
+#include "TavrikPlatform/Wayland/KWinHotkeys.h"
+#include "TavrikPlatform/Wayland/KWinScript.h"
+#include "TavrikPlatform/Wayland/KWinWindows.h"
 #include "TavrikPlatform/Wayland/SwayHotkeys.h"
 #include "TavrikPlatform/Wayland/SwayPointer.h"
 #include "TavrikPlatform/Wayland/SwayWindowLocator.h"
@@ -20,6 +23,9 @@
 #include "TavrikPlatform/Permissions/LinuxPermissionBackend.h"
 #include "TavrikPlatform/Wayland/GnomeShellWindows.h"
 #include "TavrikPlatform/Wayland/WaylandWindows.h"
+#endif
+#ifdef TAVRIK_HAVE_KWIN_FAKE_INPUT
+#include "TavrikPlatform/Wayland/FakeInput/KWinFakeInput.h"
 #endif
 #ifdef TAVRIK_HAVE_POCKETSPHINX
 #include "TavrikPlatform/Audio/NarrationBackends.h"
@@ -44,14 +50,16 @@ DesktopSession::Kind kind() {
 }
 
 #ifdef TAVRIK_HAVE_ATSPI
-// Accessibility works on every compositor; sway, and GNOME with our extension, also tell where
-// windows are.
+// Accessibility works on every compositor; sway, GNOME with our extension, and KWin with our
+// script also tell where windows are.
 std::unique_ptr<wayland::WaylandWindows> waylandWindows() {
     std::unique_ptr<wayland::CompositorWindows> placer;
     if (const QString socket = wayland::SwayIpc::socketFromEnvironment(); !socket.isEmpty())
         placer = std::make_unique<wayland::SwayWindowLocator>(socket);
     else if (wayland::GnomeShellWindows::isOffered())
         placer = std::make_unique<wayland::GnomeShellWindows>();
+    else if (wayland::KWinScript::isOffered())
+        placer = std::make_unique<wayland::KWinWindows>(wayland::KWinScript::shared());
     return std::make_unique<wayland::WaylandWindows>(std::move(placer));
 }
 #endif
@@ -90,6 +98,8 @@ std::unique_ptr<HotkeyGrabber> createHotkeyGrabber() {
                                                       QCoreApplication::applicationFilePath());
     if (isWayland() && wayland::WaylandDesktop::current().gnomeExtension)
         return std::make_unique<wayland::GnomeShellHotkeys>();
+    if (isWayland() && wayland::WaylandDesktop::current().kwin)
+        return std::make_unique<wayland::KWinHotkeys>();
 #ifdef TAVRIK_HAVE_X11
     if (hasX11())
         return std::make_unique<x11::X11HotkeyGrabber>();
@@ -119,7 +129,7 @@ std::unique_ptr<FrameCapturer> createFrameCapturer() {
 std::unique_ptr<SyntheticInput> createSyntheticInput() {
     if (isWayland()) {
         const wayland::WaylandDesktop::Offer offer = wayland::WaylandDesktop::current();
-        if (!offer.sway && !offer.gnomeExtension)
+        if (!offer.sway && !offer.gnomeExtension && !offer.kwin)
             return std::make_unique<NullSyntheticInput>();
         const auto keys = [&]() -> std::unique_ptr<SyntheticInput> {
             if (!offer.sway || !offer.wtype)
@@ -127,6 +137,13 @@ std::unique_ptr<SyntheticInput> createSyntheticInput() {
             return std::make_unique<wayland::WtypeInput>(
                 wayland::WaylandDesktop::programPath(QStringLiteral("wtype")));
         };
+#ifdef TAVRIK_HAVE_KWIN_FAKE_INPUT
+        if (offer.kwin) {
+            auto fake = std::make_unique<wayland::KWinFakeInput>();
+            if (fake->isAvailable())
+                return fake;
+        }
+#endif
         // sway's own cursor where its seat has a pointer; otherwise clicks land through
         // accessibility, where the actor places windows globally.
         if (offer.sway) {

@@ -1,4 +1,5 @@
 #include "NativeForm.h"
+#include "SavedOrder.h"
 #include "Support/TempSupportFolder.h"
 #include "TavrikCore/Hotkeys/KeyCodes.h"
 #include "TavrikCore/Recorder/Recorder.h"
@@ -223,11 +224,7 @@ TEST_P(WaylandRecording, ATypingTaskRecordedOnWaylandReplaysWithOtherValues) {
     ASSERT_EQ(result.exitCode, 0) << result.output.toStdString();
     const std::optional<QJsonObject> saved = form.waitForEvent(QStringLiteral("saved"), 5000);
     ASSERT_TRUE(saved) << result.output.toStdString();
-    EXPECT_EQ(saved->value("name").toString(), QStringLiteral("Grace"));
-    EXPECT_EQ(saved->value("notes").toString(), QStringLiteral("fast"));
-    EXPECT_EQ(saved->value("password").toString(), QStringLiteral("s3cret"));
-    EXPECT_TRUE(saved->value("subscribe").toBool());
-    EXPECT_EQ(saved->value("fruit").toString(), QStringLiteral("Pears"));
+    EXPECT_TRUE(test::isTheReplayedOrder(*saved, QStringLiteral("Grace"), QStringLiteral("s3cret")));
 }
 
 INSTANTIATE_TEST_SUITE_P(Toolkits, WaylandRecording,

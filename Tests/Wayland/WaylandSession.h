@@ -5,6 +5,7 @@
 #include "TavrikCore/Replay/ReplaySecrets.h"
 #include "TavrikPlatform/AccessibilityBackend.h"
 #include "TavrikPlatform/DesktopBackend.h"
+#include "TavrikPlatform/Wayland/KWinScript.h"
 #include "TavrikPlatform/Wayland/SwayIpc.h"
 
 #include <QMap>
@@ -12,12 +13,16 @@
 #include <gtest/gtest.h>
 #include <memory>
 
-// The tests that run inside scripts/wayland-session (ctest registers them under weston and under
-// sway); elsewhere they are skipped.
+// The tests that run inside scripts/wayland-session (ctest registers them under weston and sway,
+// and in the longer suite under GNOME Shell and KWin); elsewhere they are skipped.
 namespace tavrik::test {
 
 inline bool underSway() {
     return !wayland::SwayIpc::socketFromEnvironment().isEmpty();
+}
+
+inline bool underKwin() {
+    return !underSway() && wayland::KWinScript::isOffered();
 }
 
 class WaylandSession : public testing::Test {

@@ -1,6 +1,7 @@
 #include "TavrikPlatform/Wayland/WaylandDesktop.h"
 
 #include "TavrikPlatform/Wayland/GnomeShellWindows.h"
+#include "TavrikPlatform/Wayland/KWinScript.h"
 #include "TavrikPlatform/Wayland/SwayIpc.h"
 
 #include <QDBusConnection>
@@ -20,6 +21,7 @@ WaylandDesktop::Offer WaylandDesktop::current() {
                        .split(u':')
                        .contains(QLatin1String("GNOME"), Qt::CaseInsensitive) ||
                    (bus && bus->isServiceRegistered(QStringLiteral("org.gnome.Shell")).value()));
+    offer.kwin = !offer.sway && !offer.gnome && KWinScript::isOffered();
     offer.grim = !programPath(QStringLiteral("grim")).isEmpty();
     offer.wtype = !programPath(QStringLiteral("wtype")).isEmpty();
     return offer;
@@ -41,6 +43,11 @@ QStringList WaylandDesktop::missing(const Offer& offer) {
             "GNOME does not let Tavrik take key frames of the screen or make up keys and clicks "
             "yet: replay acts through accessibility, and steps that need a key press or a click "
             "at a place stop.")};
+    }
+    if (offer.kwin) {
+        return {QStringLiteral(
+            "KWin does not let Tavrik take key frames of the screen: recordings there have no "
+            "pictures, and password fields need no hiding.")};
     }
     if (!offer.sway) {
         return {QStringLiteral(

@@ -6,8 +6,8 @@
 namespace tavrik::wayland {
 
 // What the Wayland compositor of this session lets Tavrik do beyond accessibility, decided from
-// the environment and the programs installed: wlroots compositors (sway) and GNOME Shell with
-// Tavrik's extension.
+// the environment and the programs installed: wlroots compositors (sway), GNOME Shell with
+// Tavrik's extension, and KWin.
 class WaylandDesktop {
 public:
     struct Offer {
@@ -16,6 +16,7 @@ public:
         bool wtype = false; // keys through a virtual keyboard
         bool gnome = false; // a GNOME session (XDG_CURRENT_DESKTOP, or the shell on the bus)
         bool gnomeExtension = false; // Tavrik's shell extension answers: windows, pointer, keys
+        bool kwin = false; // KWin answers: windows and pointer through Tavrik's script, keys
     };
 
     static Offer current();
