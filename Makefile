@@ -32,7 +32,7 @@ run: build
 test: build
 	scripts/run-tests $(BUILD)
 
-# The longer Wayland suite: a whole headless GNOME Shell with Tavrik's extension.
+# The longer Wayland suite: a whole headless GNOME Shell with Tavrik's extension, and a headless KWin.
 test-wayland:
 	@scripts/install-deps wayland
 	$(MAKE) build

@@ -224,7 +224,8 @@ TEST_P(WaylandRecording, ATypingTaskRecordedOnWaylandReplaysWithOtherValues) {
     ASSERT_EQ(result.exitCode, 0) << result.output.toStdString();
     const std::optional<QJsonObject> saved = form.waitForEvent(QStringLiteral("saved"), 5000);
     ASSERT_TRUE(saved) << result.output.toStdString();
-    EXPECT_TRUE(test::isTheReplayedOrder(*saved, QStringLiteral("Grace"), QStringLiteral("s3cret")));
+    EXPECT_TRUE(
+        test::isTheReplayedOrder(*saved, QStringLiteral("Grace"), QStringLiteral("s3cret")));
 }
 
 INSTANTIATE_TEST_SUITE_P(Toolkits, WaylandRecording,

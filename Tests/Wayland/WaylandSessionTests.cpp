@@ -355,7 +355,8 @@ TEST_P(WaylandReplay, ASkillRecordedOnX11FillsInTheNativeForm) {
     EXPECT_FALSE(result.output.contains(QStringLiteral("s3cret")));
     const std::optional<QJsonObject> saved = form.waitForEvent(QStringLiteral("saved"), 5000);
     ASSERT_TRUE(saved) << result.output.toStdString();
-    EXPECT_TRUE(test::isTheReplayedOrder(*saved, QStringLiteral("Grace"), QStringLiteral("s3cret")));
+    EXPECT_TRUE(
+        test::isTheReplayedOrder(*saved, QStringLiteral("Grace"), QStringLiteral("s3cret")));
 }
 
 INSTANTIATE_TEST_SUITE_P(Toolkits, WaylandReplay,

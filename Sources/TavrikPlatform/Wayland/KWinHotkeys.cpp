@@ -87,9 +87,9 @@ bool KWinHotkeys::start() {
     const QDBusMessage component = accelCall(QStringLiteral("getComponent"), {m_component});
     m_componentPath = component.arguments().value(0).value<QDBusObjectPath>().path();
     if (m_componentPath.isEmpty() ||
-        !QDBusConnection::sessionBus().connect(
-            service, m_componentPath, componentInterface, QStringLiteral("globalShortcutPressed"),
-            this, SLOT(onPressed(QString, QString, qlonglong)))) {
+        !QDBusConnection::sessionBus().connect(service, m_componentPath, componentInterface,
+                                               QStringLiteral("globalShortcutPressed"), this,
+                                               SLOT(onPressed(QString, QString, qlonglong)))) {
         accelCall(QStringLiteral("unRegister"), {first});
         m_error = QStringLiteral("KWin's shortcut service did not take Tavrik's shortcuts.");
         return false;
@@ -97,11 +97,11 @@ bool KWinHotkeys::start() {
     m_running = true;
     using namespace ModifierFlags;
     // The palette opens with Control-/, with or without Shift and Alt, as on X11.
-    const QList<std::pair<QString, quint64>> palette{{QStringLiteral("palette"), control},
-                                                     {QStringLiteral("palette-shift"), control | shift},
-                                                     {QStringLiteral("palette-alt"), control | alt},
-                                                     {QStringLiteral("palette-shift-alt"),
-                                                      control | shift | alt}};
+    const QList<std::pair<QString, quint64>> palette{
+        {QStringLiteral("palette"), control},
+        {QStringLiteral("palette-shift"), control | shift},
+        {QStringLiteral("palette-alt"), control | alt},
+        {QStringLiteral("palette-shift-alt"), control | shift | alt}};
     bool all = true;
     for (const auto& [action, flags] : palette)
         all = take(action, Key{KeyCodes::slash, flags}) && all;
@@ -122,9 +122,9 @@ void KWinHotkeys::stop() {
     for (const QString& action : m_actions.keys())
         release(action);
     m_escapeActions.clear();
-    QDBusConnection::sessionBus().disconnect(
-        service, m_componentPath, componentInterface, QStringLiteral("globalShortcutPressed"), this,
-        SLOT(onPressed(QString, QString, qlonglong)));
+    QDBusConnection::sessionBus().disconnect(service, m_componentPath, componentInterface,
+                                             QStringLiteral("globalShortcutPressed"), this,
+                                             SLOT(onPressed(QString, QString, qlonglong)));
     m_running = false;
 }
 

@@ -24,7 +24,7 @@ QDBusMessage kwinCall(const QString& path, const QString& interface, const QStri
 
 std::mutex sharedMutex;
 std::weak_ptr<KWinScript> sharedScript;
-bool sharedRefused = false; // asked once: each refusal costs a wait
+bool sharedRefused = false; // KWin said no: asking again costs a wait
 
 } // namespace
 
@@ -40,7 +40,7 @@ std::shared_ptr<KWinScript> KWinScript::shared() {
     if (sharedRefused || !isOffered())
         return nullptr;
     std::shared_ptr<KWinScript> script(new KWinScript);
-    if (!script->load(callTimeoutMs)) {
+    if (!script->load()) {
         qWarning("%s", qPrintable(script->errorString()));
         sharedRefused = true;
         return nullptr;
@@ -61,7 +61,7 @@ KWinScript::~KWinScript() {
     unload();
 }
 
-bool KWinScript::load(int timeoutMs) {
+bool KWinScript::load() {
     // A connection of its own, served on a thread of its own: the script's answers must arrive
     // while the caller blocks waiting for them.
     m_connectionName = QStringLiteral("tavrik-kwin-%1").arg(quintptr(this), 0, 16);
@@ -103,13 +103,15 @@ bool KWinScript::load(int timeoutMs) {
         return false;
     }
     m_loaded = true;
-    kwinCall(QStringLiteral("/%1").arg(id), QStringLiteral("org.kde.kwin.Script"),
-             QStringLiteral("run"), {});
-    // The script reports once when it starts: serial 0.
-    if (!m_service->waitForReport(0, timeoutMs)) {
-        m_error = QStringLiteral("Tavrik's KWin script did not report");
+    const QDBusMessage run =
+        kwinCall(QStringLiteral("/%1").arg(id), QStringLiteral("org.kde.kwin.Script"),
+                 QStringLiteral("run"), {});
+    if (run.type() != QDBusMessage::ReplyMessage) {
+        m_error = QStringLiteral("KWin did not run Tavrik's script: %1").arg(run.errorMessage());
         return false;
     }
+    // A busy KWin may take a while to start the script; a report asked for meanwhile waits in
+    // the queue for it.
     return true;
 }
 
@@ -140,7 +142,10 @@ std::optional<QByteArray> KWinScript::report(int timeoutMs) {
         serial = ++m_serial;
     }
     m_service->request(QStringLiteral("report %1").arg(serial));
-    return m_service->waitForReport(serial, timeoutMs);
+    std::optional<QByteArray> report = m_service->waitForReport(serial, timeoutMs);
+    if (!report)
+        qWarning("KWin: Tavrik's script did not report within %d ms", timeoutMs);
+    return report;
 }
 
 void KWinScript::activate(const QString& kwinID) {

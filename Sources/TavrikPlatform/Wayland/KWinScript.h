@@ -40,7 +40,7 @@ public:
 
 private:
     KWinScript() = default;
-    bool load(int timeoutMs);
+    bool load();
     void unload();
 
     QThread* m_thread = nullptr;

@@ -19,6 +19,9 @@ KWinScriptService::KWinScriptService(QDBusConnection connection)
 
 void KWinScriptService::request(const QString& line) {
     const std::lock_guard lock(m_mutex);
+    // One report answers every request for one made before it.
+    if (line.startsWith(QLatin1String("report ")))
+        m_queue.removeIf([](const QString& queued) { return queued.startsWith(u"report "); });
     m_queue.append(line);
     answerLocked();
 }

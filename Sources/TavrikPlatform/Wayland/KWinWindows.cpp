@@ -15,9 +15,8 @@ bool KWinWindows::isReachable() {
     return m_script && m_script->report(m_timeoutMs).has_value();
 }
 
-QList<CompositorWindow>
-KWinWindows::parseWindows(const QByteArray& json,
-                          const std::function<qint64(QString)>& numberFor) {
+QList<CompositorWindow> KWinWindows::parseWindows(const QByteArray& json,
+                                                  const std::function<qint64(QString)>& numberFor) {
     QList<CompositorWindow> found;
     const QJsonArray windows = QJsonDocument::fromJson(json).object().value("windows").toArray();
     for (const QJsonValue value : windows) {

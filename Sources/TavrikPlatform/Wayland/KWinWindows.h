@@ -16,7 +16,7 @@ class KWinScript;
 class KWinWindows final : public CompositorWindows {
 public:
     // A null script is a KWin that refused it: no windows.
-    explicit KWinWindows(std::shared_ptr<KWinScript> script, int timeoutMs = 1000);
+    explicit KWinWindows(std::shared_ptr<KWinScript> script, int timeoutMs = 3000);
 
     bool isReachable() override;
     QList<CompositorWindow> windows() override;

@@ -65,8 +65,8 @@ KWinFakeInput::~KWinFakeInput() {
         wl_display_disconnect(m_display);
 }
 
-void KWinFakeInput::global(void* data, wl_registry* registry, uint32_t name,
-                           const char* interface, uint32_t version) {
+void KWinFakeInput::global(void* data, wl_registry* registry, uint32_t name, const char* interface,
+                           uint32_t version) {
     auto* self = static_cast<KWinFakeInput*>(data);
     if (std::strcmp(interface, org_kde_kwin_fake_input_interface.name) != 0 ||
         version < neededVersion)
