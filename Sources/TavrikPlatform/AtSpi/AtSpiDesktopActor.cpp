@@ -262,7 +262,7 @@ struct AtSpiDesktopActor::Private {
         if (!name) {
             return {};
         }
-        const QString found = takeString(*name);
+        QString found = takeString(*name);
         // An application still starting up may answer with no name yet: ask again next time
         // rather than keep it nameless (and unidentified) for good.
         if (found.isEmpty()) {

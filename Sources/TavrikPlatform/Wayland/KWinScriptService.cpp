@@ -39,7 +39,7 @@ bool KWinScriptService::isConnected() {
     return m_connected;
 }
 
-QString KWinScriptService::Next(const QDBusMessage& message) {
+QString KWinScriptService::next(const QDBusMessage& message) {
     const std::lock_guard lock(m_mutex);
     m_connected = true;
     message.setDelayedReply(true);
@@ -48,7 +48,7 @@ QString KWinScriptService::Next(const QDBusMessage& message) {
     return {};
 }
 
-void KWinScriptService::Report(const QString& json) {
+void KWinScriptService::report(const QString& json) {
     const QByteArray bytes = json.toUtf8();
     const int serial = QJsonDocument::fromJson(bytes).object().value("serial").toInt(-1);
     {

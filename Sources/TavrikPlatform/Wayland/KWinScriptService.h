@@ -11,8 +11,8 @@
 namespace tavrik::wayland {
 
 // The session-bus end of Tavrik's KWin script, living on a thread of its own so that the script's
-// reports arrive while the caller waits for them. The script fetches its next request with Next,
-// which is answered once there is one; Report brings back the windows and the pointer as JSON.
+// reports arrive while the caller waits for them. The script fetches its next request with `next`,
+// which is answered once there is one; `report` brings back the windows and the pointer as JSON.
 class KWinScriptService final : public QObject {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "app.tavrik.KWin")
@@ -29,8 +29,8 @@ public:
     bool isConnected();
 
 public slots:
-    Q_SCRIPTABLE QString Next(const QDBusMessage& message);
-    Q_SCRIPTABLE void Report(const QString& json);
+    Q_SCRIPTABLE QString next(const QDBusMessage& message);
+    Q_SCRIPTABLE void report(const QString& json);
 
 private:
     void answerLocked();

@@ -45,7 +45,7 @@ function report(serial) {
         cursor: { x: workspace.cursorPos.x, y: workspace.cursorPos.y },
         windows: windows()
     };
-    callDBus(service, path, iface, "Report", JSON.stringify(state));
+    callDBus(service, path, iface, "report", JSON.stringify(state));
 }
 
 function activate(id) {
@@ -59,7 +59,7 @@ function activate(id) {
 }
 
 function next() {
-    callDBus(service, path, iface, "Next", function (request) {
+    callDBus(service, path, iface, "next", function (request) {
         const space = request.indexOf(" ");
         const verb = space < 0 ? request : request.substring(0, space);
         const argument = space < 0 ? "" : request.substring(space + 1);
