@@ -281,6 +281,14 @@ TEST(WaylandDesktop, SaysWhatIsMissingAndHowToGetIt) {
     EXPECT_TRUE(bareSway.contains(QStringLiteral("install the grim package")));
     EXPECT_TRUE(bareSway.contains(QStringLiteral("install the wtype package")));
     EXPECT_TRUE(WaylandDesktop::missing({true, true, true}).isEmpty());
+
+    WaylandDesktop::Offer kwin;
+    kwin.kwin = true;
+    const QString ungranted = WaylandDesktop::missing(kwin).join(u'\n');
+    EXPECT_TRUE(ungranted.contains(QStringLiteral("KWin does not let Tavrik take key frames")));
+    EXPECT_TRUE(ungranted.contains(QStringLiteral("start Tavrik from its menu entry")));
+    kwin.kwinFakeInput = true;
+    EXPECT_EQ(WaylandDesktop::missing(kwin).size(), 1);
 }
 
 // What a demonstration shows accessibility, in order, and which of it were clicks.

@@ -87,6 +87,7 @@ TEST_F(WaylandSession, TheBackendsFollowTheCompositor) {
         EXPECT_TRUE(input->isAvailable());
         EXPECT_FALSE(frames->isAvailable());
         EXPECT_TRUE(limits.contains(QStringLiteral("KWin does not let Tavrik take key frames")));
+        EXPECT_FALSE(limits.contains(QStringLiteral("start Tavrik from its menu entry")));
         const std::unique_ptr<HotkeyGrabber> hotkeys = DesktopBackend::createHotkeyGrabber();
         EXPECT_NE(dynamic_cast<wayland::KWinHotkeys*>(hotkeys.get()), nullptr);
     } else {

@@ -4,6 +4,10 @@
 #include "TavrikPlatform/Wayland/KWinScript.h"
 #include "TavrikPlatform/Wayland/SwayIpc.h"
 
+#ifdef TAVRIK_HAVE_KWIN_FAKE_INPUT
+#include "TavrikPlatform/Wayland/FakeInput/KWinFakeInput.h"
+#endif
+
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QStandardPaths>
@@ -22,6 +26,9 @@ WaylandDesktop::Offer WaylandDesktop::current() {
                        .contains(QLatin1String("GNOME"), Qt::CaseInsensitive) ||
                    (bus && bus->isServiceRegistered(QStringLiteral("org.gnome.Shell")).value()));
     offer.kwin = !offer.sway && !offer.gnome && KWinScript::isOffered();
+#ifdef TAVRIK_HAVE_KWIN_FAKE_INPUT
+    offer.kwinFakeInput = offer.kwin && KWinFakeInput().isAvailable();
+#endif
     offer.grim = !programPath(QStringLiteral("grim")).isEmpty();
     offer.wtype = !programPath(QStringLiteral("wtype")).isEmpty();
     return offer;
@@ -45,9 +52,15 @@ QStringList WaylandDesktop::missing(const Offer& offer) {
             "at a place stop.")};
     }
     if (offer.kwin) {
-        return {QStringLiteral(
+        QStringList lines{QStringLiteral(
             "KWin does not let Tavrik take key frames of the screen: recordings there have no "
             "pictures, and password fields need no hiding.")};
+        if (!offer.kwinFakeInput)
+            lines << QStringLiteral(
+                "KWin gives made-up keys and clicks only to programs whose menu entry asks for "
+                "them: start Tavrik from its menu entry (installed by its package), or replay "
+                "acts through accessibility only and steps that need a key press stop.");
+        return lines;
     }
     if (!offer.sway) {
         return {QStringLiteral(

@@ -17,6 +17,7 @@ public:
         bool gnome = false; // a GNOME session (XDG_CURRENT_DESKTOP, or the shell on the bus)
         bool gnomeExtension = false; // Tavrik's shell extension answers: windows, pointer, keys
         bool kwin = false; // KWin answers: windows and pointer through Tavrik's script, keys
+        bool kwinFakeInput = false; // KWin grants Tavrik its fake input: keys and clicks
     };
 
     static Offer current();
