@@ -340,7 +340,15 @@ TEST_P(WaylandReplay, ASkillRecordedOnX11FillsInTheNativeForm) {
 
     NativeForm form(toolkit);
     ASSERT_TRUE(form.started());
-    ASSERT_TRUE(windowOf(NativeForm::appID(toolkit)));
+    const std::optional<LiveWindow> window = windowOf(NativeForm::appID(toolkit));
+    ASSERT_TRUE(window);
+    // The form answers for its whole tree before the replay's own first, short-budgeted look.
+    ASSERT_TRUE(waitFor(
+        [&] {
+            return element(*window, QStringLiteral("push button"), QStringLiteral("Save"))
+                .has_value();
+        },
+        10000));
     const ReplayResult result =
         replay(folder, {QStringLiteral("full_name=Grace")}, {{5, QStringLiteral("s3cret")}});
     if (!underSway() && !underGnome() && !underKwin()) {

@@ -262,13 +262,7 @@ struct AtSpiDesktopActor::Private {
         if (!name) {
             return {};
         }
-        QString found = takeString(*name);
-        // An application still starting up may answer with no name yet: ask again next time
-        // rather than keep it nameless (and unidentified) for good.
-        if (found.isEmpty()) {
-            return found;
-        }
-        return *toolkits.insert(pid, found);
+        return *toolkits.insert(pid, takeString(*name));
     }
 };
 
