@@ -17,6 +17,9 @@ public:
     QList<LiveElement> elementList;
     QStringList log;
     qint64 now = 0;
+    // How long each accessibility call and each synthetic input takes.
+    qint64 callCostMs = 0;
+    qint64 inputCostMs = 0;
     // Called after each sleep, so a test can change the desktop while the engine waits.
     std::function<void()> onSleep;
     // Actions that fail when asked for.
@@ -34,7 +37,10 @@ public:
     LiveElement* find(const QString& name);
 
     bool isAvailable() const override { return true; }
-    QList<LiveWindow> windows() override { return windowList; }
+    QList<LiveWindow> windows() override {
+        now += callCostMs;
+        return windowList;
+    }
     QList<LiveElement> elements(const LiveWindow& window, const QString& role, int limit) override;
     std::optional<LiveElement> refresh(const LiveElement& element) override;
     // The element whose path is this one's less its last segment.
