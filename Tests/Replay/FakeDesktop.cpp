@@ -102,7 +102,7 @@ bool FakeDesktop::performAction(const LiveElement& element, const QString& actio
     log.append(QStringLiteral("action %1 %2").arg(action, e->name));
     if (e->checkable)
         e->checked = !e->checked;
-    return true;
+    return !lateActions.contains(action);
 }
 
 bool FakeDesktop::focus(const LiveElement& element) {
@@ -183,9 +183,12 @@ bool FakeDesktop::click(Point at, Button button, int count) {
     if (clicksLand && button == Button::left && count == 1)
         for (LiveElement& e : elementList) {
             const Rect& f = e.frame;
-            if (e.selectable && at.x >= f.origin.x && at.y >= f.origin.y &&
-                at.x < f.origin.x + f.size.width && at.y < f.origin.y + f.size.height)
-                e.selected = true;
+            if (at.x >= f.origin.x && at.y >= f.origin.y && at.x < f.origin.x + f.size.width &&
+                at.y < f.origin.y + f.size.height && !covered.contains(e.name)) {
+                e.selected = e.selected || e.selectable;
+                if (e.checkable)
+                    e.checked = !e.checked;
+            }
         }
     log.append(QStringLiteral("click %1,%2 %3 x%4")
                    .arg(qRound(at.x))

@@ -24,10 +24,12 @@ public:
     std::function<void()> onSleep;
     // Actions that fail when asked for.
     QStringList refusedActions;
+    // Actions carried out but answered as failed (the answer ran out of time).
+    QStringList lateActions;
     bool insertTextWorks = true;
     // Elements something else covers: the pointer does not reach them.
     QStringList covered;
-    // Whether a click lands: it selects the selectable row under it.
+    // Whether a click lands: it selects the selectable row under it and turns a toggle there.
     bool clicksLand = true;
     bool activationWorks = true;
 

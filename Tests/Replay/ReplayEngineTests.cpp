@@ -184,6 +184,39 @@ TEST_F(SignUp, ARefusedActionFallsBackToAClickWhereTheElementIsNow) {
     // The action is refused: the engine falls back to a click where the box is now.
     ASSERT_TRUE(run({}));
     EXPECT_EQ(desktop.log, QStringList{QStringLiteral("click 130,162 left x1")});
+    EXPECT_TRUE(desktop.find(QStringLiteral("Subscribe"))->checked);
+
+    // A click that does not turn the box ends the run rather than leaving it unchecked.
+    desktop.log.clear();
+    desktop.clicksLand = false;
+    EXPECT_FALSE(run({}));
+    EXPECT_EQ(lines.last(), QStringLiteral("✗ Step 4 (Step on Subscribe): “Subscribe” in "
+                                           "org.example.SignUp did not change"));
+    EXPECT_TRUE(desktop.find(QStringLiteral("Subscribe"))->checked);
+}
+
+// A toggle's frame can lag its window after a move, and an action can be carried out although
+// its answer said it failed: the box is turned exactly once either way.
+TEST_F(SignUp, AToggleIsTurnedOnceWhenItsActionIsLateOrItsFrameStale) {
+    skill.plan = {skill.plan[3]};
+    desktop.lateActions = {QStringLiteral("click")};
+    ASSERT_TRUE(run({}));
+    EXPECT_EQ(desktop.log, QStringList{QStringLiteral("action click Subscribe")});
+    EXPECT_TRUE(desktop.find(QStringLiteral("Subscribe"))->checked);
+
+    desktop.find(QStringLiteral("Subscribe"))->checked = false;
+    desktop.log.clear();
+    desktop.lateActions.clear();
+    desktop.refusedActions = {QStringLiteral("click")};
+    desktop.covered = {QStringLiteral("Subscribe")};
+    desktop.onSleep = [this] {
+        if (desktop.now >= 300)
+            desktop.covered.clear();
+    };
+    ASSERT_TRUE(run({}));
+    EXPECT_EQ(desktop.log, QStringList{QStringLiteral("click 130,162 left x1")});
+    EXPECT_TRUE(desktop.find(QStringLiteral("Subscribe"))->checked);
+    EXPECT_GE(desktop.now, 300);
 }
 
 TEST_F(SignUp, NoSecretNoRun) {
