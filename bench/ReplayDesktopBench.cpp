@@ -716,11 +716,13 @@ void printTable() {
                 "95 %%)\n",
                 unchangedOk, unchangedRuns, changedOk, changedRuns,
                 changedRuns ? 100.0 * changedOk / changedRuns : 0.0);
+    // The forms are the ten-step case (nine or ten steps, as the recorder merged them).
     for (const Row& r : rows())
-        if (r.steps == 10 && r.medianMs > 0)
-            std::printf("10-step form %s: %.0f ms beyond waiting for the application (target < "
-                        "2000 ms)\n",
-                        qPrintable(r.task), r.medianBeyondWaitMs);
+        if (r.task.contains(QStringLiteral("order form")) && r.medianMs > 0)
+            std::printf("%s, %d steps: %.0f ms beyond waiting for the application, %.0f ms for "
+                        "10 such steps (target < 2000 ms)\n",
+                        qPrintable(r.task), r.steps, r.medianBeyondWaitMs,
+                        r.medianBeyondWaitMs * 10 / r.steps);
     if (!ownSteps.isEmpty())
         std::printf("engine's own time per step: at most %.2f ms (task medians; target < 30 ms)\n",
                     *std::max_element(ownSteps.cbegin(), ownSteps.cend()));
