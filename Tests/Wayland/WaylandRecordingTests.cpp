@@ -221,9 +221,9 @@ TEST_P(WaylandRecording, ATypingTaskRecordedOnWaylandReplaysWithOtherValues) {
     const test::ReplayResult result =
         test::replay(Paths::skill(skill.id), {QStringLiteral("full_name=Grace")},
                      {{secrets.first(), QStringLiteral("s3cret")}});
-    ASSERT_EQ(result.exitCode, 0) << result.output.toStdString();
+    ASSERT_EQ(result.exitCode, 0) << result.transcript().toStdString();
     const std::optional<QJsonObject> saved = form.waitForEvent(QStringLiteral("saved"), 5000);
-    ASSERT_TRUE(saved) << result.output.toStdString();
+    ASSERT_TRUE(saved) << result.transcript().toStdString();
     EXPECT_TRUE(
         test::isTheReplayedOrder(*saved, QStringLiteral("Grace"), QStringLiteral("s3cret")));
 }
