@@ -5,6 +5,7 @@
 #include "TavrikCore/Replay/ReplaySecrets.h"
 #include "TavrikPlatform/AccessibilityBackend.h"
 #include "TavrikPlatform/DesktopBackend.h"
+#include "TavrikPlatform/Wayland/GnomeShellWindows.h"
 #include "TavrikPlatform/Wayland/SwayIpc.h"
 
 #include <QMap>
@@ -18,6 +19,11 @@ namespace tavrik::test {
 
 inline bool underSway() {
     return !wayland::SwayIpc::socketFromEnvironment().isEmpty();
+}
+
+// GNOME Shell with Tavrik's extension.
+inline bool underGnome() {
+    return wayland::GnomeShellWindows::isOffered();
 }
 
 class WaylandSession : public testing::Test {

@@ -1,6 +1,9 @@
 #include "TavrikPlatform/Wayland/WaylandDesktop.h"
 
 #include "TavrikPlatform/Wayland/GnomeShellWindows.h"
+#include "TavrikPlatform/Wayland/MutterRemoteDesktop.h"
+#include "TavrikPlatform/Wayland/MutterScreenCast.h"
+#include "TavrikPlatform/Wayland/ScreenCastPortal.h"
 #include "TavrikPlatform/Wayland/SwayIpc.h"
 
 #include <QDBusConnection>
@@ -22,6 +25,11 @@ WaylandDesktop::Offer WaylandDesktop::current() {
                    (bus && bus->isServiceRegistered(QStringLiteral("org.gnome.Shell")).value()));
     offer.grim = !programPath(QStringLiteral("grim")).isEmpty();
     offer.wtype = !programPath(QStringLiteral("wtype")).isEmpty();
+    if (offer.gnome) {
+        offer.screenCast = ScreenCastPortal::isOffered() || MutterScreenCast::isOffered();
+        offer.gstreamer = !programPath(QStringLiteral("gst-launch-1.0")).isEmpty();
+        offer.remoteDesktop = MutterRemoteDesktop().isAvailable();
+    }
     return offer;
 }
 
@@ -37,10 +45,19 @@ QStringList WaylandDesktop::missing(const Offer& offer) {
             "tavrik@tavrik.app\" (or in the Extensions app), then log out and back in.")};
     }
     if (offer.gnome) {
-        return {QStringLiteral(
-            "GNOME does not let Tavrik take key frames of the screen or make up keys and clicks "
-            "yet: replay acts through accessibility, and steps that need a key press or a click "
-            "at a place stop.")};
+        QStringList lines;
+        if (!offer.screenCast)
+            lines << QStringLiteral("GNOME offers no screen casting here, so recordings have no "
+                                    "key frames: install xdg-desktop-portal-gnome.");
+        else if (!offer.gstreamer)
+            lines << QStringLiteral("Key frames of the screen need GStreamer's PipeWire source: "
+                                    "install the gstreamer1.0-tools and gstreamer1.0-pipewire "
+                                    "packages.");
+        if (!offer.remoteDesktop)
+            lines << QStringLiteral(
+                "GNOME does not let Tavrik make up keys and clicks here: replay acts through "
+                "accessibility, and steps that need a key press or a click at a place stop.");
+        return lines;
     }
     if (!offer.sway) {
         return {QStringLiteral(
