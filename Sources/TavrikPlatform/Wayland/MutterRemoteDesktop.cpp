@@ -167,10 +167,11 @@ bool MutterRemoteDesktop::ensureStarted() {
     QTimer::singleShot(kStreamTimeoutMs, &loop, &QEventLoop::quit);
     if (!streaming)
         loop.exec();
-    if (!streaming) {
-        qWarning("Tavrik: mutter's remote-desktop session has no screen stream");
-        return false;
-    }
+    // Keys need no stream; without one (no PipeWire) the pointer cannot be placed.
+    m_streaming = streaming;
+    if (!streaming)
+        qWarning("Tavrik: mutter's remote-desktop session has no screen stream (is PipeWire "
+                 "running?): keys only, no clicks at a place");
     m_started = true;
     m_failed = false;
     waitMs(kSettleMs);
@@ -197,6 +198,8 @@ bool MutterRemoteDesktop::button(Button b, bool pressed) {
 }
 
 bool MutterRemoteDesktop::moveTo(Point at) {
+    if (!m_streaming)
+        return false;
     return session(QStringLiteral("NotifyPointerMotionAbsolute"),
                    {m_screen->streamPath(), at.x - m_origin.x, at.y - m_origin.y});
 }

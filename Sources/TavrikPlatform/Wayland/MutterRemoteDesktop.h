@@ -45,6 +45,7 @@ private:
     std::unique_ptr<MutterScreenCast> m_screen;
     Point m_origin; // the recorded monitor's corner in global points
     bool m_started = false;
+    bool m_streaming = false;
     bool m_failed = false;
 };
 
