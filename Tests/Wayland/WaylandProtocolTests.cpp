@@ -291,6 +291,7 @@ TEST(WaylandDesktop, SaysWhatIsMissingAndHowToGetIt) {
     gnome.screenCast = true;
     gnome.gstreamer = true;
     gnome.remoteDesktop = true;
+    gnome.inputDevices = true;
     EXPECT_TRUE(WaylandDesktop::missing(gnome).isEmpty());
     gnome.gstreamer = false;
     EXPECT_TRUE(WaylandDesktop::missing(gnome).join(' ').contains(

@@ -1,5 +1,6 @@
 #include "TavrikPlatform/Wayland/WaylandDesktop.h"
 
+#include "TavrikPlatform/Evdev/EvdevDevices.h"
 #include "TavrikPlatform/Wayland/GnomeShellWindows.h"
 #include "TavrikPlatform/Wayland/MutterRemoteDesktop.h"
 #include "TavrikPlatform/Wayland/MutterScreenCast.h"
@@ -25,6 +26,7 @@ WaylandDesktop::Offer WaylandDesktop::current() {
                    (bus && bus->isServiceRegistered(QStringLiteral("org.gnome.Shell")).value()));
     offer.grim = !programPath(QStringLiteral("grim")).isEmpty();
     offer.wtype = !programPath(QStringLiteral("wtype")).isEmpty();
+    offer.inputDevices = evdev::EvdevDevices::anyReadable();
     if (offer.gnome) {
         offer.screenCast = ScreenCastPortal::isOffered() || MutterScreenCast::isOffered();
         offer.gstreamer = !programPath(QStringLiteral("gst-launch-1.0")).isEmpty();
@@ -57,6 +59,12 @@ QStringList WaylandDesktop::missing(const Offer& offer) {
             lines << QStringLiteral(
                 "GNOME does not let Tavrik make up keys and clicks here: replay acts through "
                 "accessibility, and steps that need a key press or a click at a place stop.");
+        if (!offer.inputDevices) {
+            lines << QStringLiteral(
+                "Clicks are recorded from what they change, so drags, scrolls and clicks that "
+                "change nothing are left out: to record them, add yourself to the input group "
+                "(\"sudo usermod -aG input $USER\"), then log out and back in.");
+        }
         return lines;
     }
     if (!offer.sway) {
