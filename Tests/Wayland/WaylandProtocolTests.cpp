@@ -327,9 +327,9 @@ TEST(MutterRemoteDesktop, KeysAndCharactersBecomeKeysyms) {
     EXPECT_EQ(MutterRemoteDesktop::buttonCode(SyntheticInput::Button::right), 0x111);
 }
 
-// Raw frames arrive from the pipeline's pipe in pieces of any size; the newest whole one is kept,
-// and it stays readable after the pipeline has ended.
-TEST(PipeWireFrameReader, KeepsTheNewestWholeFrameOfThePipe) {
+// Raw frames arrive from the pipeline's pipe in pieces of any size and the newest whole one is
+// kept; once the pipeline has ended there is no frame, and its last words say why.
+TEST(PipeWireFrameReader, KeepsTheNewestWholeFrameWhileThePipelineRuns) {
     constexpr qsizetype frameBytes = 4 * 2 * 4;
     QByteArray pending =
         QByteArray(frameBytes, 'a') + QByteArray(frameBytes, 'b') + QByteArray(frameBytes / 2, 'c');
@@ -344,7 +344,8 @@ TEST(PipeWireFrameReader, KeepsTheNewestWholeFrameOfThePipe) {
     EXPECT_TRUE(
         arguments.contains(QStringLiteral("video/x-raw,format=BGRx,width=1920,height=1080")));
 
-    // A stand-in for the pipeline: two frames of 4x2 pixels (red, then blue) and half a third.
+    // Stand-ins for the pipeline: two frames of 4x2 pixels (red, then blue) and half a third,
+    // then either running on or ending with a complaint.
     QTemporaryDir dir;
     const QString frames = dir.filePath(QStringLiteral("frames"));
     QFile out(frames);
@@ -357,24 +358,31 @@ TEST(PipeWireFrameReader, KeepsTheNewestWholeFrameOfThePipe) {
     };
     out.write(pixels(qRgb(255, 0, 0), 8) + pixels(qRgb(0, 0, 255), 8) + pixels(qRgb(0, 255, 0), 4));
     out.close();
-    const QString program = dir.filePath(QStringLiteral("pipeline"));
-    QFile script(program);
-    ASSERT_TRUE(script.open(QIODevice::WriteOnly));
-    script.write(
-        QStringLiteral("#!/bin/sh\ncat '%1'\necho 'stream gone' >&2\n").arg(frames).toUtf8());
-    script.close();
-    script.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+    const auto pipeline = [&](const QString& name, const QString& afterwards) {
+        const QString program = dir.filePath(name);
+        QFile script(program);
+        EXPECT_TRUE(script.open(QIODevice::WriteOnly));
+        script.write(QStringLiteral("#!/bin/sh\ncat '%1'\n%2\n").arg(frames, afterwards).toUtf8());
+        script.close();
+        script.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+        return program;
+    };
     {
-        PipeWireFrameReader reader(program);
+        PipeWireFrameReader reader(
+            pipeline(QStringLiteral("running"), QStringLiteral("exec sleep 600")));
         reader.start(7, QSize(4, 2));
         const QImage image = reader.latest(10000);
         ASSERT_EQ(image.size(), QSize(4, 2));
         EXPECT_EQ(image.pixel(3, 1), qRgb(0, 0, 255));
-        ASSERT_TRUE(test::waitFor([&] { return !reader.errorString().isEmpty(); }, 10000));
-        EXPECT_EQ(reader.errorString(), QStringLiteral("stream gone"));
-        EXPECT_EQ(reader.latest(0).pixel(0, 0), qRgb(0, 0, 255));
+        EXPECT_TRUE(reader.errorString().isEmpty());
     }
-    // A pipeline that ends before its first frame: no frame, at once, and why.
+    PipeWireFrameReader ended(
+        pipeline(QStringLiteral("ending"), QStringLiteral("echo 'stream gone' >&2; exit 1")));
+    ended.start(7, QSize(4, 2));
+    ASSERT_TRUE(test::waitFor([&] { return !ended.errorString().isEmpty(); }, 10000));
+    EXPECT_EQ(ended.errorString(), QStringLiteral("stream gone"));
+    EXPECT_TRUE(ended.latest(0).isNull());
+
     PipeWireFrameReader nothing(QStringLiteral("/bin/false"));
     nothing.start(7, QSize(4, 2));
     EXPECT_TRUE(nothing.latest(10000).isNull());

@@ -104,7 +104,9 @@ QImage PipeWireFrameReader::latest(int waitMs) const {
         if (!m_frameArrived.wait(&m_mutex, deadline))
             break;
     }
-    if (m_latest.isEmpty())
+    // Once the stream has ended (the user stopped sharing) its last frame is no longer the
+    // screen.
+    if (m_latest.isEmpty() || m_ended)
         return {};
     const QByteArray bytes = m_latest;
     lock.unlock();

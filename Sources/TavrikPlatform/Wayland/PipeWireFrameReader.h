@@ -26,7 +26,8 @@ public:
 
     // Reads node `node` scaled to `size` pixels. Once only.
     void start(quint32 node, QSize size);
-    // The newest frame, waiting up to `waitMs` for the first; null when there is none.
+    // The newest frame, waiting up to `waitMs` for the first; null when there is none or the
+    // stream has ended.
     QImage latest(int waitMs) const;
     // Why the pipeline ended, when it did.
     QString errorString() const;
