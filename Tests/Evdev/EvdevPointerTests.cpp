@@ -1,4 +1,5 @@
 #include "Evdev/EventStream.h"
+#include "Support/InputLog.h"
 #include "TavrikPlatform/Evdev/EvdevDevices.h"
 #include "TavrikPlatform/Evdev/EvdevPointer.h"
 #include "TavrikPlatform/Null/NullDesktop.h"
@@ -12,34 +13,19 @@ namespace tavrik::evdev {
 namespace {
 
 // What the monitor reported, one line per signal.
-class Log {
-public:
-    explicit Log(InputMonitor& monitor) {
-        QObject::connect(&monitor, &InputMonitor::mouseDown,
-                         [this](Point p, InputMonitor::MouseButton b, int count) {
-                             add("down", p, b == InputMonitor::MouseButton::left ? "left" : "right",
-                                 QString::number(count));
-                         });
-        QObject::connect(&monitor, &InputMonitor::mouseUp,
-                         [this](Point p, InputMonitor::MouseButton) { add("up", p); });
-        QObject::connect(&monitor, &InputMonitor::mouseDragged,
-                         [this](Point p) { add("drag", p); });
-        QObject::connect(&monitor, &InputMonitor::mouseMoved, [this](Point p) { add("move", p); });
-        QObject::connect(&monitor, &InputMonitor::scroll, [this](Point p, double dx, double dy) {
-            add("scroll", p, QString::number(dx), QString::number(dy));
-        });
+QStringList lines(const QList<test::SeenInput>& seen) {
+    QStringList out;
+    for (const test::SeenInput& s : seen) {
+        QStringList parts{s.kind, QStringLiteral("%1,%2").arg(s.point.x).arg(s.point.y)};
+        if (s.kind == QLatin1String("down"))
+            parts << (s.button == int(InputMonitor::MouseButton::left) ? "left" : "right")
+                  << QString::number(s.clickCount);
+        if (s.kind == QLatin1String("scroll"))
+            parts << QString::number(s.dx) << QString::number(s.dy);
+        out << parts.join(u' ');
     }
-    QStringList lines;
-
-private:
-    void add(const char* what, Point p, const QString& a = {}, const QString& b = {}) {
-        QStringList parts{QString::fromLatin1(what), QStringLiteral("%1,%2").arg(p.x).arg(p.y)};
-        for (const QString& extra : {a, b})
-            if (!extra.isEmpty())
-                parts << extra;
-        lines << parts.join(u' ');
-    }
-};
+    return out;
+}
 
 // The compositor's answers, one per question; nothing once they run out.
 struct Compositor {
@@ -49,12 +35,12 @@ struct Compositor {
 
 QStringList replay(const Stream& stream, Compositor& compositor) {
     NullInputMonitor monitor;
-    Log log(monitor);
+    test::InputLog log(monitor);
     EvdevPointer pointer(monitor, [&] { return compositor.next(); });
     EvdevDecoder decoder;
     for (const InputEvent& event : decoder.feed(stream.bytes()))
         pointer.take(event);
-    return log.lines;
+    return lines(log.seen);
 }
 
 constexpr qint64 t0 = 1700000000LL * 1000000;
@@ -110,10 +96,13 @@ TEST(EvdevDevices, FilesThatAreNoPointerDeviceNeitherBlockNorCount) {
     plain.close();
     ASSERT_TRUE(QFile::link(QStringLiteral("/dev/null"), folder.filePath("event2")));
 
-    EXPECT_FALSE(EvdevDevices::anyReadable(folder.path()));
-    EvdevDevices devices(folder.path());
-    EXPECT_FALSE(devices.start());
-    EXPECT_TRUE(devices.errorString().contains(QStringLiteral("input group")));
+    for (const EvdevDevices::Kind kind :
+         {EvdevDevices::Kind::pointer, EvdevDevices::Kind::keyboard}) {
+        EXPECT_FALSE(EvdevDevices::anyReadable(kind, folder.path()));
+        EvdevDevices devices(kind, folder.path());
+        EXPECT_FALSE(devices.start());
+        EXPECT_TRUE(devices.errorString().contains(QStringLiteral("input group")));
+    }
 }
 
 } // namespace

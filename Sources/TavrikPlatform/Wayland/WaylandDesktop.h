@@ -19,7 +19,7 @@ public:
         bool screenCast = false;     // a screen stream: the ScreenCast portal or mutter's own
         bool gstreamer = false;      // gst-launch-1.0, which reads the stream
         bool remoteDesktop = false;  // mutter's remote desktop: keys and the pointer
-        bool inputDevices = false;   // this user may read a pointer device under /dev/input
+        bool inputDevices = false;   // this user may read the input devices under /dev/input
     };
 
     static Offer current();
