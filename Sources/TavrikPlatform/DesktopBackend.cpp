@@ -11,6 +11,10 @@
 #include "TavrikPlatform/Wayland/KWinHotkeys.h"
 #include "TavrikPlatform/Wayland/KWinScript.h"
 #include "TavrikPlatform/Wayland/KWinWindows.h"
+#include "TavrikPlatform/Wayland/MutterRemoteDesktop.h"
+#include "TavrikPlatform/Wayland/MutterScreenCast.h"
+#include "TavrikPlatform/Wayland/ScreenCastFrameCapturer.h"
+#include "TavrikPlatform/Wayland/ScreenCastPortal.h"
 #include "TavrikPlatform/Wayland/SwayHotkeys.h"
 #include "TavrikPlatform/Wayland/SwayPointer.h"
 #include "TavrikPlatform/Wayland/SwayWindowLocator.h"
@@ -39,6 +43,7 @@
 #endif
 
 #include <QCoreApplication>
+#include <QSettings>
 
 // Every choice of a desktop backend is made here, from the one session kind DesktopSession
 // decides (TAVRIK_DESKTOP_BACKEND overrides it), so no other code asks which platform it runs on.
@@ -48,6 +53,28 @@ namespace {
 
 DesktopSession::Kind kind() {
     return DesktopSession::current();
+}
+
+// GNOME's screen: the portal asks the user once and hands out a token that spares the question
+// next time, kept in Tavrik's settings; mutter's own interface, where there is no portal, asks
+// nobody.
+std::unique_ptr<FrameCapturer> gnomeFrameCapturer() {
+    const QString gstLaunch =
+        wayland::WaylandDesktop::programPath(QStringLiteral("gst-launch-1.0"));
+    std::unique_ptr<wayland::ScreenCastSource> source;
+    if (wayland::ScreenCastPortal::isOffered()) {
+        const QString key = QStringLiteral("wayland/screenCastRestoreToken");
+        const QString token =
+            QSettings(QStringLiteral("Tavrik"), QStringLiteral("Tavrik")).value(key).toString();
+        source = std::make_unique<wayland::ScreenCastPortal>(token, [key](const QString& next) {
+            QSettings(QStringLiteral("Tavrik"), QStringLiteral("Tavrik")).setValue(key, next);
+        });
+    } else if (wayland::MutterScreenCast::isOffered()) {
+        source = std::make_unique<wayland::MutterScreenCast>();
+    }
+    if (!source || gstLaunch.isEmpty())
+        return nullptr;
+    return std::make_unique<wayland::ScreenCastFrameCapturer>(std::move(source), gstLaunch);
 }
 
 #ifdef TAVRIK_HAVE_ATSPI
@@ -127,6 +154,10 @@ std::unique_ptr<FrameCapturer> createFrameCapturer() {
             if (capturer->isAvailable())
                 return capturer;
         }
+        if (offer.gnome) {
+            if (auto capturer = gnomeFrameCapturer(); capturer && capturer->isAvailable())
+                return capturer;
+        }
         return std::make_unique<NullFrameCapturer>();
     }
 #ifdef TAVRIK_HAVE_X11
@@ -139,6 +170,9 @@ std::unique_ptr<FrameCapturer> createFrameCapturer() {
 std::unique_ptr<SyntheticInput> createSyntheticInput() {
     if (isWayland()) {
         const wayland::WaylandDesktop::Offer offer = wayland::WaylandDesktop::current();
+        // GNOME: keys and the pointer through mutter, as a person's own devices.
+        if (offer.gnome && offer.remoteDesktop)
+            return std::make_unique<wayland::MutterRemoteDesktop>();
         if (!offer.sway && !offer.gnomeExtension && !offer.kwin)
             return std::make_unique<NullSyntheticInput>();
         const auto keys = [&]() -> std::unique_ptr<SyntheticInput> {

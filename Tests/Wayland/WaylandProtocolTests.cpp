@@ -1,8 +1,11 @@
+#include "NativeForm.h"
 #include "TavrikCore/Hotkeys/KeyCodes.h"
 #include "TavrikPlatform/Wayland/AccessiblePointer.h"
 #include "TavrikPlatform/Wayland/ClickInference.h"
 #include "TavrikPlatform/Wayland/CoordinateMapper.h"
 #include "TavrikPlatform/Wayland/GnomeShellWindows.h"
+#include "TavrikPlatform/Wayland/MutterRemoteDesktop.h"
+#include "TavrikPlatform/Wayland/PipeWireFrameReader.h"
 #include "TavrikPlatform/Wayland/SwayHotkeys.h"
 #include "TavrikPlatform/Wayland/SwayIpc.h"
 #include "TavrikPlatform/Wayland/SwayPointer.h"
@@ -11,8 +14,10 @@
 #include "TavrikPlatform/Wayland/WaylandWindows.h"
 #include "TavrikPlatform/Wayland/WtypeInput.h"
 
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 namespace tavrik::wayland {
@@ -289,6 +294,107 @@ TEST(WaylandDesktop, SaysWhatIsMissingAndHowToGetIt) {
     EXPECT_TRUE(ungranted.contains(QStringLiteral("start Tavrik from its menu entry")));
     kwin.kwinFakeInput = true;
     EXPECT_EQ(WaylandDesktop::missing(kwin).size(), 1);
+
+    // GNOME with the extension: frames need a screen cast and GStreamer, input mutter.
+    gnome.screenCast = true;
+    gnome.gstreamer = true;
+    gnome.remoteDesktop = true;
+    gnome.inputDevices = true;
+    EXPECT_TRUE(WaylandDesktop::missing(gnome).isEmpty());
+    gnome.gstreamer = false;
+    EXPECT_TRUE(WaylandDesktop::missing(gnome).join(' ').contains(
+        QStringLiteral("install the gstreamer1.0-tools and gstreamer1.0-pipewire packages")));
+    gnome.screenCast = false;
+    gnome.remoteDesktop = false;
+    const QString bareGnome = WaylandDesktop::missing(gnome).join(' ');
+    EXPECT_TRUE(bareGnome.contains(QStringLiteral("install xdg-desktop-portal-gnome")));
+    EXPECT_FALSE(bareGnome.contains(QStringLiteral("gstreamer")));
+    EXPECT_TRUE(bareGnome.contains(QStringLiteral("make up keys and clicks")));
+}
+
+// mutter takes keysyms: named keys by their X names' values, printable keys as their unshifted
+// character, and any character to type by Latin-1 value or Unicode code point.
+TEST(MutterRemoteDesktop, KeysAndCharactersBecomeKeysyms) {
+    EXPECT_EQ(MutterRemoteDesktop::keysym(KeyCodes::returnKey), 0xff0du);
+    EXPECT_EQ(MutterRemoteDesktop::keysym(KeyCodes::deleteKey), 0xff08u); // BackSpace
+    EXPECT_EQ(MutterRemoteDesktop::keysym(KeyCodes::downArrow), 0xff54u);
+    EXPECT_EQ(MutterRemoteDesktop::keysym(KeyCodes::f1), 0xffbeu);
+    EXPECT_EQ(MutterRemoteDesktop::keysym(KeyCodes::f12), 0xffc9u);
+    EXPECT_EQ(MutterRemoteDesktop::keysym(KeyCodes::a), quint32('a'));
+    EXPECT_EQ(MutterRemoteDesktop::keysym(KeyCodes::slash), quint32('/'));
+    EXPECT_EQ(MutterRemoteDesktop::keysym(KeyCodes::space), 0x20u);
+    EXPECT_EQ(MutterRemoteDesktop::keysym(KeyCodes::unknown), 0u);
+
+    EXPECT_EQ(MutterRemoteDesktop::keysymForCharacter(U'Z'), quint32('Z'));
+    EXPECT_EQ(MutterRemoteDesktop::keysymForCharacter(U'é'), 0xe9u);
+    EXPECT_EQ(MutterRemoteDesktop::keysymForCharacter(U'α'), 0x010003b1u);
+    EXPECT_EQ(MutterRemoteDesktop::keysymForCharacter(U'😀'), 0x0101f600u);
+    EXPECT_EQ(MutterRemoteDesktop::keysymForCharacter(U'\n'), 0xff0du);
+    EXPECT_EQ(MutterRemoteDesktop::keysymForCharacter(U'\t'), 0xff09u);
+    EXPECT_EQ(MutterRemoteDesktop::keysymForCharacter(char32_t(0x07)), 0u);
+    EXPECT_EQ(MutterRemoteDesktop::buttonCode(SyntheticInput::Button::right), 0x111);
+}
+
+// Raw frames arrive from the pipeline's pipe in pieces of any size and the newest whole one is
+// kept; once the pipeline has ended there is no frame, and its last words say why.
+TEST(PipeWireFrameReader, KeepsTheNewestWholeFrameWhileThePipelineRuns) {
+    constexpr qsizetype frameBytes = 4 * 2 * 4;
+    QByteArray pending =
+        QByteArray(frameBytes, 'a') + QByteArray(frameBytes, 'b') + QByteArray(frameBytes / 2, 'c');
+    EXPECT_EQ(PipeWireFrameReader::takeNewestFrame(pending, frameBytes),
+              QByteArray(frameBytes, 'b'));
+    EXPECT_EQ(pending, QByteArray(frameBytes / 2, 'c'));
+    EXPECT_TRUE(PipeWireFrameReader::takeNewestFrame(pending, frameBytes).isEmpty());
+    EXPECT_EQ(pending.size(), frameBytes / 2);
+
+    const QStringList arguments = PipeWireFrameReader::arguments(42, QSize(1920, 1080));
+    EXPECT_TRUE(arguments.contains(QStringLiteral("path=42")));
+    EXPECT_TRUE(
+        arguments.contains(QStringLiteral("video/x-raw,format=BGRx,width=1920,height=1080")));
+
+    // Stand-ins for the pipeline: two frames of 4x2 pixels (red, then blue) and half a third,
+    // then either running on or ending with a complaint.
+    QTemporaryDir dir;
+    const QString frames = dir.filePath(QStringLiteral("frames"));
+    QFile out(frames);
+    ASSERT_TRUE(out.open(QIODevice::WriteOnly));
+    const auto pixels = [](QRgb colour, int count) {
+        QByteArray bytes;
+        for (int i = 0; i < count; ++i)
+            bytes.append(reinterpret_cast<const char*>(&colour), 4);
+        return bytes;
+    };
+    out.write(pixels(qRgb(255, 0, 0), 8) + pixels(qRgb(0, 0, 255), 8) + pixels(qRgb(0, 255, 0), 4));
+    out.close();
+    const auto pipeline = [&](const QString& name, const QString& afterwards) {
+        const QString program = dir.filePath(name);
+        QFile script(program);
+        EXPECT_TRUE(script.open(QIODevice::WriteOnly));
+        script.write(QStringLiteral("#!/bin/sh\ncat '%1'\n%2\n").arg(frames, afterwards).toUtf8());
+        script.close();
+        script.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+        return program;
+    };
+    {
+        PipeWireFrameReader reader(
+            pipeline(QStringLiteral("running"), QStringLiteral("exec sleep 600")));
+        reader.start(7, QSize(4, 2));
+        const QImage image = reader.latest(10000);
+        ASSERT_EQ(image.size(), QSize(4, 2));
+        EXPECT_EQ(image.pixel(3, 1), qRgb(0, 0, 255));
+        EXPECT_TRUE(reader.errorString().isEmpty());
+    }
+    PipeWireFrameReader ended(
+        pipeline(QStringLiteral("ending"), QStringLiteral("echo 'stream gone' >&2; exit 1")));
+    ended.start(7, QSize(4, 2));
+    ASSERT_TRUE(test::waitFor([&] { return !ended.errorString().isEmpty(); }, 10000));
+    EXPECT_EQ(ended.errorString(), QStringLiteral("stream gone"));
+    EXPECT_TRUE(ended.latest(0).isNull());
+
+    PipeWireFrameReader nothing(QStringLiteral("/bin/false"));
+    nothing.start(7, QSize(4, 2));
+    EXPECT_TRUE(nothing.latest(10000).isNull());
+    EXPECT_FALSE(nothing.errorString().isEmpty());
 }
 
 // What a demonstration shows accessibility, in order, and which of it were clicks.

@@ -1,5 +1,6 @@
 #include "NativeForm.h"
 #include "SavedOrder.h"
+#include "ScreenCastGrant.h"
 #include "Support/TempSupportFolder.h"
 #include "TavrikCore/Hotkeys/KeyCodes.h"
 #include "TavrikCore/Recorder/Recorder.h"
@@ -9,6 +10,7 @@
 #include "TavrikCore/Synthesis/Synthesizer.h"
 #include "TavrikPlatform/AtSpi/AtSpiKeyListener.h"
 #include "TavrikPlatform/DesktopBackend.h"
+#include "TavrikPlatform/Wayland/ScreenCastFrameCapturer.h"
 #include "TavrikPlatform/Wayland/SwayHotkeys.h"
 #include "TavrikPlatform/Wayland/WtypeInput.h"
 #include "WaylandSession.h"
@@ -26,6 +28,7 @@ namespace tavrik {
 namespace {
 
 using test::NativeForm;
+using test::underGnome;
 using test::underSway;
 using test::waitFor;
 using test::WaylandSession;
@@ -45,8 +48,9 @@ parameters:
 Fills in the order form and saves it.
 )";
 
-// A demonstration given under sway as a person gives it (the seat's pointer moved and clicked by
-// sway, keys from a virtual keyboard), heard by the real recorder through accessibility, turned
+// A demonstration given under sway or GNOME as a person gives it (under sway the seat's pointer
+// moved and clicked by sway and keys from a virtual keyboard, under GNOME both through mutter's
+// remote desktop), heard by the real recorder through accessibility, turned
 // into a skill as a drafted SKILL.md is, and replayed with another name into a fresh form.
 class WaylandRecording : public WaylandSession,
                          public testing::WithParamInterface<NativeForm::Toolkit> {
@@ -55,8 +59,11 @@ protected:
         WaylandSession::SetUp();
         if (IsSkipped())
             return;
-        if (!underSway())
-            GTEST_SKIP() << "input can be given on sway only";
+        if (!underSway() && !underGnome())
+            GTEST_SKIP() << "input can be given on sway and GNOME only";
+        // The recorder's key frames on GNOME come from a screen cast the user allowed once.
+        if (underGnome())
+            test::grantScreenCast();
         ASSERT_TRUE(input->isAvailable());
         QObject::connect(&m_listener, &InputMonitor::key, [this] { ++m_keys; });
         ASSERT_TRUE(m_listener.start());
@@ -96,20 +103,25 @@ protected:
         };
     }
 
-    // Types through wtype while this process keeps answering: a toolkit hands each key to the
-    // accessibility registry, which hands it to the recorder here, before the key takes effect.
+    // Types (through wtype or mutter) while this process keeps answering: a toolkit hands each key
+    // to the accessibility registry, which hands it to the recorder here, before the key takes
+    // effect.
     bool type(const QString& text, const std::function<bool()>& effect) {
         // The recorder's listener and this one hear each key at once, when the registry hands
         // it over; a toolkit that waited too long for the registry may show the key before.
         const qsizetype before = m_keys;
-        QProcess wtype;
-        // A new virtual keyboard loses its first event: a Shift tap.
-        wtype.start(QStringLiteral("wtype"),
-                    QStringList{QStringLiteral("-k"), QStringLiteral("Shift_L")} +
-                        wayland::WtypeInput::textArguments(text));
-        if (!waitFor([&] { return wtype.state() == QProcess::NotRunning; }, 10000) ||
-            wtype.exitCode() != 0)
+        if (underSway()) {
+            QProcess wtype;
+            // A new virtual keyboard loses its first event: a Shift tap.
+            wtype.start(QStringLiteral("wtype"),
+                        QStringList{QStringLiteral("-k"), QStringLiteral("Shift_L")} +
+                            wayland::WtypeInput::textArguments(text));
+            if (!waitFor([&] { return wtype.state() == QProcess::NotRunning; }, 10000) ||
+                wtype.exitCode() != 0)
+                return false;
+        } else if (!input->typeText(text)) {
             return false;
+        }
         return waitFor(effect, 5000) &&
                waitFor([&] { return m_keys >= before + text.size(); }, 5000) && handedOver();
     }
@@ -151,8 +163,12 @@ TEST_P(WaylandRecording, ATypingTaskRecordedOnWaylandReplaysWithOtherValues) {
         const std::optional<LiveElement> pears = named(*window, QStringLiteral("Pears"));
         ASSERT_TRUE(password && subscribe && pears);
 
-        Recorder recorder(DesktopBackend::createInputMonitor(),
-                          DesktopBackend::createFrameCapturer(),
+        // Tavrik makes its capturer at launch, long before a recording; a screen cast has
+        // started by then.
+        std::unique_ptr<FrameCapturer> frames = DesktopBackend::createFrameCapturer();
+        if (const auto* cast = dynamic_cast<wayland::ScreenCastFrameCapturer*>(frames.get()))
+            ASSERT_TRUE(waitFor([&] { return cast->isStreaming(); }, 5000));
+        Recorder recorder(DesktopBackend::createInputMonitor(), std::move(frames),
                           DesktopBackend::createAXResolver());
         recorder.start();
         ASSERT_TRUE(click(fields[0], 0, focused(fields[0])));

@@ -5,6 +5,7 @@
 #include "TavrikCore/Replay/DesktopActor.h"
 #include "TavrikPlatform/AccessibilityBackend.h"
 #include "TavrikPlatform/DesktopBackend.h"
+#include "TavrikPlatform/Wayland/GnomeShellWindows.h"
 #include "TavrikPlatform/Wayland/KWinScript.h"
 #include "TavrikPlatform/Wayland/SwayIpc.h"
 
@@ -21,6 +22,11 @@ inline bool underSway() {
 
 inline bool underKwin() {
     return !underSway() && wayland::KWinScript::isOffered();
+}
+
+// GNOME Shell with Tavrik's extension.
+inline bool underGnome() {
+    return wayland::GnomeShellWindows::isOffered();
 }
 
 class WaylandSession : public testing::Test {

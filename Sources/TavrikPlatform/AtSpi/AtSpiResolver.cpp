@@ -196,7 +196,14 @@ struct AtSpiResolver::Private {
             // None is the window X shows there (the application has not listed its new dialog
             // yet): an element of the window under it would be the wrong one.
             constexpr double sameWindow = 64;
-            if (frameDistance(frames[best], window.frame) > sameWindow) {
+            // Client-side decorations (GTK's shadow, Qt's own title bar on GNOME) set a Wayland
+            // window's accessible frame apart from the compositor's; its title still names it.
+            if (frameDistance(frames[best], window.frame) > sameWindow &&
+                takeString(query
+                               .call([&](GError** e) {
+                                   return atspi_accessible_get_name(candidates[best].get(), e);
+                               })
+                               .value_or(nullptr)) != window.title) {
                 return nullptr;
             }
             return std::move(candidates[best]);

@@ -3,6 +3,9 @@
 #include "TavrikPlatform/Evdev/EvdevDevices.h"
 #include "TavrikPlatform/Wayland/GnomeShellWindows.h"
 #include "TavrikPlatform/Wayland/KWinScript.h"
+#include "TavrikPlatform/Wayland/MutterRemoteDesktop.h"
+#include "TavrikPlatform/Wayland/MutterScreenCast.h"
+#include "TavrikPlatform/Wayland/ScreenCastPortal.h"
 #include "TavrikPlatform/Wayland/SwayIpc.h"
 
 #ifdef TAVRIK_HAVE_KWIN_FAKE_INPUT
@@ -34,6 +37,11 @@ WaylandDesktop::Offer WaylandDesktop::current() {
     offer.wtype = !programPath(QStringLiteral("wtype")).isEmpty();
     offer.inputDevices = evdev::EvdevDevices::anyReadable(evdev::EvdevDevices::Kind::pointer) ||
                          evdev::EvdevDevices::anyReadable(evdev::EvdevDevices::Kind::keyboard);
+    if (offer.gnome) {
+        offer.screenCast = ScreenCastPortal::isOffered() || MutterScreenCast::isOffered();
+        offer.gstreamer = !programPath(QStringLiteral("gst-launch-1.0")).isEmpty();
+        offer.remoteDesktop = MutterRemoteDesktop().isAvailable();
+    }
     return offer;
 }
 
@@ -49,10 +57,18 @@ QStringList WaylandDesktop::missing(const Offer& offer) {
             "tavrik@tavrik.app\" (or in the Extensions app), then log out and back in.")};
     }
     if (offer.gnome) {
-        QStringList lines{QStringLiteral(
-            "GNOME does not let Tavrik take key frames of the screen or make up keys and clicks "
-            "yet: replay acts through accessibility, and steps that need a key press or a click "
-            "at a place stop.")};
+        QStringList lines;
+        if (!offer.screenCast)
+            lines << QStringLiteral("GNOME offers no screen casting here, so recordings have no "
+                                    "key frames: install xdg-desktop-portal-gnome.");
+        else if (!offer.gstreamer)
+            lines << QStringLiteral("Key frames of the screen need GStreamer's PipeWire source: "
+                                    "install the gstreamer1.0-tools and gstreamer1.0-pipewire "
+                                    "packages.");
+        if (!offer.remoteDesktop)
+            lines << QStringLiteral(
+                "GNOME does not let Tavrik make up keys and clicks here: replay acts through "
+                "accessibility, and steps that need a key press or a click at a place stop.");
         if (!offer.inputDevices) {
             lines << QStringLiteral(
                 "Clicks are recorded from what they change, so drags, scrolls and clicks that "

@@ -16,6 +16,9 @@ public:
         bool wtype = false; // keys through a virtual keyboard
         bool gnome = false; // a GNOME session (XDG_CURRENT_DESKTOP, or the shell on the bus)
         bool gnomeExtension = false; // Tavrik's shell extension answers: windows, pointer, keys
+        bool screenCast = false;     // a screen stream: the ScreenCast portal or mutter's own
+        bool gstreamer = false;      // gst-launch-1.0, which reads the stream
+        bool remoteDesktop = false;  // mutter's remote desktop: keys and the pointer
         bool inputDevices = false;   // this user may read the input devices under /dev/input
         bool kwin = false; // KWin answers: windows and pointer through Tavrik's script, keys
         bool kwinFakeInput = false; // KWin grants Tavrik its fake input: keys and clicks
