@@ -1,5 +1,5 @@
 #include "ApplicationFlow.h"
-#include "Support/MessagesApi.h"
+#include "Support/LocalModel.h"
 
 // Xlib defines macros (None, Bool) that clash with gtest: it comes last.
 // clang-format off
@@ -17,13 +17,7 @@ using ReturnKey = ApplicationFlow;
 // Return typed into a window's text field presses its default button, as in any dialog: in
 // Preferences it tests the key just typed.
 TEST_F(ReturnKey, ReturnInTheKeyFieldTestsTheKey) {
-    model.route("POST", "/v1/messages", [](const RecordedRequest& request) {
-        if (request.header("x-api-key") == "typedkey")
-            return CannedResponse::eventStream(
-                QList<Piece>{Piece{messages::textStream({"Hello"})}});
-        return CannedResponse::json(
-            401, messages::errorBody("authentication_error", "invalid x-api-key"));
-    });
+    model.route("POST", "/v1/messages", acceptsOnlyKey("typedkey"));
     RunningApplication app(environment());
     ASSERT_TRUE(app.waitForPillStatus("Ready", 10000)) << "the pill never came up";
     // The main window takes the keyboard with a click on its menu button; Ctrl+, opens them.

@@ -8,6 +8,16 @@ namespace tavrik::test {
 LocalModel::LocalModel(const QByteArray& key)
     : host(Hosts::modelApiVariable, server.baseUrl().toUtf8()), key("ANTHROPIC_API_KEY", key) {}
 
+Handler acceptsOnlyKey(const QByteArray& goodKey) {
+    return [goodKey](const RecordedRequest& request) {
+        if (request.header("x-api-key") == goodKey)
+            return CannedResponse::eventStream(
+                QList<Piece>{Piece{messages::textStream({QStringLiteral("Hello")})}});
+        return CannedResponse::json(401, messages::errorBody(QStringLiteral("authentication_error"),
+                                                             QStringLiteral("invalid x-api-key")));
+    };
+}
+
 QJsonObject toolUse(const QString& id, const QString& name, const QJsonObject& input) {
     return {{"type", "tool_use"}, {"id", id}, {"name", name}, {"input", input}};
 }

@@ -18,6 +18,9 @@ struct LocalModel {
     ScopedEnvironment key;
 };
 
+// The Messages API for a key check: a short answer to `goodKey`, 401 to any other key.
+Handler acceptsOnlyKey(const QByteArray& goodKey);
+
 // A tool call, as a block of the model's answer.
 QJsonObject toolUse(const QString& id, const QString& name, const QJsonObject& input);
 // One whole answer of the model that ends by calling tools.
