@@ -209,7 +209,8 @@ private:
     void setRunOutcome(const std::optional<QString>& outcome);
     void setCreationStatus(const SkillCreationStatus& status);
     void showRunEnd(const Skill& skill, const QString& outcome);
-    enum class DesktopPart { hotkeys, microphone };
+    enum class DesktopPart { permissions, hotkeys, microphone };
+    void notePermissions();
     // Empty `problem` clears what was said about that part.
     void setDesktopProblem(DesktopPart part, const QString& problem);
 
