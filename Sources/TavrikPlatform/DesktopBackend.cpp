@@ -74,8 +74,15 @@ std::unique_ptr<InputMonitor> createInputMonitor() {
 #ifdef TAVRIK_HAVE_ATSPI
     // No compositor lets a program watch input: accessibility reports what the focused
     // application sees.
-    if (isWayland())
-        return std::make_unique<atspi::AtSpiInputMonitor>(waylandWindows());
+    if (isWayland()) {
+        // Where the compositor tells where the pointer is, the pointer devices can be read too.
+        evdev::EvdevPointer::Locate pointer;
+        if (wayland::WaylandDesktop::current().gnomeExtension) {
+            auto shell = std::make_shared<wayland::GnomeShellWindows>();
+            pointer = [shell] { return shell->pointer(); };
+        }
+        return std::make_unique<atspi::AtSpiInputMonitor>(waylandWindows(), std::move(pointer));
+    }
 #endif
 #ifdef TAVRIK_HAVE_X11
     if (hasX11())
