@@ -1,6 +1,11 @@
 #include "ApplicationFlow.h"
 #include "Support/LocalModel.h"
 
+#include <QGuiApplication>
+#include <QImage>
+#include <QPixmap>
+#include <QScreen>
+
 // Xlib defines macros (None, Bool) that clash with gtest: it comes last.
 // clang-format off
 #include <X11/Xlib.h>
@@ -23,15 +28,25 @@ TEST_F(ReturnKey, ReturnInTheKeyFieldTestsTheKey) {
     // The main window takes the keyboard with a click on its menu button; Ctrl+, opens them.
     const std::optional<AccessibleNode> menu = app.waitFor("push button", "Tavrik Menu");
     ASSERT_TRUE(menu) << "the main window has no menu";
+    // The menu opens below its button; it is seen there, and gone, before the next key.
+    const QRect below(menu->screenRect().bottomLeft() + QPoint(0, 4), QSize(60, 30));
+    const auto under = [&] {
+        return QGuiApplication::primaryScreen()->grabWindow(0).copy(below).toImage();
+    };
+    const QImage closed = under();
     clickAt(menu->centre());
+    ASSERT_TRUE(waitUntil([&] { return under() != closed; })) << "the menu did not open";
     desktop.tap(XK_Escape);
+    desktop.sync();
+    ASSERT_TRUE(waitUntil([&] { return under() == closed; })) << "the menu did not close";
     desktop.chord({XK_Control_L}, XK_comma);
     desktop.sync();
     ASSERT_TRUE(waitUntil([&] { return app.window("Tavrik Preferences").has_value(); }));
 
+    // The new window has the keyboard, in its first field.
     const std::optional<AccessibleNode> key = app.waitFor("password text", "Anthropic API key");
     ASSERT_TRUE(key);
-    clickAt(key->centre());
+    ASSERT_TRUE(waitUntil([&] { return key->isFocused(); })) << "the key field has no keys";
     type("typedkey");
     desktop.tap(XK_Return);
     desktop.sync();
