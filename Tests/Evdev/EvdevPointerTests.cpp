@@ -96,10 +96,13 @@ TEST(EvdevDevices, FilesThatAreNoPointerDeviceNeitherBlockNorCount) {
     plain.close();
     ASSERT_TRUE(QFile::link(QStringLiteral("/dev/null"), folder.filePath("event2")));
 
-    EXPECT_FALSE(EvdevDevices::anyReadable(folder.path()));
-    EvdevDevices devices(folder.path());
-    EXPECT_FALSE(devices.start());
-    EXPECT_TRUE(devices.errorString().contains(QStringLiteral("input group")));
+    for (const EvdevDevices::Kind kind :
+         {EvdevDevices::Kind::pointer, EvdevDevices::Kind::keyboard}) {
+        EXPECT_FALSE(EvdevDevices::anyReadable(kind, folder.path()));
+        EvdevDevices devices(kind, folder.path());
+        EXPECT_FALSE(devices.start());
+        EXPECT_TRUE(devices.errorString().contains(QStringLiteral("input group")));
+    }
 }
 
 } // namespace

@@ -1,14 +1,12 @@
 #pragma once
 
 #include "NativeForm.h"
+#include "Support/ReplayProcess.h"
 #include "TavrikCore/Replay/DesktopActor.h"
-#include "TavrikCore/Replay/ReplaySecrets.h"
 #include "TavrikPlatform/AccessibilityBackend.h"
 #include "TavrikPlatform/DesktopBackend.h"
 #include "TavrikPlatform/Wayland/SwayIpc.h"
 
-#include <QMap>
-#include <QProcess>
 #include <gtest/gtest.h>
 #include <memory>
 
@@ -50,27 +48,5 @@ protected:
 
     std::unique_ptr<DesktopActor> actor = DesktopBackend::createDesktopActor();
 };
-
-struct ReplayResult {
-    int exitCode = -1;
-    QString output;
-};
-
-inline ReplayResult replay(const QString& folder, const QStringList& values,
-                           const QMap<qsizetype, QString>& secrets) {
-    QProcess process;
-    process.start(QStringLiteral(TAVRIK_EXECUTABLE_PATH),
-                  QStringList{QStringLiteral("replay"), folder} + values +
-                      QStringList{QStringLiteral("--secrets-on-stdin")});
-    process.write(ReplaySecrets::encode(secrets));
-    process.closeWriteChannel();
-    ReplayResult result;
-    if (!process.waitForFinished(120000))
-        return result;
-    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    result.output =
-        QString::fromUtf8(process.readAllStandardOutput() + process.readAllStandardError());
-    return result;
-}
 
 } // namespace tavrik::test

@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <linux/input.h>
 #include <sys/ioctl.h>
+#include <time.h>
 #include <unistd.h>
 
 namespace tavrik::evdev {
@@ -19,25 +20,30 @@ bool hasBit(const unsigned char* bits, int bit) {
     return (bits[bit / 8] >> (bit % 8)) & 1;
 }
 
-// A device that moves a pointer and has its main button: keyboards, power buttons, lid
-// switches, tablets' pads and the like are left out.
-bool isPointer(int fd) {
+// A pointer moves and has its main button; a keyboard has letters and Control. Power buttons,
+// lid switches, tablets' pads and the like are neither.
+bool isOfKind(int fd, EvdevDevices::Kind kind) {
     unsigned char keys[KEY_MAX / 8 + 1] = {};
     unsigned char types[EV_MAX / 8 + 1] = {};
     if (ioctl(fd, EVIOCGBIT(0, sizeof types), types) < 0 ||
         ioctl(fd, EVIOCGBIT(EV_KEY, sizeof keys), keys) < 0)
         return false;
+    if (kind == EvdevDevices::Kind::keyboard)
+        return hasBit(keys, KEY_A) && hasBit(keys, KEY_LEFTCTRL);
     return hasBit(keys, BTN_LEFT) && (hasBit(types, EV_REL) || hasBit(types, EV_ABS));
 }
 
-int openPointer(const QString& path) {
+int openDevice(const QString& path, EvdevDevices::Kind kind) {
     const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0)
         return -1;
-    if (!isPointer(fd)) {
+    if (!isOfKind(fd, kind)) {
         ::close(fd);
         return -1;
     }
+    // Taps are timed against each other; the wall clock may jump between them.
+    int clock = CLOCK_MONOTONIC;
+    ioctl(fd, EVIOCSCLOCKID, &clock);
     return fd;
 }
 
@@ -50,16 +56,16 @@ QStringList eventFiles(const QString& folder) {
 
 } // namespace
 
-EvdevDevices::EvdevDevices(QString folder, QObject* parent)
-    : QObject(parent), m_folder(std::move(folder)) {}
+EvdevDevices::EvdevDevices(Kind kind, QString folder, QObject* parent)
+    : QObject(parent), m_kind(kind), m_folder(std::move(folder)) {}
 
 EvdevDevices::~EvdevDevices() {
     stop();
 }
 
-bool EvdevDevices::anyReadable(const QString& folder) {
+bool EvdevDevices::anyReadable(Kind kind, const QString& folder) {
     for (const QString& path : eventFiles(folder)) {
-        if (const int fd = openPointer(path); fd >= 0) {
+        if (const int fd = openDevice(path, kind); fd >= 0) {
             ::close(fd);
             return true;
         }
@@ -102,7 +108,7 @@ void EvdevDevices::scan() {
                                       [&](const auto& device) { return device->path == path; });
         if (open)
             continue;
-        const int fd = openPointer(path);
+        const int fd = openDevice(path, m_kind);
         if (fd < 0)
             continue;
         auto device = std::make_unique<Device>();

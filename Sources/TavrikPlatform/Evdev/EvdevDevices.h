@@ -10,22 +10,26 @@
 
 namespace tavrik::evdev {
 
-// The pointer devices (mice, touchpads, trackballs) under /dev/input that this user may read,
-// as a user of the input group may. Devices plugged in later are opened as they appear, and one
-// that goes away is closed. Nothing is grabbed: the desktop still gets every event.
+// The pointer devices (mice, touchpads, trackballs) or the keyboards under /dev/input that this
+// user may read, as a user of the input group may. Devices plugged in later are opened as they
+// appear, and one that goes away is closed. Nothing is grabbed: the desktop still gets every
+// event. Event times are on the monotonic clock.
 class EvdevDevices final : public QObject {
     Q_OBJECT
 public:
-    explicit EvdevDevices(QString folder = QStringLiteral("/dev/input"), QObject* parent = nullptr);
+    enum class Kind { pointer, keyboard };
+
+    explicit EvdevDevices(Kind kind = Kind::pointer, QString folder = QStringLiteral("/dev/input"),
+                          QObject* parent = nullptr);
     ~EvdevDevices() override;
 
-    // True when at least one pointer device is open; otherwise errorString() says why.
+    // True when at least one device of the kind is open; otherwise errorString() says why.
     bool start();
     void stop();
     QString errorString() const { return m_error; }
 
-    // Whether any pointer device there can be read, without keeping it open.
-    static bool anyReadable(const QString& folder = QStringLiteral("/dev/input"));
+    // Whether any device of the kind there can be read, without keeping it open.
+    static bool anyReadable(Kind kind, const QString& folder = QStringLiteral("/dev/input"));
 
 signals:
     void input(const tavrik::evdev::InputEvent& event);
@@ -44,6 +48,7 @@ private:
     void read(Device& device);
     void close(Device& device);
 
+    Kind m_kind;
     QString m_folder;
     std::unique_ptr<QFileSystemWatcher> m_watcher; // while running: devices plugged in
     std::vector<std::unique_ptr<Device>> m_devices;

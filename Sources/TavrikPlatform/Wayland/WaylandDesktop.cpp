@@ -23,7 +23,8 @@ WaylandDesktop::Offer WaylandDesktop::current() {
                    (bus && bus->isServiceRegistered(QStringLiteral("org.gnome.Shell")).value()));
     offer.grim = !programPath(QStringLiteral("grim")).isEmpty();
     offer.wtype = !programPath(QStringLiteral("wtype")).isEmpty();
-    offer.inputDevices = evdev::EvdevDevices::anyReadable();
+    offer.inputDevices = evdev::EvdevDevices::anyReadable(evdev::EvdevDevices::Kind::pointer) ||
+                         evdev::EvdevDevices::anyReadable(evdev::EvdevDevices::Kind::keyboard);
     return offer;
 }
 
@@ -46,7 +47,8 @@ QStringList WaylandDesktop::missing(const Offer& offer) {
         if (!offer.inputDevices) {
             lines << QStringLiteral(
                 "Clicks are recorded from what they change, so drags, scrolls and clicks that "
-                "change nothing are left out: to record them, add yourself to the input group "
+                "change nothing are left out, and a double tap of Control does not start a "
+                "recording: for both, add yourself to the input group "
                 "(\"sudo usermod -aG input $USER\"), then log out and back in.");
         }
         return lines;
