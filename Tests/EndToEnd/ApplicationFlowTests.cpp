@@ -306,7 +306,7 @@ TEST_F(ApplicationFlow, ThePaletteFormCastsWithTheTypedValue) {
 }
 
 // Another program holds the palette's shortcut and the microphone gives nothing: the main window
-// says both in plain words, with what to do.
+// says both in plain words, with what to do, and the pill's card says the shortcut.
 TEST_F(ApplicationFlow, AHeldShortcutAndAMissingMicrophoneAreShownInTheMainWindow) {
     Display* display = desktop.display();
     const KeyCode slash = XKeysymToKeycode(display, XK_slash);
@@ -321,6 +321,20 @@ TEST_F(ApplicationFlow, AHeldShortcutAndAMissingMicrophoneAreShownInTheMainWindo
         return n.role() == "label" && n.name().contains("another program already uses Control-/") &&
                n.name().contains("Free it in the other program's settings");
     })) << "the held shortcut is not shown";
+    // The pill says it too, in its card, for a desktop where the main window is closed.
+    const QRect screen = QGuiApplication::primaryScreen()->geometry();
+    desktop.moveTo(screen.right() - 3, screen.center().y());
+    desktop.sync();
+    EXPECT_TRUE(waitUntil([&] {
+        const std::optional<AccessibleNode> pill = app.pill();
+        return pill && findNode(*pill, [](const AccessibleNode& n) {
+                   return n.role() == "label" &&
+                          n.name().contains("another program already uses Control-/");
+               });
+    })) << "the pill's card does not say it";
+    screenshot("e2e-pill-problem");
+    desktop.moveTo(screen.left() + 10, screen.bottom() - 10);
+    desktop.sync();
 
     ASSERT_EQ(runTavrik({"record"}), 0);
     ASSERT_TRUE(app.waitForPillStatus("Recording…"));
