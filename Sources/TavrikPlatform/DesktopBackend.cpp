@@ -2,6 +2,7 @@
 
 #include "TavrikPlatform/AccessibilityBackend.h"
 #include "TavrikPlatform/DesktopSession.h"
+#include "TavrikPlatform/Evdev/EvdevHotkeys.h"
 #include "TavrikPlatform/Null/NullAccessibility.h"
 #include "TavrikPlatform/Null/NullDesktop.h"
 #include "TavrikPlatform/Wayland/AccessiblePointer.h"
@@ -74,8 +75,15 @@ std::unique_ptr<InputMonitor> createInputMonitor() {
 #ifdef TAVRIK_HAVE_ATSPI
     // No compositor lets a program watch input: accessibility reports what the focused
     // application sees.
-    if (isWayland())
-        return std::make_unique<atspi::AtSpiInputMonitor>(waylandWindows());
+    if (isWayland()) {
+        // Where the compositor tells where the pointer is, the pointer devices can be read too.
+        evdev::EvdevPointer::Locate pointer;
+        if (wayland::WaylandDesktop::current().gnomeExtension) {
+            auto shell = std::make_shared<wayland::GnomeShellWindows>();
+            pointer = [shell] { return shell->pointer(); };
+        }
+        return std::make_unique<atspi::AtSpiInputMonitor>(waylandWindows(), std::move(pointer));
+    }
 #endif
 #ifdef TAVRIK_HAVE_X11
     if (hasX11())
@@ -88,8 +96,10 @@ std::unique_ptr<HotkeyGrabber> createHotkeyGrabber() {
     if (isWayland() && wayland::WaylandDesktop::current().sway)
         return std::make_unique<wayland::SwayHotkeys>(wayland::SwayIpc::socketFromEnvironment(),
                                                       QCoreApplication::applicationFilePath());
+    // GNOME shows Tavrik no keys: Control taps come from the keyboards, where they can be read.
     if (isWayland() && wayland::WaylandDesktop::current().gnomeExtension)
-        return std::make_unique<wayland::GnomeShellHotkeys>();
+        return std::make_unique<evdev::EvdevHotkeys>(
+            std::make_unique<wayland::GnomeShellHotkeys>());
 #ifdef TAVRIK_HAVE_X11
     if (hasX11())
         return std::make_unique<x11::X11HotkeyGrabber>();

@@ -285,13 +285,13 @@ TEST_F(WaylandSession, GnomeShellTakesThePaletteShortcutAndGivesItBack) {
     if (!underGnome())
         GTEST_SKIP() << "needs GNOME Shell with Tavrik's extension";
     constexpr uint controlL = 0xffe3, shiftL = 0xffe1, slash = 0x2f, escape = 0xff1b;
+    // The grabber Tavrik chooses here: the extension's, with keyboards added where readable.
     const std::unique_ptr<HotkeyGrabber> chosen = DesktopBackend::createHotkeyGrabber();
-    EXPECT_NE(dynamic_cast<wayland::GnomeShellHotkeys*>(chosen.get()), nullptr);
+    HotkeyGrabber& hotkeys = *chosen;
 
     NativeForm form(NativeForm::Toolkit::gtk);
     ASSERT_TRUE(form.started());
     ASSERT_TRUE(windowOf(NativeForm::appID(NativeForm::Toolkit::gtk)));
-    wayland::GnomeShellHotkeys hotkeys;
     ASSERT_TRUE(hotkeys.start()) << hotkeys.errorString().toStdString();
     QList<std::pair<quint16, quint64>> pressed;
     QObject::connect(&hotkeys, &HotkeyGrabber::keyPressed, [&](quint16 code, quint64 flags) {

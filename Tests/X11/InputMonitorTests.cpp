@@ -1,4 +1,5 @@
 #include "DesktopDriver.h"
+#include "Support/InputLog.h"
 #include "TavrikCore/Hotkeys/KeyCodes.h"
 #include "TavrikPlatform/X11/X11InputMonitor.h"
 
@@ -14,18 +15,6 @@ using namespace tavrik;
 
 namespace {
 
-// One signal of the monitor, flattened for comparison.
-struct Seen {
-    QString kind;
-    Point point;
-    int button = -1;
-    int clickCount = 0;
-    double dx = 0, dy = 0;
-    quint16 keyCode = 0;
-    quint64 flags = 0;
-    std::optional<QString> characters;
-};
-
 class Monitor : public testing::Test {
 protected:
     using Button = InputMonitor::MouseButton;
@@ -35,64 +24,15 @@ protected:
             GTEST_SKIP() << "needs an X display (run under scripts/virtual-desktop)";
         ASSERT_TRUE(desktop.isOpen());
         desktop.createFocusWindow();
-        connect();
         ASSERT_TRUE(monitor.start()) << monitor.errorString().toStdString();
     }
 
-    void connect() {
-        QObject::connect(&monitor, &InputMonitor::mouseDown, [this](Point p, Button b, int n) {
-            seen.append({"down", p, int(b), n});
-        });
-        QObject::connect(&monitor, &InputMonitor::mouseUp, [this](Point p, Button b) {
-            seen.append({"up", p, int(b)});
-        });
-        QObject::connect(&monitor, &InputMonitor::mouseDragged, [this](Point p) {
-            seen.append({"drag", p});
-        });
-        QObject::connect(&monitor, &InputMonitor::scroll, [this](Point p, double dx, double dy) {
-            Seen s{"scroll", p};
-            s.dx = dx;
-            s.dy = dy;
-            seen.append(s);
-        });
-        QObject::connect(&monitor, &InputMonitor::key,
-                         [this](quint16 code, quint64 flags, std::optional<QString> chars) {
-                             Seen s{"key"};
-                             s.keyCode = code;
-                             s.flags = flags;
-                             s.characters = chars;
-                             seen.append(s);
-                         });
-        QObject::connect(&monitor, &InputMonitor::flagsChanged,
-                         [this](quint16 code, quint64 flags) {
-                             Seen s{"flags"};
-                             s.keyCode = code;
-                             s.flags = flags;
-                             seen.append(s);
-                         });
-    }
-
-    QList<Seen> ofKind(const QString& kind) const {
-        QList<Seen> out;
-        for (const Seen& s : seen)
-            if (s.kind == kind)
-                out.append(s);
-        return out;
-    }
-
-    // Waits for the monitor to report a key press of `code`, the end marker of a sequence.
-    bool waitForKey(quint16 code) {
-        return test::waitUntil([&] {
-            for (const Seen& s : seen)
-                if (s.kind == "key" && s.keyCode == code)
-                    return true;
-            return false;
-        });
-    }
+    QList<test::SeenInput> ofKind(const QString& kind) const { return log.ofKind(kind); }
+    bool waitForKey(quint16 code) { return log.waitForKey(code); }
 
     test::DesktopDriver desktop;
     x11::X11InputMonitor monitor;
-    QList<Seen> seen;
+    test::InputLog log{monitor};
 };
 
 } // namespace
@@ -111,7 +51,7 @@ TEST_F(Monitor, PointerPressesCarryTheirExactPositionAndClickCount) {
     desktop.tap(XK_z);
     ASSERT_TRUE(waitForKey(KeyCodes::z));
 
-    const QList<Seen> downs = ofKind("down");
+    const QList<test::SeenInput> downs = ofKind("down");
     ASSERT_EQ(downs.size(), 4);
     EXPECT_EQ(downs[0].point, (Point{100, 200}));
     EXPECT_EQ(downs[0].button, int(Button::left));
@@ -123,11 +63,11 @@ TEST_F(Monitor, PointerPressesCarryTheirExactPositionAndClickCount) {
     EXPECT_EQ(downs[3].point, (Point{400, 400}));
     EXPECT_EQ(downs[3].clickCount, 1); // far from the last left click
 
-    const QList<Seen> ups = ofKind("up");
+    const QList<test::SeenInput> ups = ofKind("up");
     ASSERT_EQ(ups.size(), 4);
     EXPECT_EQ(ups[2].button, int(Button::right));
     EXPECT_EQ(ups[3].point, (Point{450, 430}));
-    const QList<Seen> drags = ofKind("drag");
+    const QList<test::SeenInput> drags = ofKind("drag");
     ASSERT_EQ(drags.size(), 2);
     EXPECT_EQ(drags[1].point, (Point{450, 430}));
 }
@@ -141,7 +81,7 @@ TEST_F(Monitor, WheelClicksAreScrollLines) {
     desktop.click(7);
     desktop.tap(XK_z);
     ASSERT_TRUE(waitForKey(KeyCodes::z));
-    const QList<Seen> scrolls = ofKind("scroll");
+    const QList<test::SeenInput> scrolls = ofKind("scroll");
     ASSERT_EQ(scrolls.size(), 5);
     EXPECT_EQ(scrolls[0].point, (Point{640, 360}));
     EXPECT_EQ(std::pair(scrolls[0].dx, scrolls[0].dy), std::pair(0.0, 1.0));
@@ -162,7 +102,7 @@ TEST_F(Monitor, KeysCarryCanonicalCodesModifiersAndTypedCharacters) {
     desktop.tap(XK_z);
     ASSERT_TRUE(waitForKey(KeyCodes::z));
 
-    const QList<Seen> keys = ofKind("key");
+    const QList<test::SeenInput> keys = ofKind("key");
     ASSERT_EQ(keys.size(), 7);
     EXPECT_EQ(keys[0].keyCode, KeyCodes::a);
     EXPECT_EQ(keys[0].flags, 0u);
@@ -181,7 +121,7 @@ TEST_F(Monitor, KeysCarryCanonicalCodesModifiersAndTypedCharacters) {
     EXPECT_EQ(keys[6].keyCode, KeyCodes::z);
 
     // Modifier changes, with the flags after each.
-    const QList<Seen> flags = ofKind("flags");
+    const QList<test::SeenInput> flags = ofKind("flags");
     ASSERT_GE(flags.size(), 2);
     EXPECT_EQ(flags[0].keyCode, KeyCodes::shift);
     EXPECT_EQ(flags[0].flags, ModifierFlags::shift);
@@ -203,7 +143,7 @@ TEST_F(Monitor, StoppedMonitorReportsNothing) {
     desktop.tap(XK_z);
     desktop.keysUntil(XK_z);
     test::waitUntil([] { return false; }, 100);
-    EXPECT_TRUE(seen.isEmpty());
+    EXPECT_TRUE(log.seen.isEmpty());
     ASSERT_TRUE(monitor.start());
     ASSERT_TRUE(monitor.start()); // already running
     desktop.tap(XK_z);

@@ -1,4 +1,5 @@
 #include "DesktopDriver.h"
+#include "Support/InputLog.h"
 #include "TavrikCore/Hotkeys/KeyCodes.h"
 #include "TavrikPlatform/X11/X11InputMonitor.h"
 #include "TavrikPlatform/X11/XTestInput.h"
@@ -16,17 +17,6 @@ using namespace tavrik;
 namespace {
 
 // What the input monitor saw of the input XTestInput made: the recorder's view of a replay.
-struct Seen {
-    QString kind;
-    Point point;
-    int button = -1;
-    int clickCount = 0;
-    double dx = 0, dy = 0;
-    quint16 keyCode = 0;
-    quint64 flags = 0;
-    std::optional<QString> characters;
-};
-
 class SyntheticInputTest : public testing::Test {
 protected:
     using MouseButton = InputMonitor::MouseButton;
@@ -36,55 +26,21 @@ protected:
             GTEST_SKIP() << "needs an X display (run under scripts/virtual-desktop)";
         ASSERT_TRUE(input.isAvailable());
         desktop.createFocusWindow();
-        QObject::connect(&monitor, &InputMonitor::mouseDown, [this](Point p, MouseButton b, int n) {
-            seen.append({"down", p, int(b), n});
-        });
-        QObject::connect(&monitor, &InputMonitor::mouseUp, [this](Point p, MouseButton b) {
-            seen.append({"up", p, int(b)});
-        });
-        QObject::connect(&monitor, &InputMonitor::mouseDragged, [this](Point p) {
-            seen.append({"drag", p});
-        });
-        QObject::connect(&monitor, &InputMonitor::scroll, [this](Point p, double dx, double dy) {
-            Seen s{"scroll", p};
-            s.dx = dx;
-            s.dy = dy;
-            seen.append(s);
-        });
-        QObject::connect(&monitor, &InputMonitor::key,
-                         [this](quint16 code, quint64 flags, std::optional<QString> chars) {
-                             Seen s{"key"};
-                             s.keyCode = code;
-                             s.flags = flags;
-                             s.characters = chars;
-                             seen.append(s);
-                         });
         ASSERT_TRUE(monitor.start()) << monitor.errorString().toStdString();
     }
 
-    QList<Seen> ofKind(const QString& kind) const {
-        QList<Seen> out;
-        for (const Seen& s : seen)
-            if (s.kind == kind)
-                out.append(s);
-        return out;
-    }
+    QList<test::SeenInput> ofKind(const QString& kind) const { return log.ofKind(kind); }
 
     // Ends a sequence with a z and waits for the monitor to see it.
     bool finish() {
         input.pressKey(KeyCodes::z, 0);
-        return test::waitUntil([&] {
-            for (const Seen& s : seen)
-                if (s.kind == "key" && s.keyCode == KeyCodes::z)
-                    return true;
-            return false;
-        });
+        return log.waitForKey(KeyCodes::z);
     }
 
     x11::XTestInput input;
     test::DesktopDriver desktop;
     x11::X11InputMonitor monitor;
-    QList<Seen> seen;
+    test::InputLog log{monitor};
 };
 
 } // namespace
@@ -100,7 +56,7 @@ TEST_F(SyntheticInputTest, KeysCarryTheirModifiersAndTypeTheirCharacters) {
     EXPECT_FALSE(input.typeText("ab\x01"));
     ASSERT_TRUE(finish());
 
-    const QList<Seen> keys = ofKind("key");
+    const QList<test::SeenInput> keys = ofKind("key");
     ASSERT_EQ(keys.size(), 8);
     EXPECT_EQ(keys[0].keyCode, KeyCodes::c);
     EXPECT_EQ(keys[0].flags, ModifierFlags::control);
@@ -140,22 +96,22 @@ TEST_F(SyntheticInputTest, PointerInputLandsWhereAsked) {
     ASSERT_TRUE(finish());
 
     // The monitor leaves the middle button out; the window below shows it came.
-    const QList<Seen> downs = ofKind("down");
+    const QList<test::SeenInput> downs = ofKind("down");
     ASSERT_EQ(downs.size(), 4);
     EXPECT_EQ(downs[0].point, (Point{100, 200}));
     EXPECT_EQ(downs[1].clickCount, 2);
     EXPECT_EQ(downs[2].point, (Point{300, 50}));
     EXPECT_EQ(downs[2].button, int(MouseButton::right));
     EXPECT_EQ(downs[3].point, (Point{400, 400}));
-    const QList<Seen> ups = ofKind("up");
+    const QList<test::SeenInput> ups = ofKind("up");
     ASSERT_EQ(ups.size(), 4);
     EXPECT_EQ(ups[3].point, (Point{500, 450}));
     // The pointer travels in steps, ending where the button comes up.
-    const QList<Seen> drags = ofKind("drag");
+    const QList<test::SeenInput> drags = ofKind("drag");
     ASSERT_GE(drags.size(), 3);
     EXPECT_EQ(drags.last().point, (Point{500, 450}));
 
-    const QList<Seen> scrolls = ofKind("scroll");
+    const QList<test::SeenInput> scrolls = ofKind("scroll");
     ASSERT_EQ(scrolls.size(), 3);
     EXPECT_EQ(scrolls[0].point, (Point{640, 360}));
     // The monitor reports wheel deltas, where down and right are negative.

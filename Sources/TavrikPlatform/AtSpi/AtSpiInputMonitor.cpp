@@ -42,8 +42,10 @@ QByteArray busName(AtspiAccessible* element) {
 
 } // namespace
 
-AtSpiInputMonitor::AtSpiInputMonitor(std::unique_ptr<WindowDirectory> windows, QObject* parent)
-    : InputMonitor(parent), m_windows(std::move(windows)) {
+AtSpiInputMonitor::AtSpiInputMonitor(std::unique_ptr<WindowDirectory> windows,
+                                     evdev::EvdevPointer::Locate pointer, QObject* parent)
+    : InputMonitor(parent), m_windows(std::move(windows)), m_locate(std::move(pointer)),
+      m_pointer(*this, m_locate) {
     // Handed on from the event loop, never from inside the listener: the registry holds each key
     // until the listener answers, and a toolkit that waits too long for the registry delivers
     // the key itself, after the clicks that came later.
@@ -55,6 +57,8 @@ AtSpiInputMonitor::AtSpiInputMonitor(std::unique_ptr<WindowDirectory> windows, Q
             });
     connect(&m_keys, &InputMonitor::flagsChanged, this, &InputMonitor::flagsChanged,
             Qt::QueuedConnection);
+    connect(&m_devices, &evdev::EvdevDevices::input, this, &AtSpiInputMonitor::pointerInput);
+    connect(&m_devices, &evdev::EvdevDevices::lost, this, [this] { m_pointer.reset(); });
 }
 
 AtSpiInputMonitor::~AtSpiInputMonitor() {
@@ -83,6 +87,12 @@ bool AtSpiInputMonitor::start() {
         }
     }
     m_clicks = ClickInference();
+    m_pointer.reset();
+    // Placing a device's gestures needs the compositor's pointer; without either, clicks are
+    // inferred from what they do.
+    m_readsDevices = m_locate && m_locate() && m_devices.start();
+    if (!m_readsDevices && m_locate)
+        qInfo("%s", qPrintable(m_devices.errorString()));
     // Applications report only the events someone listens for, and learn of a new listener from
     // the registry: once each has answered, it knows, and the first click is heard.
     m_senders.clear();
@@ -99,6 +109,7 @@ void AtSpiInputMonitor::stop() {
     if (!m_running)
         return;
     m_keys.stop();
+    m_devices.stop();
     for (const char* type : kEventTypes)
         atspi_event_listener_deregister(m_listener, type, nullptr);
     m_running = false;
@@ -140,6 +151,28 @@ void AtSpiInputMonitor::ping(const QSet<QByteArray>& peers) {
     }
 }
 
+void AtSpiInputMonitor::pointerInput(const evdev::InputEvent& event) {
+    if (!m_running || event.kind == evdev::InputEvent::Kind::key)
+        return;
+    if (event.kind != evdev::InputEvent::Kind::motion) {
+        // Keys reach us through the registry, later than the device's click: take in those
+        // typed before it, so the recording keeps the order they were made in.
+        ping({QByteArrayLiteral("org.a11y.atspi.Registry")});
+        if (DBusConnection* bus = atspi_get_a11y_bus()) {
+            while (dbus_connection_dispatch(bus) == DBUS_DISPATCH_DATA_REMAINS) {
+            }
+        }
+    }
+    // Behind the keys just taken in, which are handed on queued as well.
+    QMetaObject::invokeMethod(
+        this,
+        [this, event] {
+            if (m_running)
+                m_pointer.take(event);
+        },
+        Qt::QueuedConnection);
+}
+
 void AtSpiInputMonitor::onEvent(AtspiEvent* event, void* self) {
     auto* monitor = static_cast<AtSpiInputMonitor*>(self);
     if (monitor->m_running && event->source)
@@ -159,6 +192,8 @@ void AtSpiInputMonitor::handle(const AtspiEvent& event) {
     if (pid == QCoreApplication::applicationPid())
         return;
     m_senders.insert(busName(source));
+    if (m_readsDevices)
+        return;
     if (type.startsWith("window:activate")) {
         m_clicks.windowActivated();
         return;

@@ -3,6 +3,8 @@
 #include "TavrikCore/Recorder/InputMonitor.h"
 #include "TavrikPlatform/AtSpi/AtSpiKeyListener.h"
 #include "TavrikPlatform/AtSpi/WindowDirectory.h"
+#include "TavrikPlatform/Evdev/EvdevDevices.h"
+#include "TavrikPlatform/Evdev/EvdevPointer.h"
 #include "TavrikPlatform/Wayland/ClickInference.h"
 
 #include <QSet>
@@ -19,12 +21,15 @@ namespace tavrik::atspi {
 // pointer (Wayland): the keys of the focused application (AtSpiKeyListener), and clicks inferred
 // from what they do to elements (focus taken, a box checked, a row selected; see ClickInference),
 // placed at the element's centre in global points with the window system's help. Pointer
-// motion, drags, scrolls and clicks that change nothing are not seen. Tavrik's own windows are
-// left out.
+// motion, drags, scrolls and clicks that change nothing are not seen, unless the compositor says
+// where the pointer is (`pointer`) and this user may read the pointer devices: then the pointer
+// is recorded from them, as on X11, and nothing is inferred. Tavrik's own windows are left out
+// of what accessibility reports.
 class AtSpiInputMonitor final : public InputMonitor {
     Q_OBJECT
 public:
-    explicit AtSpiInputMonitor(std::unique_ptr<WindowDirectory> windows, QObject* parent = nullptr);
+    explicit AtSpiInputMonitor(std::unique_ptr<WindowDirectory> windows,
+                               evdev::EvdevPointer::Locate pointer = {}, QObject* parent = nullptr);
     ~AtSpiInputMonitor() override;
 
     bool start() override;
@@ -34,17 +39,24 @@ public:
     void deliverPending() override;
     bool isRunning() const override { return m_running; }
     QString errorString() const override { return m_error; }
+    // Whether pointer gestures come from the input devices rather than from accessibility.
+    bool readsPointerDevices() const { return m_readsDevices; }
 
 private:
     static void onEvent(AtspiEvent* event, void* self);
     void handle(const AtspiEvent& event);
     std::optional<Point> centre(AtspiAccessible* element);
     static void ping(const QSet<QByteArray>& peers);
+    void pointerInput(const evdev::InputEvent& event);
 
     std::unique_ptr<WindowDirectory> m_windows;
     AtSpiKeyListener m_keys;
     AtspiEventListener* m_listener = nullptr;
     wayland::ClickInference m_clicks;
+    evdev::EvdevPointer::Locate m_locate;
+    evdev::EvdevDevices m_devices;
+    evdev::EvdevPointer m_pointer;
+    bool m_readsDevices = false;
     QSet<QByteArray> m_senders;
     bool m_running = false;
     QString m_error;

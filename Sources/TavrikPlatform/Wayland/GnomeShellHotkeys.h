@@ -7,8 +7,9 @@
 namespace tavrik::wayland {
 
 // The palette shortcut and Esc on GNOME's Wayland session, taken through Tavrik's shell
-// extension. GNOME shows no other program the keys, so a double tap of Control cannot be seen
-// here; recordings start from the D-Bus verb (`tavrik record`) bound in the desktop's settings.
+// extension. GNOME shows no other program the keys, so a double tap of Control is seen only
+// from the keyboards themselves (EvdevHotkeys); otherwise recordings start from the D-Bus verb
+// (`tavrik record`) bound in the desktop's settings.
 class GnomeShellHotkeys final : public HotkeyGrabber {
     Q_OBJECT
 public:

@@ -1,5 +1,6 @@
 #include "TavrikPlatform/Wayland/WaylandDesktop.h"
 
+#include "TavrikPlatform/Evdev/EvdevDevices.h"
 #include "TavrikPlatform/Wayland/GnomeShellWindows.h"
 #include "TavrikPlatform/Wayland/SwayIpc.h"
 
@@ -22,6 +23,8 @@ WaylandDesktop::Offer WaylandDesktop::current() {
                    (bus && bus->isServiceRegistered(QStringLiteral("org.gnome.Shell")).value()));
     offer.grim = !programPath(QStringLiteral("grim")).isEmpty();
     offer.wtype = !programPath(QStringLiteral("wtype")).isEmpty();
+    offer.inputDevices = evdev::EvdevDevices::anyReadable(evdev::EvdevDevices::Kind::pointer) ||
+                         evdev::EvdevDevices::anyReadable(evdev::EvdevDevices::Kind::keyboard);
     return offer;
 }
 
@@ -37,10 +40,18 @@ QStringList WaylandDesktop::missing(const Offer& offer) {
             "tavrik@tavrik.app\" (or in the Extensions app), then log out and back in.")};
     }
     if (offer.gnome) {
-        return {QStringLiteral(
+        QStringList lines{QStringLiteral(
             "GNOME does not let Tavrik take key frames of the screen or make up keys and clicks "
             "yet: replay acts through accessibility, and steps that need a key press or a click "
             "at a place stop.")};
+        if (!offer.inputDevices) {
+            lines << QStringLiteral(
+                "Clicks are recorded from what they change, so drags, scrolls and clicks that "
+                "change nothing are left out, and a double tap of Control does not start a "
+                "recording: for both, add yourself to the input group "
+                "(\"sudo usermod -aG input $USER\"), then log out and back in.");
+        }
+        return lines;
     }
     if (!offer.sway) {
         return {QStringLiteral(

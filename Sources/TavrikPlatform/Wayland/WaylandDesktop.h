@@ -16,6 +16,7 @@ public:
         bool wtype = false; // keys through a virtual keyboard
         bool gnome = false; // a GNOME session (XDG_CURRENT_DESKTOP, or the shell on the bus)
         bool gnomeExtension = false; // Tavrik's shell extension answers: windows, pointer, keys
+        bool inputDevices = false;   // this user may read the input devices under /dev/input
     };
 
     static Offer current();

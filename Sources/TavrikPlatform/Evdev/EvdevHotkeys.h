@@ -1,0 +1,33 @@
+#pragma once
+
+#include "TavrikCore/Hotkeys/HotkeyGrabber.h"
+#include "TavrikPlatform/Evdev/EvdevDevices.h"
+#include "TavrikPlatform/Evdev/EvdevKeys.h"
+
+#include <memory>
+
+namespace tavrik::evdev {
+
+// Where a desktop lets Tavrik take its shortcuts but shows it no keys (GNOME, KDE), the
+// keyboards a user of the input group may read add what the hotkeys still need: Control taps,
+// so that a double tap records. The shortcuts themselves stay with the desktop's grabber.
+class EvdevHotkeys final : public HotkeyGrabber {
+    Q_OBJECT
+public:
+    explicit EvdevHotkeys(std::unique_ptr<HotkeyGrabber> shortcuts,
+                          QString folder = QStringLiteral("/dev/input"), QObject* parent = nullptr);
+
+    // The shortcuts' result: keyboards that cannot be read are said in the log, not an error.
+    bool start() override;
+    void stop() override;
+    bool isRunning() const override;
+    void setEscapeGrabbed(bool grabbed) override { m_shortcuts->setEscapeGrabbed(grabbed); }
+    QString errorString() const override { return m_shortcuts->errorString(); }
+
+private:
+    std::unique_ptr<HotkeyGrabber> m_shortcuts;
+    EvdevDevices m_keyboards;
+    EvdevKeys m_keys;
+};
+
+} // namespace tavrik::evdev
