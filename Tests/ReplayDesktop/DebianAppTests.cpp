@@ -209,7 +209,17 @@ TEST_F(ReplayDebianApps, AnEditorSavesOtherTextUnderAnotherNameThroughItsMenuAnd
         demonstration.type(folder.filePath(QStringLiteral("letter1.txt")));
         demonstration.click(*save);
         QFile saved(folder.filePath(QStringLiteral("letter1.txt")));
-        EXPECT_TRUE(waitUntil([&] { return saved.exists(); }, 5000));
+        // If the file never comes, what the chooser shows tells a lost click from a mangled name.
+        EXPECT_TRUE(waitUntil([&] { return saved.exists(); }, 5000)) << [&] {
+            const std::optional<AXTarget> focus = probe->focusedTarget();
+            const bool open = editor.window(*actor, QStringLiteral("Save As"), 0).has_value();
+            return QStringLiteral("chooser %1; keyboard at %2 “%3” holding “%4”")
+                .arg(open ? QStringLiteral("still open") : QStringLiteral("closed"),
+                     focus ? focus->axRole.value_or(QString()) : QString(),
+                     focus ? focus->axTitle.value_or(QString()) : QString(),
+                     focus ? focus->axValue.value_or(QString()) : QString())
+                .toStdString();
+        }();
         skill = demonstration.save(QString::fromUtf8(kLetterSkill));
     }
     ASSERT_TRUE(skill);
