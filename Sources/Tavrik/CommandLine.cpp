@@ -44,10 +44,11 @@ Commands:
                               missing, acting on nothing; --update-skill or
                               --keep-skill takes or drops the change a run
                               proposed after the model repaired a step
-  replay REF [NAME=VALUE ...] [--check] [--secrets-on-stdin]
+  replay REF [NAME=VALUE ...] [--check] [--secrets-on-stdin] [--timings]
                               carry out a skill's recorded plan on this desktop,
                               printing progress lines; casts run this for skills
-                              recorded in desktop applications
+                              recorded in desktop applications; --timings says on
+                              standard error where each step's time went
   trace RECORDING [--narration TEXT]
                               show what would be sent to the model to write a
                               skill from a recording: the text exactly, and the

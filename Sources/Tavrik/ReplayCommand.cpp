@@ -8,6 +8,10 @@
 #include "TavrikCore/Replay/ModelStepRepairer.h"
 #include "TavrikCore/Replay/ReplayEngine.h"
 #include "TavrikCore/Replay/ReplaySecrets.h"
+#include "TavrikCore/Replay/ReplayTimings.h"
+#include "TavrikCore/Replay/TimedDesktopActor.h"
+#include "TavrikCore/Replay/TimedReplayClock.h"
+#include "TavrikCore/Replay/TimedSyntheticInput.h"
 #include "TavrikCore/Storage/RepairProposal.h"
 #include "TavrikCore/Synthesis/Secrets.h"
 #include "TavrikPlatform/AccessibilityBackend.h"
@@ -20,15 +24,18 @@ namespace tavrik {
 
 int replaySkill(const QStringList& arguments, QTextStream& out, QTextStream& err) {
     QString misuse;
-    const std::optional<SkillArguments> parsed = parseSkillArguments(
-        QStringLiteral("replay"), arguments,
-        {QStringLiteral("--check"), QStringLiteral("--secrets-on-stdin")}, &misuse);
+    const std::optional<SkillArguments> parsed =
+        parseSkillArguments(QStringLiteral("replay"), arguments,
+                            {QStringLiteral("--check"), QStringLiteral("--secrets-on-stdin"),
+                             QStringLiteral("--timings")},
+                            &misuse);
     if (!parsed)
         return failCommand(err, misuse, 2);
     const std::optional<QString>& ref = parsed->ref;
     const QMap<QString, QString>& given = parsed->values;
     const bool checkOnly = parsed->options.contains(QStringLiteral("--check"));
     const bool secretsOnStdin = parsed->options.contains(QStringLiteral("--secrets-on-stdin"));
+    const bool reportTimings = parsed->options.contains(QStringLiteral("--timings"));
     if (!ref)
         return failCommand(
             err, QStringLiteral("replay needs a skill: an id, a slash command or a folder"), 2);
@@ -51,35 +58,46 @@ int replaySkill(const QStringList& arguments, QTextStream& out, QTextStream& err
         secrets = *decoded;
     }
 
-    const auto emitLine = [&out](const QString& line) {
+    std::unique_ptr<DesktopActor> desktop = DesktopBackend::createDesktopActor();
+    std::unique_ptr<SyntheticInput> synthetic = DesktopBackend::createSyntheticInput();
+    // Always measured (a clock read around each call), reported on request.
+    SystemReplayClock systemClock;
+    ReplayTimings timings(systemClock);
+    TimedDesktopActor actor(*desktop, timings);
+    TimedSyntheticInput input(*synthetic, timings);
+    TimedReplayClock clock(systemClock, timings);
+    const auto emitLine = [&out, &timings](const QString& line) {
+        if (line.startsWith(QStringLiteral("→ ")))
+            timings.beginStep();
         out << line << '\n';
         out.flush();
     };
-    std::unique_ptr<DesktopActor> actor = DesktopBackend::createDesktopActor();
-    std::unique_ptr<SyntheticInput> input = DesktopBackend::createSyntheticInput();
     // A Wayland compositor may offer no synthetic input at all: steps acting through
     // accessibility still replay there, and a step that needs a key says so when it comes.
     const bool inputOptional = DesktopBackend::isWayland();
-    if (!actor->isAvailable() || (!checkOnly && !inputOptional && !input->isAvailable())) {
+    if (!actor.isAvailable() || (!checkOnly && !inputOptional && !input.isAvailable())) {
         emitLine(QStringLiteral(
             "✗ Replay needs a desktop session with its accessibility bus; none was found"));
         return 1;
     }
-    if (!checkOnly && !input->isAvailable())
+    if (!checkOnly && !input.isAvailable())
         err << "tavrik: " << DesktopSession::limitations(DesktopSession::current()) << '\n';
-    SystemReplayClock clock;
-    ReplayEngine engine(*actor, *input, clock);
+    ReplayEngine engine(actor, input, clock);
     const QMap<QString, QString> values = CastRules::completeParameters(resolved->skill, given);
     // Only with the user's own key: without one a missing step stops the run as it always did.
     std::unique_ptr<FrameCapturer> frames;
     std::unique_ptr<ModelStepRepairer> repairer;
     if (!checkOnly && Secrets::hasAnthropicKey()) {
         frames = DesktopBackend::createFrameCapturer();
-        repairer = ModelStepRepairer::withUsersKey(*actor, *input, frames.get());
+        repairer = ModelStepRepairer::withUsersKey(actor, input, frames.get());
         engine.setRepairer(repairer.get());
     }
     const bool succeeded = checkOnly ? engine.check(resolved->skill, values, emitLine)
                                      : engine.run(resolved->skill, values, secrets, emitLine);
+    timings.finish();
+    if (reportTimings)
+        for (qsizetype i = 0; i < timings.steps().size(); ++i)
+            err << ReplayTimings::line(i, timings.steps()[i]) << '\n';
     if (!engine.repairs().isEmpty()) {
         // Offered, never saved: the skill changes only when the user accepts.
         RepairProposal proposal{resolved->skill.id, resolved->skill.name, {}};

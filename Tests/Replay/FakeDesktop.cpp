@@ -59,6 +59,7 @@ LiveElement* FakeDesktop::byHandle(quint64 handle) {
 }
 
 QList<LiveElement> FakeDesktop::elements(const LiveWindow& window, const QString& role, int limit) {
+    now += callCostMs;
     QList<LiveElement> found;
     for (const LiveElement& e : elementList)
         if (e.window == window.handle && e.showing && (role.isEmpty() || e.role == role) &&
@@ -68,12 +69,14 @@ QList<LiveElement> FakeDesktop::elements(const LiveWindow& window, const QString
 }
 
 std::optional<LiveElement> FakeDesktop::refresh(const LiveElement& element) {
+    now += callCostMs;
     if (LiveElement* e = byHandle(element.handle))
         return *e;
     return std::nullopt;
 }
 
 std::optional<LiveElement> FakeDesktop::parent(const LiveElement& element) {
+    now += callCostMs;
     const qsizetype cut = element.path.lastIndexOf(u'/');
     if (cut < 0)
         return std::nullopt;
@@ -85,22 +88,25 @@ std::optional<LiveElement> FakeDesktop::parent(const LiveElement& element) {
 }
 
 bool FakeDesktop::reaches(const LiveElement& element, Point at) {
+    now += callCostMs;
     const Rect& f = element.frame;
     return !covered.contains(element.name) && at.x >= f.origin.x && at.y >= f.origin.y &&
            at.x < f.origin.x + f.size.width && at.y < f.origin.y + f.size.height;
 }
 
 bool FakeDesktop::performAction(const LiveElement& element, const QString& action) {
+    now += callCostMs;
     LiveElement* e = byHandle(element.handle);
     if (!e || refusedActions.contains(action))
         return false;
     log.append(QStringLiteral("action %1 %2").arg(action, e->name));
     if (e->checkable)
         e->checked = !e->checked;
-    return true;
+    return !lateActions.contains(action);
 }
 
 bool FakeDesktop::focus(const LiveElement& element) {
+    now += callCostMs;
     LiveElement* e = byHandle(element.handle);
     if (!e)
         return false;
@@ -112,6 +118,7 @@ bool FakeDesktop::focus(const LiveElement& element) {
 }
 
 bool FakeDesktop::select(const LiveElement& element) {
+    now += callCostMs;
     LiveElement* e = byHandle(element.handle);
     if (!e)
         return false;
@@ -121,6 +128,7 @@ bool FakeDesktop::select(const LiveElement& element) {
 }
 
 bool FakeDesktop::insertText(const LiveElement& element, const QString& text) {
+    now += callCostMs;
     LiveElement* e = byHandle(element.handle);
     if (!e || !insertTextWorks)
         return false;
@@ -131,6 +139,7 @@ bool FakeDesktop::insertText(const LiveElement& element, const QString& text) {
 }
 
 bool FakeDesktop::replaceText(const LiveElement& element, const QString& text) {
+    now += callCostMs;
     LiveElement* e = byHandle(element.handle);
     if (!e)
         return false;
@@ -139,6 +148,7 @@ bool FakeDesktop::replaceText(const LiveElement& element, const QString& text) {
 }
 
 std::optional<QString> FakeDesktop::text(const LiveElement& element) {
+    now += callCostMs;
     LiveElement* e = byHandle(element.handle);
     if (!e || e->secure)
         return std::nullopt;
@@ -146,6 +156,7 @@ std::optional<QString> FakeDesktop::text(const LiveElement& element) {
 }
 
 bool FakeDesktop::activateWindow(const LiveWindow& window) {
+    now += callCostMs;
     for (LiveWindow& w : windowList)
         w.active = activationWorks ? w.handle == window.handle : w.active;
     log.append(QStringLiteral("activate %1").arg(window.title));
@@ -153,11 +164,13 @@ bool FakeDesktop::activateWindow(const LiveWindow& window) {
 }
 
 bool FakeDesktop::pressKey(quint16 keyCode, quint64 modifierFlags) {
+    now += inputCostMs;
     log.append(QStringLiteral("key %1 %2").arg(keyCode).arg(modifierFlags, 0, 16));
     return true;
 }
 
 bool FakeDesktop::typeText(const QString& text) {
+    now += inputCostMs;
     for (LiveElement& e : elementList)
         if (e.focused && e.editable)
             e.value = e.value.value_or(QString()) + text;
@@ -166,12 +179,16 @@ bool FakeDesktop::typeText(const QString& text) {
 }
 
 bool FakeDesktop::click(Point at, Button button, int count) {
+    now += inputCostMs;
     if (clicksLand && button == Button::left && count == 1)
         for (LiveElement& e : elementList) {
             const Rect& f = e.frame;
-            if (e.selectable && at.x >= f.origin.x && at.y >= f.origin.y &&
-                at.x < f.origin.x + f.size.width && at.y < f.origin.y + f.size.height)
-                e.selected = true;
+            if (at.x >= f.origin.x && at.y >= f.origin.y && at.x < f.origin.x + f.size.width &&
+                at.y < f.origin.y + f.size.height && !covered.contains(e.name)) {
+                e.selected = e.selected || e.selectable;
+                if (e.checkable)
+                    e.checked = !e.checked;
+            }
         }
     log.append(QStringLiteral("click %1,%2 %3 x%4")
                    .arg(qRound(at.x))
@@ -182,6 +199,7 @@ bool FakeDesktop::click(Point at, Button button, int count) {
 }
 
 bool FakeDesktop::drag(Point from, Point to) {
+    now += inputCostMs;
     log.append(QStringLiteral("drag %1,%2 to %3,%4")
                    .arg(qRound(from.x))
                    .arg(qRound(from.y))
@@ -191,6 +209,7 @@ bool FakeDesktop::drag(Point from, Point to) {
 }
 
 bool FakeDesktop::scroll(Point at, int dx, int dy) {
+    now += inputCostMs;
     log.append(QStringLiteral("scroll %1,%2 by %3,%4")
                    .arg(qRound(at.x))
                    .arg(qRound(at.y))

@@ -17,14 +17,19 @@ public:
     QList<LiveElement> elementList;
     QStringList log;
     qint64 now = 0;
+    // How long each accessibility call and each synthetic input takes.
+    qint64 callCostMs = 0;
+    qint64 inputCostMs = 0;
     // Called after each sleep, so a test can change the desktop while the engine waits.
     std::function<void()> onSleep;
     // Actions that fail when asked for.
     QStringList refusedActions;
+    // Actions carried out but answered as failed (the answer ran out of time).
+    QStringList lateActions;
     bool insertTextWorks = true;
     // Elements something else covers: the pointer does not reach them.
     QStringList covered;
-    // Whether a click lands: it selects the selectable row under it.
+    // Whether a click lands: it selects the selectable row under it and turns a toggle there.
     bool clicksLand = true;
     bool activationWorks = true;
 
@@ -34,7 +39,10 @@ public:
     LiveElement* find(const QString& name);
 
     bool isAvailable() const override { return true; }
-    QList<LiveWindow> windows() override { return windowList; }
+    QList<LiveWindow> windows() override {
+        now += callCostMs;
+        return windowList;
+    }
     QList<LiveElement> elements(const LiveWindow& window, const QString& role, int limit) override;
     std::optional<LiveElement> refresh(const LiveElement& element) override;
     // The element whose path is this one's less its last segment.

@@ -2,6 +2,10 @@
 #include "Replay/Recorded.h"
 #include "TavrikCore/Hotkeys/KeyCodes.h"
 #include "TavrikCore/Replay/ReplayEngine.h"
+#include "TavrikCore/Replay/ReplayTimings.h"
+#include "TavrikCore/Replay/TimedDesktopActor.h"
+#include "TavrikCore/Replay/TimedReplayClock.h"
+#include "TavrikCore/Replay/TimedSyntheticInput.h"
 
 #include <gtest/gtest.h>
 
@@ -99,6 +103,48 @@ TEST_F(SignUp, WaitsForATargetThatAppearsLateAndGivesUpOnOneThatNeverDoes) {
     EXPECT_FALSE(desktop.log.contains(QStringLiteral("click 490,415 left x1")));
 }
 
+// Where each step's time went, through the same wrappers a real replay uses: in a desktop where
+// only calls and sleeps take time, every step's time is theirs and the engine's own is nothing.
+TEST_F(SignUp, EachStepsTimeIsSplitIntoBusInputWaitingAndItsOwn) {
+    desktop.callCostMs = 2;
+    desktop.inputCostMs = 5;
+    desktop.find(QStringLiteral("Save"))->showing = false;
+    desktop.onSleep = [this] {
+        if (desktop.now >= 700)
+            desktop.find(QStringLiteral("Save"))->showing = true;
+    };
+    ReplayTimings timings(desktop);
+    TimedDesktopActor actor(desktop, timings);
+    TimedSyntheticInput input(desktop, timings);
+    TimedReplayClock clock(desktop, timings);
+    ReplayEngine engine(actor, input, clock);
+    qint64 firstStepAt = -1;
+    ASSERT_TRUE(engine.run(skill, {}, {{2, QStringLiteral("hunter2")}}, [&](const QString& line) {
+        if (line.startsWith(QStringLiteral("→ "))) {
+            if (firstStepAt < 0)
+                firstStepAt = desktop.now;
+            timings.beginStep();
+        }
+        lines.append(line);
+    }));
+    timings.finish();
+
+    ASSERT_EQ(timings.steps().size(), skill.plan.size());
+    qint64 total = 0;
+    for (const ReplayTimings::Step& step : timings.steps()) {
+        EXPECT_EQ(step.ownNs(), 0) << ReplayTimings::line(0, step).toStdString();
+        EXPECT_GT(step.busNs, 0);
+        total += step.totalNs;
+    }
+    EXPECT_EQ(total, (desktop.now - firstStepAt) * 1000000);
+    // The Save button was waited for; the push button went down under the pointer.
+    const ReplayTimings::Step& save = timings.steps().last();
+    EXPECT_GE(save.waitNs, 600 * 1000000LL);
+    EXPECT_EQ(save.inputNs, 5 * 1000000LL);
+    EXPECT_EQ(ReplayTimings::line(4, save).section(u' ', 0, 2),
+              QStringLiteral("timing step=5 total_us=%1").arg(save.totalNs / 1000));
+}
+
 // A push button goes down under the pointer only where the pointer reaches it; covered (or
 // where the hit test lands elsewhere) it is pressed through accessibility.
 TEST_F(SignUp, APushButtonIsClickedWhereItShowsAndPressedThroughAccessibilityWhenCovered) {
@@ -138,6 +184,39 @@ TEST_F(SignUp, ARefusedActionFallsBackToAClickWhereTheElementIsNow) {
     // The action is refused: the engine falls back to a click where the box is now.
     ASSERT_TRUE(run({}));
     EXPECT_EQ(desktop.log, QStringList{QStringLiteral("click 130,162 left x1")});
+    EXPECT_TRUE(desktop.find(QStringLiteral("Subscribe"))->checked);
+
+    // A click that does not turn the box ends the run rather than leaving it unchecked.
+    desktop.log.clear();
+    desktop.clicksLand = false;
+    EXPECT_FALSE(run({}));
+    EXPECT_EQ(lines.last(), QStringLiteral("✗ Step 4 (Step on Subscribe): “Subscribe” in "
+                                           "org.example.SignUp did not change"));
+    EXPECT_TRUE(desktop.find(QStringLiteral("Subscribe"))->checked);
+}
+
+// A toggle's frame can lag its window after a move, and an action can be carried out although
+// its answer said it failed: the box is turned exactly once either way.
+TEST_F(SignUp, AToggleIsTurnedOnceWhenItsActionIsLateOrItsFrameStale) {
+    skill.plan = {skill.plan[3]};
+    desktop.lateActions = {QStringLiteral("click")};
+    ASSERT_TRUE(run({}));
+    EXPECT_EQ(desktop.log, QStringList{QStringLiteral("action click Subscribe")});
+    EXPECT_TRUE(desktop.find(QStringLiteral("Subscribe"))->checked);
+
+    desktop.find(QStringLiteral("Subscribe"))->checked = false;
+    desktop.log.clear();
+    desktop.lateActions.clear();
+    desktop.refusedActions = {QStringLiteral("click")};
+    desktop.covered = {QStringLiteral("Subscribe")};
+    desktop.onSleep = [this] {
+        if (desktop.now >= 300)
+            desktop.covered.clear();
+    };
+    ASSERT_TRUE(run({}));
+    EXPECT_EQ(desktop.log, QStringList{QStringLiteral("click 130,162 left x1")});
+    EXPECT_TRUE(desktop.find(QStringLiteral("Subscribe"))->checked);
+    EXPECT_GE(desktop.now, 300);
 }
 
 TEST_F(SignUp, NoSecretNoRun) {

@@ -1,7 +1,8 @@
-#include "DebianApp.h"
-#include "Demonstration.h"
 #include "DesktopDriver.h"
-#include "ReplayProcess.h"
+#include "Support/Desktop/DebianApp.h"
+#include "Support/Desktop/DebianTasks.h"
+#include "Support/Desktop/Demonstration.h"
+#include "Support/ReplayProcess.h"
 #include "Support/TempSupportFolder.h"
 #include "TavrikCore/Replay/CastRoute.h"
 #include "TavrikCore/Replay/DesktopActor.h"
@@ -17,6 +18,7 @@ using namespace tavrik;
 using tavrik::test::DebianApp;
 using tavrik::test::Demonstration;
 using tavrik::test::waitUntil;
+namespace debian = tavrik::test::debian;
 
 namespace {
 
@@ -68,187 +70,85 @@ protected:
     std::unique_ptr<AXResolver> probe = DesktopBackend::createAXResolver();
 };
 
-const char* const kSumSkill = R"(---
-name: Add two numbers
-trigger: add two numbers
-parameters:
-  - name: first
-    type: text
-    prompt: The first number?
-    example: 12
-  - name: second
-    type: text
-    prompt: The second number?
-    example: 30
----
-
-# Add two numbers
-
-Adds two numbers on the calculator.
-)";
-
 // Digits typed, operators clicked: the display holds the new sum.
 TEST_F(ReplayDebianApps, ACalculatorAddsOtherNumbers) {
-    const QString program = QStringLiteral("/usr/bin/galculator");
-    if (!DebianApp::isInstalled(program))
+    if (!DebianApp::isInstalled(debian::calculatorProgram()))
         GTEST_SKIP() << "needs galculator";
-    const QString appID = QStringLiteral("Galculator");
     std::optional<Skill> skill;
     {
-        DebianApp calculator(program, {}, appID);
-        const std::optional<LiveWindow> window =
-            calculator.window(*actor, QStringLiteral("galculator"), 20000);
-        ASSERT_TRUE(window);
-        const std::optional<Point> plus = at(QStringLiteral("toggle button"), QStringLiteral("+"));
-        const std::optional<Point> equals =
-            at(QStringLiteral("toggle button"), QStringLiteral("="));
-        ASSERT_TRUE(plus && equals);
+        const std::unique_ptr<DebianApp> calculator = debian::startCalculator();
+        ASSERT_TRUE(calculator->window(*actor, debian::calculatorTitle(), 20000));
         Demonstration demonstration(desktop);
         demonstration.start();
-        demonstration.type(QStringLiteral("12"));
-        demonstration.click(*plus);
-        demonstration.type(QStringLiteral("30"));
-        demonstration.click(*equals);
+        ASSERT_TRUE(debian::demonstrateSum(demonstration, *actor));
         EXPECT_TRUE(waitUntil(
-            [&] {
-                return calculator.text(*actor, *window, QStringLiteral("text")) ==
-                       QStringLiteral("42");
-            },
-            5000))
-            << calculator.text(*actor, *window, QStringLiteral("text")).value_or("-").toStdString();
-        skill = demonstration.save(QString::fromUtf8(kSumSkill));
+            [&] { return debian::display(*calculator, *actor) == QStringLiteral("42"); }, 5000))
+            << debian::display(*calculator, *actor).value_or("-").toStdString();
+        skill = demonstration.save(QString::fromUtf8(debian::kSumSkill));
     }
     ASSERT_TRUE(skill);
     ASSERT_EQ(CastRoute::method(*skill), CastMethod::replay) << described(*skill).toStdString();
 
     for (const bool moved : {false, true}) {
         SCOPED_TRACE(moved ? "moved and resized" : "unchanged");
-        DebianApp calculator(program, {}, appID);
-        std::optional<LiveWindow> window =
-            calculator.window(*actor, QStringLiteral("galculator"), 20000);
-        ASSERT_TRUE(window);
-        if (moved) {
-            ASSERT_TRUE(calculator.place(Rect(1100, 500, 480, 440)));
-            ASSERT_TRUE(waitUntil(
-                [&] {
-                    window = calculator.window(*actor, QStringLiteral("galculator"), 2000);
-                    return window && window->frame.origin.x >= 1000;
-                },
-                10000));
-        }
+        const std::unique_ptr<DebianApp> calculator = debian::startCalculator();
+        ASSERT_TRUE(calculator->window(*actor, debian::calculatorTitle(), 20000));
+        if (moved)
+            ASSERT_TRUE(calculator->placeAndWait(*actor, debian::calculatorTitle(),
+                                                 Rect(1100, 500, 480, 440)));
         ASSERT_TRUE(at(QStringLiteral("toggle button"), QStringLiteral("=")));
         const test::ReplayResult result = test::replay(
             Paths::skill(skill->id), {QStringLiteral("first=7"), QStringLiteral("second=5")});
-        EXPECT_EQ(result.exitCode, 0) << result.lines.join(u'\n').toStdString() << '\n'
+        EXPECT_EQ(result.exitCode, 0) << result.transcript().toStdString() << '\n'
                                       << described(*skill).toStdString();
         EXPECT_TRUE(waitUntil(
-            [&] {
-                return calculator.text(*actor, *window, QStringLiteral("text")) ==
-                       QStringLiteral("12");
-            },
-            5000))
-            << calculator.text(*actor, *window, QStringLiteral("text")).value_or("-").toStdString();
+            [&] { return debian::display(*calculator, *actor) == QStringLiteral("12"); }, 5000))
+            << debian::display(*calculator, *actor).value_or("-").toStdString();
     }
 }
 
-const char* const kLetterSkill = R"(---
-name: Write a letter
-trigger: write a letter to someone
-parameters:
-  - name: full_name
-    type: text
-    prompt: To whom?
-    example: Ada
-  - name: file_name
-    type: text
-    prompt: Saved as?
-    example: letter1
----
-
-# Write a letter
-
-Writes a greeting in the text editor and saves it under a new name.
-)";
-
-// Text typed in the editor, File → Save As… from its menu, a name typed in GTK's file chooser
-// and its Save button clicked: the file holds the new text under the new name.
+// Text typed in the editor, File → Save As… from its menu, a name typed in GTK's file chooser and
+// its Save button clicked: the file holds the new text under the new name, also when the window
+// moved and changed size and at a bigger interface font.
 TEST_F(ReplayDebianApps, AnEditorSavesOtherTextUnderAnotherNameThroughItsMenuAndFileChooser) {
-    const QString program = QStringLiteral("/usr/bin/mousepad");
-    if (!DebianApp::isInstalled(program))
+    if (!DebianApp::isInstalled(debian::editorProgram()))
         GTEST_SKIP() << "needs mousepad";
-    const QString appID = QStringLiteral("org.xfce.mousepad");
-    const QStringList arguments{QStringLiteral("--disable-server")};
     QTemporaryDir folder;
     std::optional<Skill> skill;
     {
-        DebianApp editor(program, arguments, appID);
-        ASSERT_TRUE(editor.window(*actor, QStringLiteral("Mousepad"), 20000));
-        const std::optional<Point> page = at(QStringLiteral("text"), QString());
-        const std::optional<Point> file = at(QStringLiteral("menu"), QStringLiteral("File"));
-        ASSERT_TRUE(page && file);
+        const std::unique_ptr<DebianApp> editor = debian::startEditor({0, folder.path()});
+        ASSERT_TRUE(editor->window(*actor, debian::editorTitle(), 20000));
         Demonstration demonstration(desktop);
         demonstration.start();
-        demonstration.click(*page);
-        demonstration.type(QStringLiteral("Hello Ada"));
-        demonstration.click(*file);
-        const std::optional<Point> saveAs =
-            at(QStringLiteral("menu item"), QStringLiteral("Save As..."));
-        ASSERT_TRUE(saveAs);
-        demonstration.click(*saveAs);
-        ASSERT_TRUE(editor.window(*actor, QStringLiteral("Save As"), 15000));
-        // A person types the name once the chooser's name field has the keyboard.
-        ASSERT_TRUE(waitUntil(
-            [&] {
-                const std::optional<AXTarget> focus = probe->focusedTarget();
-                return focus && focus->windowTitle == QStringLiteral("Save As") &&
-                       focus->axRole == QStringLiteral("text");
-            },
-            15000));
-        const std::optional<Point> save = at(QStringLiteral("push button"), QStringLiteral("Save"));
-        ASSERT_TRUE(save);
-        demonstration.type(folder.filePath(QStringLiteral("letter1.txt")));
-        demonstration.click(*save);
+        ASSERT_TRUE(debian::demonstrateLetter(demonstration, *actor, *probe));
         QFile saved(folder.filePath(QStringLiteral("letter1.txt")));
-        // If the file never comes, what the chooser shows tells a lost click from a mangled name.
-        EXPECT_TRUE(waitUntil([&] { return saved.exists(); }, 5000)) << [&] {
-            const std::optional<AXTarget> focus = probe->focusedTarget();
-            const bool open = editor.window(*actor, QStringLiteral("Save As"), 0).has_value();
-            return QStringLiteral("chooser %1; keyboard at %2 “%3” holding “%4”")
-                .arg(open ? QStringLiteral("still open") : QStringLiteral("closed"),
-                     focus ? focus->axRole.value_or(QString()) : QString(),
-                     focus ? focus->axTitle.value_or(QString()) : QString(),
-                     focus ? focus->axValue.value_or(QString()) : QString())
-                .toStdString();
-        }();
-        skill = demonstration.save(QString::fromUtf8(kLetterSkill));
+        EXPECT_TRUE(waitUntil([&] { return saved.exists(); }, 5000));
+        skill = demonstration.save(QString::fromUtf8(debian::kLetterSkill));
     }
     ASSERT_TRUE(skill);
     ASSERT_EQ(CastRoute::method(*skill), CastMethod::replay) << described(*skill).toStdString();
 
-    for (const bool moved : {false, true}) {
-        SCOPED_TRACE(moved ? "moved and resized" : "unchanged");
-        const QString name = moved ? QStringLiteral("memo") : QStringLiteral("note");
-        DebianApp editor(program, arguments, appID);
-        ASSERT_TRUE(editor.window(*actor, QStringLiteral("Mousepad"), 20000));
-        if (moved) {
-            ASSERT_TRUE(editor.place(Rect(900, 400, 700, 560)));
-            ASSERT_TRUE(waitUntil(
-                [&] {
-                    const std::optional<LiveWindow> w =
-                        editor.window(*actor, QStringLiteral("Mousepad"), 2000);
-                    return w && w->frame.origin.x >= 800;
-                },
-                10000));
-        }
+    enum class Change { none, moved, biggerFont };
+    for (const Change change : {Change::none, Change::moved, Change::biggerFont}) {
+        const QString name = change == Change::none    ? QStringLiteral("note")
+                             : change == Change::moved ? QStringLiteral("memo")
+                                                       : QStringLiteral("card");
+        SCOPED_TRACE(name.toStdString());
+        const std::unique_ptr<DebianApp> editor =
+            debian::startEditor({change == Change::biggerFont ? 15 : 0, folder.path()});
+        ASSERT_TRUE(editor->window(*actor, debian::editorTitle(), 20000));
+        if (change == Change::moved)
+            ASSERT_TRUE(
+                editor->placeAndWait(*actor, debian::editorTitle(), Rect(900, 400, 700, 560)));
         ASSERT_TRUE(at(QStringLiteral("menu"), QStringLiteral("File")));
         const test::ReplayResult result =
             test::replay(Paths::skill(skill->id),
                          {QStringLiteral("full_name=Grace"), QStringLiteral("file_name=") + name});
-        EXPECT_EQ(result.exitCode, 0) << result.lines.join(u'\n').toStdString() << '\n'
+        EXPECT_EQ(result.exitCode, 0) << result.transcript().toStdString() << '\n'
                                       << described(*skill).toStdString();
         QFile saved(folder.filePath(name + QStringLiteral(".txt")));
         ASSERT_TRUE(waitUntil([&] { return saved.exists() && saved.size() > 0; }, 5000))
-            << result.lines.join(u'\n').toStdString();
+            << result.transcript().toStdString();
         ASSERT_TRUE(saved.open(QIODevice::ReadOnly));
         EXPECT_EQ(QString::fromUtf8(saved.readAll()).trimmed(), QStringLiteral("Hello Grace"));
     }

@@ -220,9 +220,9 @@ TEST_P(WaylandRecording, ATypingTaskRecordedOnWaylandReplaysWithOtherValues) {
     const test::ReplayResult result =
         test::replay(Paths::skill(skill.id), {QStringLiteral("full_name=Grace")},
                      {{secrets.first(), QStringLiteral("s3cret")}});
-    ASSERT_EQ(result.exitCode, 0) << result.output.toStdString();
+    ASSERT_EQ(result.exitCode, 0) << result.transcript().toStdString();
     const std::optional<QJsonObject> saved = form.waitForEvent(QStringLiteral("saved"), 5000);
-    ASSERT_TRUE(saved) << result.output.toStdString();
+    ASSERT_TRUE(saved) << result.transcript().toStdString();
     EXPECT_EQ(saved->value("name").toString(), QStringLiteral("Grace"));
     EXPECT_EQ(saved->value("notes").toString(), QStringLiteral("fast"));
     EXPECT_EQ(saved->value("password").toString(), QStringLiteral("s3cret"));

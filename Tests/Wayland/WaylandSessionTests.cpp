@@ -344,16 +344,16 @@ TEST_P(WaylandReplay, ASkillRecordedOnX11FillsInTheNativeForm) {
     if (!underSway() && !underGnome()) {
         // weston's headless backend has no seat, so no window ever gets the keyboard focus that
         // clicking into the first field must give: the replay stops there and guesses nothing.
-        EXPECT_EQ(result.exitCode, 1) << result.output.toStdString();
-        EXPECT_TRUE(result.output.contains(QStringLiteral("✗ Step 1 ")))
-            << result.output.toStdString();
+        EXPECT_EQ(result.exitCode, 1) << result.transcript().toStdString();
+        EXPECT_TRUE(result.transcript().contains(QStringLiteral("✗ Step 1 ")))
+            << result.transcript().toStdString();
         EXPECT_FALSE(form.waitForEvent(QStringLiteral("saved"), 500));
         return;
     }
-    ASSERT_EQ(result.exitCode, 0) << result.output.toStdString();
-    EXPECT_FALSE(result.output.contains(QStringLiteral("s3cret")));
+    ASSERT_EQ(result.exitCode, 0) << result.transcript().toStdString();
+    EXPECT_FALSE(result.transcript().contains(QStringLiteral("s3cret")));
     const std::optional<QJsonObject> saved = form.waitForEvent(QStringLiteral("saved"), 5000);
-    ASSERT_TRUE(saved) << result.output.toStdString();
+    ASSERT_TRUE(saved) << result.transcript().toStdString();
     EXPECT_EQ(saved->value("name").toString(), QStringLiteral("Grace"));
     EXPECT_EQ(saved->value("notes").toString(), QStringLiteral("fast"));
     EXPECT_EQ(saved->value("password").toString(), QStringLiteral("s3cret"));

@@ -14,7 +14,11 @@ qint64 nowNs() {
 SystemReplayClock::SystemReplayClock() : m_startNs(nowNs()) {}
 
 qint64 SystemReplayClock::elapsedMs() const {
-    return (nowNs() - m_startNs) / 1000000;
+    return elapsedNs() / 1000000;
+}
+
+qint64 SystemReplayClock::elapsedNs() const {
+    return nowNs() - m_startNs;
 }
 
 void SystemReplayClock::sleepMs(int ms) {

@@ -324,6 +324,13 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
                         return {};
                     return {false, targetLabel(*step.target) + QStringLiteral(" did not change")};
                 }
+                // An action that said it failed may still have been carried out: a click on top
+                // would turn the toggle back.
+                if (element.checkable) {
+                    const auto now = m_actor.refresh(element);
+                    if (now && now->checked != wasChecked)
+                        return {};
+                }
             }
         } else if (step.action == ActionType::doubleClick && isRowRole(element.role)) {
             if (const auto activate = namedAction(element, {"activate"})) {
@@ -341,6 +348,21 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
     // No accessible action fits: synthetic input at where the element is now.
     if (where.window && !where.window->active)
         m_actor.activateWindow(*where.window);
+    // A toggle clicked with the pointer is checked as one pressed through accessibility. Its
+    // frame may still be where its window was before the window moved: it is clicked once the
+    // pointer there reaches it.
+    const bool toggle =
+        step.action == ActionType::click && where.element && where.element->checkable;
+    if (toggle) {
+        std::optional<LiveElement> now;
+        if (!settle([&] {
+                now = m_actor.refresh(*where.element);
+                return now && m_actor.reaches(*now, pointInElement(step, *now));
+            }))
+            return {false, targetLabel(*step.target) +
+                               QStringLiteral(" is where the pointer cannot reach it")};
+        at = pointInElement(step, *now);
+    }
     // A click on a row, or on what a row holds, is seen to select it.
     std::optional<LiveElement> row;
     if (step.action == ActionType::click && where.element)
@@ -373,6 +395,11 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
     }
     if (!sent)
         return {false, QStringLiteral("the input could not be sent")};
+    if (toggle && !settle([&] {
+            const auto now = m_actor.refresh(*where.element);
+            return now && now->checked != where.element->checked;
+        }))
+        return {false, targetLabel(*step.target) + QStringLiteral(" did not change")};
     if (row && !settle([&] {
             const auto now = m_actor.refresh(*row);
             return now && now->selected;

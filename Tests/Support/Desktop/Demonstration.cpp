@@ -1,4 +1,4 @@
-#include "Demonstration.h"
+#include "Support/Desktop/Demonstration.h"
 
 #include "DesktopDriver.h"
 #include "TavrikCore/Recorder/Recorder.h"
@@ -110,7 +110,7 @@ std::optional<Rect> Demonstration::find(DesktopActor& actor, const QString& role
         [&] {
             for (const LiveWindow& window : actor.windows())
                 for (const LiveElement& e : actor.elements(window, role, 2000))
-                    if (e.name == name && e.showing && e.frame.size.width > 0 &&
+                    if (e.name.trimmed() == name && e.showing && e.frame.size.width > 0 &&
                         e.frame.size.height > 0) {
                         found = e.frame;
                         return true;

@@ -1,14 +1,17 @@
-#include "DebianApp.h"
+#include "Support/Desktop/DebianApp.h"
 
 #include "DesktopDriver.h"
 #include "TavrikCore/Replay/DesktopActor.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
+#include <cmath>
 
 namespace tavrik::test {
 
-DebianApp::DebianApp(const QString& program, const QStringList& arguments, const QString& appID)
+DebianApp::DebianApp(const QString& program, const QStringList& arguments, const QString& appID,
+                     const Setup& setup)
     : m_appID(appID) {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("XDG_CONFIG_HOME"),
@@ -17,9 +20,18 @@ DebianApp::DebianApp(const QString& program, const QStringList& arguments, const
     environment.insert(QStringLiteral("XDG_CACHE_HOME"), m_home.filePath(QStringLiteral("cache")));
     // Settings kept in memory: no dconf of the session leaks in, none is written.
     environment.insert(QStringLiteral("GSETTINGS_BACKEND"), QStringLiteral("memory"));
-    for (const char* folder : {"config", "data", "cache"})
+    for (const char* folder : {"config/gtk-3.0", "data", "cache"})
         QDir(m_home.path()).mkpath(QLatin1String(folder));
+    // With no settings daemon on the display GTK reads its settings from here.
+    if (setup.fontPoints > 0) {
+        QFile settings(m_home.filePath(QStringLiteral("config/gtk-3.0/settings.ini")));
+        if (settings.open(QIODevice::WriteOnly))
+            settings.write("[Settings]\ngtk-font-name=Sans " +
+                           QByteArray::number(setup.fontPoints) + '\n');
+    }
     m_process.setProcessEnvironment(environment);
+    if (!setup.folder.isEmpty())
+        m_process.setWorkingDirectory(setup.folder);
     m_process.setProcessChannelMode(QProcess::ForwardedChannels);
     m_process.start(program, arguments);
 }
@@ -75,6 +87,16 @@ bool DebianApp::place(const Rect& frame) {
             return false;
     }
     return true;
+}
+
+bool DebianApp::placeAndWait(DesktopActor& actor, const QString& title, const Rect& frame) {
+    return place(frame) && waitUntil(
+                               [&] {
+                                   const std::optional<LiveWindow> w = window(actor, title, 2000);
+                                   return w && std::abs(w->frame.origin.x - frame.origin.x) < 100 &&
+                                          std::abs(w->frame.origin.y - frame.origin.y) < 100;
+                               },
+                               10000);
 }
 
 std::optional<QString> DebianApp::text(DesktopActor& actor, const LiveWindow& window,

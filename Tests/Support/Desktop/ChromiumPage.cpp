@@ -1,4 +1,4 @@
-#include "ChromiumPage.h"
+#include "Support/Desktop/ChromiumPage.h"
 
 #include "DesktopDriver.h"
 #include "Support/LocalHttpServer.h"

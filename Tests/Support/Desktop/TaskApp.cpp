@@ -1,4 +1,4 @@
-#include "TaskApp.h"
+#include "Support/Desktop/TaskApp.h"
 
 #include <QJsonArray>
 

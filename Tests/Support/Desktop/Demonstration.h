@@ -34,8 +34,8 @@ public:
     // Stops the recording and saves it with `skillMarkdown`'s name and parameters.
     std::optional<Skill> save(const QString& skillMarkdown);
 
-    // Where a showing element of `role` named `name` is now, on any window of the desktop; waits
-    // up to `timeoutMs` for it to show.
+    // Where a showing element of `role` whose name, trimmed, is `name` is now, on any window of the
+    // desktop; waits up to `timeoutMs` for it to show.
     static std::optional<Rect> find(DesktopActor& actor, const QString& role, const QString& name,
                                     int timeoutMs);
 
