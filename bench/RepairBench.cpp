@@ -2,19 +2,14 @@
 // frame painted and encoded, and two turns (act, then finish) with a Messages API server on
 // 127.0.0.1 that answers at once. What a real repair costs on top is the model's own time.
 #include "MemoryDesktop.h"
-#include "Support/LocalHttpServer.h"
-#include "Support/MessagesApi.h"
-#include "Support/ScopedEnvironment.h"
-#include "TavrikCore/Recorder/FrameCapturer.h"
+#include "Support/LocalModel.h"
+#include "Support/PaintedFrames.h"
 #include "TavrikCore/Replay/ModelStepRepairer.h"
 #include "TavrikCore/Replay/ReplayEngine.h"
-#include "TavrikCore/Synthesis/Hosts.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QImage>
 #include <QJsonArray>
-#include <QPromise>
 #include <QRegularExpression>
 #include <benchmark/benchmark.h>
 
@@ -22,29 +17,6 @@ using namespace tavrik;
 using tavrik::bench::MemoryDesktop;
 
 namespace {
-
-// A white 1920×1080 display, encoded as PNG the way a capture is.
-class PaintedFrames final : public FrameCapturer {
-public:
-    bool isAvailable() const override { return true; }
-    QString errorString() const override { return {}; }
-    QList<DisplayInfo> displays() const override {
-        return {DisplayInfo{1, Rect(0, 0, 1920, 1080), 1.0, true}};
-    }
-    QFuture<std::optional<Size>> captureAndSave(quint32, int pixelWidth, int pixelHeight,
-                                                QList<Rect> redact, QString path) override {
-        QImage image(pixelWidth, pixelHeight, QImage::Format_RGB32);
-        image.fill(Qt::white);
-        FrameCapturer::redact(image, redact);
-        QPromise<std::optional<Size>> promise;
-        promise.start();
-        promise.addResult(image.save(path, "PNG")
-                              ? std::optional<Size>(Size{double(pixelWidth), double(pixelHeight)})
-                              : std::nullopt);
-        promise.finish();
-        return promise.future();
-    }
-};
 
 // Times only the repair itself: the engine's wait for the missing target before it is not the
 // repair path's cost.
@@ -65,15 +37,6 @@ private:
     StepRepairer& m_inner;
 };
 
-test::CannedResponse toolTurn(const QString& tool, int index) {
-    return test::CannedResponse::json(
-        200, test::messages::answer({QJsonObject{{"type", "tool_use"},
-                                                 {"id", "toolu_" + tool},
-                                                 {"name", tool},
-                                                 {"input", QJsonObject{{"index", index}}}}},
-                                    QStringLiteral("tool_use")));
-}
-
 // One click whose button was renamed, in a window of `range(0)` elements; `range(1)` says
 // whether a key frame goes with the first turn.
 void BM_RepairAMissingStep(benchmark::State& state) {
@@ -83,7 +46,8 @@ void BM_RepairAMissingStep(benchmark::State& state) {
     if (!QCoreApplication::instance())
         new QCoreApplication(argc, argv);
 
-    test::LocalHttpServer server;
+    test::LocalModel model("sk-ant-bench");
+    test::LocalHttpServer& server = model.server;
     // The model picks the button by its line in the listing, as the real one reads it.
     server.route("POST", "/v1/messages", [](const test::RecordedRequest& request) {
         const QJsonArray history = request.json().object().value("messages").toArray();
@@ -92,14 +56,12 @@ void BM_RepairAMissingStep(benchmark::State& state) {
         const QRegularExpressionMatch found =
             QRegularExpression(QStringLiteral("\\[(\\d+)\\] push button “Button 7”")).match(brief);
         const int index = found.hasMatch() ? found.captured(1).toInt() : 0;
-        return toolTurn(history.size() == 1 ? QStringLiteral("act") : QStringLiteral("finish"),
-                        index);
+        const QString tool = history.size() == 1 ? QStringLiteral("act") : QStringLiteral("finish");
+        return test::toolTurn({test::toolUse("toolu_" + tool, tool, {{"index", index}})});
     });
-    const test::ScopedEnvironment key("ANTHROPIC_API_KEY", "sk-ant-bench");
-    const test::ScopedEnvironment host(Hosts::modelApiVariable, server.baseUrl().toUtf8());
 
     MemoryDesktop desktop(int(state.range(0)));
-    PaintedFrames frames;
+    test::PaintedFrames frames;
     Skill skill;
     skill.name = QStringLiteral("Bench");
     PlanStep step;

@@ -67,6 +67,7 @@ AppState::AppState(AppServices services, QObject* parent)
         if (!m_services.permissions)
             return;
         m_services.permissions->refresh();
+        notePermissions();
         startHotkeysIfPossible();
     });
     m_pollTimer.setInterval(permissionPollIntervalMs);
@@ -170,6 +171,17 @@ void AppState::pollPermissions() {
         m_services.permissions->refresh();
         startHotkeysIfPossible();
     }
+    notePermissions();
+}
+
+void AppState::notePermissions() {
+    setDesktopProblem(
+        DesktopPart::permissions,
+        m_services.permissions->allGranted()
+            ? QString()
+            : tr("Tavrik cannot follow or act on other windows yet: the accessibility bus or the "
+                 "X session's input and screen access is off. Record a skill to see what to "
+                 "turn on; Tavrik notices the change on its own."));
 }
 
 // ---------------------------------------------------------------------------------------------

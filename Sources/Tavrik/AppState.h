@@ -110,6 +110,11 @@ public:
     // What of the desktop does not work (a shortcut another program holds, no microphone), each
     // in plain words with what to do; empty when all works.
     QStringList desktopProblems() const { return m_desktopProblems.values(); }
+    // What the desktop session lacks that the user can add (a shell extension, a helper
+    // program), said with the other problems; empty for nothing.
+    void setSessionProblem(const QString& problem) {
+        setDesktopProblem(DesktopPart::session, problem);
+    }
 
     // Services for the views that need more than the fields (update bubble, onboarding).
     UpdateChecker* updateChecker() const { return m_updateChecker; }
@@ -209,7 +214,8 @@ private:
     void setRunOutcome(const std::optional<QString>& outcome);
     void setCreationStatus(const SkillCreationStatus& status);
     void showRunEnd(const Skill& skill, const QString& outcome);
-    enum class DesktopPart { hotkeys, microphone };
+    enum class DesktopPart { session, permissions, hotkeys, microphone };
+    void notePermissions();
     // Empty `problem` clears what was said about that part.
     void setDesktopProblem(DesktopPart part, const QString& problem);
 

@@ -80,6 +80,7 @@ void FloatingViews::showPill() {
     connect(app, &AppState::stateChanged, this, [this] { syncPill(); });
     connect(app, &AppState::tipsChanged, this, [this] { syncPill(); });
     connect(app, &AppState::skillsChanged, this, [this] { syncPill(); });
+    connect(app, &AppState::desktopProblemsChanged, this, [this] { syncPill(); });
     connect(app, &AppState::micLevelChanged, window,
             [window, app] { window->setMicLevel(app->micLevel()); });
     connect(app, &AppState::pendingSkillMarkdownChanged, this, [this] { syncPanelText(); });
@@ -141,6 +142,7 @@ void FloatingViews::syncPill() {
     window->setRecording(m_app->state().kind() == TavrikState::Kind::recording);
     window->setStatusTitle(m_app->statusTitle());
     window->setMicLevel(m_app->micLevel());
+    window->setProblems(m_app->desktopProblems());
 }
 
 void FloatingViews::syncPanelText() {

@@ -23,6 +23,9 @@ TEST_F(AppStateTest, StartsIdleWithTheFoldersMadeAndHotkeysStartedOncePermission
     EXPECT_TRUE(QFileInfo(Paths::logs()).isDir());
     waitFor([&] { return permissions->refreshes > 0; });
     EXPECT_EQ(hotkeys->starts, 0);
+    // Said where the user looks, the pill and the main window, until it is granted.
+    ASSERT_EQ(app().desktopProblems().size(), 1);
+    EXPECT_TRUE(app().desktopProblems().first().contains("the accessibility bus"));
 
     // The poll notices the moment everything is granted and brings the hotkeys up then.
     app().pollPermissions();
@@ -31,6 +34,7 @@ TEST_F(AppStateTest, StartsIdleWithTheFoldersMadeAndHotkeysStartedOncePermission
     permissions->hotkeys = true;
     app().pollPermissions();
     EXPECT_EQ(hotkeys->starts, 1);
+    EXPECT_TRUE(app().desktopProblems().isEmpty());
     app().pollPermissions();
     EXPECT_EQ(hotkeys->starts, 1);
 }

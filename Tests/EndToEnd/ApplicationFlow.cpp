@@ -136,6 +136,13 @@ bool ApplicationFlow::anyContains(const QSet<QString>& texts, const QString& par
                        [&](const QString& t) { return t.contains(part); });
 }
 
+std::optional<AccessibleNode> ApplicationFlow::openErrorPanel(RunningApplication& app) {
+    if (runTavrik({"record"}) != 0 || !app.waitForPillStatus("Recording…") ||
+        runTavrik({"record"}) != 0 || !app.waitFor("push button", "Close", 10000))
+        return std::nullopt;
+    return app.waitFor([](const AccessibleNode& n) { return n.name() == "Skill panel"; });
+}
+
 int ApplicationFlow::runTavrik(const QStringList& arguments) const {
     QProcess process;
     process.setProcessEnvironment(environment());

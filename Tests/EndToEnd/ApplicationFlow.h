@@ -40,6 +40,9 @@ protected:
     QSet<QString> panelTextsUntil(RunningApplication& app, const std::function<bool()>& done,
                                   int timeoutMs);
     static bool anyContains(const QSet<QString>& texts, const QString& part);
+    // An empty demonstration from the command line, which ends in the error panel; the panel
+    // once its Close button shows.
+    std::optional<AccessibleNode> openErrorPanel(RunningApplication& app);
     // `tavrik ARGUMENTS` from the command line, beside the running program; its exit status.
     int runTavrik(const QStringList& arguments) const;
 

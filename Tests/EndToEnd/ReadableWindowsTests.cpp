@@ -58,11 +58,7 @@ TEST_F(ReadableWindows, ThePaletteRowsThePillAndThePanelReachScreenReaders) {
     ASSERT_TRUE(waitUntil([&] { return !app.window("Tavrik Palette").has_value(); }));
 
     // An empty demonstration opens the panel with its error.
-    ASSERT_EQ(runTavrik({"record"}), 0);
-    ASSERT_TRUE(app.waitForPillStatus("Recording…"));
-    ASSERT_EQ(runTavrik({"record"}), 0);
-    const std::optional<AccessibleNode> panel =
-        app.waitFor([](const AccessibleNode& n) { return n.name() == "Skill panel"; }, 10000);
+    const std::optional<AccessibleNode> panel = openErrorPanel(app);
     ASSERT_TRUE(panel) << "the panel has no name";
     EXPECT_TRUE(findNode(*panel, [](const AccessibleNode& n) {
         return n.role() == "label" && n.name() == "Couldn't create the skill";

@@ -1,65 +1,28 @@
 #include "Replay/FakeDesktop.h"
 #include "Replay/Recorded.h"
 #include "Support/CoreApplication.h"
-#include "Support/LocalHttpServer.h"
+#include "Support/LocalModel.h"
 #include "Support/MessagesApi.h"
+#include "Support/PaintedFrames.h"
 #include "Support/ScopedEnvironment.h"
 #include "Support/TempSupportFolder.h"
-#include "TavrikCore/Recorder/FrameCapturer.h"
 #include "TavrikCore/Replay/ModelStepRepairer.h"
 #include "TavrikCore/Replay/ReplayEngine.h"
-#include "TavrikCore/Synthesis/Hosts.h"
 
 #include <QImage>
 #include <QJsonArray>
 #include <QJsonObject>
-#include <QPromise>
 #include <gtest/gtest.h>
 
 namespace tavrik::test {
 namespace {
 
-// Key frames of one 1920×1080 display: a real PNG, with what was asked to be blacked out kept.
-class PaintedFrames final : public FrameCapturer {
-public:
-    QList<Rect> redacted;
-
-    bool isAvailable() const override { return true; }
-    QString errorString() const override { return {}; }
-    QList<DisplayInfo> displays() const override {
-        return {DisplayInfo{7, Rect(0, 0, 1920, 1080), 1.0, true}};
-    }
-    QFuture<std::optional<Size>> captureAndSave(quint32, int pixelWidth, int pixelHeight,
-                                                QList<Rect> redact, QString path) override {
-        redacted = redact;
-        QImage image(pixelWidth, pixelHeight, QImage::Format_RGB32);
-        image.fill(Qt::white);
-        FrameCapturer::redact(image, redact);
-        QPromise<std::optional<Size>> promise;
-        promise.start();
-        promise.addResult(image.save(path, "PNG")
-                              ? std::optional<Size>(Size{double(pixelWidth), double(pixelHeight)})
-                              : std::nullopt);
-        promise.finish();
-        return promise.future();
-    }
-};
-
-QJsonObject toolUse(const QString& id, const QString& name, const QJsonObject& input) {
-    return {{"type", "tool_use"}, {"id", id}, {"name", name}, {"input", input}};
-}
-
-CannedResponse turn(const QJsonArray& content) {
-    return CannedResponse::json(200, messages::answer(content, QStringLiteral("tool_use")));
-}
-
 // A task list whose "Add task" button was renamed "Create task" after the skill was recorded.
 struct ModelRepair : ::testing::Test {
     QCoreApplication* app = ensureCoreApplication();
     TempSupportFolder support;
-    LocalHttpServer server;
-    ScopedEnvironment modelHost{Hosts::modelApiVariable, server.baseUrl().toUtf8()};
-    ScopedEnvironment key{"ANTHROPIC_API_KEY", "sk-ant-test"};
+    LocalModel model;
+    LocalHttpServer& server = model.server;
     FakeDesktop desktop;
     PaintedFrames frames;
     LiveWindow window;
@@ -112,9 +75,9 @@ const QString kMissing =
 
 TEST_F(ModelRepair, TheModelActsOnTheRenamedButtonAndReplayGoesOn) {
     server.routeSequence("POST", "/v1/messages",
-                         {turn({messages::textBlock("The button is now called Create task."),
-                                toolUse("toolu_1", "act", {{"index", 2}})}),
-                          turn({toolUse("toolu_2", "finish", {{"index", 2}})})});
+                         {toolTurn({messages::textBlock("The button is now called Create task."),
+                                    toolUse("toolu_1", "act", {{"index", 2}})}),
+                          toolTurn({toolUse("toolu_2", "finish", {{"index", 2}})})});
     // Another application's password field on screen is blacked out in the key frame as well.
     const LiveWindow keys = desktop.addWindow(QStringLiteral("org.example.Keys"),
                                               QStringLiteral("Keys"), Rect(600, 100, 300, 200));
@@ -180,7 +143,7 @@ TEST_F(ModelRepair, TheModelActsOnTheRenamedButtonAndReplayGoesOn) {
 TEST_F(ModelRepair, AGivenUpRepairEndsLikeAMissingStepAndDestructiveStepsAreNeverOffered) {
     server.route(
         "POST", "/v1/messages",
-        turn({toolUse("toolu_1", "finish", {{"give_up", "No button adds a task any more."}})}));
+        toolTurn({toolUse("toolu_1", "finish", {{"give_up", "No button adds a task any more."}})}));
     EXPECT_FALSE(run());
     EXPECT_EQ(lines.last(),
               kMissing + QStringLiteral(
@@ -197,9 +160,9 @@ TEST_F(ModelRepair, AGivenUpRepairEndsLikeAMissingStepAndDestructiveStepsAreNeve
 
 TEST_F(ModelRepair, AnIndexOutsideTheListingIsAnErrorTheModelCanRecoverFrom) {
     server.routeSequence("POST", "/v1/messages",
-                         {turn({toolUse("toolu_1", "act", {{"index", 42}})}),
-                          turn({toolUse("toolu_2", "act", {{"index", 2}}),
-                                toolUse("toolu_3", "finish", {{"index", 2}})})});
+                         {toolTurn({toolUse("toolu_1", "act", {{"index", 42}})}),
+                          toolTurn({toolUse("toolu_2", "act", {{"index", 2}}),
+                                    toolUse("toolu_3", "finish", {{"index", 2}})})});
     ASSERT_TRUE(run()) << lines.join('\n').toStdString();
     EXPECT_EQ(actions(), QStringList{QStringLiteral("action click Create task")});
     const QJsonArray history = server.requests()[1].json().object().value("messages").toArray();
@@ -212,8 +175,8 @@ TEST_F(ModelRepair, AnIndexOutsideTheListingIsAnErrorTheModelCanRecoverFrom) {
     // Naming an element that does not exist as the result is refused the same way.
     server.clearRequests();
     server.routeSequence("POST", "/v1/messages",
-                         {turn({toolUse("toolu_4", "finish", {{"index", -1}})}),
-                          turn({toolUse("toolu_5", "finish", {{"give_up", "Lost."}})})});
+                         {toolTurn({toolUse("toolu_4", "finish", {{"index", -1}})}),
+                          toolTurn({toolUse("toolu_5", "finish", {{"give_up", "Lost."}})})});
     EXPECT_FALSE(run());
     EXPECT_EQ(server.requestCount(), 2);
     EXPECT_EQ(lines.last(), kMissing + QStringLiteral("; the model could not repair it: Lost."));
@@ -221,7 +184,7 @@ TEST_F(ModelRepair, AnIndexOutsideTheListingIsAnErrorTheModelCanRecoverFrom) {
 
 TEST_F(ModelRepair, TurnsAreBoundedAndAFailedRequestIsTheReason) {
     server.route("POST", "/v1/messages",
-                 turn({toolUse("toolu_1", "press_keys", {{"keys", "shift+Tab"}})}));
+                 toolTurn({toolUse("toolu_1", "press_keys", {{"keys", "shift+Tab"}})}));
     EXPECT_FALSE(run());
     EXPECT_EQ(server.requestCount(), 6);
     EXPECT_EQ(desktop.log.filter(QStringLiteral("key 48 20000")).size(), 6);

@@ -127,6 +127,9 @@ TEST_F(ReplayDebianApps, AnEditorSavesOtherTextUnderAnotherNameThroughItsMenuAnd
     }
     ASSERT_TRUE(skill);
     ASSERT_EQ(CastRoute::method(*skill), CastMethod::replay) << described(*skill).toStdString();
+    // The menu closes at the click: what was clicked is its item, not what lies beneath.
+    EXPECT_TRUE(described(*skill).contains(QStringLiteral("menu item “Save As...")))
+        << described(*skill).toStdString();
 
     enum class Change { none, moved, biggerFont };
     for (const Change change : {Change::none, Change::moved, Change::biggerFont}) {

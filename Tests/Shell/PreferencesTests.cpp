@@ -1,5 +1,5 @@
 #include "Support/LocalHttpServer.h"
-#include "Support/MessagesApi.h"
+#include "Support/LocalModel.h"
 #include "Support/ScopedEnvironment.h"
 #include "Support/TempSettings.h"
 #include "Support/TempSupportFolder.h"
@@ -89,13 +89,7 @@ TEST_F(PreferencesTest, TheKeyIsSavedForTheLookupReadableByTheUserAlone) {
 TEST_F(PreferencesTest, TestSaysWhetherTheKeyWorks) {
     LocalHttpServer api;
     ScopedEnvironment host{Hosts::modelApiVariable, api.baseUrl().toUtf8()};
-    api.route("POST", "/v1/messages", [](const RecordedRequest& request) {
-        if (request.header("x-api-key") == "sk-ant-good")
-            return CannedResponse::eventStream(
-                QList<Piece>{Piece{messages::textStream({"Hello"})}});
-        return CannedResponse::json(
-            401, messages::errorBody("authentication_error", "invalid x-api-key"));
-    });
+    api.route("POST", "/v1/messages", acceptsOnlyKey("sk-ant-good"));
     PreferencesWindow window;
 
     window.keyField()->setText("sk-ant-good");

@@ -85,6 +85,7 @@ struct LocalHttpServer::Shared {
     mutable QMutex mutex;
     QHash<QByteArray, Route> routes;
     QList<RecordedRequest> requests;
+    bool released = false;
 
     static QByteArray key(const QByteArray& method, const QByteArray& path) {
         return method.toUpper() + ' ' + path;
@@ -275,6 +276,10 @@ private:
             m_socket->disconnectFromHost();
             return;
         }
+        if (m_pieces.first().held && !isReleased()) {
+            m_waitingForRelease = true;
+            return;
+        }
         const Piece piece = m_pieces.takeFirst();
         QPointer<Connection> self(this);
         QTimer::singleShot(piece.delayMs, this, [self, piece] {
@@ -287,6 +292,11 @@ private:
             }
             self->sendNextPiece();
         });
+    }
+
+    bool isReleased() const {
+        QMutexLocker lock(&m_shared->mutex);
+        return m_shared->released;
     }
 
     QTcpSocket* m_socket;
@@ -303,6 +313,15 @@ private:
     qint64 m_repeatLeft = 0;
     bool m_chunked = false;
     bool m_repeatDone = false;
+    bool m_waitingForRelease = false;
+
+public:
+    // On the server thread, after LocalHttpServer::release().
+    void resume() {
+        if (std::exchange(m_waitingForRelease, false) &&
+            m_socket->state() == QAbstractSocket::ConnectedState)
+            sendNextPiece();
+    }
 };
 
 } // namespace
@@ -369,6 +388,23 @@ void LocalHttpServer::dropConnections() {
         [server] {
             for (QTcpSocket* socket : server->findChildren<QTcpSocket*>())
                 socket->disconnectFromHost();
+        },
+        Qt::BlockingQueuedConnection);
+}
+
+void LocalHttpServer::release() {
+    {
+        QMutexLocker lock(&m_shared->mutex);
+        m_shared->released = true;
+    }
+    QObject* server = m_server;
+    QMetaObject::invokeMethod(
+        server,
+        [server] {
+            for (QObject* child : server->findChildren<QObject*>()) {
+                if (auto* connection = dynamic_cast<Connection*>(child))
+                    connection->resume();
+            }
         },
         Qt::BlockingQueuedConnection);
 }

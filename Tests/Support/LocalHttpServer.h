@@ -35,6 +35,9 @@ struct RecordedRequest {
 struct Piece {
     QByteArray data;
     int delayMs = 0;
+    // Sent only once LocalHttpServer::release() was called (at once if it already was): the
+    // test sees what the client made of the pieces before it, however slow the client is.
+    bool held = false;
 };
 
 struct CannedResponse {
@@ -108,6 +111,8 @@ public:
 
     // Closes every open connection, as a server that dies does.
     void dropConnections();
+    // Lets held pieces go, now and from then on.
+    void release();
 
     QList<RecordedRequest> requests() const;
     int requestCount() const;

@@ -122,17 +122,25 @@ TEST(PillController, ResizesWithThePhaseAndStaysOnTheEdge) {
     controller.show();
     PillWindow* window = controller.window();
     ASSERT_NE(window, nullptr);
-    EXPECT_EQ(window->geometry(), QRect(1600, 470, 320, 140));
+    // The sizes come from the texts in this font; at least the least each part takes.
+    const QSize idle = controller.currentSize();
+    EXPECT_EQ(window->geometry(), PillGeometry::frameFor(screenArea, idle));
+    EXPECT_GE(idle.width(), 320);
+    EXPECT_GE(idle.height(), 140);
     EXPECT_FALSE(window->acceptsMouse());
     EXPECT_FALSE(window->showsPanel());
 
     controller.setPhase(SkillPanelPhase::generating);
-    EXPECT_EQ(window->geometry(), QRect(1340, 420, 580, 240));
+    const QSize active = controller.currentSize();
+    EXPECT_EQ(window->geometry(), PillGeometry::frameFor(screenArea, active));
+    EXPECT_GE(active.width(), 580);
+    EXPECT_GE(active.height(), 240);
+    EXPECT_EQ(window->geometry().right(), screenArea.right());
     EXPECT_TRUE(window->showsPanel());
     EXPECT_TRUE(window->skillPanel()->isVisibleTo(window));
 
     controller.setPhase(SkillPanelPhase::idle);
-    EXPECT_EQ(window->geometry(), QRect(1600, 470, 320, 140));
+    EXPECT_EQ(window->geometry(), PillGeometry::frameFor(screenArea, idle));
     controller.show(); // a second show keeps the one window
     EXPECT_EQ(controller.window(), window);
 }
@@ -241,4 +249,65 @@ TEST(PillWindow, OffersAnUpdateInTheOpenCard) {
     window.setRecording(false);
     window.setUpdateOffer({});
     EXPECT_FALSE(window.cardHint()->text().contains("Download"));
+}
+
+TEST(PillGeometry, PartsThatNeedMoreRoomMakeTheFrameAndTheirZonesLarger) {
+    const PillGeometry::Parts wide{QSize(420, 160), QSize(300, 120), QSize(700, 260)};
+    EXPECT_EQ(PillGeometry::sizeFor(SkillPanelPhase::idle, wide), QSize(420, 176));
+    EXPECT_EQ(PillGeometry::sizeFor(SkillPanelPhase::error, wide), QSize(734, 320));
+    const QRect frame(1186, 380, 734, 320); // midY 540
+    EXPECT_EQ(PillGeometry::panelZoneRect(frame, wide), QRect(1186, 410, 700, 260));
+    EXPECT_EQ(PillGeometry::tipZoneRect(frame, wide), QRect(1186, 480, 688, 120));
+    // A point in the larger panel but outside the smallest one takes clicks.
+    EXPECT_TRUE(PillGeometry::poll(frame, {1200, 420}, false, false, SkillPanelPhase::error, wide)
+                    .acceptsMouse);
+    EXPECT_FALSE(
+        PillGeometry::poll(frame, {1200, 420}, false, false, SkillPanelPhase::error).acceptsMouse);
+}
+
+// Each part is as large as its texts need, whatever they say: no button narrower than its text,
+// no wrapped text shorter than its lines. The window follows when the texts change.
+TEST(PillController, EveryPartTakesTheRoomItsTextsNeed) {
+    PillController controller;
+    controller.setDockArea(screenArea);
+    controller.show();
+    PillWindow* window = controller.window();
+    const auto buttonsFit = [](QWidget* part) {
+        for (QPushButton* button : part->findChildren<QPushButton*>())
+            if (button->isVisibleTo(part) && button->width() < button->sizeHint().width())
+                return false;
+        return true;
+    };
+    const auto wrappedFits = [](QLabel* label) {
+        return label->height() >= label->heightForWidth(label->width());
+    };
+    const QString longText = QStringLiteral(
+        "A keyboard shortcut does not work: another program already uses Control-/. Free it in "
+        "the other program's settings, then quit and start Tavrik again.");
+
+    controller.setExpanded(true);
+    ASSERT_TRUE(window->showsCard());
+    QWidget* card = window->recordButton()->parentWidget();
+    EXPECT_TRUE(processUntil([&] { return buttonsFit(card); })) << "a button of the card is cut";
+    window->setProblems({longText});
+    EXPECT_TRUE(processUntil([&] { return wrappedFits(window->cardHint()); }))
+        << "the problem is cut: " << window->cardHint()->height() << " for "
+        << window->cardHint()->heightForWidth(window->cardHint()->width());
+    EXPECT_EQ(window->size(), controller.currentSize());
+    EXPECT_TRUE(card->geometry().contains(window->cardHint()->geometry().translated(card->pos())));
+
+    controller.setExpanded(false);
+    window->setProblems({});
+    window->setTip(longText + longText);
+    controller.setHasTip(true);
+    EXPECT_TRUE(processUntil([&] { return wrappedFits(window->tipLabel()); })) << "the tip is cut";
+
+    controller.setPhase(SkillPanelPhase::error);
+    SkillPanel* panel = window->skillPanel();
+    panel->setError(longText + QStringLiteral(" ") + longText);
+    panel->setRetryAvailable(true);
+    EXPECT_TRUE(processUntil([&] { return wrappedFits(panel->detail()) && buttonsFit(panel); }))
+        << "the error is cut";
+    EXPECT_EQ(window->size(), controller.currentSize());
+    EXPECT_TRUE(window->rect().contains(window->panelRect()));
 }

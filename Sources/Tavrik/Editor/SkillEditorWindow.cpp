@@ -109,6 +109,7 @@ void SkillEditorWindow::build() {
     m_save = new QPushButton(QStringLiteral("Save"));
     WindowStyle::setKind(m_save, WindowStyle::ButtonKind::primary);
     m_save->setShortcut(QKeySequence::Save);
+    m_save->setDefault(true);
     buttons->addWidget(m_save);
     root->addLayout(buttons);
     connect(m_save, &QPushButton::clicked, this, &SkillEditorWindow::save);

@@ -49,6 +49,7 @@ MCPLoginWindow::MCPLoginWindow(MCPLoginModel* model, QWidget* parent)
     m_login = new QPushButton;
     WindowStyle::setKind(m_cancel, WindowStyle::ButtonKind::secondary);
     WindowStyle::setKind(m_login, WindowStyle::ButtonKind::primary);
+    m_login->setDefault(true);
     actions->addWidget(m_cancel);
     actions->addWidget(m_login);
     root->addLayout(actions);

@@ -390,6 +390,7 @@ MainWindow::MainWindow(AppState* app, QWidget* parent) : QWidget(parent), m_app(
     header->addStretch(1);
     m_search = new QLineEdit;
     m_search->setPlaceholderText(QStringLiteral("Search skills"));
+    m_search->setAccessibleName(m_search->placeholderText()); // the placeholder is not read out
     m_search->setClearButtonEnabled(true);
     m_search->setFixedWidth(260);
     header->addWidget(m_search);

@@ -26,12 +26,17 @@ void PillController::show() {
         return;
     m_window = new PillWindow;
     m_window->setPhase(m_phase);
+    connect(m_window, &PillWindow::partsChanged, this, &PillController::syncSize);
     connect(&m_model, &PillModel::expandedChanged, m_window, &PillWindow::setExpanded);
     m_window->resize(currentSize());
     reposition();
     m_window->show();
     m_window->setAcceptsMouse(false);
     m_pollTimer.start(pollIntervalMs);
+}
+
+QSize PillController::currentSize() const {
+    return PillGeometry::sizeFor(m_phase, m_window ? m_window->parts() : PillGeometry::Parts());
 }
 
 void PillController::setPhase(SkillPanelPhase phase) {
@@ -89,15 +94,16 @@ void PillController::pollAt(QPoint pointer) {
     if (!m_window)
         return;
     const QRect frame = m_window->frameGeometry();
-    const PillGeometry::Hover hover =
-        PillGeometry::poll(frame, pointer, m_model.expanded(), m_hasTip, m_phase);
+    const PillGeometry::Hover hover = PillGeometry::poll(frame, pointer, m_model.expanded(),
+                                                         m_hasTip, m_phase, m_window->parts());
     setExpanded(hover.expanded);
     if (hover.acceptsMouse != m_acceptsMouse || hover.acceptsMouse != m_window->acceptsMouse()) {
         m_acceptsMouse = hover.acceptsMouse;
         m_window->setAcceptsMouse(hover.acceptsMouse);
     }
     m_pollTimer.start(PillGeometry::nextPollDelay(frame, pointer, hover, m_hasTip, m_phase,
-                                                  pollIntervalMs, slowestPollIntervalMs));
+                                                  pollIntervalMs, slowestPollIntervalMs,
+                                                  m_window->parts()));
 }
 
 void PillController::setExpanded(bool expanded) {

@@ -33,7 +33,7 @@ public:
     SkillPanelPhase phase() const { return m_phase; }
     void setPhase(SkillPanelPhase phase);
     void setHasTip(bool hasTip);
-    QSize currentSize() const { return PillGeometry::sizeFor(m_phase); }
+    QSize currentSize() const;
 
     // The area the pill docks to; the primary screen's available area unless set (tests).
     void setDockArea(const QRect& area);

@@ -26,8 +26,11 @@ int midY(const QRect& frame) {
 
 } // namespace
 
-QSize sizeFor(SkillPanelPhase phase) {
-    return phase == SkillPanelPhase::idle ? idleSize : activeSize;
+QSize sizeFor(SkillPanelPhase phase, const Parts& parts) {
+    if (phase != SkillPanelPhase::idle)
+        return {parts.panel.width() + panelRightRoom, parts.panel.height() + 2 * activeMargin};
+    return {std::max(parts.card.width(), parts.tip.width() + tipRightRoom),
+            std::max({parts.card.height(), parts.tip.height(), tabZone.height()}) + 2 * idleMargin};
 }
 
 QRect frameFor(const QRect& visible, QSize size) {
@@ -41,15 +44,18 @@ QRect tabZoneRect(const QRect& frame) {
                  tabZone.width(), tabZone.height());
 }
 
-QRect tipZoneRect(const QRect& frame) {
-    return QRect(frame.left(), midY(frame) - 42, frame.width() - 46, 84);
+QRect tipZoneRect(const QRect& frame, const Parts& parts) {
+    return QRect(frame.left(), midY(frame) - parts.tip.height() / 2, frame.width() - tipRightRoom,
+                 parts.tip.height());
 }
 
-QRect panelZoneRect(const QRect& frame) {
-    return QRect(frame.left(), midY(frame) - 90, frame.width() - 34, 180);
+QRect panelZoneRect(const QRect& frame, const Parts& parts) {
+    return QRect(frame.left(), midY(frame) - parts.panel.height() / 2,
+                 frame.width() - panelRightRoom, parts.panel.height());
 }
 
-Hover poll(const QRect& frame, QPoint pointer, bool expanded, bool hasTip, SkillPanelPhase phase) {
+Hover poll(const QRect& frame, QPoint pointer, bool expanded, bool hasTip, SkillPanelPhase phase,
+           const Parts& parts) {
     Hover hover;
     hover.expanded = expanded;
     if (!expanded && inside(tabZoneRect(frame), pointer))
@@ -58,21 +64,22 @@ Hover poll(const QRect& frame, QPoint pointer, bool expanded, bool hasTip, Skill
                                                 collapseMargin),
                                  pointer))
         hover.expanded = false;
-    const bool inTip = hasTip && inside(tipZoneRect(frame), pointer);
-    const bool inPanel = phase != SkillPanelPhase::idle && inside(panelZoneRect(frame), pointer);
+    const bool inTip = hasTip && inside(tipZoneRect(frame, parts), pointer);
+    const bool inPanel =
+        phase != SkillPanelPhase::idle && inside(panelZoneRect(frame, parts), pointer);
     hover.acceptsMouse = hover.expanded || inTip || inPanel;
     return hover;
 }
 
 int nextPollDelay(const QRect& frame, QPoint pointer, Hover hover, bool hasTip,
-                  SkillPanelPhase phase, int minimumMs, int maximumMs) {
+                  SkillPanelPhase phase, int minimumMs, int maximumMs, const Parts& parts) {
     if (hover.expanded || hover.acceptsMouse)
         return minimumMs;
     double nearest = distance(tabZoneRect(frame), pointer);
     if (hasTip)
-        nearest = std::min(nearest, distance(tipZoneRect(frame), pointer));
+        nearest = std::min(nearest, distance(tipZoneRect(frame, parts), pointer));
     if (phase != SkillPanelPhase::idle)
-        nearest = std::min(nearest, distance(panelZoneRect(frame), pointer));
+        nearest = std::min(nearest, distance(panelZoneRect(frame, parts), pointer));
     const double ms = nearest / fastestPointerSpeed;
     return int(std::clamp(ms, double(minimumMs), double(maximumMs)));
 }

@@ -32,8 +32,10 @@ protected:
     void paintEvent(QPaintEvent*) override {
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
-        painter.fillRect(rect(), m_background);
+        // Outside the rounded border is border too: what the shape keeps of it reads as border.
+        painter.fillRect(rect(), m_border);
         painter.setPen(QPen(m_border, 1.5));
+        painter.setBrush(m_background);
         painter.drawRoundedRect(QRectF(rect()).adjusted(0.75, 0.75, -0.75, -0.75),
                                 Theme::cornerRadius - 0.5, Theme::cornerRadius - 0.5);
     }
@@ -93,6 +95,7 @@ PillWindow::PillWindow(QWidget* parent)
 
     m_panel = new SkillPanel(this);
     m_panel->editor()->viewport()->installEventFilter(this);
+    m_panel->installEventFilter(this);
 
     m_card = new Card(Theme::window, Theme::border, this);
     m_cardTitle = new QLabel(m_card);
@@ -146,6 +149,8 @@ PillWindow::PillWindow(QWidget* parent)
     tipLayout->setSpacing(4);
     tipLayout->addWidget(m_tipLabel, 1);
     tipLayout->addWidget(m_dismissTips);
+    m_card->installEventFilter(this);
+    m_tipBubble->installEventFilter(this);
 
     connect(m_recordButton, &QPushButton::clicked, this, &PillWindow::recordClicked);
     connect(m_paletteButton, &QPushButton::clicked, this, &PillWindow::paletteClicked);
@@ -162,15 +167,37 @@ QRect PillWindow::tabRect() const {
 }
 
 QRect PillWindow::cardRect() const {
-    return QRect(0, height() / 2 - 62, width(), 124);
+    const int cardHeight = m_parts.card.height();
+    return QRect(0, height() / 2 - cardHeight / 2, width(), cardHeight);
 }
 
 QRect PillWindow::tipRect() const {
-    return QRect(0, height() / 2 - 42, width() - 46, 84);
+    return PillGeometry::tipZoneRect(rect(), m_parts);
 }
 
 QRect PillWindow::panelRect() const {
-    return QRect(0, height() / 2 - 90, width() - 34, 180);
+    return PillGeometry::panelZoneRect(rect(), m_parts);
+}
+
+void PillWindow::measureParts() {
+    // Each part as wide as its widest unbreakable line (titles, button rows) and as tall as its
+    // wrapped texts then need, so no text is cut whatever the font or its size.
+    const auto measure = [](QWidget* part, QSize least) {
+        QLayout* layout = part->layout();
+        const int width = qMax(least.width(), layout->minimumSize().width());
+        const int height = layout->hasHeightForWidth() ? layout->heightForWidth(width)
+                                                       : layout->sizeHint().height();
+        return QSize(width, qMax(least.height(), height));
+    };
+    const PillGeometry::Parts least;
+    PillGeometry::Parts parts;
+    parts.card = measure(m_card, least.card);
+    parts.tip = measure(m_tipBubble, least.tip);
+    parts.panel = measure(m_panel, least.panel);
+    if (parts == m_parts)
+        return;
+    m_parts = parts;
+    emit partsChanged();
 }
 
 bool PillWindow::showsCard() const {
@@ -260,9 +287,22 @@ void PillWindow::setUpdateOffer(const QString& version) {
     relayout();
 }
 
+void PillWindow::setProblems(const QStringList& problems) {
+    if (problems == m_problems)
+        return;
+    m_problems = problems;
+    relayout();
+}
+
 void PillWindow::relayout() {
     if (m_recording) {
         m_cardHint->setText(tr("Do the task once, then double-tap Control to finish."));
+    } else if (!m_problems.isEmpty()) {
+        QStringList lines;
+        for (const QString& problem : std::as_const(m_problems))
+            lines << problem.toHtmlEscaped();
+        m_cardHint->setText(QStringLiteral("<span style=\"color:%1\">%2</span>")
+                                .arg(Theme::danger.name(), lines.join(QStringLiteral("<br>"))));
     } else if (!m_updateVersion.isEmpty()) {
         const QString link =
             QStringLiteral("<a href=\"%1\" style=\"color:%2; text-decoration:none;\">%3</a>");
@@ -276,6 +316,7 @@ void PillWindow::relayout() {
         m_cardHint->setText(
             tr("Double-tap Control to record a task. Press Ctrl + / to cast a skill."));
     }
+    measureParts();
     m_card->setGeometry(cardRect());
     m_tipBubble->setGeometry(tipRect());
     m_panel->setGeometry(panelRect());
@@ -288,7 +329,9 @@ void PillWindow::relayout() {
     QPainter painter(&shape);
     painter.setPen(Qt::NoPen);
     painter.setBrush(Qt::color1);
-    const int radius = Theme::cornerRadius;
+    // The shape is scaled to the screen's pixels in whole pixels, which at a fractional scale
+    // steps into a curve of the same radius: a tighter one keeps the painted border whole.
+    const int radius = Theme::cornerRadius - 2;
     // The tab and the card run off the right edge, so only their left corners are round.
     painter.drawRoundedRect(tabRect().adjusted(0, 0, tabWidth, 0), 7, 7);
     if (showsCard())
@@ -328,10 +371,18 @@ void PillWindow::paintEvent(QPaintEvent*) {
             painter.setBrush(Theme::accent.lighter(130));
             painter.drawEllipse(QPointF(tab.center().x() + 1, tab.top() + 7), 2.6, 2.6);
         }
+        if (!m_problems.isEmpty()) {
+            painter.setBrush(Theme::recording);
+            painter.drawEllipse(QPointF(tab.center().x() + 1, tab.bottom() - 6), 2.6, 2.6);
+        }
     }
 }
 
 bool PillWindow::eventFilter(QObject* watched, QEvent* event) {
+    // A part's texts changed: it may need another size.
+    if (event->type() == QEvent::LayoutRequest &&
+        (watched == m_card || watched == m_tipBubble || watched == m_panel))
+        measureParts();
     // The pill never takes the keyboard by itself; clicking into the draft asks for it.
     if (watched == m_panel->editor()->viewport() && event->type() == QEvent::MouseButtonPress) {
         if (QWindow* handle = windowHandle()) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Tavrik/Pill/PillGeometry.h"
 #include "Tavrik/SkillPanelPhase.h"
 
 #include <QWidget>
@@ -32,10 +33,16 @@ public:
     // A newer release on offer (its version), or empty for none. The open card offers it; the
     // tab carries a dot meanwhile.
     void setUpdateOffer(const QString& version);
+    // What keeps part of Tavrik from working, in plain words, or empty. The open card says it
+    // and the tab carries a red dot meanwhile; a run's panel is never covered by it.
+    void setProblems(const QStringList& problems);
     QLabel* cardHint() const { return m_cardHint; }
     // Whether clicks reach the window or pass through to what is beneath it.
     void setAcceptsMouse(bool accepts);
     bool acceptsMouse() const { return m_acceptsMouse; }
+
+    // What each part needs for its texts in the current font; the window's size follows it.
+    const PillGeometry::Parts& parts() const { return m_parts; }
 
     // The parts on show, in window coordinates; the window's shape is their union.
     QRect tabRect() const;
@@ -60,6 +67,8 @@ signals:
     void dismissTipsClicked();
     void updateDownloadClicked();
     void updateLaterClicked();
+    // The parts now need other sizes: the window should be resized to match.
+    void partsChanged();
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -71,6 +80,7 @@ private:
     void relayout();
     void refreshTitle();
     void applyInputShape();
+    void measureParts();
 
     SkillPanelPhase m_phase = SkillPanelPhase::idle;
     bool m_expanded = false;
@@ -80,6 +90,8 @@ private:
     QString m_tip;
     QString m_statusTitle;
     QString m_updateVersion;
+    QStringList m_problems;
+    PillGeometry::Parts m_parts;
 
     SkillPanel* m_panel;
     QWidget* m_card;

@@ -35,6 +35,18 @@ QPushButton* makeButton(const QString& text, bool primary, QWidget* parent) {
     return button;
 }
 
+// The draft asks for a few lines, not a page: the panel grows with its texts, and the
+// editor takes what room is left.
+class DraftEditor : public QPlainTextEdit {
+public:
+    using QPlainTextEdit::QPlainTextEdit;
+    QSize sizeHint() const override {
+        constexpr int linesShown = 5;
+        return {QPlainTextEdit::sizeHint().width(),
+                linesShown * fontMetrics().lineSpacing() + 2 * frameWidth() + 16};
+    }
+};
+
 } // namespace
 
 SkillPanel::SkillPanel(QWidget* parent) : QWidget(parent) {
@@ -51,6 +63,7 @@ SkillPanel::SkillPanel(QWidget* parent) : QWidget(parent) {
     m_heading->setFont(Theme::font(11.5, QFont::DemiBold));
     m_heading->setStyleSheet(QStringLiteral("color: %1;").arg(Theme::text.name()));
     m_heading->setTextFormat(Qt::PlainText);
+    m_heading->setWordWrap(true); // a long skill name wraps rather than widening the panel
 
     m_detail = new QLabel(this);
     m_detail->setFont(Theme::font(10));
@@ -59,7 +72,7 @@ SkillPanel::SkillPanel(QWidget* parent) : QWidget(parent) {
     m_detail->setStyleSheet(QStringLiteral("color: %1;").arg(Theme::secondaryText.name()));
     m_detail->setTextInteractionFlags(Qt::TextSelectableByMouse);
 
-    m_editor = new QPlainTextEdit(this);
+    m_editor = new DraftEditor(this);
     m_editor->setObjectName(QStringLiteral("skillMarkdown"));
     m_editor->setAccessibleName(tr("Skill text"));
     m_editor->setFont(Theme::monospaceFont(9));
@@ -312,9 +325,10 @@ void SkillPanel::refresh() {
 void SkillPanel::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.fillRect(rect(), Theme::window);
+    // Outside the rounded border is border too: the window's shape keeps a little of it.
+    painter.fillRect(rect(), Theme::border);
     painter.setPen(QPen(Theme::border, 1.5));
-    painter.setBrush(Qt::NoBrush);
+    painter.setBrush(Theme::window);
     painter.drawRoundedRect(QRectF(rect()).adjusted(0.75, 0.75, -0.75, -0.75),
                             Theme::cornerRadius - 0.5, Theme::cornerRadius - 0.5);
 }

@@ -66,6 +66,7 @@ PreferencesWindow::PreferencesWindow(QWidget* parent)
     keyRow->addWidget(m_key, 1);
     m_test = new QPushButton(QStringLiteral("Test"));
     WindowStyle::setKind(m_test, WindowStyle::ButtonKind::secondary);
+    m_test->setDefault(true); // Return in the key field saves and tests it
     keyRow->addWidget(m_test);
     layout->addLayout(keyRow);
     m_keyStatus = note(QString());

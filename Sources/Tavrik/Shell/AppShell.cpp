@@ -14,6 +14,8 @@
 #include "Tavrik/Preferences/PreferencesWindow.h"
 #include "TavrikCore/Hotkeys/HotkeyEngine.h"
 #include "TavrikCore/Permissions/PermissionsManager.h"
+#include "TavrikPlatform/DesktopSession.h"
+#include "TavrikPlatform/Wayland/WaylandDesktop.h"
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -26,6 +28,12 @@ namespace tavrik {
 AppShell::AppShell() : m_desktop(makeDesktopServices(this)) {
     m_desktop.services.synthesis = std::make_unique<ModelSynthesis>();
     m_app = new AppState(std::move(m_desktop.services), this);
+    if (DesktopSession::current() == DesktopSession::Kind::wayland) {
+        // Only what the user can add; what the compositor never offers stays in the log.
+        const wayland::WaylandDesktop::Offer offer = wayland::WaylandDesktop::current();
+        if (offer.gnome ? !offer.gnomeExtension : offer.sway)
+            m_app->setSessionProblem(wayland::WaylandDesktop::missing(offer).join(u' '));
+    }
 
     m_overlay = new OverlayController(this);
     m_tray = new TrayMenu(m_app, this);

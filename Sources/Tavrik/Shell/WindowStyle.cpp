@@ -53,22 +53,39 @@ QPushButton[kind="primary"]:focus { border: 2px solid %2; }
              css(Theme::accent.darker(112)), css(Theme::danger), css(Theme::dangerSoft));
 }
 
-// Return presses the button that has the keyboard, as Space does, in windows that are no dialog.
+// Return presses the button that has the keyboard, as Space does, in windows that are no
+// dialog; from anywhere else that lets Return through (a one-line field, a check box) it presses
+// the window's default button, as in a dialog.
 class ReturnPressesButton : public QObject {
 public:
     using QObject::QObject;
 
 protected:
-    // A button ignores Return outside a dialog, so the key comes up to the window.
+    // Buttons and one-line fields ignore Return outside a dialog, so the key comes up to the
+    // window; a multi-line field keeps it for a new line.
     bool eventFilter(QObject*, QEvent* event) override {
         if (event->type() != QEvent::KeyPress)
             return false;
         const int key = static_cast<QKeyEvent*>(event)->key();
-        auto* button = qobject_cast<QPushButton*>(static_cast<QWidget*>(parent())->focusWidget());
-        if ((key != Qt::Key_Return && key != Qt::Key_Enter) || !button || !button->isEnabled())
+        if (key != Qt::Key_Return && key != Qt::Key_Enter)
+            return false;
+        auto* window = static_cast<QWidget*>(parent());
+        auto* button = qobject_cast<QPushButton*>(window->focusWidget());
+        if (!button)
+            button = defaultButton(window);
+        if (!button || !button->isEnabled())
             return false;
         button->click();
         return true;
+    }
+
+private:
+    static QPushButton* defaultButton(QWidget* window) {
+        const QList<QPushButton*> buttons = window->findChildren<QPushButton*>();
+        for (QPushButton* button : buttons)
+            if (button->isDefault() && button->isVisible())
+                return button;
+        return nullptr;
     }
 };
 

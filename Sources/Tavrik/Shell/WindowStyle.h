@@ -9,6 +9,8 @@ class QWidget;
 // the floating panels keep their own.
 namespace tavrik::WindowStyle {
 
+// Also makes Return press the focused button, or from a text field the window's default button
+// (QPushButton::setDefault), as dialogs do.
 void apply(QWidget* window);
 
 enum class ButtonKind { primary, secondary, danger, quiet };

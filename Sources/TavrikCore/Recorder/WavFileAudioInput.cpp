@@ -98,7 +98,10 @@ bool WavFileAudioInput::start(Sink sink) {
 
 void WavFileAudioInput::stop() {
     // Played as fast as possible, the file stands for speech already spoken: however busy the
-    // machine was, all of it counts.
+    // machine was, all of it counts. In real time, what the clock says was spoken by now counts,
+    // even when the timer that would have delivered it is late.
+    if (m_pace == Pace::realTime && m_sink)
+        deliver();
     while (m_pace == Pace::asFastAsPossible && m_sink && m_position < m_samples.size())
         deliver();
     m_timer.reset();

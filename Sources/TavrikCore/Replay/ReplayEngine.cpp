@@ -118,6 +118,10 @@ bool isPushButton(const QString& role) {
     return role == QStringLiteral("push button") || role == QStringLiteral("button");
 }
 
+bool isMenuItem(const QString& role) {
+    return role == QStringLiteral("menu item");
+}
+
 Point center(const Rect& r) {
     return Point{r.origin.x + r.size.width / 2, r.origin.y + r.size.height / 2};
 }
@@ -308,10 +312,12 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
                     }))
                     return {};
             } else if (const std::optional<QString> action = element.pressAction()) {
-                // A push button goes down as a person presses it, where nothing covers it: a
-                // dialog run from its handler holds the application's accessibility until it
-                // closes, and a press through accessibility would wait for that.
-                if (isPushButton(element.role) && !element.checkable && pressInPlace(where))
+                // A push button or a menu item goes down as a person presses it, where nothing
+                // covers it: a dialog run from its handler holds the application's
+                // accessibility until it closes, and a press through accessibility would wait
+                // for that.
+                if ((isPushButton(element.role) || isMenuItem(element.role)) &&
+                    !element.checkable && pressInPlace(where))
                     return {};
                 const bool wasChecked = element.checked;
                 if (m_actor.performAction(element, *action)) {

@@ -476,6 +476,13 @@ bool AtSpiDesktopActor::reaches(const LiveElement& element, Point at) {
         return false;
     }
     Query query(d->options.timeoutMs);
+    if (top->popup) {
+        // The application's open menu is over everything there, and hit tests of its windows do
+        // not reach into it: the item's own place decides.
+        const std::optional<Rect> frame = query.extents(target);
+        d->finish(query, entry->pid);
+        return frame && contains(*frame, at);
+    }
     const std::optional<Rect> windowFrame = query.extents(window);
     constexpr double sameWindow = 64;
     if (!windowFrame || !contains(*windowFrame, at) ||

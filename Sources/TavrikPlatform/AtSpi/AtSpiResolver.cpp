@@ -228,6 +228,43 @@ struct AtSpiResolver::Private {
         return std::move(candidates.front());
     }
 
+    // The menu item at the point in an open GTK menu. Its pop-up window is not among the
+    // application's windows: the items hang below the menu bar of the window that opened it,
+    // which is returned in `owner`.
+    Accessible openMenuItemAt(AtspiAccessible* app, Point at, Query& query, Accessible& owner) {
+        constexpr int maxItems = 200;
+        constexpr AtspiRole itemRoles[] = {ATSPI_ROLE_MENU_ITEM, ATSPI_ROLE_CHECK_MENU_ITEM,
+                                           ATSPI_ROLE_RADIO_MENU_ITEM, ATSPI_ROLE_MENU};
+        Accessible best;
+        double bestArea = 0;
+        for (Accessible& top : query.children(app)) {
+            if (!query.hasStates(top.get(), {ATSPI_STATE_SHOWING}) ||
+                !query.interfaces(top.get()).contains("Collection")) {
+                continue;
+            }
+            for (const AtspiRole role : itemRoles) {
+                auto items = query.matches(top.get(), role, {ATSPI_STATE_SHOWING}, maxItems);
+                if (!items) {
+                    continue;
+                }
+                for (Accessible& item : *items) {
+                    const std::optional<Rect> frame = query.extents(item.get());
+                    if (!frame || !contains(*frame, at)) {
+                        continue;
+                    }
+                    // A submenu's opener holds its items' place too: the smallest is the item.
+                    const double area = frame->size.width * frame->size.height;
+                    if (!best || area < bestArea) {
+                        best = std::move(item);
+                        bestArea = area;
+                        owner = retain(top.get());
+                    }
+                }
+            }
+        }
+        return best;
+    }
+
     // A showing child of a container whose frame holds the point, among its first children only:
     // rows of a long list beyond them are not worth the calls.
     Accessible childHolding(AtspiAccessible* container, Point at, Query& query) {
@@ -506,8 +543,27 @@ std::optional<AXTarget> AtSpiResolver::read(Point at, std::optional<ClientWindow
         result = d->windowOnlyTarget(*window);
         const Point local = query.local(at);
         Accessible windowObject = d->windowAccessible(app, *window, query, at);
+        Accessible menuItem;
+        if (!windowObject && window->popup) {
+            menuItem = d->openMenuItemAt(app, at, query, windowObject);
+        }
         found = windowObject != nullptr;
-        if (windowObject) {
+        if (menuItem) {
+            // Recorded in the window whose menu it is, where replay finds it.
+            const QString owner =
+                takeString(query
+                               .call([&](GError** e) {
+                                   return atspi_accessible_get_name(windowObject.get(), e);
+                               })
+                               .value_or(nullptr));
+            for (const ClientWindow& client : d->windows->clients()) {
+                if (client.pid == window->pid && client.title == owner) {
+                    window = client;
+                    break;
+                }
+            }
+            result = d->makeTarget(menuItem.get(), windowObject.get(), *window, query);
+        } else if (windowObject) {
             Accessible element = retain(windowObject.get());
             for (int i = 0; i < maxDescent && !query.stopped(); ++i) {
                 Accessible child(query

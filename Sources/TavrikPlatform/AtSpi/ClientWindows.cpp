@@ -1,5 +1,6 @@
 #include "TavrikPlatform/AtSpi/ClientWindows.h"
 
+#include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QFile>
 #include <QStandardPaths>
@@ -130,6 +131,9 @@ std::optional<ClientWindow> ClientWindows::topmostAt(Point point) {
     if (!m_display) {
         return std::nullopt;
     }
+    if (std::optional<ClientWindow> popup = popupAt(point)) {
+        return popup;
+    }
     const Window root = DefaultRootWindow(m_display);
     const QList<Window> stacking =
         windowProperty<Window>(m_display, root, "_NET_CLIENT_LIST_STACKING", XA_WINDOW);
@@ -146,6 +150,47 @@ std::optional<ClientWindow> ClientWindows::topmostAt(Point point) {
         }
     }
     return std::nullopt;
+}
+
+std::optional<ClientWindow> ClientWindows::popupAt(Point point) {
+    XErrorTrap trap(m_display);
+    Window root = None;
+    Window parent = None;
+    Window* children = nullptr;
+    unsigned int count = 0;
+    if (!XQueryTree(m_display, DefaultRootWindow(m_display), &root, &parent, &children, &count) ||
+        trap.failed()) {
+        return std::nullopt;
+    }
+    std::optional<ClientWindow> found;
+    // The root's children bottom to top: look from the top down until a managed window (its
+    // frame) holds the point.
+    for (unsigned int i = count; i-- > 0;) {
+        XWindowAttributes attributes{};
+        if (!XGetWindowAttributes(m_display, children[i], &attributes) ||
+            attributes.map_state != IsViewable) {
+            continue;
+        }
+        if (point.x < attributes.x || point.y < attributes.y ||
+            point.x >= attributes.x + attributes.width ||
+            point.y >= attributes.y + attributes.height) {
+            continue;
+        }
+        if (!attributes.override_redirect) {
+            break;
+        }
+        // Tavrik's own windows and windows of no known process are looked through, as before.
+        std::optional<ClientWindow> window = describe(children[i]);
+        if (window && window->pid && *window->pid != QCoreApplication::applicationPid()) {
+            window->popup = true;
+            found = std::move(window);
+            break;
+        }
+    }
+    if (children) {
+        XFree(children);
+    }
+    return found;
 }
 
 std::optional<ClientWindow> ClientWindows::active() {

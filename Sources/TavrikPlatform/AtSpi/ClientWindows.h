@@ -34,6 +34,9 @@ public:
     QString appName(const ClientWindow& window) override;
 
 private:
+    // A menu, a drop-down list or another pop-up of an application at the point: such windows
+    // bypass the window manager, so its list of clients never holds them.
+    std::optional<ClientWindow> popupAt(Point point);
     // Position and decorations only: cheap enough to ask of every window in the stack.
     std::optional<ClientWindow> geometry(unsigned long window);
     std::optional<ClientWindow> describe(unsigned long window);

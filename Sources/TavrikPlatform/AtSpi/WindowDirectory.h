@@ -18,6 +18,7 @@ struct ClientWindow {
     QString wmClass; // WM_CLASS class name
     QString gtkApplicationID;
     QString title;
+    bool popup = false; // a menu or drop-down that bypasses the window manager
 
     // The stand-in for a bundle identifier: the GTK application id (equal to the desktop file
     // id) when set, else the WM_CLASS class.
