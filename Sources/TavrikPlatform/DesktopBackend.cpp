@@ -113,9 +113,13 @@ std::unique_ptr<InputMonitor> createInputMonitor() {
     if (isWayland()) {
         // Where the compositor tells where the pointer is, the pointer devices can be read too.
         evdev::EvdevPointer::Locate pointer;
-        if (wayland::WaylandDesktop::current().gnomeExtension) {
+        const wayland::WaylandDesktop::Offer offer = wayland::WaylandDesktop::current();
+        if (offer.gnomeExtension) {
             auto shell = std::make_shared<wayland::GnomeShellWindows>();
             pointer = [shell] { return shell->pointer(); };
+        } else if (offer.kwin && wayland::KWinScript::isOffered()) {
+            auto kwin = std::make_shared<wayland::KWinWindows>(wayland::KWinScript::shared());
+            pointer = [kwin] { return kwin->pointer(); };
         }
         return std::make_unique<atspi::AtSpiInputMonitor>(waylandWindows(), std::move(pointer));
     }
@@ -131,12 +135,13 @@ std::unique_ptr<HotkeyGrabber> createHotkeyGrabber() {
     if (isWayland() && wayland::WaylandDesktop::current().sway)
         return std::make_unique<wayland::SwayHotkeys>(wayland::SwayIpc::socketFromEnvironment(),
                                                       QCoreApplication::applicationFilePath());
-    // GNOME shows Tavrik no keys: Control taps come from the keyboards, where they can be read.
+    // GNOME and KWin show Tavrik no keys: Control taps come from the keyboards, where they can
+    // be read.
     if (isWayland() && wayland::WaylandDesktop::current().gnomeExtension)
         return std::make_unique<evdev::EvdevHotkeys>(
             std::make_unique<wayland::GnomeShellHotkeys>());
     if (isWayland() && wayland::WaylandDesktop::current().kwin)
-        return std::make_unique<wayland::KWinHotkeys>();
+        return std::make_unique<evdev::EvdevHotkeys>(std::make_unique<wayland::KWinHotkeys>());
 #ifdef TAVRIK_HAVE_X11
     if (hasX11())
         return std::make_unique<x11::X11HotkeyGrabber>();

@@ -49,6 +49,19 @@ QString WaylandDesktop::programPath(const QString& name) {
     return QStandardPaths::findExecutable(name);
 }
 
+namespace {
+
+// Where the compositor gives the pointer and its shortcuts but no input, the devices do.
+QString inputGroupHint() {
+    return QStringLiteral(
+        "Clicks are recorded from what they change, so drags, scrolls and clicks that change "
+        "nothing are left out, and a double tap of Control does not start a recording: for "
+        "both, add yourself to the input group (\"sudo usermod -aG input $USER\"), then log out "
+        "and back in.");
+}
+
+} // namespace
+
 QStringList WaylandDesktop::missing(const Offer& offer) {
     if (offer.gnome && !offer.gnomeExtension) {
         return {QStringLiteral(
@@ -69,13 +82,8 @@ QStringList WaylandDesktop::missing(const Offer& offer) {
             lines << QStringLiteral(
                 "GNOME does not let Tavrik make up keys and clicks here: replay acts through "
                 "accessibility, and steps that need a key press or a click at a place stop.");
-        if (!offer.inputDevices) {
-            lines << QStringLiteral(
-                "Clicks are recorded from what they change, so drags, scrolls and clicks that "
-                "change nothing are left out, and a double tap of Control does not start a "
-                "recording: for both, add yourself to the input group "
-                "(\"sudo usermod -aG input $USER\"), then log out and back in.");
-        }
+        if (!offer.inputDevices)
+            lines << inputGroupHint();
         return lines;
     }
     if (offer.kwin) {
@@ -87,6 +95,8 @@ QStringList WaylandDesktop::missing(const Offer& offer) {
                 "KWin gives made-up keys and clicks only to programs whose menu entry asks for "
                 "them: start Tavrik from its menu entry (installed by its package), or replay "
                 "acts through accessibility only and steps that need a key press stop.");
+        if (!offer.inputDevices)
+            lines << inputGroupHint();
         return lines;
     }
     if (!offer.sway) {
