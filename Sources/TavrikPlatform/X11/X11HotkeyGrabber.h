@@ -32,6 +32,7 @@ public:
 private:
     void onRecorded(int type, unsigned keycode, unsigned state, quint32 time);
     void readGrabEvents();
+    bool escapeWasTaken(quint32 time);
     bool grabPalette();
     void ungrabPalette();
     bool grabEscape();
@@ -49,6 +50,7 @@ private:
     bool m_escapeWanted = false;
     bool m_escapeGrabbed = false;
     QList<unsigned> m_escapeGrabs; // the modifier sets actually held
+    QList<quint32> m_takenEscapes; // server times of the Esc presses the grab kept
     QString m_error;
 };
 
