@@ -624,6 +624,72 @@ TEST(ReplayDesktopPage, AFormOnAPageReplaysWithAnotherValue) {
     EXPECT_TRUE(saved->value("subscribe").toBool());
 }
 
+// Keys go to the element focused at the key: Tab belongs to the field it leaves, and an address
+// typed into the address bar is the bar's, though the page loaded before still says it is focused.
+TEST(ReplayDesktopPage, KeysAreRecordedOnTheElementFocusedAtTheKey) {
+    if (qEnvironmentVariableIsEmpty("DISPLAY"))
+        GTEST_SKIP() << "needs an X display with an accessibility bus (scripts/virtual-desktop)";
+    if (!test::ChromiumPage::isInstalled())
+        GTEST_SKIP() << "needs /usr/bin/chromium";
+    test::TempSupportFolder support;
+    test::DesktopDriver desktop;
+    test::LocalHttpServer server;
+    test::ChromiumPage::serve(server);
+    std::unique_ptr<DesktopActor> actor = DesktopBackend::createDesktopActor();
+    test::ChromiumPage page(server, {}, {}, {}, test::ChromiumPage::Frame::browser);
+    ASSERT_TRUE(page.started());
+    const std::optional<Rect> name =
+        test::Demonstration::find(*actor, QStringLiteral("entry"), QStringLiteral("Name"), 20000);
+    ASSERT_TRUE(name);
+
+    test::Demonstration demonstration(desktop);
+    demonstration.start();
+    demonstration.click(
+        {name->origin.x + name->size.width / 2, name->origin.y + name->size.height / 2});
+    demonstration.type(QStringLiteral("Ada"));
+    demonstration.chord({}, XK_Tab);
+    demonstration.type(QStringLiteral("fast"));
+    const auto shown = [&] {
+        qsizetype count = 0;
+        for (const test::RecordedRequest& request : server.requests())
+            count += request.json().object().value("event") == QStringLiteral("shown");
+        return count;
+    };
+    const QString address = server.baseUrl().sliced(server.baseUrl().indexOf("//") + 2) + "/";
+    demonstration.chord({XK_Control_L}, XK_l);
+    demonstration.type(address);
+    demonstration.chord({}, XK_Return);
+    ASSERT_TRUE(waitUntil([&] { return shown() == 2; }));
+    demonstration.chord({XK_Control_L}, XK_l);
+    demonstration.type(QStringLiteral("plums"));
+    const std::optional<Skill> skill = demonstration.save(QString::fromUtf8(kSkillText));
+    ASSERT_TRUE(skill);
+
+    const auto typed = [&](const QString& text) -> std::optional<AXTarget> {
+        for (const PlanStep& step : skill->plan)
+            if (step.text == text)
+                return step.target;
+        ADD_FAILURE() << "nothing typed as " << text.toStdString();
+        return std::nullopt;
+    };
+    const std::optional<AXTarget> field = typed(QStringLiteral("Ada"));
+    ASSERT_TRUE(field);
+    EXPECT_EQ(field->axTitle, QStringLiteral("Name"));
+    const auto tab = std::find_if(skill->plan.begin(), skill->plan.end(),
+                                  [](const PlanStep& s) { return s.keyCode == KeyCodes::tab; });
+    ASSERT_NE(tab, skill->plan.end());
+    ASSERT_TRUE(tab->target);
+    EXPECT_EQ(tab->target->axTitle, QStringLiteral("Name"));
+    const std::optional<AXTarget> notes = typed(QStringLiteral("fast"));
+    ASSERT_TRUE(notes);
+    EXPECT_EQ(notes->axTitle, QStringLiteral("Notes"));
+    const std::optional<AXTarget> bar = typed(QStringLiteral("plums"));
+    ASSERT_TRUE(bar);
+    EXPECT_EQ(bar->axRole, QStringLiteral("entry"));
+    EXPECT_NE(bar->axTitle, QStringLiteral("Name"));
+    EXPECT_NE(bar->axPath, field->axPath);
+}
+
 INSTANTIATE_TEST_SUITE_P(Toolkits, ReplayDesktop,
                          testing::Values(TaskApp::Toolkit::gtk, TaskApp::Toolkit::qt),
                          [](const auto& info) {
