@@ -55,10 +55,13 @@ int runDesktopApplication(int argc, char** argv) {
         qWarning().noquote() << limits;
 
     // QApplication keeps pointers into these for its whole life.
+    const QStringList forQt = toolkitArguments(arguments);
     std::vector<QByteArray> qtArguments{QByteArray(argv[0])};
-    for (const QString& argument : toolkitArguments(arguments))
+    qtArguments.reserve(forQt.size() + 1);
+    for (const QString& argument : forQt)
         qtArguments.push_back(argument.toLocal8Bit());
     std::vector<char*> qtArgv;
+    qtArgv.reserve(qtArguments.size() + 1);
     for (QByteArray& argument : qtArguments)
         qtArgv.push_back(argument.data());
     qtArgv.push_back(nullptr);
