@@ -78,6 +78,17 @@ TEST_F(CommandLine, ShowFindsASkillByIdSlashCommandOrFolder) {
         EXPECT_EQ(shown.status, 0) << ref.toStdString() << shown.err.toStdString();
         EXPECT_EQ(shown.out, expectedMarkdown) << ref.toStdString();
     }
+    // Marks stay with their letters: a decomposed accent and a Devanagari word are one word each.
+    const Skill marked = makeSkill(QStringLiteral("Cafe\u0301 नमस्ते"), 3000);
+    ASSERT_TRUE(store.save(marked).ok());
+    const QString markedMarkdown = SkillMarkdown::render(*store.load(Paths::skill(marked.id)));
+    for (const QString& ref :
+         {QStringLiteral("/cafe\u0301-नमस्ते"), QStringLiteral("cafe\u0301-नमस्ते")}) {
+        CommandResult shown = run({"show", ref, "--markdown"});
+        EXPECT_EQ(shown.status, 0) << shown.err.toStdString();
+        EXPECT_EQ(shown.out, markedMarkdown);
+    }
+
     CommandResult asJson = run({"show", "--json", "/search-google"});
     ASSERT_EQ(asJson.status, 0);
     std::optional<Skill> decoded =
