@@ -2,6 +2,7 @@
 #include "SavedOrder.h"
 #include "ScreenCastGrant.h"
 #include "Support/TempSupportFolder.h"
+#include "TavrikCore/Hotkeys/HotkeyEngine.h"
 #include "TavrikCore/Hotkeys/KeyCodes.h"
 #include "TavrikCore/Recorder/Recorder.h"
 #include "TavrikCore/Replay/CastRoute.h"
@@ -309,6 +310,45 @@ TEST_F(WaylandSession, SwayBindsTheShortcutsWhileRunningAndUnbindsThemAtStop) {
         ASSERT_TRUE(reply);
         EXPECT_FALSE(reply->array().first()[QLatin1String("success")].toBool()) << binding;
     }
+}
+
+// A double tap of Control records on sway as on X11: sway's release bindings of the lone Control
+// keys feed the hotkey engine, which keeps the tap timing for every desktop. A Control that
+// served Control-C is no tap, so Control-C followed by one tap records nothing. (The application
+// turns the engine's toggle into a recording.)
+TEST_F(WaylandSession, SwayControlDoubleTapTogglesRecordingButControlCDoesNotCount) {
+    if (!underSway())
+        GTEST_SKIP() << "Control taps are heard through sway's bindings";
+    std::unique_ptr<HotkeyGrabber> grabber = DesktopBackend::createHotkeyGrabber();
+    HotkeyGrabber* hotkeys = grabber.get();
+    HotkeyEngine engine(std::move(grabber));
+    int toggles = 0;
+    int changes = 0;
+    QObject::connect(&engine, &HotkeyEngine::triggered, [&](HotkeyEngine::Event event) {
+        toggles += event == HotkeyEngine::Event::toggleRecording ? 1 : 0;
+    });
+    QObject::connect(hotkeys, &HotkeyGrabber::flagsChanged, [&] { ++changes; });
+    ASSERT_TRUE(engine.start()) << engine.errorString().toStdString();
+    EXPECT_TRUE(hotkeys->reportsControlTaps());
+    const auto typed = [](const QStringList& keys) {
+        // A new virtual keyboard loses its first event: a Shift tap.
+        return QProcess::execute(QStringLiteral("wtype"),
+                                 QStringList{QStringLiteral("-k"), QStringLiteral("Shift_L")} +
+                                     keys) == 0;
+    };
+
+    // Control-C, then one tap at once: had the first Control counted, the two would be a pair.
+    ASSERT_TRUE(typed(
+        {"-P", "Control_L", "-k", "c", "-p", "Control_L", "-P", "Control_R", "-p", "Control_R"}));
+    ASSERT_TRUE(waitFor([&] { return changes >= 2; }, 5000));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(changes, 2);
+    EXPECT_EQ(toggles, 0);
+
+    ASSERT_TRUE(typed(
+        {"-P", "Control_L", "-p", "Control_L", "-s", "80", "-P", "Control_L", "-p", "Control_L"}));
+    EXPECT_TRUE(waitFor([&] { return toggles == 1; }, 5000)) << changes;
+    engine.stop();
 }
 
 } // namespace

@@ -100,11 +100,19 @@ QStringList WaylandDesktop::missing(const Offer& offer) {
         return lines;
     }
     if (!offer.sway) {
-        return {QStringLiteral(
+        QStringList lines{QStringLiteral(
             "This Wayland desktop tells Tavrik neither where windows are nor what is on screen, "
             "and takes no made-up keys or clicks from it: recording and replay act through "
             "accessibility only, and steps that need a key press or a click at a place stop. "
             "Under sway all of this works.")};
+        // Neither shortcuts nor keys: only the keyboards themselves tell a double tap.
+        if (!offer.inputDevices)
+            lines << QStringLiteral(
+                "This desktop shows Tavrik no keys, so a double tap of Control does not start a "
+                "recording (start one from Tavrik's menu or with \"tavrik record\"): for the "
+                "double tap, add yourself to the input group (\"sudo usermod -aG input $USER\"), "
+                "then log out and back in.");
+        return lines;
     }
     QStringList lines;
     if (!offer.grim)
