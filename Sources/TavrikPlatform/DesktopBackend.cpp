@@ -8,6 +8,7 @@
 #include "TavrikPlatform/Wayland/AccessiblePointer.h"
 #include "TavrikPlatform/Wayland/GnomeShellHotkeys.h"
 #include "TavrikPlatform/Wayland/GrimFrameCapturer.h"
+#include "TavrikPlatform/Wayland/KWinFrameCapturer.h"
 #include "TavrikPlatform/Wayland/KWinHotkeys.h"
 #include "TavrikPlatform/Wayland/KWinScript.h"
 #include "TavrikPlatform/Wayland/KWinWindows.h"
@@ -170,6 +171,11 @@ std::unique_ptr<FrameCapturer> createFrameCapturer() {
         }
         if (offer.gnome) {
             if (auto capturer = gnomeFrameCapturer(); capturer && capturer->isAvailable())
+                return capturer;
+        }
+        if (offer.kwinScreenShot) {
+            if (auto capturer = std::make_unique<wayland::KWinFrameCapturer>();
+                capturer->isAvailable())
                 return capturer;
         }
         return std::make_unique<NullFrameCapturer>();

@@ -296,12 +296,14 @@ TEST(WaylandDesktop, SaysWhatIsMissingAndHowToGetIt) {
     WaylandDesktop::Offer kwin;
     kwin.kwin = true;
     const QString ungranted = WaylandDesktop::missing(kwin).join(u'\n');
-    EXPECT_TRUE(ungranted.contains(QStringLiteral("KWin does not let Tavrik take key frames")));
+    EXPECT_TRUE(ungranted.contains(QStringLiteral("KWin gives key frames")));
     EXPECT_TRUE(ungranted.contains(QStringLiteral("start Tavrik from its menu entry")));
     EXPECT_TRUE(ungranted.contains(QStringLiteral("input group")));
     kwin.kwinFakeInput = true;
     kwin.inputDevices = true;
     EXPECT_EQ(WaylandDesktop::missing(kwin).size(), 1);
+    kwin.kwinScreenShot = true;
+    EXPECT_TRUE(WaylandDesktop::missing(kwin).isEmpty());
 
     // GNOME with the extension: frames need a screen cast and GStreamer, input mutter.
     gnome.screenCast = true;
