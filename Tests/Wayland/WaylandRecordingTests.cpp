@@ -1,6 +1,7 @@
 #include "NativeForm.h"
 #include "SavedOrder.h"
 #include "ScreenCastGrant.h"
+#include "Support/OrderSkill.h"
 #include "Support/TempSupportFolder.h"
 #include "TavrikCore/Hotkeys/HotkeyEngine.h"
 #include "TavrikCore/Hotkeys/KeyCodes.h"
@@ -11,19 +12,23 @@
 #include "TavrikCore/Synthesis/Synthesizer.h"
 #include "TavrikPlatform/AtSpi/AtSpiKeyListener.h"
 #include "TavrikPlatform/DesktopBackend.h"
+#include "TavrikPlatform/DesktopSession.h"
 #include "TavrikPlatform/Wayland/ScreenCastFrameCapturer.h"
 #include "TavrikPlatform/Wayland/SwayHotkeys.h"
 #include "TavrikPlatform/Wayland/WtypeInput.h"
 #include "WaylandSession.h"
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
 #include <QTemporaryDir>
+#include <algorithm>
 #include <functional>
+#include <iostream>
 
 namespace tavrik {
 namespace {
@@ -33,21 +38,6 @@ using test::underGnome;
 using test::underSway;
 using test::waitFor;
 using test::WaylandSession;
-
-const char* const kSkillText = R"(---
-name: Order fruit
-trigger: order fruit for someone
-parameters:
-  - name: full_name
-    type: text
-    prompt: Whose order is it?
-    example: Ada
----
-
-# Order fruit
-
-Fills in the order form and saves it.
-)";
 
 // A demonstration given under sway or GNOME as a person gives it (under sway the seat's pointer
 // moved and clicked by sway and keys from a virtual keyboard, under GNOME both through mutter's
@@ -226,7 +216,8 @@ TEST_P(WaylandRecording, ATypingTaskRecordedOnWaylandReplaysWithOtherValues) {
     EXPECT_EQ(recording->events.last().target->axTitle, QStringLiteral("Save"));
     EXPECT_FALSE(recording->frames.isEmpty());
 
-    Skill skill = Synthesizer::skillFromMarkdown(QString::fromUtf8(kSkillText), *recording);
+    Skill skill =
+        Synthesizer::skillFromMarkdown(QString::fromUtf8(test::orderSkillText), *recording);
     skill.sourceRecordingID = recording->id;
     ASSERT_TRUE(SkillStore().save(skill).ok());
     const QList<qsizetype> secrets = CastRoute::secretSteps(skill);
@@ -243,6 +234,67 @@ TEST_P(WaylandRecording, ATypingTaskRecordedOnWaylandReplaysWithOtherValues) {
     ASSERT_TRUE(saved) << result.transcript().toStdString();
     EXPECT_TRUE(
         test::isTheReplayedOrder(*saved, QStringLiteral("Grace"), QStringLiteral("s3cret")));
+
+    // The other way round: the skill recorded here replays on X11 into the same form. That half
+    // runs this program again inside a private X desktop, where it is the session.
+    if (!underSway())
+        return;
+    QProcess x11;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    for (const char* name : {"WAYLAND_DISPLAY", "SWAYSOCK", "I3SOCK", "XDG_SESSION_TYPE",
+                             "GDK_BACKEND", "QT_QPA_PLATFORM"})
+        environment.remove(QString::fromLatin1(name));
+    environment.insert(QStringLiteral("TAVRIK_TEST_WAYLAND_SKILL"), Paths::skill(skill.id));
+    environment.insert(QStringLiteral("TAVRIK_TEST_SECRET_STEP"), QString::number(secrets.first()));
+    environment.insert(QStringLiteral("TAVRIK_TEST_TOOLKIT"), toolkit == NativeForm::Toolkit::gtk
+                                                                  ? QStringLiteral("gtk")
+                                                                  : QStringLiteral("qt"));
+    x11.setProcessEnvironment(environment);
+    x11.setProcessChannelMode(QProcess::MergedChannels);
+    QElapsedTimer clock;
+    clock.start();
+    x11.start(QStringLiteral(TAVRIK_VIRTUAL_DESKTOP),
+              {QCoreApplication::applicationFilePath(),
+               QStringLiteral("--gtest_filter=X11Half.TheSkillRecordedOnSwayFillsInTheForm")});
+    ASSERT_TRUE(waitFor([&] { return x11.state() == QProcess::NotRunning; }, 180000));
+    const QString transcript = QString::fromUtf8(x11.readAll());
+    std::cout << "[ measure  ] replayed on X11, with the X desktop's start: " << clock.elapsed()
+              << " ms\n";
+    EXPECT_EQ(x11.exitCode(), 0) << transcript.toStdString();
+    EXPECT_TRUE(transcript.contains(QStringLiteral("[  PASSED  ] 1 test")))
+        << transcript.toStdString();
+}
+
+// The X11 half of the test above, run by it inside scripts/virtual-desktop with the skill it
+// recorded on Wayland: the same form as an X11 client, filled in with other values.
+TEST(X11Half, TheSkillRecordedOnSwayFillsInTheForm) {
+    const QString folder = qEnvironmentVariable("TAVRIK_TEST_WAYLAND_SKILL");
+    if (folder.isEmpty())
+        GTEST_SKIP() << "run by the Wayland recording test inside an X desktop";
+    ASSERT_EQ(DesktopSession::current(), DesktopSession::Kind::x11);
+    const auto toolkit = qEnvironmentVariable("TAVRIK_TEST_TOOLKIT") == QLatin1String("qt")
+                             ? NativeForm::Toolkit::qt
+                             : NativeForm::Toolkit::gtk;
+    test::TaskForm form(toolkit, QStringLiteral(TAVRIK_QT_TASK_APP), {},
+                        QProcessEnvironment::systemEnvironment());
+    ASSERT_TRUE(form.started());
+    const std::unique_ptr<DesktopActor> actor = DesktopBackend::createDesktopActor();
+    ASSERT_TRUE(waitFor(
+        [&] {
+            const QList<LiveWindow> windows = actor->windows();
+            return std::any_of(windows.cbegin(), windows.cend(), [&](const LiveWindow& w) {
+                return w.appID == NativeForm::appID(toolkit);
+            });
+        },
+        15000));
+    const test::ReplayResult result = test::replay(
+        folder, {QStringLiteral("full_name=Hopper")},
+        {{qEnvironmentVariable("TAVRIK_TEST_SECRET_STEP").toLongLong(), QStringLiteral("x11pw")}});
+    ASSERT_EQ(result.exitCode, 0) << result.transcript().toStdString();
+    const std::optional<QJsonObject> saved = form.waitForEvent(QStringLiteral("saved"), 5000);
+    ASSERT_TRUE(saved) << result.transcript().toStdString();
+    EXPECT_TRUE(
+        test::isTheReplayedOrder(*saved, QStringLiteral("Hopper"), QStringLiteral("x11pw")));
 }
 
 INSTANTIATE_TEST_SUITE_P(Toolkits, WaylandRecording,
