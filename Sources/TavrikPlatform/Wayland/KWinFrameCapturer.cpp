@@ -5,7 +5,6 @@
 #include <QDBusMessage>
 #include <QDBusUnixFileDescriptor>
 #include <QPromise>
-#include <QSaveFile>
 #include <QVariantMap>
 #include <cerrno>
 #include <fcntl.h>
@@ -168,27 +167,21 @@ QFuture<std::optional<Size>> KWinFrameCapturer::captureAndSave(quint32 displayID
         promise->finish();
         return future;
     }
-    m_worker.start(
-        [promise, pixelWidth, pixelHeight, redact = std::move(redact), path = std::move(path)] {
-            QString error;
-            QImage image = workspace(&error);
-            std::optional<Size> written;
-            if (image.isNull()) {
-                qWarning("Tavrik: key frame not captured: %s", qPrintable(error));
-            } else {
-                if (image.width() != pixelWidth || image.height() != pixelHeight)
-                    image = image.scaled(pixelWidth, pixelHeight, Qt::IgnoreAspectRatio,
-                                         Qt::SmoothTransformation);
-                FrameCapturer::redact(image, redact);
-                QSaveFile file(path);
-                if (file.open(QIODevice::WriteOnly) && image.save(&file, "PNG") && file.commit())
-                    written = Size{double(image.width()), double(image.height())};
-                else
-                    qWarning("Tavrik: key frame not written to %s", qPrintable(path));
-            }
-            promise->addResult(written);
-            promise->finish();
-        });
+    m_worker.start([promise, pixelWidth, pixelHeight, redact = std::move(redact),
+                    path = std::move(path)] {
+        QString error;
+        QImage image = workspace(&error);
+        std::optional<Size> written;
+        if (image.isNull()) {
+            qWarning("Tavrik: key frame not captured: %s", qPrintable(error));
+        } else {
+            written = FrameCapturer::save(std::move(image), pixelWidth, pixelHeight, redact, path);
+            if (!written)
+                qWarning("Tavrik: key frame not written to %s", qPrintable(path));
+        }
+        promise->addResult(written);
+        promise->finish();
+    });
     return future;
 }
 

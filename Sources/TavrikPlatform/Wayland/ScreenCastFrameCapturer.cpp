@@ -3,7 +3,6 @@
 #include "TavrikPlatform/Wayland/PipeWireFrameReader.h"
 
 #include <QPromise>
-#include <QSaveFile>
 
 namespace tavrik::wayland {
 
@@ -82,14 +81,8 @@ ScreenCastFrameCapturer::captureAndSave(quint32 displayID, int pixelWidth, int p
         if (image.isNull()) {
             qWarning("Tavrik: key frame not captured: %s", qPrintable(reader->errorString()));
         } else {
-            if (image.width() != pixelWidth || image.height() != pixelHeight)
-                image = image.scaled(pixelWidth, pixelHeight, Qt::IgnoreAspectRatio,
-                                     Qt::SmoothTransformation);
-            FrameCapturer::redact(image, redact);
-            QSaveFile file(path);
-            if (file.open(QIODevice::WriteOnly) && image.save(&file, "PNG") && file.commit())
-                written = Size{double(image.width()), double(image.height())};
-            else
+            written = FrameCapturer::save(std::move(image), pixelWidth, pixelHeight, redact, path);
+            if (!written)
                 qWarning("Tavrik: key frame not written to %s", qPrintable(path));
         }
         promise->addResult(written);
