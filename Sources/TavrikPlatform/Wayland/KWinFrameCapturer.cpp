@@ -167,21 +167,14 @@ QFuture<std::optional<Size>> KWinFrameCapturer::captureAndSave(quint32 displayID
         promise->finish();
         return future;
     }
-    m_worker.start([promise, pixelWidth, pixelHeight, redact = std::move(redact),
-                    path = std::move(path)] {
-        QString error;
-        QImage image = workspace(&error);
-        std::optional<Size> written;
-        if (image.isNull()) {
-            qWarning("Tavrik: key frame not captured: %s", qPrintable(error));
-        } else {
-            written = FrameCapturer::save(std::move(image), pixelWidth, pixelHeight, redact, path);
-            if (!written)
-                qWarning("Tavrik: key frame not written to %s", qPrintable(path));
-        }
-        promise->addResult(written);
-        promise->finish();
-    });
+    m_worker.start(
+        [promise, pixelWidth, pixelHeight, redact = std::move(redact), path = std::move(path)] {
+            QString error;
+            QImage image = workspace(&error);
+            promise->addResult(FrameCapturer::save(std::move(image), error, pixelWidth, pixelHeight,
+                                                   redact, path));
+            promise->finish();
+        });
     return future;
 }
 

@@ -77,15 +77,8 @@ ScreenCastFrameCapturer::captureAndSave(quint32 displayID, int pixelWidth, int p
     m_worker.start([reader = m_reader.get(), promise, pixelWidth, pixelHeight,
                     redact = std::move(redact), path = std::move(path)] {
         QImage image = reader->latest(kFirstFrameWaitMs);
-        std::optional<Size> written;
-        if (image.isNull()) {
-            qWarning("Tavrik: key frame not captured: %s", qPrintable(reader->errorString()));
-        } else {
-            written = FrameCapturer::save(std::move(image), pixelWidth, pixelHeight, redact, path);
-            if (!written)
-                qWarning("Tavrik: key frame not written to %s", qPrintable(path));
-        }
-        promise->addResult(written);
+        promise->addResult(FrameCapturer::save(std::move(image), reader->errorString(), pixelWidth,
+                                               pixelHeight, redact, path));
         promise->finish();
     });
     return future;
