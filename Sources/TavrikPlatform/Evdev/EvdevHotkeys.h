@@ -28,8 +28,6 @@ public:
     void setEscapeGrabbed(bool grabbed) override;
     QString errorString() const override;
     bool reportsControlTaps() const override;
-    // Whether the keyboards are being read.
-    bool readsKeyboards() const { return m_readingKeyboards; }
 
 private:
     std::unique_ptr<HotkeyGrabber> m_shortcuts;
