@@ -4,6 +4,7 @@
 #include "Support/Desktop/TaskApp.h"
 #include "Support/LocalHttpServer.h"
 #include "Support/MessagesApi.h"
+#include "Support/OrderSkill.h"
 #include "Support/ReplayProcess.h"
 #include "Support/ScopedEnvironment.h"
 #include "Support/TempSupportFolder.h"
@@ -44,21 +45,6 @@ using tavrik::test::TaskApp;
 using tavrik::test::waitUntil;
 
 namespace {
-
-const char* const kSkillText = R"(---
-name: Order fruit
-trigger: order fruit for someone
-parameters:
-  - name: full_name
-    type: text
-    prompt: Whose order is it?
-    example: Ada
----
-
-# Order fruit
-
-Fills in the order form and saves it.
-)";
 
 void settle(int ms = 450) {
     waitUntil([] { return false; }, ms);
@@ -140,8 +126,8 @@ protected:
         EXPECT_TRUE(waitUntil([&] { return stopped.isFinished(); }, 20000));
         if (!stopped.result())
             return {};
-        Skill skill =
-            Synthesizer::skillFromMarkdown(QString::fromUtf8(kSkillText), *stopped.result());
+        Skill skill = Synthesizer::skillFromMarkdown(QString::fromUtf8(test::orderSkillText),
+                                                     *stopped.result());
         skill.sourceRecordingID = stopped.result()->id;
         const Result<> saved = SkillStore().save(skill);
         EXPECT_TRUE(saved.ok()) << saved.error().toStdString();
@@ -390,7 +376,7 @@ std::optional<Skill> demonstrateBlue(test::DesktopDriver& desktop, AXResolver& p
         const std::optional<QJsonObject> shown = app.waitForEvent(QStringLiteral("saved"), 5000);
         EXPECT_TRUE(shown && shown->value("colour").toString() == QStringLiteral("blue"));
     }
-    std::optional<Skill> skill = demonstration.save(QString::fromUtf8(kSkillText));
+    std::optional<Skill> skill = demonstration.save(QString::fromUtf8(test::orderSkillText));
     EXPECT_TRUE(skill);
     if (!skill)
         return std::nullopt;
@@ -604,7 +590,7 @@ TEST(ReplayDesktopPage, AFormOnAPageReplaysWithAnotherValue) {
         demonstration.click(at("check box", "Subscribe"));
         demonstration.click(at("push button", "Save"));
         EXPECT_TRUE(page.waitForEvent(QStringLiteral("saved"), 5000));
-        skill = demonstration.save(QString::fromUtf8(kSkillText));
+        skill = demonstration.save(QString::fromUtf8(test::orderSkillText));
     }
     ASSERT_TRUE(skill);
     ASSERT_EQ(CastRoute::method(*skill), CastMethod::replay);

@@ -28,6 +28,8 @@ public:
     bool isRunning() const override;
     void setEscapeGrabbed(bool grabbed) override;
     QString errorString() const override { return m_error; }
+    // X11 shows every modifier change.
+    bool reportsControlTaps() const override { return isRunning(); }
 
 private:
     void onRecorded(int type, unsigned keycode, unsigned state, quint32 time);
