@@ -6,9 +6,9 @@
 
 #include "TavrikCore/Replay/AXPath.h"
 #include "TavrikPlatform/AtSpi/ClientWindows.h"
+#include "TavrikPlatform/AtSpi/QuietApplications.h"
 
 #include <QCoreApplication>
-#include <QDeadlineTimer>
 #include <QHash>
 #include <algorithm>
 #include <functional>
@@ -101,7 +101,7 @@ struct AtSpiDesktopActor::Private {
     // libatspi hands out one object per remote element while it is referenced: the same element
     // keeps its handle across searches.
     std::unordered_map<AtspiAccessible*, quint64> handles;
-    QHash<qint64, QDeadlineTimer> quiet;
+    QuietApplications quiet;
     QHash<qint64, QString> toolkits;
 
     quint64 handleFor(AtspiAccessible* object, quint64 window, qint64 pid) {
@@ -138,23 +138,9 @@ struct AtSpiDesktopActor::Private {
         return it == entries.end() ? nullptr : it->second.object.get();
     }
 
-    bool isQuiet(qint64 pid) {
-        auto it = quiet.find(pid);
-        if (it == quiet.end()) {
-            return false;
-        }
-        if (it->hasExpired()) {
-            quiet.erase(it);
-            return false;
-        }
-        return true;
-    }
+    bool isQuiet(qint64 pid) { return quiet.contains(pid); }
 
-    void finish(const Query& query, qint64 pid) {
-        if (query.unresponsive()) {
-            quiet.insert(pid, QDeadlineTimer(options.cooldownMs));
-        }
-    }
+    void finish(const Query& query, qint64 pid) { quiet.questionEnded(pid, query.unresponsive()); }
 
     LiveElement read(AtspiAccessible* object, AtspiRole role, const States& states,
                      const QString& path, quint64 window, qint64 pid, Query& query) {
@@ -274,6 +260,7 @@ AtSpiDesktopActor::AtSpiDesktopActor(Options options)
 AtSpiDesktopActor::AtSpiDesktopActor(std::unique_ptr<WindowDirectory> windows, Options options)
     : d(std::make_unique<Private>()) {
     d->options = options;
+    d->quiet.setCooldown(options.cooldownMs);
     d->x = std::move(windows);
     if (d->x->isOpen()) {
         const int status = atspi_init();

@@ -7,8 +7,8 @@
 #include "TavrikCore/Recorder/BrowserIdentity.h"
 #include "TavrikCore/Recorder/SecureFieldScan.h"
 #include "TavrikPlatform/AtSpi/ClientWindows.h"
+#include "TavrikPlatform/AtSpi/QuietApplications.h"
 
-#include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QHash>
 #include <algorithm>
@@ -63,8 +63,7 @@ struct AtSpiResolver::Private {
     QHash<qint64, std::pair<QString, QString>> toolkits;
     // Applications by process id, refreshed from the desktop's children when one is missing.
     std::map<qint64, Accessible> applications;
-    // Applications that did not answer a call, left alone until the deadline passes.
-    QHash<qint64, QDeadlineTimer> quiet;
+    QuietApplications quiet;
     // The last secure fields seen per window, kept for when its application stops answering.
     QHash<unsigned long, QList<Rect>> lastSecureRects;
     // The element last found focused per window. Typing asks for the focus at every key; checking
@@ -92,25 +91,14 @@ struct AtSpiResolver::Private {
         return atspi_state_set_contains(*set, ATSPI_STATE_FOCUSED);
     }
 
-    bool isQuiet(qint64 pid) {
-        auto it = quiet.find(pid);
-        if (it == quiet.end()) {
-            return false;
-        }
-        if (it->hasExpired()) {
-            quiet.erase(it);
-            return false;
-        }
-        return true;
-    }
+    bool isQuiet(qint64 pid) { return quiet.contains(pid); }
 
     // `found` says whether the application showed the window asked about; when it answered but
     // did not, its cached entry may be a process that has gone, so it is looked up afresh next
     // time.
     void finish(const Query& query, qint64 pid, bool found) {
-        if (query.unresponsive()) {
-            quiet.insert(pid, QDeadlineTimer(options.cooldownMs));
-        } else if (!found && !query.stopped()) {
+        quiet.questionEnded(pid, query.unresponsive());
+        if (!query.unresponsive() && !found && !query.stopped()) {
             applications.erase(pid);
         }
     }
@@ -472,6 +460,7 @@ AtSpiResolver::AtSpiResolver(Options options)
 AtSpiResolver::AtSpiResolver(std::unique_ptr<WindowDirectory> windows, Options options)
     : d(std::make_unique<Private>()) {
     d->options = options;
+    d->quiet.setCooldown(options.cooldownMs);
     d->windows = std::move(windows);
     if (d->windows->isOpen()) {
         const int status = atspi_init();
