@@ -4,6 +4,12 @@
 
 namespace tavrik {
 
+namespace {
+
+constexpr qint64 kNewEpochMs = 60'000;
+
+} // namespace
+
 EventClock::TimePoint EventClock::place(qint64 stampMs, TimePoint arrival) {
     using namespace std::chrono;
     qint64 stamp = stampMs;
@@ -13,7 +19,11 @@ EventClock::TimePoint EventClock::place(qint64 stampMs, TimePoint arrival) {
     m_last = stamp;
     const qint64 arrivalMs = duration_cast<milliseconds>(arrival.time_since_epoch()).count();
     const qint64 offset = arrivalMs - stamp;
-    m_offsetMs = m_offsetMs ? std::min(*m_offsetMs, offset) : offset;
+    // An event that seems more than a minute late comes from a clock with another epoch (the
+    // keys of another toolkit): it starts over.
+    if (!m_offsetMs || offset - *m_offsetMs > kNewEpochMs)
+        m_offsetMs = offset;
+    m_offsetMs = std::min(*m_offsetMs, offset);
     return TimePoint(milliseconds(stamp + *m_offsetMs));
 }
 
