@@ -368,6 +368,11 @@ void Recorder::key(quint16 keyCode, quint64 flags, const std::optional<QString>&
     }
 
     std::optional<AXTarget> target = m_resolver->focusedTarget();
+    // A focus not read in time leaves only its window. The keyboard leaves a field through a
+    // press, Tab or Return, which end the run: typing in the same application goes on in it.
+    if (m_keyRun && m_keyRun->target && m_keyRun->target->axRole && target && !target->axRole &&
+        target->appBundleID == m_keyRun->target->appBundleID)
+        target = m_keyRun->target;
     m_lastFocus = target;
     if (m_keyRun && sameTarget(m_keyRun->target, target)) {
         // A secure run only remembers that something was typed.
