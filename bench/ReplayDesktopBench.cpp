@@ -22,6 +22,7 @@
 #include "Support/Desktop/Demonstration.h"
 #include "Support/Desktop/TaskApp.h"
 #include "Support/LocalHttpServer.h"
+#include "Support/OrderSkill.h"
 #include "Support/ReplayProcess.h"
 #include "Support/TempSupportFolder.h"
 #include "TavrikCore/Recorder/AXResolver.h"
@@ -261,19 +262,6 @@ bool clickNamed(Demonstration& d, DesktopActor& actor, const char* role, const c
     return r.has_value();
 }
 
-const char* const kOrderSkill = R"(---
-name: Order fruit
-trigger: order fruit for someone
-parameters:
-  - name: full_name
-    type: text
-    prompt: Whose order is it?
-    example: Ada
----
-
-Fills in the order form and saves it.
-)";
-
 const char* const kColourSkill = R"(---
 name: Pick blue
 trigger: make the order blue
@@ -311,7 +299,7 @@ QList<Task> desktopTasks(Toolkit toolkit, const char* prefix) {
     tasks.append(
         Task{named("order form"),
              toolkit,
-             QString::fromUtf8(kOrderSkill),
+             QString::fromUtf8(test::orderSkillText),
              {{"full_name=Ada"}, "pw123"},
              Values{{"full_name=Grace"}, "s3cret"},
              [](Demonstration& d, Subject& s, DesktopActor&) {
@@ -387,7 +375,7 @@ QList<Task> pageTasks() {
     QList<Task> tasks;
     tasks.append(Task{QStringLiteral("Chromium order form"),
                       Toolkit::chromium,
-                      QString::fromUtf8(kOrderSkill),
+                      QString::fromUtf8(test::orderSkillText),
                       {{"full_name=Ada"}, {}},
                       Values{{"full_name=Grace"}, {}},
                       [](Demonstration& d, Subject&, DesktopActor& actor) {
