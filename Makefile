@@ -5,12 +5,6 @@ CMAKE_FLAGS ?=
 SANITIZE_BUILD ?= build-asan
 FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 20
-# Suites a test run leaves out (a ctest regular expression).
-TEST_EXCLUDE ?=
-# The recording suites pace a person's input against the recorder's accessibility reads: slowed
-# down several times by the sanitizers, they measure the slowdown, not the code. They run in
-# `make test`.
-SANITIZE_EXCLUDE ?= ^(WaylandSway|RecorderDesktop)$$
 # `make run` installs and builds only what running Tavrik needs; the other targets also get what
 # the tests and benchmarks need (a virtual desktop, a second sound server, test frameworks).
 WITH_TESTS ?= ON
@@ -36,7 +30,7 @@ run: build
 
 # The suite runs inside a private virtual desktop when the script for it exists.
 test: build
-	TAVRIK_TEST_EXCLUDE='$(TEST_EXCLUDE)' scripts/run-tests $(BUILD)
+	scripts/run-tests $(BUILD)
 
 # The longer Wayland suite: a whole headless GNOME Shell with Tavrik's extension, and a headless KWin.
 test-wayland:
@@ -54,7 +48,7 @@ sanitize: export UBSAN_OPTIONS ?= print_stacktrace=1
 sanitize: export LSAN_OPTIONS ?= suppressions=$(CURDIR)/scripts/lsan-suppressions.txt
 sanitize:
 	@scripts/install-deps fuzz
-	$(MAKE) test BUILD=$(SANITIZE_BUILD) TEST_EXCLUDE='$(SANITIZE_EXCLUDE)' \
+	$(MAKE) test BUILD=$(SANITIZE_BUILD) \
 		CMAKE_FLAGS="$(CMAKE_FLAGS) -DCMAKE_C_COMPILER=clang \
 		-DCMAKE_CXX_COMPILER=clang++ -DTAVRIK_SANITIZE=ON -DTAVRIK_FUZZ=ON -DTAVRIK_BUILD_BENCH=OFF"
 

@@ -619,6 +619,50 @@ TEST_F(RecorderTest, SignalsArrivingDuringAQueryWaitForTheirTurn) {
     EXPECT_EQ(r.events[1].typedText, "ab");
 }
 
+// A loaded machine delivers input late and in bursts: frames, and the times events carry, follow
+// when the user acted.
+TEST_F(RecorderTest, InputIsTimedByWhenItHappenedNotWhenItArrived) {
+    using namespace std::chrono_literals;
+    recorder->start();
+    const auto happened = [](std::chrono::milliseconds ago) {
+        return std::chrono::steady_clock::now() - ago;
+    };
+    clock.advance(2);
+    // Three keys pressed 0.5 s apart, arriving together: a frame each.
+    for (auto ago : {1500ms, 1000ms, 500ms}) {
+        monitor->setEventTime(happened(ago));
+        emit monitor->key(KeyCodes::tab, 0, std::nullopt);
+    }
+    // A click 0.1 s after the last key, arriving a second later: too soon for a frame.
+    clock.advance(1);
+    monitor->setEventTime(happened(1400ms));
+    click({10, 10});
+    // A source that stamps behind the last event cannot move time backwards.
+    monitor->setEventTime(happened(5s));
+    emit monitor->key(KeyCodes::escape, 0, std::nullopt);
+    // Typing arriving during a query keeps the time it arrived with, not the time it is taken.
+    clock.advance(1);
+    monitor->setEventTime(std::nullopt);
+    resolver->focused = field("Body");
+    resolver->duringNextQuery = [this] {
+        emit monitor->key(KeyCodes::returnKey, 0, std::nullopt);
+        clock.advance(1);
+    };
+    emit monitor->key(KeyCodes::a, 0, QStringLiteral("a"));
+
+    const Recording r = stop();
+    ASSERT_EQ(r.events.size(), 7);
+    const double expected[] = {0.5, 1.0, 1.5, 1.6, 1.6, 4.0, 4.0};
+    for (int i = 0; i < 7; ++i)
+        EXPECT_NEAR(r.events[i].timeOffset, expected[i], 0.05) << i;
+    EXPECT_TRUE(r.events[0].frameIndex && r.events[1].frameIndex && r.events[2].frameIndex);
+    EXPECT_FALSE(r.events[3].frameIndex);
+    EXPECT_FALSE(r.events[4].frameIndex);
+    EXPECT_EQ(r.events[5].typedText, "a");
+    ASSERT_EQ(r.frames.size(), 4);
+    EXPECT_NEAR(r.frames[1].timeOffset, 1.0, 0.05);
+}
+
 TEST(RecorderRules, SameTargetComparesIdentityNotContent) {
     AXTarget a = field("To");
     AXTarget b = a;

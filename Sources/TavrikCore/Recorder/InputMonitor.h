@@ -4,6 +4,7 @@
 
 #include <QObject>
 #include <QString>
+#include <chrono>
 #include <optional>
 
 namespace tavrik {
@@ -30,6 +31,14 @@ public:
     virtual bool isRunning() const = 0;
     virtual QString errorString() const = 0;
 
+    using TimePoint = std::chrono::steady_clock::time_point;
+    // When the input the signals are delivering happened, read from their handlers: a loaded
+    // machine delivers late and in bursts, and what is paced (key frames) follows the user, not
+    // the delivery. Absent when the source gives no time.
+    std::optional<TimePoint> eventTime() const { return m_eventTime; }
+    // Set by whatever emits the signals, before each emission.
+    void setEventTime(std::optional<TimePoint> time) { m_eventTime = time; }
+
 signals:
     // `clickCount` is 1 for a single click, 2 for the second of a double click, and so on.
     void mouseDown(tavrik::Point point, tavrik::InputMonitor::MouseButton button, int clickCount);
@@ -45,6 +54,9 @@ signals:
     void key(quint16 keyCode, quint64 flags, std::optional<QString> characters);
     // A modifier key went down or up; `flags` are the modifiers held afterwards.
     void flagsChanged(quint16 keyCode, quint64 flags);
+
+private:
+    std::optional<TimePoint> m_eventTime;
 };
 
 } // namespace tavrik

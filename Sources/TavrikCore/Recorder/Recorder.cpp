@@ -107,6 +107,16 @@ double Recorder::now() const {
     return std::chrono::duration<double>(m_clock() - m_startTime).count();
 }
 
+double Recorder::inputOffset() const {
+    const double handled = now();
+    const std::optional<InputMonitor::TimePoint> happened = m_monitor->eventTime();
+    if (!happened)
+        return handled;
+    const double age =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - *happened).count();
+    return handled - std::max(0.0, age);
+}
+
 void Recorder::start() {
     if (m_isRecording)
         return;
@@ -126,6 +136,7 @@ void Recorder::start() {
     m_framesByReservation.clear();
     m_pendingCaptures = 0;
     m_lastFrameOffset = -1;
+    m_inputOffset = 0;
 
     // Without a frames folder each capture fails on its own; the events still count.
     (void)m_store.prepareFramesDirectory(m_id);
@@ -248,9 +259,15 @@ void Recorder::finishStop() {
     promise->finish();
 }
 
-void Recorder::dispatch(std::function<void()> handle) {
+void Recorder::dispatch(std::function<void()> handle, std::optional<double> at) {
     if (!m_isRecording || m_stopping)
         return;
+    if (at) {
+        handle = [this, at = std::max(0.0, *at), inner = std::move(handle)] {
+            m_inputOffset = std::max(m_inputOffset, at);
+            inner();
+        };
+    }
     if (m_handling) {
         m_deferred.append(std::move(handle));
         return;
@@ -263,14 +280,16 @@ void Recorder::dispatch(std::function<void()> handle) {
 }
 
 void Recorder::handleMouseDown(Point point, InputMonitor::MouseButton button, int clickCount) {
-    dispatch([=, this] { mouseDown(point, button, clickCount); });
+    dispatch([=, this] { mouseDown(point, button, clickCount); }, inputOffset());
 }
 
 void Recorder::handleMouseUp(Point point, InputMonitor::MouseButton) {
-    dispatch([=, this] {
-        m_lastMousePoint = point;
-        emitGesture(point);
-    });
+    dispatch(
+        [=, this] {
+            m_lastMousePoint = point;
+            emitGesture(point);
+        },
+        inputOffset());
 }
 
 void Recorder::handleMouseDragged(Point point) {
@@ -291,11 +310,11 @@ void Recorder::handleMouseMoved(Point point) {
 }
 
 void Recorder::handleScroll(Point point, double deltaX, double deltaY) {
-    dispatch([=, this] { scroll(point, deltaX, deltaY); });
+    dispatch([=, this] { scroll(point, deltaX, deltaY); }, inputOffset());
 }
 
 void Recorder::handleKey(quint16 keyCode, quint64 flags, const std::optional<QString>& characters) {
-    dispatch([=, this] { key(keyCode, flags, characters); });
+    dispatch([=, this] { key(keyCode, flags, characters); }, inputOffset());
 }
 
 void Recorder::mouseDown(Point point, InputMonitor::MouseButton button, int clickCount) {
@@ -308,7 +327,8 @@ void Recorder::mouseDown(Point point, InputMonitor::MouseButton button, int clic
     m_lastFocus = target && target->axRole ? target : std::nullopt;
     std::optional<qint64> reservation = requestFrame(point);
     // An earlier press that was never released is dropped.
-    m_gesture = MouseGesture{point, button, clickCount, now(), std::move(target), reservation};
+    m_gesture =
+        MouseGesture{point, button, clickCount, m_inputOffset, std::move(target), reservation};
 }
 
 void Recorder::scroll(Point point, double deltaX, double deltaY) {
@@ -322,7 +342,7 @@ void Recorder::scroll(Point point, double deltaX, double deltaY) {
     // A run ends only at a press, a key or stop, never by time or pointer movement.
     std::optional<AXTarget> target = m_resolver->target(point);
     std::optional<qint64> reservation = requestFrame(point);
-    m_scrollRun = ScrollRun{point, deltaX, deltaY, now(), std::move(target), reservation};
+    m_scrollRun = ScrollRun{point, deltaX, deltaY, m_inputOffset, std::move(target), reservation};
 }
 
 void Recorder::key(quint16 keyCode, quint64 flags, const std::optional<QString>& characters) {
@@ -342,7 +362,7 @@ void Recorder::key(quint16 keyCode, quint64 flags, const std::optional<QString>&
         noteContext(target);
         std::optional<qint64> reservation = requestFrame(std::nullopt);
         ActionEvent event;
-        event.timeOffset = now();
+        event.timeOffset = m_inputOffset;
         event.type = ActionType::keystroke;
         event.target = std::move(target);
         event.keyCode = keyCode;
@@ -368,7 +388,7 @@ void Recorder::key(quint16 keyCode, quint64 flags, const std::optional<QString>&
     flushKeyRun();
     const bool secure = target && target->isSecure;
     std::optional<qint64> reservation = requestFrame(std::nullopt);
-    m_keyRun = KeyRun{secure ? QString() : *characters, target, secure, now(), reservation};
+    m_keyRun = KeyRun{secure ? QString() : *characters, target, secure, m_inputOffset, reservation};
     noteContext(target);
 }
 
@@ -433,12 +453,12 @@ void Recorder::noteContext(const std::optional<AXTarget>& target) {
     // Window changes inside one application are not noted.
     if (!m_appContexts.isEmpty() && m_appContexts.last().bundleID == target->appBundleID)
         return;
-    m_appContexts.append(
-        AppContextSnapshot{now(), target->appBundleID, target->appName, target->windowTitle});
+    m_appContexts.append(AppContextSnapshot{m_inputOffset, target->appBundleID, target->appName,
+                                            target->windowTitle});
 }
 
 std::optional<qint64> Recorder::requestFrame(std::optional<Point> at) {
-    const double t = now();
+    const double t = m_inputOffset;
     // Interactions closer than the gap to the previous frame share none.
     if (m_lastFrameOffset >= 0 && t - m_lastFrameOffset < m_minFrameGap)
         return std::nullopt;

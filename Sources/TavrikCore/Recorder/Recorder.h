@@ -115,8 +115,11 @@ private:
     };
 
     double now() const;
-    // Runs `handle` now, or after the handler in progress when called from inside one.
-    void dispatch(std::function<void()> handle);
+    // When the input being delivered happened, as an offset into the recording.
+    double inputOffset() const;
+    // Runs `handle` now, or after the handler in progress when called from inside one; input
+    // handlers pass when their input happened (`at`), read on arrival.
+    void dispatch(std::function<void()> handle, std::optional<double> at = std::nullopt);
     void mouseDown(Point point, InputMonitor::MouseButton button, int clickCount);
     void scroll(Point point, double deltaX, double deltaY);
     void key(quint16 keyCode, quint64 flags, const std::optional<QString>& characters);
@@ -159,6 +162,9 @@ private:
     QMap<qint64, FrameRef> m_framesByReservation;
     int m_pendingCaptures = 0;
     double m_lastFrameOffset = -1;
+    // When the input being handled happened: every time an interaction, a frame or a context
+    // change is given. It never runs backwards, so the events stay in the order they were taken.
+    double m_inputOffset = 0;
 
     // Each recording's captures report under its generation, so a capture that outlives the
     // wait at stop cannot touch a later recording.

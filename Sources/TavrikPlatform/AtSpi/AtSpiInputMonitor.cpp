@@ -46,14 +46,18 @@ AtSpiInputMonitor::AtSpiInputMonitor(std::unique_ptr<WindowDirectory> windows,
                                      evdev::EvdevPointer::Locate pointer, QObject* parent)
     : InputMonitor(parent), m_windows(std::move(windows)), m_locate(std::move(pointer)),
       m_pointer(*this, m_locate) {
-    // Handed on from the event loop, never from inside the listener: the registry holds each key
-    // until the listener answers, and a toolkit that waits too long for the registry delivers
-    // the key itself, after the clicks that came later.
+    // Handed on queued, like the pointer's gestures, so keys and clicks keep the order they are
+    // taken in.
     connect(&m_keys, &InputMonitor::key, this,
             [this](quint16 code, quint64 flags, const std::optional<QString>& characters) {
                 m_clicks.key(code, flags);
                 QMetaObject::invokeMethod(
-                    this, [=, this] { emit key(code, flags, characters); }, Qt::QueuedConnection);
+                    this,
+                    [=, this, at = m_keys.eventTime()] {
+                        setEventTime(at);
+                        emit key(code, flags, characters);
+                    },
+                    Qt::QueuedConnection);
             });
     connect(&m_keys, &InputMonitor::flagsChanged, this, &InputMonitor::flagsChanged,
             Qt::QueuedConnection);
@@ -118,9 +122,8 @@ void AtSpiInputMonitor::stop() {
 void AtSpiInputMonitor::deliverPending() {
     if (!m_running)
         return;
-    QSet<QByteArray> peers = m_senders;
-    peers.insert(QByteArrayLiteral("org.a11y.atspi.Registry"));
-    ping(peers);
+    m_keys.deliverPending();
+    ping(m_senders);
     // The replies' wait read what came before them; libatspi hands events over from the main
     // loop, some only once idle.
     if (DBusConnection* bus = atspi_get_a11y_bus()) {
@@ -157,11 +160,7 @@ void AtSpiInputMonitor::pointerInput(const evdev::InputEvent& event) {
     if (event.kind != evdev::InputEvent::Kind::motion) {
         // Keys reach us through the registry, later than the device's click: take in those
         // typed before it, so the recording keeps the order they were made in.
-        ping({QByteArrayLiteral("org.a11y.atspi.Registry")});
-        if (DBusConnection* bus = atspi_get_a11y_bus()) {
-            while (dbus_connection_dispatch(bus) == DBUS_DISPATCH_DATA_REMAINS) {
-            }
-        }
+        m_keys.deliverPending();
     }
     // Behind the keys just taken in, which are handed on queued as well.
     QMetaObject::invokeMethod(
@@ -181,6 +180,8 @@ void AtSpiInputMonitor::onEvent(AtspiEvent* event, void* self) {
 }
 
 void AtSpiInputMonitor::handle(const AtspiEvent& event) {
+    // Accessibility events carry no time: the click happened no later than it was heard.
+    const auto heard = std::chrono::steady_clock::now();
     const QByteArray type(event.type);
     AtspiAccessible* source = event.source;
     GError* error = nullptr;
@@ -217,6 +218,7 @@ void AtSpiInputMonitor::handle(const AtspiEvent& event) {
         QMetaObject::invokeMethod(
             this,
             [=, this] {
+                setEventTime(heard);
                 emit mouseDown(point, MouseButton::left, 1);
                 emit mouseUp(point, MouseButton::left);
             },

@@ -19,17 +19,22 @@ constexpr quint32 kAlt = 1 << 3;
 constexpr quint32 kSuper = 1 << 6;
 // X key codes are evdev codes plus 8.
 constexpr int kEvdevOffset = 8;
+// How long a stop or a press waits for the registry to hand over the keys before it.
+constexpr int kDeliverTimeoutMs = 400;
 
 } // namespace
 
 namespace {
 
-// One registration for the whole process, made on first use and kept: the registry answers a
-// deregistration late or never while it is delivering keys, which would stall every stop.
+// The registry answers a deregistration late or never while it is delivering keys,
+// which would stall every stop: one registration for the whole process, made on first use and
+// kept.
 struct Registration {
-    AtspiDeviceListener* listener = nullptr;
+    QObject receiver;
+    std::unique_ptr<AtSpiKeyChannel> channel;
     QList<AtSpiKeyListener*> subscribers;
-    QString error;
+    // One toolkit's clock at a time: the application in front.
+    EventClock times{true};
 };
 
 Registration& registration() {
@@ -60,43 +65,40 @@ bool AtSpiKeyListener::start() {
     if (m_running)
         return true;
     Registration& r = registration();
-    if (!r.listener) {
+    if (!r.channel) {
+        // The accessibility library is set up for the rest of the monitor's questions.
         const int status = atspi_init();
         if (status != 0 && status != 1) {
             m_error = QStringLiteral("The accessibility bus cannot be reached.");
             return false;
         }
-        r.listener = atspi_device_listener_new(
-            reinterpret_cast<AtspiDeviceListenerCB>(&AtSpiKeyListener::onKey), nullptr, nullptr);
-        // A registration hears only keys pressed with exactly its modifier mask: one for each
-        // combination. The registry's answer is false for registrations it keeps all the same, so
-        // only an error counts.
+        auto channel =
+            std::make_unique<AtSpiKeyChannel>(&r.receiver, [](const AtSpiKeyChannel::Key& key) {
+                Registration& r = registration();
+                const std::optional<TimePoint> time =
+                    key.timestamp ? std::optional(r.times.place(key.timestamp, key.arrival))
+                                  : std::nullopt;
+                for (AtSpiKeyListener* subscriber : std::as_const(r.subscribers))
+                    subscriber->handle(key, time);
+            });
+        // One registration for each combination of the modifiers.
         const quint32 bits[] = {kShift, kControl, kAlt, kSuper};
-        int registered = 0;
+        QList<quint32> masks;
         for (quint32 combination = 0; combination < 16; ++combination) {
             quint32 mask = 0;
             for (int b = 0; b < 4; ++b)
                 if (combination & (1u << b))
                     mask |= bits[b];
-            GError* error = nullptr;
-            atspi_register_keystroke_listener(r.listener, nullptr, mask,
-                                              (1 << ATSPI_KEY_PRESSED_EVENT) |
-                                                  (1 << ATSPI_KEY_RELEASED_EVENT),
-                                              ATSPI_KEYLISTENER_NOSYNC, &error);
-            if (error) {
-                r.error = QString::fromUtf8(error->message);
-                g_error_free(error);
-            } else {
-                ++registered;
-            }
+            masks.append(mask);
         }
-        if (registered == 0) {
-            g_object_unref(r.listener);
-            r.listener = nullptr;
-            m_error = r.error;
+        if (!channel->start(masks)) {
+            m_error = channel->errorString();
             return false;
         }
+        r.channel = std::move(channel);
     }
+    if (r.subscribers.isEmpty())
+        r.times.reset();
     r.subscribers.append(this);
     m_running = true;
     m_error.clear();
@@ -110,22 +112,22 @@ void AtSpiKeyListener::stop() {
     m_running = false;
 }
 
-int AtSpiKeyListener::onKey(AtspiDeviceEvent* event, void*) {
-    for (AtSpiKeyListener* subscriber : std::as_const(registration().subscribers))
-        subscriber->handle(*event);
-    return FALSE; // never consumed: the application still gets its key
+void AtSpiKeyListener::deliverPending() {
+    if (m_running && registration().channel)
+        registration().channel->deliverPending(kDeliverTimeoutMs);
 }
 
-void AtSpiKeyListener::handle(const AtspiDeviceEvent& event) {
+void AtSpiKeyListener::handle(const AtSpiKeyChannel::Key& event, std::optional<TimePoint> time) {
     // The keysym first: a virtual keyboard numbers its keys as it likes.
     quint16 code = KeyCodes::unknown;
 #ifdef TAVRIK_HAVE_X11
-    code = x11::KeyMap::keyCodeForKeysym(event.id);
+    code = x11::KeyMap::keyCodeForKeysym(event.keysym);
 #endif
-    if (const int evdevCode = int(event.hw_code) - kEvdevOffset;
+    if (const int evdevCode = int(event.hardwareCode) - kEvdevOffset;
         code == KeyCodes::unknown && evdevCode > 0)
         code = evdev::EvdevDecoder::keyCodeForLinux(quint16(evdevCode));
     const bool pressed = event.type == ATSPI_KEY_PRESSED_EVENT;
+    setEventTime(time);
     if (KeyCodes::isModifierKey(code)) {
         // The state AT-SPI reports is the one before this key: apply the key itself.
         const quint64 bit = ModifierFlags::forModifierKey(code);
@@ -137,8 +139,8 @@ void AtSpiKeyListener::handle(const AtspiDeviceEvent& event) {
         return;
     m_flags = flagsForModifiers(event.modifiers);
     std::optional<QString> characters;
-    if (event.is_text && event.event_string && *event.event_string)
-        characters = QString::fromUtf8(event.event_string);
+    if (event.isText && !event.text.isEmpty())
+        characters = QString::fromUtf8(event.text);
     emit key(code, m_flags, characters);
 }
 

@@ -1,17 +1,17 @@
 #pragma once
 
 #include "TavrikCore/Recorder/InputMonitor.h"
+#include "TavrikPlatform/AtSpi/AtSpiKeyChannel.h"
 
 #include <QList>
-
-typedef struct _AtspiDeviceEvent AtspiDeviceEvent; // NOLINT(bugprone-reserved-identifier)
 
 namespace tavrik::atspi {
 
 // Keys through the accessibility bus's keystroke listener: on Wayland, where nothing else lets a
 // program watch input, the toolkits forward the keys of the focused accessible application.
-// Keys typed into other programs, and the pointer, are not seen. Events arrive through GLib's
-// default main context, which Qt's event loop runs on Linux.
+// Keys typed into other programs, and the pointer, are not seen. The registry's calls are answered
+// at once on a thread of their own (AtSpiKeyChannel); the keys arrive through the event loop of
+// the thread the listener lives on.
 class AtSpiKeyListener final : public InputMonitor {
     Q_OBJECT
 public:
@@ -20,6 +20,8 @@ public:
 
     bool start() override;
     void stop() override;
+    // Hands over the keys the registry sent before this call.
+    void deliverPending() override;
     bool isRunning() const override { return m_running; }
     QString errorString() const override { return m_error; }
 
@@ -27,8 +29,7 @@ public:
     static quint64 flagsForModifiers(quint32 modifiers);
 
 private:
-    static int onKey(AtspiDeviceEvent* event, void* self);
-    void handle(const AtspiDeviceEvent& event);
+    void handle(const AtSpiKeyChannel::Key& key, std::optional<TimePoint> time);
 
     bool m_running = false;
     quint64 m_flags = 0;

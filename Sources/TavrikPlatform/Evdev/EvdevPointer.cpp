@@ -32,6 +32,7 @@ void EvdevPointer::reset() {
 }
 
 void EvdevPointer::take(const InputEvent& event) {
+    m_out.setEventTime(m_times.place(event.timeUs / 1000));
     switch (event.kind) {
     case InputEvent::Kind::button:
         if (const std::optional<InputMonitor::MouseButton> button = buttonOf(event.linuxCode)) {

@@ -2,6 +2,7 @@
 
 #include "TavrikCore/Models/Point.h"
 #include "TavrikCore/Recorder/ClickCounter.h"
+#include "TavrikCore/Recorder/EventClock.h"
 #include "TavrikCore/Recorder/InputMonitor.h"
 #include "TavrikPlatform/Evdev/EvdevDecoder.h"
 
@@ -31,6 +32,7 @@ private:
     InputMonitor& m_out;
     Locate m_locate;
     ClickCounter m_counter;
+    EventClock m_times; // the kernel's
     std::optional<InputMonitor::MouseButton> m_held;
     std::optional<Point> m_last;
     std::optional<qint64> m_lastMotionUs; // when motion was last placed

@@ -54,6 +54,7 @@ bool X11InputMonitor::start() {
         distance = QGuiApplication::styleHints()->mouseDoubleClickDistance() * m_pointsPerPixel;
     }
     m_clicks = ClickCounter(interval, distance);
+    m_times.reset();
     return true;
 }
 
@@ -70,6 +71,8 @@ void X11InputMonitor::stop() {
 void X11InputMonitor::onRecorded(int type, unsigned detail, unsigned state, int rootX, int rootY,
                                  quint32 time) {
     const Point point{rootX * m_pointsPerPixel, rootY * m_pointsPerPixel};
+    if (type != MappingNotify)
+        setEventTime(m_times.place(time));
     switch (type) {
     case ButtonPress:
         switch (detail) {

@@ -2,6 +2,7 @@
 
 #include "TavrikCore/Hotkeys/ModifierTracker.h"
 #include "TavrikCore/Recorder/ClickCounter.h"
+#include "TavrikCore/Recorder/EventClock.h"
 #include "TavrikCore/Recorder/InputMonitor.h"
 
 #include <memory>
@@ -32,6 +33,7 @@ private:
     std::unique_ptr<KeyMap> m_keyMap;
     ModifierTracker m_modifiers;
     ClickCounter m_clicks;
+    EventClock m_times{true}; // the server's milliseconds
     double m_pointsPerPixel = 1.0;
     bool m_leftDown = false;
     QString m_error;
