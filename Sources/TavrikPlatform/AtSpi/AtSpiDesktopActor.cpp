@@ -257,12 +257,11 @@ struct AtSpiDesktopActor::Private {
         if (it != toolkits.constEnd()) {
             return *it;
         }
-        auto name =
-            query.call([&](GError** e) { return atspi_accessible_get_toolkit_name(object, e); });
+        const std::optional<QString> name = query.toolkitName(object);
         if (!name) {
             return {};
         }
-        return *toolkits.insert(pid, takeString(*name));
+        return *toolkits.insert(pid, *name);
     }
 };
 
