@@ -39,6 +39,9 @@ LiveElement& FakeDesktop::addElement(const LiveWindow& window, const QString& ro
         element.actions = {QStringLiteral("click")};
     } else if (role == QStringLiteral("list item")) {
         element.selectable = true;
+    } else if (role == QStringLiteral("menu")) {
+        element.actions = {QStringLiteral("click")};
+        element.selectable = true;
     }
     elementList.append(element);
     return elementList.last();
@@ -102,6 +105,8 @@ bool FakeDesktop::performAction(const LiveElement& element, const QString& actio
     log.append(QStringLiteral("action %1 %2").arg(action, e->name));
     if (e->checkable)
         e->checked = !e->checked;
+    if (e->role == QStringLiteral("menu") && menusOpenThroughActions)
+        e->selected = true;
     return !lateActions.contains(action);
 }
 

@@ -168,6 +168,32 @@ TEST_F(SignUp, APushButtonIsClickedWhereItShowsAndPressedThroughAccessibilityWhe
                                         QStringLiteral("action click Save")}));
 }
 
+// A menu pressed through accessibility must be seen to open; one that stayed shut is clicked
+// where it is, and one that opens neither way ends the run rather than the next step waiting.
+TEST_F(SignUp, AMenuIsSeenToOpenAndClickedWhereItIsWhenItStayedShut) {
+    desktop.addElement(window, QStringLiteral("menu"), QStringLiteral("File"),
+                       QStringLiteral("filler:0/menu bar:4/menu:0"), Rect(10, 0, 40, 20));
+    skill.plan = {
+        recordedStep(0, ActionType::click, *desktop.find(QStringLiteral("File")), window)};
+    ASSERT_TRUE(run({}));
+    EXPECT_EQ(desktop.log, QStringList{QStringLiteral("action click File")});
+
+    desktop.find(QStringLiteral("File"))->selected = false;
+    desktop.log.clear();
+    desktop.menusOpenThroughActions = false;
+    ASSERT_TRUE(run({}));
+    EXPECT_EQ(desktop.log,
+              (QStringList{QStringLiteral("action click File"), QStringLiteral("activate Sign up"),
+                           QStringLiteral("click 80,60 left x1")}));
+    EXPECT_TRUE(desktop.find(QStringLiteral("File"))->selected);
+
+    desktop.find(QStringLiteral("File"))->selected = false;
+    desktop.clicksLand = false;
+    EXPECT_FALSE(run({}));
+    EXPECT_EQ(lines.last(), QStringLiteral("✗ Step 1 (Step on File): “File” in "
+                                           "org.example.SignUp did not open"));
+}
+
 TEST_F(SignUp, WaitsForADisabledButtonAndALongerPreconditionWait) {
     desktop.find(QStringLiteral("Save"))->enabled = false;
     skill.plan[4].precondition = QStringLiteral("the upload finished; wait up to 30 seconds");
