@@ -30,6 +30,7 @@ LiveElement& FakeDesktop::addElement(const LiveWindow& window, const QString& ro
     element.focusable = true;
     if (role == QStringLiteral("text") || role == QStringLiteral("password text")) {
         element.editable = true;
+        element.singleLine = true;
         element.value = QString();
         element.secure = role == QStringLiteral("password text");
     } else if (role == QStringLiteral("check box") || role == QStringLiteral("toggle button")) {
@@ -149,6 +150,8 @@ bool FakeDesktop::replaceText(const LiveElement& element, const QString& text) {
     if (!e)
         return false;
     e->value = text;
+    log.append(QStringLiteral("replace the text of %1 with %2")
+                   .arg(e->name, e->secure ? QStringLiteral("(secret)") : text));
     return true;
 }
 

@@ -149,6 +149,12 @@ Point pointInElement(const PlanStep& step, const LiveElement& element) {
                  element.frame.origin.y + fy * element.frame.size.height};
 }
 
+bool typedIntoEmptyField(const PlanStep& step) {
+    const QString typed = step.text.value_or(QString());
+    const QString held = step.target ? step.target->axValue.value_or(QString()) : QString();
+    return !typed.isEmpty() && typed.startsWith(held);
+}
+
 // Elements that do nothing (labels, panels) have no enabled state to wait for.
 bool mustBeEnabled(const LiveElement& element) {
     return !element.actions.isEmpty() || element.editable ||
@@ -324,10 +330,10 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
                 if ((isPushButton(element.role) || isMenuItem(element.role)) &&
                     !element.checkable && pressInPlace(where))
                     return {};
+                if (showsItOpens(element))
+                    return openMenu(step, where, *action);
                 const bool wasChecked = element.checked;
                 if (m_actor.performAction(element, *action)) {
-                    if (showsItOpens(element))
-                        return menuOpened(step, where);
                     if (!element.checkable)
                         return {};
                     if (settle([&] {
@@ -422,14 +428,18 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
     return {};
 }
 
-// GTK opens a menu asked through accessibility without a press to take the pointer with, and
-// now and then it closes again at once: then it is clicked where it is, as the person did.
-ReplayEngine::Outcome ReplayEngine::menuOpened(const PlanStep& step, const Located& where) {
+// A menu opens as the person opened it, pressed where it is: GTK opens one asked through
+// accessibility without a press to take the pointer with, and now and then closes it again at
+// once. Through accessibility only where the pointer cannot reach it or the press did nothing.
+ReplayEngine::Outcome ReplayEngine::openMenu(const PlanStep& step, const Located& where,
+                                             const QString& action) {
     const auto open = [&] {
         const auto now = m_actor.refresh(*where.element);
         return now && now->selected;
     };
-    if (settle(open) || (pressInPlace(where) && settle(open)))
+    if (pressInPlace(where) && settle(open))
+        return {};
+    if (m_actor.performAction(*where.element, action) && settle(open))
         return {};
     return {false, targetLabel(*step.target) + QStringLiteral(" did not open")};
 }
@@ -480,6 +490,14 @@ ReplayEngine::Outcome ReplayEngine::actTyping(const PlanStep& step, const Locate
         const std::optional<QString> now = m_actor.text(element);
         return now && (now->contains(text) || (before && *now != *before));
     };
+    // The person typed into a one-line field that held nothing else (what was recorded in it is
+    // a beginning of what they typed). A field that holds more now (a file chooser fills its
+    // name field from the file its cursor lands on in a folder) ends up holding just this run's
+    // text, as theirs did.
+    if (readable && element.singleLine && before && !before->isEmpty() &&
+        typedIntoEmptyField(step) && m_actor.replaceText(element, text) &&
+        settle([&] { return m_actor.text(element) == text; }))
+        return {};
     if (textual && m_actor.insertText(element, text)) {
         if (!readable || settle(arrived))
             return {};
