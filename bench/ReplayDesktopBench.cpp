@@ -23,6 +23,7 @@
 #include "Support/Desktop/Demonstration.h"
 #include "Support/Desktop/TaskApp.h"
 #include "Support/LocalHttpServer.h"
+#include "Support/OrderSkill.h"
 #include "Support/ReplayProcess.h"
 #include "Support/TempSupportFolder.h"
 #include "TavrikCore/Recorder/AXResolver.h"
@@ -278,19 +279,6 @@ bool clickNamed(Demonstration& d, DesktopActor& actor, const char* role, const c
     return r.has_value();
 }
 
-const char* const kOrderSkill = R"(---
-name: Order fruit
-trigger: order fruit for someone
-parameters:
-  - name: full_name
-    type: text
-    prompt: Whose order is it?
-    example: Ada
----
-
-Fills in the order form and saves it.
-)";
-
 const char* const kColourSkill = R"(---
 name: Pick blue
 trigger: make the order blue
@@ -328,7 +316,7 @@ QList<Task> desktopTasks(Toolkit toolkit, const char* prefix) {
     tasks.append(
         Task{named("order form"),
              toolkit,
-             QString::fromUtf8(kOrderSkill),
+             QString::fromUtf8(test::orderSkillText),
              {{"full_name=Ada"}, "pw123"},
              Values{{"full_name=Grace"}, "s3cret"},
              [](Demonstration& d, Subject& s, DesktopActor&) {
@@ -404,7 +392,7 @@ QList<Task> pageTasks() {
     QList<Task> tasks;
     tasks.append(Task{QStringLiteral("Chromium order form"),
                       Toolkit::chromium,
-                      QString::fromUtf8(kOrderSkill),
+                      QString::fromUtf8(test::orderSkillText),
                       {{"full_name=Ada"}, {}},
                       Values{{"full_name=Grace"}, {}},
                       [](Demonstration& d, Subject&, DesktopActor& actor) {

@@ -221,8 +221,7 @@ bool isToolkitFlag(QStringView option) {
          {u"-reverse", u"-testability", u"-widgetcount", u"-nograb", u"-dograb"})
         if (option == QStringView(flag))
             return true;
-    return option.startsWith(u"-style=") || option.startsWith(u"-stylesheet=") ||
-           option.startsWith(u"-qmljsdebugger=");
+    return false;
 }
 
 bool isToolkitOptionWithValue(QStringView option) {
@@ -236,20 +235,35 @@ bool isToolkitOptionWithValue(QStringView option) {
 }
 } // namespace
 
-std::optional<QString> toolkitOptionValue(const QStringList& arguments, QStringView option) {
-    std::optional<QString> value;
+QStringList toolkitArguments(const QStringList& arguments) {
+    QStringList result;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
-        QStringView argument(arguments[i]);
+        const QString& argument = arguments[i];
+        const QStringView option = QStringView(argument).sliced(argument.startsWith(u"--") ? 1 : 0);
+        const qsizetype equals = option.indexOf(u'=');
+        if (equals > 0 && isToolkitOptionWithValue(option.first(equals))) {
+            result << option.first(equals).toString() << option.sliced(equals + 1).toString();
+            continue;
+        }
+        result << argument;
+        if (isToolkitOptionWithValue(option) && i + 1 < arguments.size())
+            result << arguments[++i]; // Qt takes the next argument whatever it is
+    }
+    return result;
+}
+
+std::optional<QString> toolkitOptionValue(const QStringList& arguments, QStringView option) {
+    const QStringList split = toolkitArguments(arguments);
+    std::optional<QString> value;
+    for (qsizetype i = 0; i < split.size(); ++i) {
+        QStringView argument(split[i]);
         if (argument.startsWith(u"--"))
             argument = argument.sliced(1);
-        if (argument.startsWith(option) && argument.sliced(option.size()).startsWith(u'=') &&
-            isToolkitFlag(argument))
-            value = argument.sliced(option.size() + 1).toString();
-        else if (argument == option && isToolkitOptionWithValue(argument) &&
-                 i + 1 < arguments.size())
-            value = arguments[++i];
-        else if (isToolkitOptionWithValue(argument))
-            ++i;
+        if (!isToolkitOptionWithValue(argument))
+            continue;
+        if (argument == option && i + 1 < split.size())
+            value = split[i + 1];
+        ++i;
     }
     return value;
 }
@@ -257,8 +271,9 @@ std::optional<QString> toolkitOptionValue(const QStringList& arguments, QStringV
 bool startsDesktopApplication(const QStringList& arguments) {
     if (arguments.contains(QStringLiteral("--selftest")))
         return false;
-    for (qsizetype i = 0; i < arguments.size(); ++i) {
-        QStringView option(arguments[i]);
+    const QStringList split = toolkitArguments(arguments);
+    for (qsizetype i = 0; i < split.size(); ++i) {
+        QStringView option(split[i]);
         if (option.startsWith(u"--"))
             option = option.sliced(1);
         if (isToolkitOptionWithValue(option))

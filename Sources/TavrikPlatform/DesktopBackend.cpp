@@ -8,6 +8,7 @@
 #include "TavrikPlatform/Wayland/AccessiblePointer.h"
 #include "TavrikPlatform/Wayland/GnomeShellHotkeys.h"
 #include "TavrikPlatform/Wayland/GrimFrameCapturer.h"
+#include "TavrikPlatform/Wayland/KWinFrameCapturer.h"
 #include "TavrikPlatform/Wayland/KWinHotkeys.h"
 #include "TavrikPlatform/Wayland/KWinScript.h"
 #include "TavrikPlatform/Wayland/KWinWindows.h"
@@ -132,16 +133,25 @@ std::unique_ptr<InputMonitor> createInputMonitor() {
 }
 
 std::unique_ptr<HotkeyGrabber> createHotkeyGrabber() {
-    if (isWayland() && wayland::WaylandDesktop::current().sway)
-        return std::make_unique<wayland::SwayHotkeys>(wayland::SwayIpc::socketFromEnvironment(),
-                                                      QCoreApplication::applicationFilePath());
-    // GNOME and KWin show Tavrik no keys: Control taps come from the keyboards, where they can
-    // be read.
-    if (isWayland() && wayland::WaylandDesktop::current().gnomeExtension)
-        return std::make_unique<evdev::EvdevHotkeys>(
-            std::make_unique<wayland::GnomeShellHotkeys>());
-    if (isWayland() && wayland::WaylandDesktop::current().kwin)
-        return std::make_unique<evdev::EvdevHotkeys>(std::make_unique<wayland::KWinHotkeys>());
+    if (isWayland()) {
+        const wayland::WaylandDesktop::Offer offer = wayland::WaylandDesktop::current();
+        // Control taps come from sway's bindings; elsewhere no compositor shows Tavrik keys, so
+        // they come from the keyboards, where they can be read (and where sway cannot bind
+        // Control, from them there too).
+        std::unique_ptr<HotkeyGrabber> shortcuts;
+        if (offer.sway)
+            shortcuts = std::make_unique<wayland::SwayHotkeys>(
+                wayland::SwayIpc::socketFromEnvironment(), QCoreApplication::applicationFilePath());
+        else if (offer.gnomeExtension)
+            shortcuts = std::make_unique<wayland::GnomeShellHotkeys>();
+        else if (offer.kwin)
+            shortcuts = std::make_unique<wayland::KWinHotkeys>();
+        if (offer.inputDevices || offer.gnomeExtension || offer.kwin)
+            return std::make_unique<evdev::EvdevHotkeys>(std::move(shortcuts));
+        if (shortcuts)
+            return shortcuts;
+        return std::make_unique<NullHotkeyGrabber>();
+    }
 #ifdef TAVRIK_HAVE_X11
     if (hasX11())
         return std::make_unique<x11::X11HotkeyGrabber>();
@@ -161,6 +171,11 @@ std::unique_ptr<FrameCapturer> createFrameCapturer() {
         }
         if (offer.gnome) {
             if (auto capturer = gnomeFrameCapturer(); capturer && capturer->isAvailable())
+                return capturer;
+        }
+        if (offer.kwinScreenShot) {
+            if (auto capturer = std::make_unique<wayland::KWinFrameCapturer>();
+                capturer->isAvailable())
                 return capturer;
         }
         return std::make_unique<NullFrameCapturer>();

@@ -78,6 +78,17 @@ TEST_F(CommandLine, ShowFindsASkillByIdSlashCommandOrFolder) {
         EXPECT_EQ(shown.status, 0) << ref.toStdString() << shown.err.toStdString();
         EXPECT_EQ(shown.out, expectedMarkdown) << ref.toStdString();
     }
+    // Marks stay with their letters: a decomposed accent and a Devanagari word are one word each.
+    const Skill marked = makeSkill(QStringLiteral("Cafe\u0301 नमस्ते"), 3000);
+    ASSERT_TRUE(store.save(marked).ok());
+    const QString markedMarkdown = SkillMarkdown::render(*store.load(Paths::skill(marked.id)));
+    for (const QString& ref :
+         {QStringLiteral("/cafe\u0301-नमस्ते"), QStringLiteral("cafe\u0301-नमस्ते")}) {
+        CommandResult shown = run({"show", ref, "--markdown"});
+        EXPECT_EQ(shown.status, 0) << shown.err.toStdString();
+        EXPECT_EQ(shown.out, markedMarkdown);
+    }
+
     CommandResult asJson = run({"show", "--json", "/search-google"});
     ASSERT_EQ(asJson.status, 0);
     std::optional<Skill> decoded =
@@ -130,6 +141,8 @@ TEST(CommandLineBasics, QtsOwnOptionsStartTheApplication) {
         {"-stylesheet=/tmp/look.qss"},
         {"-qwindowgeometry", "800x600", "-qwindowtitle", "Tavrik", "-session", "abc_123"},
         {"-platformtheme", "gtk3", "-plugin", "evdevkeyboard", "-widgetcount"},
+        {"-platform=xcb"},
+        {"--platform=offscreen", "-display=:1"},
         {"-style"},          // a value left out: Qt ignores the option
         {"-title", "-name"}, // a value is taken whatever it looks like
     };
@@ -145,6 +158,7 @@ TEST(CommandLineBasics, QtsOwnOptionsStartTheApplication) {
         {"-style", "fusion", "skills"},
         {"-frobnicate"},
         {"fusion"},
+        {"-frobnicate=xcb"},
     };
     for (const QStringList& arguments : commands)
         EXPECT_FALSE(startsDesktopApplication(arguments)) << arguments.join(' ').toStdString();
@@ -154,6 +168,10 @@ TEST(CommandLineBasics, QtsOwnOptionsStartTheApplication) {
               "offscreen");
     EXPECT_FALSE(toolkitOptionValue({"-platform"}, u"-platform"));
     EXPECT_FALSE(toolkitOptionValue({"-stylesheet", "x"}, u"-style"));
+    EXPECT_EQ(toolkitOptionValue({"-platform=offscreen"}, u"-platform"), "offscreen");
+    // Qt reads an option and its value only as two arguments (but for a few): so it is handed them.
+    EXPECT_EQ(toolkitArguments({"-platform=xcb", "--display=:1", "-title", "-a=b", "-reverse"}),
+              (QStringList{"-platform", "xcb", "-display", ":1", "-title", "-a=b", "-reverse"}));
 }
 
 // The platform and display chosen by Qt's options are the ones checked before starting.
@@ -162,6 +180,7 @@ TEST(CommandLineBasics, QtsPlatformAndDisplayOptionsDecideWhetherThereIsADisplay
     test::ScopedEnvironment noDisplay = test::ScopedEnvironment::unset("DISPLAY");
     EXPECT_TRUE(missingDisplayReason({}));
     EXPECT_FALSE(missingDisplayReason({"-platform", "offscreen"}));
+    EXPECT_FALSE(missingDisplayReason({"-platform=offscreen"}));
     EXPECT_FALSE(missingDisplayReason({"--platform", "vnc:size=800x600"}));
     EXPECT_TRUE(missingDisplayReason({"-platform", "xcb"}));
     const std::optional<QString> unanswered = missingDisplayReason({"-display", ":4242"});

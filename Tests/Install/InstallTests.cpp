@@ -4,6 +4,7 @@
 #include "TavrikCore/Storage/SkillStore.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QImage>
 #include <QProcess>
@@ -76,6 +77,15 @@ TEST_F(Installed, DesktopEntryMetadataIconsAndManPageAreWhereTheDesktopLooks) {
     const QString metainfo = path("share/metainfo/app.tavrik.Tavrik.metainfo.xml");
     ASSERT_TRUE(onPath("desktop-file-validate") && onPath("appstreamcli") && onPath("man"))
         << "needs desktop-file-utils, appstream and man-db (scripts/install-deps test)";
+    // KWin serves its screenshots and fake input to the program whose entry asks, named by path.
+    QFile entryFile(entry);
+    ASSERT_TRUE(entryFile.open(QIODevice::ReadOnly));
+    const QString entryText = QString::fromUtf8(entryFile.readAll());
+    EXPECT_TRUE(entryText.contains(QStringLiteral("\nExec=") +
+                                   QFileInfo(path("bin/tavrik")).absoluteFilePath() + u'\n'))
+        << entryText.toStdString();
+    EXPECT_TRUE(entryText.contains(
+        QStringLiteral("\nX-KDE-DBUS-Restricted-Interfaces=org.kde.KWin.ScreenShot2\n")));
     const ProgramRun desktop = run("desktop-file-validate", {entry});
     EXPECT_EQ(desktop.status, 0) << desktop.out.toStdString() << desktop.err.toStdString();
     EXPECT_TRUE((desktop.out + desktop.err).trimmed().isEmpty()) << desktop.out.toStdString();

@@ -102,8 +102,8 @@ TEST(Microphone, HearsSpeechThroughTheSoundServer) {
     const QString wav = dir.filePath("speech.wav");
     ASSERT_EQ(QProcess::execute("espeak-ng", {"-w", raw, "open the settings"}), 0);
     ASSERT_EQ(QProcess::execute("sox", {raw, "-r", "16000", "-c", "1", "-b", "16", wav}), 0);
-    const auto samples = WavFileAudioInput::readSamples(wav);
-    ASSERT_TRUE(samples);
+    const Result<QByteArray> samples = WavFileAudioInput::readSamples(wav);
+    ASSERT_TRUE(samples.ok()) << samples.error().toStdString();
     QFile grammar(dir.filePath("g.gram"));
     ASSERT_TRUE(grammar.open(QIODevice::WriteOnly));
     grammar.write(

@@ -68,21 +68,21 @@ protected:
 };
 
 TEST_F(Speech, WavFilesOtherThanTheNarrationFormatAreRefusedWithTheReason) {
-    QString error;
     const QString raw = dir->filePath("native.wav"); // espeak-ng writes 22050 Hz
     ASSERT_EQ(QProcess::execute("espeak-ng", {"-w", raw, "hello"}), 0);
-    EXPECT_FALSE(WavFileAudioInput::readSamples(raw, &error));
-    EXPECT_TRUE(error.contains("16000 Hz")) << error.toStdString();
+    Result<QByteArray> native = WavFileAudioInput::readSamples(raw);
+    EXPECT_FALSE(native.ok());
+    EXPECT_TRUE(native.error().contains("16000 Hz")) << native.error().toStdString();
 
     QFile text(dir->filePath("notes.wav"));
     ASSERT_TRUE(text.open(QIODevice::WriteOnly));
     text.write("this is not audio");
     text.close();
-    EXPECT_FALSE(WavFileAudioInput::readSamples(text.fileName(), &error));
-    EXPECT_TRUE(error.contains("not a WAV file"));
+    Result<QByteArray> notAudio = WavFileAudioInput::readSamples(text.fileName());
+    EXPECT_EQ(notAudio.error(), text.fileName() + ": not a WAV file");
 
-    const auto samples = WavFileAudioInput::readSamples(speak("hello", "hello"), &error);
-    ASSERT_TRUE(samples);
+    const Result<QByteArray> samples = WavFileAudioInput::readSamples(speak("hello", "hello"));
+    ASSERT_TRUE(samples.ok()) << samples.error().toStdString();
     EXPECT_GT(samples->size(), 16000); // more than half a second of audio
 }
 

@@ -205,6 +205,40 @@ TEST_F(RecorderTest, KeysThatMoveTheFocusBelongToTheElementThatHadIt) {
     EXPECT_EQ(r.events[4].target->axTitle, "Send");
 }
 
+// Under load an application may not answer in time; the resolver then knows only its window
+// (and counts it as secure where it has secure fields). Such a key stays in the run.
+TEST_F(RecorderTest, AFocusTheApplicationDidNotTellInTimeKeepsTheRunWhole) {
+    const AXTarget password = field("Password", "org.example.Mail", true);
+    AXTarget unread;
+    unread.appBundleID = password.appBundleID;
+    unread.windowTitle = password.windowTitle;
+    unread.isSecure = true;
+    resolver->focused = password;
+    recorder->start();
+    type("pw");
+    resolver->focused = unread;
+    type("1");
+    resolver->focused = password;
+    type("23");
+    resolver->focused = field("Subject");
+    type("hi");
+    resolver->focused = unread;
+    type("!");
+    // In another application an unread focus is nothing to go on: a new run.
+    unread.appBundleID = "org.example.Other";
+    resolver->focused = unread;
+    type("x");
+
+    const Recording r = stop();
+    ASSERT_EQ(r.events.size(), 3);
+    EXPECT_TRUE(r.events[0].target->isSecure);
+    EXPECT_EQ(r.events[0].target->axTitle, "Password");
+    EXPECT_FALSE(r.events[0].typedText);
+    EXPECT_EQ(r.events[1].target->axTitle, "Subject");
+    EXPECT_EQ(r.events[1].typedText, "hi!");
+    EXPECT_EQ(r.events[2].target->appBundleID, "org.example.Other");
+}
+
 TEST_F(RecorderTest, TypingWithoutAFocusedElementGivesOneEventPerKey) {
     recorder->start();
     type("hi");

@@ -4,6 +4,7 @@
 #include "Support/Desktop/TaskApp.h"
 #include "Support/LocalHttpServer.h"
 #include "Support/MessagesApi.h"
+#include "Support/OrderSkill.h"
 #include "Support/ReplayProcess.h"
 #include "Support/ScopedEnvironment.h"
 #include "Support/TempSupportFolder.h"
@@ -44,21 +45,6 @@ using tavrik::test::TaskApp;
 using tavrik::test::waitUntil;
 
 namespace {
-
-const char* const kSkillText = R"(---
-name: Order fruit
-trigger: order fruit for someone
-parameters:
-  - name: full_name
-    type: text
-    prompt: Whose order is it?
-    example: Ada
----
-
-# Order fruit
-
-Fills in the order form and saves it.
-)";
 
 void settle(int ms = 450) {
     waitUntil([] { return false; }, ms);
@@ -140,8 +126,8 @@ protected:
         EXPECT_TRUE(waitUntil([&] { return stopped.isFinished(); }, 20000));
         if (!stopped.result())
             return {};
-        Skill skill =
-            Synthesizer::skillFromMarkdown(QString::fromUtf8(kSkillText), *stopped.result());
+        Skill skill = Synthesizer::skillFromMarkdown(QString::fromUtf8(test::orderSkillText),
+                                                     *stopped.result());
         skill.sourceRecordingID = stopped.result()->id;
         const Result<> saved = SkillStore().save(skill);
         EXPECT_TRUE(saved.ok()) << saved.error().toStdString();
@@ -164,7 +150,10 @@ TEST_P(ReplayDesktop, ADemonstrationReplaysWithOtherValuesInChangedWindows) {
     ASSERT_FALSE(folder.isEmpty());
     ASSERT_EQ(CastRoute::method(m_skill), CastMethod::replay);
     const QList<qsizetype> secretSteps = CastRoute::secretSteps(m_skill);
-    ASSERT_EQ(secretSteps.size(), 1);
+    QString steps; // what a failure under load needs to be understood
+    for (const PlanStep& step : m_skill.plan)
+        steps += step.intent + (step.target && step.target->isSecure ? " (secure)\n" : "\n");
+    ASSERT_EQ(secretSteps.size(), 1) << steps.toStdString();
 
     const QList<QStringList> changes{
         {},
@@ -387,7 +376,7 @@ std::optional<Skill> demonstrateBlue(test::DesktopDriver& desktop, AXResolver& p
         const std::optional<QJsonObject> shown = app.waitForEvent(QStringLiteral("saved"), 5000);
         EXPECT_TRUE(shown && shown->value("colour").toString() == QStringLiteral("blue"));
     }
-    std::optional<Skill> skill = demonstration.save(QString::fromUtf8(kSkillText));
+    std::optional<Skill> skill = demonstration.save(QString::fromUtf8(test::orderSkillText));
     EXPECT_TRUE(skill);
     if (!skill)
         return std::nullopt;
@@ -601,7 +590,7 @@ TEST(ReplayDesktopPage, AFormOnAPageReplaysWithAnotherValue) {
         demonstration.click(at("check box", "Subscribe"));
         demonstration.click(at("push button", "Save"));
         EXPECT_TRUE(page.waitForEvent(QStringLiteral("saved"), 5000));
-        skill = demonstration.save(QString::fromUtf8(kSkillText));
+        skill = demonstration.save(QString::fromUtf8(test::orderSkillText));
     }
     ASSERT_TRUE(skill);
     ASSERT_EQ(CastRoute::method(*skill), CastMethod::replay);
@@ -622,6 +611,72 @@ TEST(ReplayDesktopPage, AFormOnAPageReplaysWithAnotherValue) {
     EXPECT_EQ(saved->value("name").toString(), QStringLiteral("Grace"));
     EXPECT_EQ(saved->value("notes").toString(), QStringLiteral("fast"));
     EXPECT_TRUE(saved->value("subscribe").toBool());
+}
+
+// Keys go to the element focused at the key: Tab belongs to the field it leaves, and an address
+// typed into the address bar is the bar's, though the page loaded before still says it is focused.
+TEST(ReplayDesktopPage, KeysAreRecordedOnTheElementFocusedAtTheKey) {
+    if (qEnvironmentVariableIsEmpty("DISPLAY"))
+        GTEST_SKIP() << "needs an X display with an accessibility bus (scripts/virtual-desktop)";
+    if (!test::ChromiumPage::isInstalled())
+        GTEST_SKIP() << "needs /usr/bin/chromium";
+    test::TempSupportFolder support;
+    test::DesktopDriver desktop;
+    test::LocalHttpServer server;
+    test::ChromiumPage::serve(server);
+    std::unique_ptr<DesktopActor> actor = DesktopBackend::createDesktopActor();
+    test::ChromiumPage page(server, {}, {}, {}, test::ChromiumPage::Frame::browser);
+    ASSERT_TRUE(page.started());
+    const std::optional<Rect> name =
+        test::Demonstration::find(*actor, QStringLiteral("entry"), QStringLiteral("Name"), 20000);
+    ASSERT_TRUE(name);
+
+    test::Demonstration demonstration(desktop);
+    demonstration.start();
+    demonstration.click(
+        {name->origin.x + name->size.width / 2, name->origin.y + name->size.height / 2});
+    demonstration.type(QStringLiteral("Ada"));
+    demonstration.chord({}, XK_Tab);
+    demonstration.type(QStringLiteral("fast"));
+    const auto shown = [&] {
+        qsizetype count = 0;
+        for (const test::RecordedRequest& request : server.requests())
+            count += request.json().object().value("event") == QStringLiteral("shown");
+        return count;
+    };
+    const QString address = server.baseUrl().sliced(server.baseUrl().indexOf("//") + 2) + "/";
+    demonstration.chord({XK_Control_L}, XK_l);
+    demonstration.type(address);
+    demonstration.chord({}, XK_Return);
+    ASSERT_TRUE(waitUntil([&] { return shown() == 2; }));
+    demonstration.chord({XK_Control_L}, XK_l);
+    demonstration.type(QStringLiteral("plums"));
+    const std::optional<Skill> skill = demonstration.save(QString::fromUtf8(kSkillText));
+    ASSERT_TRUE(skill);
+
+    const auto typed = [&](const QString& text) -> std::optional<AXTarget> {
+        for (const PlanStep& step : skill->plan)
+            if (step.text == text)
+                return step.target;
+        ADD_FAILURE() << "nothing typed as " << text.toStdString();
+        return std::nullopt;
+    };
+    const std::optional<AXTarget> field = typed(QStringLiteral("Ada"));
+    ASSERT_TRUE(field);
+    EXPECT_EQ(field->axTitle, QStringLiteral("Name"));
+    const auto tab = std::find_if(skill->plan.begin(), skill->plan.end(),
+                                  [](const PlanStep& s) { return s.keyCode == KeyCodes::tab; });
+    ASSERT_NE(tab, skill->plan.end());
+    ASSERT_TRUE(tab->target);
+    EXPECT_EQ(tab->target->axTitle, QStringLiteral("Name"));
+    const std::optional<AXTarget> notes = typed(QStringLiteral("fast"));
+    ASSERT_TRUE(notes);
+    EXPECT_EQ(notes->axTitle, QStringLiteral("Notes"));
+    const std::optional<AXTarget> bar = typed(QStringLiteral("plums"));
+    ASSERT_TRUE(bar);
+    EXPECT_EQ(bar->axRole, QStringLiteral("entry"));
+    EXPECT_NE(bar->axTitle, QStringLiteral("Name"));
+    EXPECT_NE(bar->axPath, field->axPath);
 }
 
 INSTANTIATE_TEST_SUITE_P(Toolkits, ReplayDesktop,

@@ -134,6 +134,16 @@ TEST_F(PreferencesTest, StatisticsAndStartingAtLoginAreSavedWhereTheyAreRead) {
     window.loginBox()->click();
     EXPECT_FALSE(QFile::exists(entry));
 
+    // A file where the autostart folder belongs: the failure is said and the box stays clear.
+    {
+        QFile blocker(config.path() + "/autostart");
+        ASSERT_TRUE(QDir(config.path() + "/autostart").removeRecursively());
+        ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    }
+    window.loginBox()->click();
+    EXPECT_FALSE(window.loginBox()->isChecked());
+    EXPECT_EQ(window.keyStatus()->text(), config.path() + "/autostart could not be made");
+
     // Direct skills open in the user's browser unless they chose Tavrik's.
     EXPECT_EQ(DirectBrowser::current(), DirectBrowser::Choice::desktopDefault);
     EXPECT_EQ(window.browserBox()->currentText(), "Your default browser");

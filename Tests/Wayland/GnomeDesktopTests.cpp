@@ -23,11 +23,7 @@ using test::WaylandSession;
 
 std::optional<Size> captured(FrameCapturer& frames, const QList<Rect>& hidden,
                              const QString& path) {
-    QFuture<std::optional<Size>> future = frames.captureAndSave(
-        wayland::ScreenCastFrameCapturer::displayID, 1920, 1080, hidden, path);
-    if (!waitFor([&] { return future.isFinished(); }, 10000))
-        return std::nullopt;
-    return future.result();
+    return test::savedFrame(frames, wayland::ScreenCastFrameCapturer::displayID, hidden, path);
 }
 
 // The portal asks once: the dialog answered through its accessibility tree gives a stream and a
@@ -40,13 +36,10 @@ TEST_F(WaylandSession, GnomeScreenCastAsksOnceAndItsFramesHidePasswords) {
         wayland::WaylandDesktop::programPath(QStringLiteral("gst-launch-1.0"));
     ASSERT_FALSE(gstLaunch.isEmpty());
     NativeForm form(NativeForm::Toolkit::gtk);
-    ASSERT_TRUE(form.started());
-    const std::optional<LiveWindow> window = windowOf(NativeForm::appID(NativeForm::Toolkit::gtk));
-    ASSERT_TRUE(window);
-    std::optional<LiveElement> password;
-    ASSERT_TRUE(waitFor(
-        [&] { return (password = element(*window, QStringLiteral("password text"))).has_value(); },
-        10000));
+    const std::optional<FormView> view =
+        viewOf(form, NativeForm::Toolkit::gtk, QStringLiteral("password text"));
+    ASSERT_TRUE(view);
+    const LiveElement* password = &view->element;
     ASSERT_TRUE(password->secure);
     ASSERT_FALSE(test::screenCastDialogOpen());
 

@@ -279,9 +279,15 @@ TEST(WaylandDesktop, SaysWhatIsMissingAndHowToGetIt) {
     gnome.gnomeExtension = true;
     EXPECT_FALSE(WaylandDesktop::missing(gnome).join(' ').contains(QStringLiteral("enable")));
 
-    const QStringList elsewhere = WaylandDesktop::missing({false, true, true});
-    ASSERT_EQ(elsewhere.size(), 1);
-    EXPECT_TRUE(elsewhere.first().contains(QStringLiteral("accessibility only")));
+    // weston and the like: accessibility, and a double tap only from readable keyboards.
+    WaylandDesktop::Offer elsewhere{false, true, true};
+    const QStringList bare = WaylandDesktop::missing(elsewhere);
+    ASSERT_EQ(bare.size(), 2);
+    EXPECT_TRUE(bare.first().contains(QStringLiteral("accessibility only")));
+    EXPECT_TRUE(bare.last().contains(QStringLiteral("double tap of Control does not start")));
+    EXPECT_TRUE(bare.last().contains(QStringLiteral("input group")));
+    elsewhere.inputDevices = true;
+    EXPECT_EQ(WaylandDesktop::missing(elsewhere).size(), 1);
     const QString bareSway = WaylandDesktop::missing({true, false, false}).join(u'\n');
     EXPECT_TRUE(bareSway.contains(QStringLiteral("install the grim package")));
     EXPECT_TRUE(bareSway.contains(QStringLiteral("install the wtype package")));
@@ -290,12 +296,14 @@ TEST(WaylandDesktop, SaysWhatIsMissingAndHowToGetIt) {
     WaylandDesktop::Offer kwin;
     kwin.kwin = true;
     const QString ungranted = WaylandDesktop::missing(kwin).join(u'\n');
-    EXPECT_TRUE(ungranted.contains(QStringLiteral("KWin does not let Tavrik take key frames")));
+    EXPECT_TRUE(ungranted.contains(QStringLiteral("KWin gives key frames")));
     EXPECT_TRUE(ungranted.contains(QStringLiteral("start Tavrik from its menu entry")));
     EXPECT_TRUE(ungranted.contains(QStringLiteral("input group")));
     kwin.kwinFakeInput = true;
     kwin.inputDevices = true;
     EXPECT_EQ(WaylandDesktop::missing(kwin).size(), 1);
+    kwin.kwinScreenShot = true;
+    EXPECT_TRUE(WaylandDesktop::missing(kwin).isEmpty());
 
     // GNOME with the extension: frames need a screen cast and GStreamer, input mutter.
     gnome.screenCast = true;

@@ -84,6 +84,15 @@ unsigned long DesktopDriver::createWindow(int x, int y, int width, int height, u
 }
 
 void DesktopDriver::createFocusWindow() {
+    // When the focused window of an earlier driver went away the focus fell back to the root, and
+    // the window manager then moves it to a window of its own. Its move must not come after ours.
+    const auto focusAtRoot = [this] {
+        Window focus = 0;
+        int revert = 0;
+        XGetInputFocus(m_display, &focus, &revert);
+        return focus == DefaultRootWindow(m_display) || focus == PointerRoot || focus == 0;
+    };
+    waitUntil([&] { return !focusAtRoot(); }, 2000); // a desktop without a manager keeps it there
     m_focusWindow = createWindow(600, 600, 200, 100, 0x808080);
     XSelectInput(m_display, m_focusWindow, KeyPressMask | KeyReleaseMask);
     XSetInputFocus(m_display, m_focusWindow, RevertToParent, CurrentTime);

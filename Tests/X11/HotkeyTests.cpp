@@ -78,19 +78,23 @@ TEST_F(Hotkeys, DoubleTapOfControlFromRealKeyEvents) {
 }
 
 TEST_F(Hotkeys, EscapeIsTakenOnlyWhileCasting) {
+    // Casting starts before the desktop's report of this Esc has been read: it reached the
+    // application, so it stops nothing.
     desktop.tap(XK_Escape);
     EXPECT_EQ(windowKeys().count(XK_Escape), 1);
-    test::waitUntil([] { return false; }, 50);
-    EXPECT_TRUE(events.isEmpty());
-
     engine->setCasting(true);
+
     desktop.tap(XK_Escape);
     desktop.chord({XK_Shift_L}, XK_Escape);
     const QList<unsigned long> whileCasting = windowKeys();
     EXPECT_TRUE(whileCasting.contains(XK_z));
     EXPECT_EQ(whileCasting.count(XK_Escape), 0);
-    ASSERT_TRUE(test::waitUntil([&] { return events.size() >= 2; }));
-    EXPECT_EQ(events, QList<HotkeyEngine::Event>(2, HotkeyEngine::Event::panic));
+    // A double tap after them: once it is seen, every key before it has been judged.
+    desktop.tap(XK_Control_L, 2);
+    ASSERT_TRUE(
+        test::waitUntil([&] { return events.contains(HotkeyEngine::Event::toggleRecording); }));
+    EXPECT_EQ(events, (QList{HotkeyEngine::Event::panic, HotkeyEngine::Event::panic,
+                             HotkeyEngine::Event::toggleRecording}));
 
     engine->setCasting(false);
     desktop.tap(XK_Escape);

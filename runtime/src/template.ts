@@ -1,5 +1,6 @@
-// Placeholders look like {{name}} or {{name|urlencode}}; filters apply left to right.
-const placeholder = /\{\{\s*([A-Za-z_][A-Za-z0-9_]*)\s*((?:\|\s*[A-Za-z_]+\s*)*)\}\}/g;
+// Placeholders look like {{name}} or {{name|urlencode}}; filters apply left to right. A name is
+// made of Unicode letters (with their combining marks), digits and "_", as the core fills them.
+const placeholder = /\{\{\s*([\p{L}_][\p{L}\p{M}\p{N}_]*)\s*((?:\|\s*[A-Za-z_]+\s*)*)\}\}/gu;
 
 const filters: Record<string, (v: string) => string> = {
     urlencode: (v) => encodeURIComponent(v),

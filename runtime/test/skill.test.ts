@@ -54,6 +54,15 @@ test('a direct skill is read from its front matter and filled with encoded value
     assert.equal(r.text, 'x {{b}} x');
     assert.deepEqual(r.missing, ['b']);
     assert.deepEqual(r.unknownFilters, ['shout']);
+    // Names in other scripts, a decomposed accent included, are placeholders like any other.
+    const decomposed = 'cafe\u0301_name';
+    const unicode = fill(`{{${decomposed}}} {{नगर}} {{año_2|upper}}`, {
+        [decomposed]: 'x',
+        नगर: 'y',
+        año_2: 'z',
+    });
+    assert.equal(unicode.text, 'x y Z');
+    assert.deepEqual(unicode.missing, []);
 });
 
 test('a sequence keeps its URLs in order; the plan document beside SKILL.md wins', () => {

@@ -17,15 +17,15 @@ bool isEnabled() {
     return QFile::exists(entryPath());
 }
 
-std::optional<QString> setEnabled(bool enabled, const QString& program) {
+Result<> setEnabled(bool enabled, const QString& program) {
     const QString path = entryPath();
     if (!enabled) {
         if (QFile::exists(path) && !QFile::remove(path))
-            return QStringLiteral("%1 could not be removed").arg(path);
-        return std::nullopt;
+            return Failure{QStringLiteral("%1 could not be removed").arg(path)};
+        return {};
     }
     if (!QDir().mkpath(QFileInfo(path).absolutePath()))
-        return QStringLiteral("%1 could not be made").arg(QFileInfo(path).absolutePath());
+        return Failure{QStringLiteral("%1 could not be made").arg(QFileInfo(path).absolutePath())};
     // Exec quoting: a path with spaces or quotes stays one argument.
     QString exec = program;
     exec.replace(u'\\', QStringLiteral("\\\\"))
@@ -44,8 +44,8 @@ std::optional<QString> setEnabled(bool enabled, const QString& program) {
             .arg(exec);
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(entry.toUtf8()) < 0 || !file.commit())
-        return QStringLiteral("%1 could not be written: %2").arg(path, file.errorString());
-    return std::nullopt;
+        return Failure{QStringLiteral("%1 could not be written: %2").arg(path, file.errorString())};
+    return {};
 }
 
 } // namespace tavrik::Autostart

@@ -122,9 +122,9 @@ PreferencesWindow::PreferencesWindow(QWidget* parent)
                                       : DirectBrowser::Choice::desktopDefault);
     });
     connect(m_login, &QCheckBox::toggled, this, [this](bool start) {
-        if (std::optional<QString> error =
-                Autostart::setEnabled(start, QCoreApplication::applicationFilePath())) {
-            showKeyStatus(*error, true);
+        if (Result<> set = Autostart::setEnabled(start, QCoreApplication::applicationFilePath());
+            !set.ok()) {
+            showKeyStatus(set.error(), true);
             const QSignalBlocker block(m_login);
             m_login->setChecked(Autostart::isEnabled());
         }

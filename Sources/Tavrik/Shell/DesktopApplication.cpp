@@ -13,6 +13,7 @@
 #include <QRegularExpression>
 #include <QStyleFactory>
 #include <cstdio>
+#include <vector>
 
 namespace tavrik {
 
@@ -53,7 +54,19 @@ int runDesktopApplication(int argc, char** argv) {
         !limits.isEmpty())
         qWarning().noquote() << limits;
 
-    QApplication application(argc, argv);
+    // QApplication keeps pointers into these for its whole life.
+    const QStringList forQt = toolkitArguments(arguments);
+    std::vector<QByteArray> qtArguments{QByteArray(argv[0])};
+    qtArguments.reserve(forQt.size() + 1);
+    for (const QString& argument : forQt)
+        qtArguments.push_back(argument.toLocal8Bit());
+    std::vector<char*> qtArgv;
+    qtArgv.reserve(qtArguments.size() + 1);
+    for (QByteArray& argument : qtArguments)
+        qtArgv.push_back(argument.data());
+    qtArgv.push_back(nullptr);
+    int qtArgc = int(qtArguments.size());
+    QApplication application(qtArgc, qtArgv.data());
     QApplication::setOrganizationName(QStringLiteral("Tavrik"));
     QApplication::setApplicationName(QStringLiteral("Tavrik"));
     QApplication::setApplicationDisplayName(QStringLiteral("Tavrik"));

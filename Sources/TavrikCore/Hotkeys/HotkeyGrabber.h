@@ -22,6 +22,9 @@ public:
     // Takes Esc (with any modifiers) away from applications, or gives it back.
     virtual void setEscapeGrabbed(bool grabbed) = 0;
     virtual QString errorString() const = 0;
+    // Whether Control's taps are among the changes reported once started (not every desktop
+    // shows a program its modifiers).
+    virtual bool reportsControlTaps() const { return false; }
 
 signals:
     // A non-modifier key went down; `flags` are the modifiers held at that moment.

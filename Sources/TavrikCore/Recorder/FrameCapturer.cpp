@@ -1,6 +1,7 @@
 #include "TavrikCore/Recorder/FrameCapturer.h"
 
 #include <QPainter>
+#include <QSaveFile>
 #include <cmath>
 
 namespace tavrik {
@@ -21,6 +22,25 @@ void FrameCapturer::redact(QImage& image, const QList<Rect>& regions) {
         if (!area.isEmpty())
             painter.fillRect(area, QColor(0, 0, 0, 255));
     }
+}
+
+std::optional<Size> FrameCapturer::save(QImage image, const QString& whyNone, int pixelWidth,
+                                        int pixelHeight, const QList<Rect>& redact,
+                                        const QString& path) {
+    if (image.isNull()) {
+        qWarning("Tavrik: key frame not captured: %s", qPrintable(whyNone));
+        return std::nullopt;
+    }
+    if (image.width() != pixelWidth || image.height() != pixelHeight)
+        image =
+            image.scaled(pixelWidth, pixelHeight, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    FrameCapturer::redact(image, redact);
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || !image.save(&file, "PNG") || !file.commit()) {
+        qWarning("Tavrik: key frame not written to %s", qPrintable(path));
+        return std::nullopt;
+    }
+    return Size{double(image.width()), double(image.height())};
 }
 
 } // namespace tavrik

@@ -32,6 +32,12 @@ public:
 
     // Fills each rectangle (image pixels, origin top-left, clipped to the image) opaque black.
     static void redact(QImage& image, const QList<Rect>& regions);
+    // What captureAndSave does with a captured image: scaled to the pixel size, redacted, written
+    // as PNG to `path`. The written size, or absent (and logged, with `whyNone` for a null image)
+    // when nothing was written.
+    static std::optional<Size> save(QImage image, const QString& whyNone, int pixelWidth,
+                                    int pixelHeight, const QList<Rect>& redact,
+                                    const QString& path);
 };
 
 } // namespace tavrik

@@ -79,6 +79,11 @@ bool Recorder::sameTarget(const std::optional<AXTarget>& a, const std::optional<
            a->axIdentifier == b->axIdentifier && a->axTitle == b->axTitle;
 }
 
+bool Recorder::isUnread(const std::optional<AXTarget>& target) {
+    return target && !target->axRole && !target->axTitle && !target->axIdentifier &&
+           !target->axPath;
+}
+
 QList<Rect> Recorder::pixelRegions(const QList<Rect>& secureRects, const DisplayInfo& display) {
     QList<Rect> regions;
     const double s = display.scaleFactor;
@@ -348,6 +353,11 @@ void Recorder::key(quint16 keyCode, quint64 flags, const std::optional<QString>&
     }
 
     std::optional<AXTarget> target = m_resolver->focusedTarget();
+    // A busy application may not say in time what has the focus: in the run's application that is
+    // still the run's element, since only a press or a discrete key (both seen here) moves it.
+    if (m_keyRun && m_keyRun->target && isUnread(target) &&
+        target->appBundleID == m_keyRun->target->appBundleID)
+        target = m_keyRun->target;
     m_lastFocus = target;
     if (m_keyRun && sameTarget(m_keyRun->target, target)) {
         // A secure run only remembers that something was typed.

@@ -69,6 +69,8 @@ public:
     // Whether typing into `b` continues a run begun in `a`: same application, role, identifier
     // and title. Value, window title, frame and address may change while typing.
     static bool sameTarget(const std::optional<AXTarget>& a, const std::optional<AXTarget>& b);
+    // Only the window is known: the application did not answer in time.
+    static bool isUnread(const std::optional<AXTarget>& target);
     // Secure-field rectangles (global points) as pixel regions of `display`'s image.
     static QList<Rect> pixelRegions(const QList<Rect>& secureRects, const DisplayInfo& display);
 

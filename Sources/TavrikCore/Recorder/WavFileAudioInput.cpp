@@ -23,12 +23,9 @@ WavFileAudioInput::WavFileAudioInput(QString path, Pace pace)
 
 WavFileAudioInput::~WavFileAudioInput() = default;
 
-std::optional<QByteArray> WavFileAudioInput::readSamples(const QString& path, QString* error) {
-    auto fail = [&](const QString& why) -> std::optional<QByteArray> {
-        if (error) {
-            *error = QStringLiteral("%1: %2").arg(path, why);
-        }
-        return std::nullopt;
+Result<QByteArray> WavFileAudioInput::readSamples(const QString& path) {
+    auto fail = [&](const QString& why) {
+        return Failure{QStringLiteral("%1: %2").arg(path, why)};
     };
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
@@ -80,8 +77,9 @@ std::optional<QByteArray> WavFileAudioInput::readSamples(const QString& path, QS
 }
 
 bool WavFileAudioInput::start(Sink sink) {
-    std::optional<QByteArray> samples = readSamples(m_path, &m_error);
-    if (!samples) {
+    Result<QByteArray> samples = readSamples(m_path);
+    if (!samples.ok()) {
+        m_error = samples.error();
         return false;
     }
     m_samples = *samples;

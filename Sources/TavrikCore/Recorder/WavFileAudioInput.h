@@ -1,6 +1,7 @@
 #pragma once
 
 #include "TavrikCore/Recorder/AudioInput.h"
+#include "TavrikCore/Support/Result.h"
 
 #include <QByteArray>
 #include <QElapsedTimer>
@@ -24,7 +25,7 @@ public:
     QString errorString() const override { return m_error; }
 
     // The samples of a WAV file in the narration format; absent with `error` set otherwise.
-    static std::optional<QByteArray> readSamples(const QString& path, QString* error = nullptr);
+    static Result<QByteArray> readSamples(const QString& path);
 
 private:
     void deliver();

@@ -4,7 +4,6 @@
 #include <QImage>
 #include <QProcess>
 #include <QPromise>
-#include <QSaveFile>
 
 namespace tavrik::wayland {
 
@@ -61,17 +60,12 @@ std::optional<Size> GrimFrameCapturer::capture(const QString& grim, const Rect& 
         *error = QStringLiteral("grim wrote no image");
         return std::nullopt;
     }
-    image = image.convertToFormat(QImage::Format_RGB32);
-    if (image.width() != pixelWidth || image.height() != pixelHeight)
-        image =
-            image.scaled(pixelWidth, pixelHeight, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-    FrameCapturer::redact(image, redact);
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || !image.save(&file, "PNG") || !file.commit()) {
+    const std::optional<Size> written =
+        FrameCapturer::save(image.convertToFormat(QImage::Format_RGB32), QString(), pixelWidth,
+                            pixelHeight, redact, path);
+    if (!written)
         *error = QStringLiteral("cannot write %1").arg(path);
-        return std::nullopt;
-    }
-    return Size{double(image.width()), double(image.height())};
+    return written;
 }
 
 QFuture<std::optional<Size>> GrimFrameCapturer::captureAndSave(quint32 displayID, int pixelWidth,

@@ -3,7 +3,6 @@
 #include "TavrikPlatform/Wayland/PipeWireFrameReader.h"
 
 #include <QPromise>
-#include <QSaveFile>
 
 namespace tavrik::wayland {
 
@@ -78,21 +77,8 @@ ScreenCastFrameCapturer::captureAndSave(quint32 displayID, int pixelWidth, int p
     m_worker.start([reader = m_reader.get(), promise, pixelWidth, pixelHeight,
                     redact = std::move(redact), path = std::move(path)] {
         QImage image = reader->latest(kFirstFrameWaitMs);
-        std::optional<Size> written;
-        if (image.isNull()) {
-            qWarning("Tavrik: key frame not captured: %s", qPrintable(reader->errorString()));
-        } else {
-            if (image.width() != pixelWidth || image.height() != pixelHeight)
-                image = image.scaled(pixelWidth, pixelHeight, Qt::IgnoreAspectRatio,
-                                     Qt::SmoothTransformation);
-            FrameCapturer::redact(image, redact);
-            QSaveFile file(path);
-            if (file.open(QIODevice::WriteOnly) && image.save(&file, "PNG") && file.commit())
-                written = Size{double(image.width()), double(image.height())};
-            else
-                qWarning("Tavrik: key frame not written to %s", qPrintable(path));
-        }
-        promise->addResult(written);
+        promise->addResult(FrameCapturer::save(std::move(image), reader->errorString(), pixelWidth,
+                                               pixelHeight, redact, path));
         promise->finish();
     });
     return future;

@@ -7,6 +7,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRegularExpression>
+#include <algorithm>
 #include <chrono>
 
 namespace tavrik::wayland {
@@ -144,7 +145,8 @@ bool SwayHotkeys::start() {
             problems << QStringLiteral("sway refused to bind %1.").arg(describe(binding.keys));
     }
     // Binding events tell which of Tavrik's bindings fired.
-    if (!subscribe())
+    m_subscribed = subscribe();
+    if (!m_subscribed)
         problems << QStringLiteral("sway's binding events cannot be heard: %1")
                         .arg(m_events.errorString());
     m_running = true;
@@ -188,9 +190,21 @@ void SwayHotkeys::stop() {
                     .join(u' ')
                     .simplified());
     m_bound.clear();
+    m_subscribed = false;
     m_events.abort();
     m_buffer.clear();
     m_running = false;
+}
+
+bool SwayHotkeys::reportsControlTaps() const {
+    // sway runs a lone Control's release binding only when no other key went down while it was
+    // held, so a Control that served Control-C is no tap.
+    const auto bound = [this](const char* key) {
+        return std::any_of(m_bound.cbegin(), m_bound.cend(), [key](const Binding& b) {
+            return b.command == kControlTap && b.keys == QLatin1String(key);
+        });
+    };
+    return m_running && m_subscribed && bound("Control_L") && bound("Control_R");
 }
 
 void SwayHotkeys::setEscapeGrabbed(bool grabbed) {
@@ -211,6 +225,7 @@ void SwayHotkeys::readEvents() {
     }
     if (malformed) {
         m_error = QStringLiteral("sway's binding events stopped making sense.");
+        m_subscribed = false;
         m_events.abort();
     }
 }

@@ -28,6 +28,8 @@ public:
     bool isRunning() const override { return m_running; }
     void setEscapeGrabbed(bool grabbed) override;
     QString errorString() const override { return m_error; }
+    // Both Control keys are bound and their binding events heard.
+    bool reportsControlTaps() const override;
 
     struct Binding {
         QString flags; // "--release" or empty
@@ -55,6 +57,7 @@ private:
     QByteArray m_buffer;
     QList<Binding> m_bound;
     bool m_escapeBound = false;
+    bool m_subscribed = false;
     bool m_running = false;
     QString m_error;
 };

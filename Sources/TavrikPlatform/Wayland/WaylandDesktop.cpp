@@ -2,6 +2,7 @@
 
 #include "TavrikPlatform/Evdev/EvdevDevices.h"
 #include "TavrikPlatform/Wayland/GnomeShellWindows.h"
+#include "TavrikPlatform/Wayland/KWinFrameCapturer.h"
 #include "TavrikPlatform/Wayland/KWinScript.h"
 #include "TavrikPlatform/Wayland/MutterRemoteDesktop.h"
 #include "TavrikPlatform/Wayland/MutterScreenCast.h"
@@ -33,6 +34,7 @@ WaylandDesktop::Offer WaylandDesktop::current() {
 #ifdef TAVRIK_HAVE_KWIN_FAKE_INPUT
     offer.kwinFakeInput = offer.kwin && KWinFakeInput().isAvailable();
 #endif
+    offer.kwinScreenShot = offer.kwin && KWinFrameCapturer::isGranted();
     offer.grim = !programPath(QStringLiteral("grim")).isEmpty();
     offer.wtype = !programPath(QStringLiteral("wtype")).isEmpty();
     offer.inputDevices = evdev::EvdevDevices::anyReadable(evdev::EvdevDevices::Kind::pointer) ||
@@ -87,9 +89,12 @@ QStringList WaylandDesktop::missing(const Offer& offer) {
         return lines;
     }
     if (offer.kwin) {
-        QStringList lines{QStringLiteral(
-            "KWin does not let Tavrik take key frames of the screen: recordings there have no "
-            "pictures, and password fields need no hiding.")};
+        QStringList lines;
+        if (!offer.kwinScreenShot)
+            lines << QStringLiteral(
+                "KWin gives key frames of the screen only to programs whose menu entry asks for "
+                "them: start Tavrik from its menu entry (installed by its package), or "
+                "recordings have no pictures.");
         if (!offer.kwinFakeInput)
             lines << QStringLiteral(
                 "KWin gives made-up keys and clicks only to programs whose menu entry asks for "
@@ -100,11 +105,19 @@ QStringList WaylandDesktop::missing(const Offer& offer) {
         return lines;
     }
     if (!offer.sway) {
-        return {QStringLiteral(
+        QStringList lines{QStringLiteral(
             "This Wayland desktop tells Tavrik neither where windows are nor what is on screen, "
             "and takes no made-up keys or clicks from it: recording and replay act through "
             "accessibility only, and steps that need a key press or a click at a place stop. "
             "Under sway all of this works.")};
+        // Neither shortcuts nor keys: only the keyboards themselves tell a double tap.
+        if (!offer.inputDevices)
+            lines << QStringLiteral(
+                "This desktop shows Tavrik no keys, so a double tap of Control does not start a "
+                "recording (start one from Tavrik's menu or with \"tavrik record\"): for the "
+                "double tap, add yourself to the input group (\"sudo usermod -aG input $USER\"), "
+                "then log out and back in.");
+        return lines;
     }
     QStringList lines;
     if (!offer.grim)

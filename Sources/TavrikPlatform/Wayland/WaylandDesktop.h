@@ -21,7 +21,8 @@ public:
         bool remoteDesktop = false;  // mutter's remote desktop: keys and the pointer
         bool inputDevices = false;   // this user may read the input devices under /dev/input
         bool kwin = false; // KWin answers: windows and pointer through Tavrik's script, keys
-        bool kwinFakeInput = false; // KWin grants Tavrik its fake input: keys and clicks
+        bool kwinFakeInput = false;  // KWin grants Tavrik its fake input: keys and clicks
+        bool kwinScreenShot = false; // KWin grants Tavrik its screenshots: key frames
     };
 
     static Offer current();

@@ -14,6 +14,9 @@ namespace tavrik::x11 {
 
 namespace {
 
+constexpr unsigned allModifiers =
+    ShiftMask | LockMask | ControlMask | Mod1Mask | Mod2Mask | Mod3Mask | Mod4Mask | Mod5Mask;
+
 // The extra modifier sets a grab must cover so that CapsLock and NumLock do not defeat it.
 QList<unsigned> lockVariants(unsigned numLockMask) {
     QList<unsigned> v{0, LockMask};
@@ -77,6 +80,7 @@ void X11HotkeyGrabber::stop() {
         XSync(m_connection->display(), False);
     }
     m_record.reset();
+    m_takenEscapes.clear();
     m_keyMap.reset();
     m_connection.reset();
 }
@@ -191,7 +195,11 @@ void X11HotkeyGrabber::readGrabEvents() {
     while (XPending(display)) {
         XEvent event;
         XNextEvent(display, &event);
-        if (event.type == MappingNotify) {
+        if (event.type == KeyPress && event.xkey.keycode == m_escapeKeycode) {
+            m_takenEscapes.append(event.xkey.time);
+            if (m_takenEscapes.size() > 64) // reports the recording stream never matched
+                m_takenEscapes.removeFirst();
+        } else if (event.type == MappingNotify) {
             XRefreshKeyboardMapping(&event.xmapping);
             if (event.xmapping.request != MappingPointer) {
                 // Key codes or modifier masks may have moved: grab again.
@@ -217,8 +225,21 @@ void X11HotkeyGrabber::onRecorded(int type, unsigned keycode, unsigned state, qu
         if (after)
             emit flagsChanged(code, *after, seconds);
     } else if (type == KeyPress) {
-        emit keyPressed(code, before);
+        const bool stalePress = m_escapeWanted && keycode == m_escapeKeycode &&
+                                m_escapeGrabs.contains(state & allModifiers) &&
+                                !escapeWasTaken(time);
+        // Reports arrive late under load: an Esc pressed before the grab was in place reached
+        // the application and must not stop the cast that started after it.
+        emit keyPressed(stalePress ? KeyCodes::unknown : code, before);
     }
+}
+
+bool X11HotkeyGrabber::escapeWasTaken(quint32 time) {
+    // The grab hands the press to this connection before the server reports it on the recording
+    // stream; after a round trip it has been read.
+    XSync(m_connection->display(), False);
+    readGrabEvents();
+    return m_takenEscapes.removeOne(time);
 }
 
 } // namespace tavrik::x11

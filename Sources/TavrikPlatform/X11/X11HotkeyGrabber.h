@@ -28,10 +28,13 @@ public:
     bool isRunning() const override;
     void setEscapeGrabbed(bool grabbed) override;
     QString errorString() const override { return m_error; }
+    // X11 shows every modifier change.
+    bool reportsControlTaps() const override { return isRunning(); }
 
 private:
     void onRecorded(int type, unsigned keycode, unsigned state, quint32 time);
     void readGrabEvents();
+    bool escapeWasTaken(quint32 time);
     bool grabPalette();
     void ungrabPalette();
     bool grabEscape();
@@ -49,6 +52,7 @@ private:
     bool m_escapeWanted = false;
     bool m_escapeGrabbed = false;
     QList<unsigned> m_escapeGrabs; // the modifier sets actually held
+    QList<quint32> m_takenEscapes; // server times of the Esc presses the grab kept
     QString m_error;
 };
 

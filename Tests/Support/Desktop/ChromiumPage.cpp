@@ -27,7 +27,7 @@ bool ChromiumPage::isInstalled() {
 }
 
 ChromiumPage::ChromiumPage(LocalHttpServer& server, const QString& query,
-                           const QStringList& arguments, const QString& profile)
+                           const QStringList& arguments, const QString& profile, Frame frame)
     : m_server(server) {
     // Events of an earlier window are not this one's.
     m_server.clearRequests();
@@ -48,7 +48,7 @@ ChromiumPage::ChromiumPage(LocalHttpServer& server, const QString& query,
                     QStringLiteral("--window-size=520,640")};
     // Later switches win: the caller's window position and size replace the defaults.
     all += arguments;
-    all += QStringLiteral("--app=") + address;
+    all += frame == Frame::app ? QStringLiteral("--app=") + address : address;
     m_process.setStandardOutputFile(QProcess::nullDevice());
     m_process.setStandardErrorFile(QProcess::nullDevice());
     m_process.start(QString::fromLatin1(kChromium), all);

@@ -19,10 +19,13 @@ public:
     static void serve(LocalHttpServer& server);
     static bool isInstalled();
 
+    enum class Frame { app, browser }; // an app window, or a browser window with its address bar
+
     // `query` goes on the page's address (font=PT, extra=NAME); `arguments` to Chromium (window
     // position and size). An empty `profile` means a fresh one for this window.
     ChromiumPage(LocalHttpServer& server, const QString& query = {},
-                 const QStringList& arguments = {}, const QString& profile = {});
+                 const QStringList& arguments = {}, const QString& profile = {},
+                 Frame frame = Frame::app);
     ~ChromiumPage();
     ChromiumPage(const ChromiumPage&) = delete;
     ChromiumPage& operator=(const ChromiumPage&) = delete;

@@ -67,9 +67,9 @@ void Demonstration::type(const QString& text) {
     };
     // As on a US keyboard.
     static constexpr Punctuation punctuation[] = {
-        {' ', XK_space, false}, {'/', XK_slash, false}, {'.', XK_period, false},
-        {'-', XK_minus, false}, {'_', XK_minus, true},  {'=', XK_equal, false},
-        {'+', XK_equal, true},
+        {' ', XK_space, false}, {'/', XK_slash, false},    {'.', XK_period, false},
+        {'-', XK_minus, false}, {'_', XK_minus, true},     {'=', XK_equal, false},
+        {'+', XK_equal, true},  {':', XK_semicolon, true},
     };
     for (const QChar c : text) {
         unsigned long keysym = XStringToKeysym(QString(c).toLatin1().constData());

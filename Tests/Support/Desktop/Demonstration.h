@@ -28,7 +28,7 @@ public:
     void start();
     void click(Point at);
     void quickClick(Point at);
-    // Letters, digits, spaces and a few signs (/ . - _ = +), shifted as on a US keyboard.
+    // Letters, digits, spaces and a few signs (/ . - _ = + :), shifted as on a US keyboard.
     void type(const QString& text);
     void chord(const QList<unsigned long>& modifiers, unsigned long keysym);
     // Stops the recording and saves it with `skillMarkdown`'s name and parameters.
