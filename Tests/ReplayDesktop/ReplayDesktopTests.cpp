@@ -651,7 +651,7 @@ TEST(ReplayDesktopPage, KeysAreRecordedOnTheElementFocusedAtTheKey) {
     ASSERT_TRUE(waitUntil([&] { return shown() == 2; }));
     demonstration.chord({XK_Control_L}, XK_l);
     demonstration.type(QStringLiteral("plums"));
-    const std::optional<Skill> skill = demonstration.save(QString::fromUtf8(kSkillText));
+    const std::optional<Skill> skill = demonstration.save(QString::fromUtf8(test::orderSkillText));
     ASSERT_TRUE(skill);
 
     const auto typed = [&](const QString& text) -> std::optional<AXTarget> {
