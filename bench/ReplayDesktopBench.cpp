@@ -1,10 +1,11 @@
 // Replay on the test desktop, end to end: each task is demonstrated once through XTest in a real
 // GTK or Qt window, a Chromium page or an application from Debian's archive (galculator; mousepad
-// with GTK's file chooser), recorded by the real recorder, saved as a skill, then replayed by the
-// real `tavrik replay` in fresh windows, unchanged and changed (other parameter values, the window
-// moved and resized, another font size, an extra item listed before the target). A replay succeeds
-// when it says so and the application shows the right result. A change a task cannot have (no
-// list to add to) is named as not applying, never counted.
+// with GTK's file chooser, also saving into a place picked in its sidebar), recorded by the real
+// recorder, saved as a skill, then replayed by the real `tavrik replay` in fresh windows, unchanged
+// and changed (other parameter values, the window moved and resized, another font size, an extra
+// item listed before the target). A replay succeeds when it says so and the application shows the
+// right result. A change a task cannot have (no list to add to) is named as not applying, never
+// counted.
 //
 // Reports per task the success rates, the median wall time of a replay (from the program's start
 // until it exits; the application's own reaction is inside it) and of a step, and from the
@@ -51,7 +52,7 @@ using namespace tavrik::test;
 
 namespace {
 
-enum class Toolkit { gtk, qt, chromium, calculator, editor };
+enum class Toolkit { gtk, qt, chromium, calculator, editor, editorPlace };
 enum class Change { none, values, moved, font, inserted };
 
 const char* changeName(Change c) {
@@ -96,6 +97,8 @@ struct Bench {
     LocalHttpServer server;
     QTemporaryDir chromiumProfile;
     QTemporaryDir letters;
+    // Where the editor starts when the file goes to a place picked in the chooser's sidebar.
+    QTemporaryDir elsewhere;
     DesktopDriver desktop;
     std::unique_ptr<DesktopActor> actor = DesktopBackend::createDesktopActor();
     std::unique_ptr<AXResolver> probe = DesktopBackend::createAXResolver();
@@ -120,7 +123,7 @@ Bench& bench() {
 // The window a demonstration or a replay works in, whichever toolkit draws it.
 class Subject {
 public:
-    Subject(Toolkit toolkit, Change change) : m_toolkit(toolkit) {
+    Subject(Toolkit toolkit, Change change, bool demonstration = false) : m_toolkit(toolkit) {
         Bench& b = bench();
         if (toolkit == Toolkit::chromium) {
             QString query;
@@ -137,16 +140,30 @@ public:
                                                     b.chromiumProfile.path());
             return;
         }
-        if (toolkit == Toolkit::calculator || toolkit == Toolkit::editor) {
-            const bool editor = toolkit == Toolkit::editor;
+        if (toolkit == Toolkit::calculator || toolkit == Toolkit::editor ||
+            toolkit == Toolkit::editorPlace) {
+            const bool editor = toolkit != Toolkit::calculator;
             DebianApp::Setup setup;
             if (change == Change::font)
                 setup.fontPoints = 15;
             setup.folder = b.letters.path();
+            if (toolkit == Toolkit::editorPlace) {
+                setup.folder = b.elsewhere.path();
+                setup.bookmarkFolder = b.letters.path();
+                setup.bookmarkName = QStringLiteral("Letters");
+            }
             // Each replay saves afresh: a file left from the last would ask to be replaced.
             if (editor)
-                for (const QString& f : QDir(b.letters.path()).entryList(QDir::Files))
-                    QFile::remove(b.letters.filePath(f));
+                for (const QDir& d : {QDir(b.letters.path()), QDir(b.elsewhere.path())})
+                    for (const QString& f : d.entryList(QDir::Files))
+                        QFile::remove(d.filePath(f));
+            // An older letter in the place for the replays: opening the place puts its name in
+            // the chooser's name field, which the demonstration found empty.
+            if (toolkit == Toolkit::editorPlace && !demonstration) {
+                QFile older(b.letters.filePath(QStringLiteral("older.txt")));
+                if (older.open(QIODevice::WriteOnly))
+                    older.write("Dear all\n");
+            }
             m_debian = editor ? debian::startEditor(setup) : debian::startCalculator(setup);
             const QString title = editor ? debian::editorTitle() : debian::calculatorTitle();
             m_started = m_debian->window(*b.actor, title, 20000).has_value();
@@ -178,7 +195,7 @@ public:
             return Demonstration::find(actor, QStringLiteral("toggle button"), QStringLiteral("="),
                                        20000)
                 .has_value();
-        if (m_toolkit == Toolkit::editor)
+        if (m_toolkit == Toolkit::editor || m_toolkit == Toolkit::editorPlace)
             return Demonstration::find(actor, QStringLiteral("menu"), QStringLiteral("File"), 20000)
                 .has_value();
         return Demonstration::find(actor, QStringLiteral("push button"), QStringLiteral("Save"),
@@ -456,6 +473,15 @@ QList<Task> debianTasks() {
              },
              {{Change::inserted,
                QStringLiteral("the file's name is typed; the task picks from no list")}}});
+    // The same letter saved into a place picked in the chooser's sidebar. In the replays the
+    // place holds an older letter, whose name the chooser puts in its name field.
+    Task place = tasks.last();
+    place.name = QStringLiteral("mousepad sidebar place");
+    place.toolkit = Toolkit::editorPlace;
+    place.demonstrate = [](Demonstration& d, Subject&, DesktopActor& actor) {
+        return debian::demonstrateLetter(d, actor, *bench().probe, QStringLiteral("Letters"));
+    };
+    tasks.append(place);
     return tasks;
 }
 
@@ -519,7 +545,8 @@ void BM_Replay(benchmark::State& state, qsizetype index) {
     }
     if ((task.toolkit == Toolkit::calculator &&
          !DebianApp::isInstalled(debian::calculatorProgram())) ||
-        (task.toolkit == Toolkit::editor && !DebianApp::isInstalled(debian::editorProgram()))) {
+        ((task.toolkit == Toolkit::editor || task.toolkit == Toolkit::editorPlace) &&
+         !DebianApp::isInstalled(debian::editorProgram()))) {
         state.SkipWithError("its application is not installed");
         return;
     }
@@ -530,7 +557,7 @@ void BM_Replay(benchmark::State& state, qsizetype index) {
     Bench& b = bench();
     std::optional<Skill> skill;
     {
-        Subject subject(task.toolkit, Change::none);
+        Subject subject(task.toolkit, Change::none, true);
         const bool ready = subject.ready(*b.actor);
         Demonstration demonstration(b.desktop);
         demonstration.start();

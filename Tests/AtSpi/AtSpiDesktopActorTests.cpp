@@ -2,9 +2,11 @@
 #include "TavrikCore/Hotkeys/KeyCodes.h"
 #include "TavrikPlatform/AtSpi/AtSpiDesktopActor.h"
 #include "TavrikPlatform/AtSpi/AtSpiResolver.h"
+#include "TavrikPlatform/AtSpi/ClientWindows.h"
 #include "TavrikPlatform/X11/XTestInput.h"
 
 #include <QElapsedTimer>
+#include <QHash>
 #include <QThread>
 #include <functional>
 #include <gtest/gtest.h>
@@ -12,6 +14,7 @@
 using namespace tavrik;
 using tavrik::atspi::AtSpiDesktopActor;
 using tavrik::atspi::AtSpiResolver;
+using tavrik::atspi::ClientWindow;
 using tavrik::test::DesktopApp;
 using tavrik::x11::XTestInput;
 
@@ -37,6 +40,34 @@ bool near(const Rect& a, const Rect& b, double slack = 2) {
            std::abs(a.size.width - b.size.width) <= slack &&
            std::abs(a.size.height - b.size.height) <= slack;
 }
+
+// X's windows as ClientWindows gives them, noting the toolkit each application was named by (on
+// Wayland it decides where the application's coordinates start and what it is called).
+class ToolkitsNamed final : public atspi::WindowDirectory {
+public:
+    bool isOpen() const override { return m_windows.isOpen(); }
+    QList<ClientWindow> clients() override { return m_windows.clients(); }
+    std::optional<ClientWindow> active() override { return m_windows.active(); }
+    std::optional<ClientWindow> topmostAt(Point point) override {
+        return m_windows.topmostAt(point);
+    }
+    bool activate(unsigned long window, int timeoutMs) override {
+        return m_windows.activate(window, timeoutMs);
+    }
+    QString appName(const ClientWindow& window) override { return m_windows.appName(window); }
+    void nameApplication(ClientWindow& window, const QString& toolkit,
+                         const QString& accessibleName) override {
+        Q_UNUSED(accessibleName);
+        if (window.pid) {
+            toolkits.insert(*window.pid, toolkit);
+        }
+    }
+
+    QHash<qint64, QString> toolkits;
+
+private:
+    atspi::ClientWindows m_windows;
+};
 
 class AtSpiDesktopActorTest : public ::testing::Test {
 protected:
@@ -322,6 +353,38 @@ TEST_F(AtSpiDesktopActorTest, GoneAndStoppedApplicationsAreLeftAlone) {
                              [&](const LiveWindow& w) { return w.handle == form->handle; }));
     EXPECT_TRUE(actor->elements(*form, {}, 10).isEmpty());
     EXPECT_FALSE(actor->refresh(*button));
+}
+
+// An application asked while it cannot answer (just started, a loaded machine) is asked its
+// toolkit again once it answers, not taken for one of no known toolkit for the rest of the run.
+TEST_F(AtSpiDesktopActorTest, AToolkitNotAnsweredInTimeIsAskedAgain) {
+    DesktopApp app(
+        {"--app-id", "org.tavrik.LateForm", "--title", "Late Form", "--at", "500", "200"});
+    ASSERT_TRUE(app.started());
+    auto actorWindows = std::make_unique<ToolkitsNamed>();
+    auto resolverWindows = std::make_unique<ToolkitsNamed>();
+    const QHash<qint64, QString>& actorNamed = actorWindows->toolkits;
+    const QHash<qint64, QString>& resolverNamed = resolverWindows->toolkits;
+    AtSpiDesktopActor late(std::move(actorWindows),
+                           {.timeoutMs = 300, .walkTimeoutMs = 1000, .cooldownMs = 0});
+    AtSpiResolver lateResolver(std::move(resolverWindows), {.timeoutMs = 300, .cooldownMs = 0});
+
+    app.pause();
+    late.windows();
+    lateResolver.target(app.centre("entry"));
+    app.resume();
+
+    EXPECT_TRUE(eventually([&] {
+        const QList<LiveWindow> windows = late.windows();
+        return std::any_of(windows.cbegin(), windows.cend(),
+                           [](const LiveWindow& w) { return w.title == "Late Form"; });
+    }));
+    EXPECT_EQ(actorNamed.value(app.pid()).toLower(), "gtk");
+    EXPECT_TRUE(eventually([&] {
+        lateResolver.target(app.centre("entry"));
+        return resolverNamed.contains(app.pid());
+    }));
+    EXPECT_EQ(resolverNamed.value(app.pid()).toLower(), "gtk");
 }
 
 } // namespace

@@ -30,6 +30,7 @@ LiveElement& FakeDesktop::addElement(const LiveWindow& window, const QString& ro
     element.focusable = true;
     if (role == QStringLiteral("text") || role == QStringLiteral("password text")) {
         element.editable = true;
+        element.singleLine = true;
         element.value = QString();
         element.secure = role == QStringLiteral("password text");
     } else if (role == QStringLiteral("check box") || role == QStringLiteral("toggle button")) {
@@ -38,6 +39,9 @@ LiveElement& FakeDesktop::addElement(const LiveWindow& window, const QString& ro
     } else if (role == QStringLiteral("push button") || role == QStringLiteral("menu item")) {
         element.actions = {QStringLiteral("click")};
     } else if (role == QStringLiteral("list item")) {
+        element.selectable = true;
+    } else if (role == QStringLiteral("menu")) {
+        element.actions = {QStringLiteral("click")};
         element.selectable = true;
     }
     elementList.append(element);
@@ -102,6 +106,8 @@ bool FakeDesktop::performAction(const LiveElement& element, const QString& actio
     log.append(QStringLiteral("action %1 %2").arg(action, e->name));
     if (e->checkable)
         e->checked = !e->checked;
+    if (e->role == QStringLiteral("menu") && menusOpenThroughActions)
+        e->selected = true;
     return !lateActions.contains(action);
 }
 
@@ -144,6 +150,8 @@ bool FakeDesktop::replaceText(const LiveElement& element, const QString& text) {
     if (!e)
         return false;
     e->value = text;
+    log.append(QStringLiteral("replace the text of %1 with %2")
+                   .arg(e->name, e->secure ? QStringLiteral("(secret)") : text));
     return true;
 }
 

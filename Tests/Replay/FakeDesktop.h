@@ -32,6 +32,8 @@ public:
     // Whether a click lands: it selects the selectable row under it and turns a toggle there.
     bool clicksLand = true;
     bool activationWorks = true;
+    // Whether a menu pressed through accessibility opens (shows as selected).
+    bool menusOpenThroughActions = true;
 
     LiveWindow& addWindow(const QString& appID, const QString& title, Rect frame);
     LiveElement& addElement(const LiveWindow& window, const QString& role, const QString& name,

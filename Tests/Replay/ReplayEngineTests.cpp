@@ -168,6 +168,35 @@ TEST_F(SignUp, APushButtonIsClickedWhereItShowsAndPressedThroughAccessibilityWhe
                                         QStringLiteral("action click Save")}));
 }
 
+// A menu is pressed where it is and must be seen to open; where the press did nothing it is
+// opened through accessibility, and one that opens neither way ends the run rather than the
+// next step waiting for its items.
+TEST_F(SignUp, AMenuIsClickedWhereItIsAndSeenToOpen) {
+    desktop.addElement(window, QStringLiteral("menu"), QStringLiteral("File"),
+                       QStringLiteral("filler:0/menu bar:4/menu:0"), Rect(10, 0, 40, 20));
+    skill.plan = {
+        recordedStep(0, ActionType::click, *desktop.find(QStringLiteral("File")), window)};
+    ASSERT_TRUE(run({}));
+    EXPECT_EQ(desktop.log, (QStringList{QStringLiteral("activate Sign up"),
+                                        QStringLiteral("click 80,60 left x1")}));
+    EXPECT_TRUE(desktop.find(QStringLiteral("File"))->selected);
+
+    desktop.find(QStringLiteral("File"))->selected = false;
+    desktop.log.clear();
+    desktop.clicksLand = false;
+    ASSERT_TRUE(run({}));
+    EXPECT_EQ(desktop.log, (QStringList{QStringLiteral("activate Sign up"),
+                                        QStringLiteral("click 80,60 left x1"),
+                                        QStringLiteral("action click File")}));
+    EXPECT_TRUE(desktop.find(QStringLiteral("File"))->selected);
+
+    desktop.find(QStringLiteral("File"))->selected = false;
+    desktop.menusOpenThroughActions = false;
+    EXPECT_FALSE(run({}));
+    EXPECT_EQ(lines.last(), QStringLiteral("✗ Step 1 (Step on File): “File” in "
+                                           "org.example.SignUp did not open"));
+}
+
 TEST_F(SignUp, WaitsForADisabledButtonAndALongerPreconditionWait) {
     desktop.find(QStringLiteral("Save"))->enabled = false;
     skill.plan[4].precondition = QStringLiteral("the upload finished; wait up to 30 seconds");
@@ -233,6 +262,31 @@ TEST_F(SignUp, StopsBetweenActionsWhenAsked) {
     EXPECT_FALSE(engine.run(skill, {}, {{2, QStringLiteral("x")}}, sink));
     EXPECT_EQ(lines.last(), QStringLiteral("✗ Stopped"));
     EXPECT_EQ(desktop.log.size(), 2);
+}
+
+// Typed into an empty one-line field, the run's text is all the field holds, whatever the
+// application put there first; typed after text already there, or into a document, it is added.
+TEST_F(SignUp, TypingIntoAFieldThatWasEmptyLeavesItHoldingJustTheText) {
+    skill.plan = {skill.plan[1]};
+    skill.plan[0].target->axValue = QStringLiteral("Ad");
+    desktop.find(QStringLiteral("Name"))->value = QStringLiteral("letter1.txt");
+    ASSERT_TRUE(run({}));
+    EXPECT_EQ(desktop.find(QStringLiteral("Name"))->value, QStringLiteral("Ada Lovelace"));
+    EXPECT_EQ(desktop.log,
+              (QStringList{QStringLiteral("focus Name"),
+                           QStringLiteral("replace the text of Name with Ada Lovelace")}));
+
+    skill.plan[0].target->axValue = QStringLiteral("Dear ");
+    desktop.find(QStringLiteral("Name"))->value = QStringLiteral("Dear ");
+    ASSERT_TRUE(run({}));
+    EXPECT_EQ(desktop.find(QStringLiteral("Name"))->value, QStringLiteral("Dear Ada Lovelace"));
+
+    skill.plan[0].target->axValue.reset();
+    desktop.find(QStringLiteral("Name"))->singleLine = false;
+    desktop.find(QStringLiteral("Name"))->value = QStringLiteral("First line\n");
+    ASSERT_TRUE(run({}));
+    EXPECT_EQ(desktop.find(QStringLiteral("Name"))->value,
+              QStringLiteral("First line\nAda Lovelace"));
 }
 
 TEST_F(SignUp, TypingFallsBackToKeysWhenTheFieldRefusesText) {

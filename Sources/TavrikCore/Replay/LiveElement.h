@@ -37,6 +37,7 @@ struct LiveElement {
     bool focused = false;
     bool focusable = false;
     bool editable = false;
+    bool singleLine = false; // a field of one line (a name), not a document
     bool checkable = false;
     bool checked = false;
     bool selected = false;

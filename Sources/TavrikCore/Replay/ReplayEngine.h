@@ -82,6 +82,7 @@ private:
                 const QString& text);
     Outcome actPointer(const PlanStep& step, const Located& where);
     bool pressInPlace(const Located& where);
+    Outcome openMenu(const PlanStep& step, const Located& where, const QString& action);
     std::optional<LiveElement> rowHolding(const LiveElement& element);
     Outcome actTyping(const PlanStep& step, const Located& where, const QString& text);
     Outcome actKey(const PlanStep& step, const Located& where);

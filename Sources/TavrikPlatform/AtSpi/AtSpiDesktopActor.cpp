@@ -173,6 +173,7 @@ struct AtSpiDesktopActor::Private {
         element.focused = states.has(ATSPI_STATE_FOCUSED);
         element.focusable = states.has(ATSPI_STATE_FOCUSABLE);
         element.editable = states.has(ATSPI_STATE_EDITABLE);
+        element.singleLine = states.has(ATSPI_STATE_SINGLE_LINE);
         element.checkable = states.has(ATSPI_STATE_CHECKABLE);
         element.checked = states.has(ATSPI_STATE_CHECKED);
         element.selected = states.has(ATSPI_STATE_SELECTED);
@@ -237,18 +238,37 @@ struct AtSpiDesktopActor::Private {
         }
     }
 
+    // An open pop-up of the application away from `at` (a text field's list of completions) takes
+    // the next click anywhere to close itself: a click at `at` would not reach what is there.
+    bool popupElsewhere(AtspiAccessible* window, Point at, Query& query) {
+        const Accessible app = query.accessible(atspi_accessible_get_application, window);
+        if (!app) {
+            return false;
+        }
+        for (Accessible& child : query.children(app.get())) {
+            if (query.role(child.get()) != ATSPI_ROLE_WINDOW) {
+                continue;
+            }
+            const std::optional<States> states = States::of(child.get(), query);
+            const std::optional<Rect> frame = query.extents(child.get());
+            if (states && states->has(ATSPI_STATE_SHOWING) && frame && !contains(*frame, at)) {
+                return true;
+            }
+        }
+        return false;
+    }
+
     // The application's toolkit, which decides how EditableText counts a text's length.
     QString toolkit(AtspiAccessible* object, qint64 pid, Query& query) {
         auto it = toolkits.constFind(pid);
         if (it != toolkits.constEnd()) {
             return *it;
         }
-        auto name =
-            query.call([&](GError** e) { return atspi_accessible_get_toolkit_name(object, e); });
+        const std::optional<QString> name = query.toolkitName(object);
         if (!name) {
             return {};
         }
-        return *toolkits.insert(pid, takeString(*name));
+        return *toolkits.insert(pid, *name);
     }
 };
 
@@ -469,6 +489,10 @@ bool AtSpiDesktopActor::reaches(const LiveElement& element, Point at) {
         const std::optional<Rect> frame = query.extents(target);
         d->finish(query, entry->pid);
         return frame && contains(*frame, at);
+    }
+    if (d->popupElsewhere(window, at, query)) {
+        d->finish(query, entry->pid);
+        return false;
     }
     const std::optional<Rect> windowFrame = query.extents(window);
     constexpr double sameWindow = 64;

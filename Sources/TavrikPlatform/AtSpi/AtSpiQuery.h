@@ -127,6 +127,14 @@ public:
         return value;
     }
 
+    // The application's toolkit ("gtk", "Qt"); absent without an answer, which is no toolkit
+    // name to remember: an application just started or on a loaded machine answers late.
+    std::optional<QString> toolkitName(AtspiAccessible* app) {
+        return nonEmpty(takeString(call([&](GError** e) {
+                                       return atspi_accessible_get_toolkit_name(app, e);
+                                   }).value_or(nullptr)));
+    }
+
     Accessible accessible(AtspiAccessible* (*getter)(AtspiAccessible*, GError**),
                           AtspiAccessible* of) {
         return Accessible(call([&](GError** e) { return getter(of, e); }).value_or(nullptr));

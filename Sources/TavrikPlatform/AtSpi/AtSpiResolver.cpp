@@ -109,21 +109,25 @@ struct AtSpiResolver::Private {
         if (onX11) {
             return;
         }
-        auto known = toolkits.constFind(*window.pid);
-        if (known == toolkits.constEnd()) {
-            const QString toolkit = takeString(
-                query.call([&](GError** e) { return atspi_accessible_get_toolkit_name(app, e); })
-                    .value_or(nullptr));
+        std::pair<QString, QString> named;
+        if (auto known = toolkits.constFind(*window.pid); known != toolkits.constEnd()) {
+            named = *known;
+        } else {
+            const std::optional<QString> toolkit = query.toolkitName(app);
             const QString name =
                 takeString(query.call([&](GError** e) { return atspi_accessible_get_name(app, e); })
                                .value_or(nullptr));
             if (query.stopped()) {
                 return;
             }
-            known = toolkits.insert(*window.pid, {toolkit, name});
+            named = {toolkit.value_or(QString()), name};
+            // Without a toolkit it is asked again next time, not taken for another toolkit.
+            if (toolkit) {
+                toolkits.insert(*window.pid, named);
+            }
         }
-        windows->nameApplication(window, known->first, known->second);
-        query.setOrigin(windows->accessibleOrigin(window, known->first));
+        windows->nameApplication(window, named.first, named.second);
+        query.setOrigin(windows->accessibleOrigin(window, named.first));
     }
 
     AtspiAccessible* application(qint64 pid, Query& query) {

@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QUrl>
 #include <cmath>
 
 namespace tavrik::test {
@@ -28,6 +29,12 @@ DebianApp::DebianApp(const QString& program, const QStringList& arguments, const
         if (settings.open(QIODevice::WriteOnly))
             settings.write("[Settings]\ngtk-font-name=Sans " +
                            QByteArray::number(setup.fontPoints) + '\n');
+    }
+    if (!setup.bookmarkFolder.isEmpty()) {
+        QFile bookmarks(m_home.filePath(QStringLiteral("config/gtk-3.0/bookmarks")));
+        if (bookmarks.open(QIODevice::WriteOnly))
+            bookmarks.write(QUrl::fromLocalFile(setup.bookmarkFolder).toEncoded() + ' ' +
+                            setup.bookmarkName.toUtf8() + '\n');
     }
     m_process.setProcessEnvironment(environment);
     if (!setup.folder.isEmpty())

@@ -24,6 +24,9 @@ public:
         int fontPoints = 0;
         // Where it starts (a file chooser's first folder); empty: here.
         QString folder;
+        // A folder its file chooser lists among the places in its sidebar, under this name.
+        QString bookmarkFolder;
+        QString bookmarkName;
     };
 
     DebianApp(const QString& program, const QStringList& arguments, const QString& appID,

@@ -83,6 +83,24 @@ bool clickNamed(Demonstration& demonstration, DesktopActor& actor, const QString
         demonstration.click(centre(*r));
     return r.has_value();
 }
+
+// The chooser's file name field: the first showing field of its window.
+std::optional<Rect> nameField(DesktopActor& actor) {
+    std::optional<Rect> found;
+    waitUntil(
+        [&] {
+            for (const LiveWindow& window : actor.windows())
+                if (window.title == QStringLiteral("Save As"))
+                    for (const LiveElement& e : actor.elements(window, QStringLiteral("text"), 20))
+                        if (e.showing && e.frame.size.width > 0 && e.frame.size.height > 0) {
+                            found = e.frame;
+                            return true;
+                        }
+            return false;
+        },
+        15000);
+    return found;
+}
 } // namespace
 
 bool demonstrateSum(Demonstration& demonstration, DesktopActor& actor) {
@@ -99,7 +117,8 @@ bool demonstrateSum(Demonstration& demonstration, DesktopActor& actor) {
     return true;
 }
 
-bool demonstrateLetter(Demonstration& demonstration, DesktopActor& actor, AXResolver& probe) {
+bool demonstrateLetter(Demonstration& demonstration, DesktopActor& actor, AXResolver& probe,
+                       const QString& place) {
     const std::optional<Rect> page =
         Demonstration::find(actor, QStringLiteral("text"), QString(), 15000);
     if (!page)
@@ -123,6 +142,14 @@ bool demonstrateLetter(Demonstration& demonstration, DesktopActor& actor, AXReso
         Demonstration::find(actor, QStringLiteral("push button"), QStringLiteral("Save"), 15000);
     if (!save)
         return false;
+    if (!place.isEmpty()) {
+        if (!clickNamed(demonstration, actor, QStringLiteral("label"), place))
+            return false;
+        const std::optional<Rect> field = nameField(actor);
+        if (!field)
+            return false;
+        demonstration.click(centre(*field));
+    }
     // Only the name: a typed path has the chooser complete each folder in a list of its own,
     // which takes the next click.
     demonstration.type(QStringLiteral("letter1.txt"));

@@ -35,8 +35,10 @@ QString editorTitle();
 bool demonstrateSum(Demonstration& demonstration, DesktopActor& actor);
 // Clicks the page, types "Hello Ada", opens File → Save As… from the menu, types letter1.txt
 // once the chooser's name field has the keyboard and clicks Save: the file goes into the folder
-// the editor was started in.
-bool demonstrateLetter(Demonstration& demonstration, DesktopActor& actor, AXResolver& probe);
+// the editor was started in. With a `place`, the chooser's sidebar place of that name is clicked
+// first (on its words, as a person aims), then the name field: the file goes into that place.
+bool demonstrateLetter(Demonstration& demonstration, DesktopActor& actor, AXResolver& probe,
+                       const QString& place = {});
 
 // What the calculator's display shows now.
 std::optional<QString> display(DebianApp& calculator, DesktopActor& actor);
