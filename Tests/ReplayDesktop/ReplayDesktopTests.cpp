@@ -558,18 +558,28 @@ TEST_F(ReplayDesktopGtk, ADialogHasTheIdentityOfItsApplication) {
     EXPECT_EQ(probe->focusedTarget()->appBundleID, QStringLiteral("org.tavrik.TaskForm"));
 }
 
-// Pages too: a form on a local page in Chromium, demonstrated once, replays with another name in
-// a window that moved.
-TEST(ReplayDesktopPage, AFormOnAPageReplaysWithAnotherValue) {
-    if (qEnvironmentVariableIsEmpty("DISPLAY"))
-        GTEST_SKIP() << "needs an X display with an accessibility bus (scripts/virtual-desktop)";
-    if (!test::ChromiumPage::isInstalled())
-        GTEST_SKIP() << "needs /usr/bin/chromium";
+// A local page in Chromium, served from 127.0.0.1.
+class ReplayDesktopPage : public testing::Test {
+protected:
+    void SetUp() override {
+        if (qEnvironmentVariableIsEmpty("DISPLAY"))
+            GTEST_SKIP()
+                << "needs an X display with an accessibility bus (scripts/virtual-desktop)";
+        if (!test::ChromiumPage::isInstalled())
+            GTEST_SKIP() << "needs /usr/bin/chromium";
+        test::ChromiumPage::serve(server);
+        actor = DesktopBackend::createDesktopActor();
+    }
+
     test::TempSupportFolder support;
     test::DesktopDriver desktop;
     test::LocalHttpServer server;
-    test::ChromiumPage::serve(server);
-    std::unique_ptr<DesktopActor> actor = DesktopBackend::createDesktopActor();
+    std::unique_ptr<DesktopActor> actor;
+};
+
+// Pages too: a form on a local page in Chromium, demonstrated once, replays with another name in
+// a window that moved.
+TEST_F(ReplayDesktopPage, AFormOnAPageReplaysWithAnotherValue) {
     const auto at = [&](const char* role, const char* name) {
         const std::optional<Rect> r = test::Demonstration::find(*actor, QString::fromLatin1(role),
                                                                 QString::fromLatin1(name), 20000);
@@ -617,16 +627,7 @@ TEST(ReplayDesktopPage, AFormOnAPageReplaysWithAnotherValue) {
 
 // Keys go to the element focused at the key: Tab belongs to the field it leaves, and an address
 // typed into the address bar is the bar's, though the page loaded before still says it is focused.
-TEST(ReplayDesktopPage, KeysAreRecordedOnTheElementFocusedAtTheKey) {
-    if (qEnvironmentVariableIsEmpty("DISPLAY"))
-        GTEST_SKIP() << "needs an X display with an accessibility bus (scripts/virtual-desktop)";
-    if (!test::ChromiumPage::isInstalled())
-        GTEST_SKIP() << "needs /usr/bin/chromium";
-    test::TempSupportFolder support;
-    test::DesktopDriver desktop;
-    test::LocalHttpServer server;
-    test::ChromiumPage::serve(server);
-    std::unique_ptr<DesktopActor> actor = DesktopBackend::createDesktopActor();
+TEST_F(ReplayDesktopPage, KeysAreRecordedOnTheElementFocusedAtTheKey) {
     test::ChromiumPage page(server, {}, {}, {}, test::ChromiumPage::Frame::browser);
     ASSERT_TRUE(page.started());
     const std::optional<Rect> name =
