@@ -123,31 +123,26 @@ TEST_F(WaylandSession, KwinPlacesNativeWindowsAndFakeInputReachesTheirElements) 
     for (const NativeForm::Toolkit toolkit : {NativeForm::Toolkit::gtk, NativeForm::Toolkit::qt}) {
         SCOPED_TRACE(NativeForm::appID(toolkit).toStdString());
         NativeForm form(toolkit);
-        ASSERT_TRUE(form.started());
-        const std::optional<LiveWindow> window = windowOf(NativeForm::appID(toolkit));
-        ASSERT_TRUE(window);
-        std::optional<LiveElement> password;
-        ASSERT_TRUE(waitFor(
-            [&] {
-                return (password = element(*window, QStringLiteral("password text"))).has_value();
-            },
-            10000));
+        const std::optional<FormView> view = viewOf(form, toolkit, QStringLiteral("password text"));
+        ASSERT_TRUE(view);
+        const LiveWindow& window = view->window;
+        const LiveElement& password = view->element;
         const std::optional<wayland::CompositorWindow> placed = placer.windowOfProcess(form.pid());
         ASSERT_TRUE(placed);
         EXPECT_TRUE(placed->focused);
-        EXPECT_EQ(window->frame, placed->frame);
+        EXPECT_EQ(window.frame, placed->frame);
         // KWin's title bar is above the content, which is where both toolkits count from.
         EXPECT_LT(placed->outline.origin.y, placed->frame.origin.y);
         EXPECT_TRUE(contains(placed->outline, placed->frame));
-        EXPECT_TRUE(contains(placed->frame, password->frame));
+        EXPECT_TRUE(contains(placed->frame, password.frame));
 
-        const Point at = centre(password->frame);
+        const Point at = centre(password.frame);
         ASSERT_TRUE(input->click(at, SyntheticInput::Button::left, 1));
         ASSERT_TRUE(input->typeText(QStringLiteral("Ab1")));
         EXPECT_TRUE(form.waitForEvent(QStringLiteral("password"), 5000));
         EXPECT_TRUE(waitFor(
             [&] {
-                const std::optional<LiveElement> now = actor->refresh(*password);
+                const std::optional<LiveElement> now = actor->refresh(password);
                 return now && now->focused;
             },
             5000));

@@ -57,19 +57,20 @@ protected:
         return std::nullopt;
     }
 
-    // A started form's window and, once accessibility shows it, its first element of `role`.
+    // A started form's window and, once accessibility shows it, its first element of `role`
+    // (named `name` when one is given).
     struct FormView {
         LiveWindow window;
         LiveElement element;
     };
     std::optional<FormView> viewOf(const NativeForm& form, NativeForm::Toolkit toolkit,
-                                   const QString& role) {
+                                   const QString& role, const QString& name = {}) {
         if (!form.started())
             return std::nullopt;
         const std::optional<LiveWindow> window = windowOf(NativeForm::appID(toolkit));
         std::optional<LiveElement> found;
         if (window)
-            waitFor([&] { return (found = element(*window, role)).has_value(); }, 10000);
+            waitFor([&] { return (found = element(*window, role, name)).has_value(); }, 10000);
         if (!found)
             return std::nullopt;
         return FormView{*window, *found};

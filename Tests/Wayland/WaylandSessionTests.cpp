@@ -122,17 +122,7 @@ TEST_F(WaylandSession, NativeWindowsAreNamedAsOnX11AndPlacedWhereTheCompositorSa
     for (const NativeForm::Toolkit toolkit : {NativeForm::Toolkit::gtk, NativeForm::Toolkit::qt}) {
         SCOPED_TRACE(NativeForm::appID(toolkit).toStdString());
         NativeForm form(toolkit);
-        ASSERT_TRUE(form.started());
-        const std::optional<LiveWindow> window = windowOf(NativeForm::appID(toolkit));
-        ASSERT_TRUE(window);
-        std::optional<LiveElement> save;
-        ASSERT_TRUE(waitFor(
-            [&] {
-                return (save =
-                            element(*window, QStringLiteral("push button"), QStringLiteral("Save")))
-                    .has_value();
-            },
-            10000));
+        ASSERT_TRUE(viewOf(form, toolkit, QStringLiteral("push button"), QStringLiteral("Save")));
         if (!underSway() && !underGnome() && !underKwin())
             continue;
         // The compositor may still be laying out a window it already lists (sway once gave
@@ -148,7 +138,8 @@ TEST_F(WaylandSession, NativeWindowsAreNamedAsOnX11AndPlacedWhereTheCompositorSa
             10000);
         ASSERT_TRUE(placed && live);
         EXPECT_EQ(live->frame, placed->frame);
-        save = element(*live, QStringLiteral("push button"), QStringLiteral("Save"));
+        const std::optional<LiveElement> save =
+            element(*live, QStringLiteral("push button"), QStringLiteral("Save"));
         ASSERT_TRUE(save);
         const Rect& b = save->frame;
         const Rect& f = placed->frame;
@@ -333,16 +324,10 @@ TEST_P(WaylandReplay, ASkillRecordedOnX11FillsInTheNativeForm) {
         ASSERT_TRUE(QFile::copy(source + u'/' + file, folder + u'/' + file));
 
     NativeForm form(toolkit);
-    ASSERT_TRUE(form.started());
-    const std::optional<LiveWindow> window = windowOf(NativeForm::appID(toolkit));
-    ASSERT_TRUE(window);
     // The form answers for its whole tree before the replay's own first, short-budgeted look.
-    ASSERT_TRUE(waitFor(
-        [&] {
-            return element(*window, QStringLiteral("push button"), QStringLiteral("Save"))
-                .has_value();
-        },
-        10000));
+    const std::optional<FormView> view =
+        viewOf(form, toolkit, QStringLiteral("push button"), QStringLiteral("Save"));
+    ASSERT_TRUE(view);
     const ReplayResult result =
         replay(folder, {QStringLiteral("full_name=Grace")}, {{5, QStringLiteral("s3cret")}});
     if (!underSway() && !underGnome() && !underKwin()) {
