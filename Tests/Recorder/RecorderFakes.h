@@ -43,7 +43,10 @@ public:
         nestedLoop();
         return focused;
     }
-    void hover(Point at) override { hovered.append(at); }
+    bool hover(Point at) override {
+        hovered.append(at);
+        return hovered.size() > unansweredHovers;
+    }
     QList<Rect> secureFieldRects() override { return secureRects; }
     std::optional<FrontmostApplication> frontmostApplication() override { return frontmost; }
     bool isAvailable() const override { return true; }
@@ -61,6 +64,8 @@ public:
     std::optional<FrontmostApplication> frontmost;
     int targetCalls = 0;
     QList<Point> hovered;
+    // How many hover reads the application leaves unanswered.
+    qsizetype unansweredHovers = 0;
 };
 
 // Keeps every capture request. Captures succeed at once with the requested size, unless the

@@ -492,6 +492,18 @@ TEST_F(RecorderTest, APointerAtRestIsReadWhereItStopped) {
     EXPECT_EQ(resolver->hovered[0], (Point{30, 30}));
 }
 
+// A loaded application may not answer the read of the resting pointer in time: it is asked again
+// while the pointer stays, and a pointer that moves on is read where it stops next.
+TEST_F(RecorderTest, ARestingPointerItsApplicationDidNotAnswerIsReadAgain) {
+    resolver->unansweredHovers = 1;
+    recorder->start();
+    emit monitor->mouseMoved({30, 30});
+    ASSERT_TRUE(waitUntil([&] { return resolver->hovered.size() == 2; }));
+    emit monitor->mouseMoved({40, 40});
+    ASSERT_TRUE(waitUntil([&] { return resolver->hovered.size() == 3; }));
+    EXPECT_EQ(resolver->hovered, (QList<Point>{{30, 30}, {30, 30}, {40, 40}}));
+}
+
 TEST_F(RecorderTest, StopWaitsForPendingFrames) {
     capturer->hold = true;
     recorder->start();

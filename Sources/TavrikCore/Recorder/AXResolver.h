@@ -25,8 +25,12 @@ public:
     virtual std::optional<AXTarget> target(Point at) = 0;
     // The pointer rests at `at`. What is under it may be read now and kept, so that a press there
     // is still told what it landed on when a quick release closed its window before the press
-    // was read.
-    virtual void hover(Point at) { Q_UNUSED(at); }
+    // was read. False when the application there did not answer in time: worth asking again
+    // while the pointer stays.
+    virtual bool hover(Point at) {
+        Q_UNUSED(at);
+        return true;
+    }
     // The element holding keyboard focus in the active window.
     virtual std::optional<AXTarget> focusedTarget() = 0;
     // Rectangles (global points) of the secure text fields of the active window.

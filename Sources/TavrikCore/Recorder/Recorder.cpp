@@ -34,8 +34,10 @@ Recorder::Recorder(std::unique_ptr<InputMonitor> monitor, std::unique_ptr<FrameC
     m_rest->setInterval(restMs);
     connect(m_rest, &QTimer::timeout, this, [this] {
         dispatch([this] {
-            if (m_lastMousePoint && !m_gesture)
-                m_resolver->hover(*m_lastMousePoint);
+            // A loaded application may not answer in time; the pointer is still there.
+            if (m_lastMousePoint && !m_gesture && !m_resolver->hover(*m_lastMousePoint) &&
+                ++m_hoverReads < maxHoverReads)
+                m_rest->start();
         });
     });
 }
@@ -305,6 +307,7 @@ void Recorder::handleMouseDragged(Point point) {
 void Recorder::handleMouseMoved(Point point) {
     dispatch([=, this] {
         m_lastMousePoint = point;
+        m_hoverReads = 0;
         m_rest->start();
     });
 }

@@ -38,6 +38,8 @@ public:
     static constexpr int defaultCaptureWaitMs = 10000;
     // How long the pointer stays still before what is under it is read ahead of a press.
     static constexpr int restMs = 60;
+    // How many times a resting pointer is read when its application does not answer in time.
+    static constexpr int maxHoverReads = 3;
 
     // `clock` reads the wall clock; absent means the system's.
     Recorder(std::unique_ptr<InputMonitor> monitor, std::unique_ptr<FrameCapturer> capturer,
@@ -177,6 +179,7 @@ private:
     QFuture<std::optional<Recording>> m_stopFuture;
     QTimer* m_captureWait = nullptr;
     QTimer* m_rest = nullptr;
+    int m_hoverReads = 0;
     QList<QMetaObject::Connection> m_connections;
 };
 

@@ -480,16 +480,22 @@ bool AtSpiResolver::isAvailable() const {
     return d->windows->isOpen() && d->atspiReady;
 }
 
-void AtSpiResolver::hover(Point at) {
+bool AtSpiResolver::hover(Point at) {
+    constexpr int hoverBudgets = 3;
     d->hover.reset();
     std::optional<ClientWindow> window = d->windows->topmostAt(at);
     if (!window) {
-        return;
+        return true;
     }
     const unsigned long id = window->id;
-    if (std::optional<AXTarget> target = read(at, std::move(window)); target && target->axRole) {
+    std::optional<AXTarget> target =
+        read(at, std::move(window), hoverBudgets * d->options.timeoutMs);
+    if (target && target->axRole) {
         d->hover = Private::Hover{at, id, std::move(*target)};
+        return true;
     }
+    // Only the window came back: its application did not answer in time.
+    return !target;
 }
 
 std::optional<AXTarget> AtSpiResolver::target(Point at) {
@@ -509,16 +515,19 @@ std::optional<AXTarget> AtSpiResolver::target(Point at) {
         }
     }
     const bool sameWindow = restedHere && window && window->id == d->hover->window;
-    std::optional<AXTarget> fresh = read(at, std::move(window));
-    // The window still listed but closing during this read: its elements are gone, and what the
-    // pointer rested on is what was pressed.
-    if (sameWindow && (!fresh || !fresh->axRole)) {
+    std::optional<AXTarget> fresh = read(at, std::move(window), d->options.timeoutMs);
+    // The window still listed but closing during this read, or too busy with the press to answer:
+    // no element there (at most the window itself), and what the pointer rested on is what was
+    // pressed.
+    const bool bare = !fresh || !fresh->axRole || fresh->axPath == QString();
+    if (sameWindow && bare) {
         return d->hover->target;
     }
     return fresh;
 }
 
-std::optional<AXTarget> AtSpiResolver::read(Point at, std::optional<ClientWindow> window) {
+std::optional<AXTarget> AtSpiResolver::read(Point at, std::optional<ClientWindow> window,
+                                            int budgetMs) {
     if (!window) {
         return std::nullopt;
     }
@@ -528,7 +537,7 @@ std::optional<AXTarget> AtSpiResolver::read(Point at, std::optional<ClientWindow
     if (d->isQuiet(*window->pid)) {
         return d->unreadElementAt(*window, at);
     }
-    Query query(d->options.timeoutMs);
+    Query query(budgetMs);
     AXTarget result = d->windowOnlyTarget(*window);
     bool found = false;
     if (AtspiAccessible* app = d->application(*window->pid, query)) {

@@ -36,15 +36,17 @@ public:
 
     std::optional<AXTarget> target(Point at) override;
     // Keeps the element under a resting pointer with its window: a later target() at that point
-    // whose window is no longer mapped answers with it.
-    void hover(Point at) override;
+    // whose window is no longer mapped, or no longer shows an element there, answers with it.
+    // Nothing waits on this read but input that keeps its own time, so it has a few times a
+    // question's budget: a loaded application is slow to answer, not gone.
+    bool hover(Point at) override;
     std::optional<AXTarget> focusedTarget() override;
     QList<Rect> secureFieldRects() override;
     std::optional<FrontmostApplication> frontmostApplication() override;
     bool isAvailable() const override;
 
 private:
-    std::optional<AXTarget> read(Point at, std::optional<ClientWindow> window);
+    std::optional<AXTarget> read(Point at, std::optional<ClientWindow> window, int budgetMs);
 
     struct Private;
     std::unique_ptr<Private> d; // NOLINT(readability-identifier-naming): the private part

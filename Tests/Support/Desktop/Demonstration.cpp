@@ -36,10 +36,14 @@ void Demonstration::start() {
     waitUntil([] { return false; }, 300);
 }
 
-// Held as long as a person's press (about a tenth of a second): the recorder reads the element
-// under a press once X hands the press over, which a release closing a dialog at once outruns.
+// The pointer comes to rest before the press, and the press is held, as long as a person's (about
+// a tenth of a second each): the recorder reads what is under a resting pointer ahead of the
+// press, since an application busy with the press (opening a menu) or a release closing a dialog
+// at once can outrun a read of the press itself.
 void Demonstration::click(Point at) {
     m_desktop.moveTo(int(at.x), int(at.y));
+    m_desktop.sync();
+    waitUntil([] { return false; }, 150);
     m_desktop.button(1, true);
     m_desktop.sync();
     waitUntil([] { return false; }, 120);
