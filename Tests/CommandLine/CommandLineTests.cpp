@@ -91,9 +91,9 @@ TEST_F(CommandLine, ShowFindsASkillByIdSlashCommandOrFolder) {
 
     CommandResult asJson = run({"show", "--json", "/search-google"});
     ASSERT_EQ(asJson.status, 0);
-    std::optional<Skill> decoded =
+    const Result<Skill> decoded =
         Skill::fromJson(QJsonDocument::fromJson(asJson.out.toUtf8()).object());
-    ASSERT_TRUE(decoded);
+    ASSERT_TRUE(decoded.ok());
     EXPECT_EQ(decoded->id, older.id);
     EXPECT_EQ(decoded->plan.size(), 1);
     EXPECT_TRUE(asJson.out.indexOf("\"appScope\"") < asJson.out.indexOf("\"createdAt\""));
@@ -106,9 +106,9 @@ TEST_F(CommandLine, ShowResolvesFolderPathsWithASlashAndIdsInEitherCase) {
         CommandResult shown = run({"show", ref, "--json"});
         if (shown.status != 0)
             return std::nullopt;
-        std::optional<Skill> decoded =
+        const Result<Skill> decoded =
             Skill::fromJson(QJsonDocument::fromJson(shown.out.toUtf8()).object());
-        return decoded ? std::optional(decoded->id) : std::nullopt;
+        return decoded.ok() ? std::optional(decoded->id) : std::nullopt;
     };
     EXPECT_EQ(shownId(Paths::skill(older.id) + "/"), older.id);
     EXPECT_EQ(shownId(Paths::skill(older.id) + "//"), older.id);

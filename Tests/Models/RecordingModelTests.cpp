@@ -49,8 +49,8 @@ TEST(RecordingModel, RecordingWithoutEndDecodesWithZeroDuration) {
     const QJsonObject json = parseObject(R"({
         "id": "0b8d3e2c-7f6a-4b1c-9d2e-3f4a5b6c7d8e", "startedAt": "2026-03-01T09:15:42Z",
         "displays": [], "events": [], "frames": [], "appContexts": []})");
-    std::optional<Recording> recording = Recording::fromJson(json);
-    ASSERT_TRUE(recording);
+    const Result<Recording> recording = Recording::fromJson(json);
+    ASSERT_TRUE(recording.ok());
     EXPECT_FALSE(recording->endedAt);
     EXPECT_EQ(recording->duration(), 0);
     EXPECT_EQ(json::uuidText(recording->id), "0B8D3E2C-7F6A-4B1C-9D2E-3F4A5B6C7D8E");
@@ -58,11 +58,13 @@ TEST(RecordingModel, RecordingWithoutEndDecodesWithZeroDuration) {
 
 TEST(RecordingModel, MissingArrayOrWrongShapeFails) {
     EXPECT_FALSE(Recording::fromJson(parseObject(R"({"id": "0B8D3E2C-7F6A-4B1C-9D2E-3F4A5B6C7D8E",
-        "startedAt": "2026-03-01T09:15:42Z", "displays": [], "events": [], "frames": []})")));
+        "startedAt": "2026-03-01T09:15:42Z", "displays": [], "events": [], "frames": []})"))
+                     .ok());
     EXPECT_FALSE(
         Recording::fromJson(parseObject(R"({"id": "not-a-uuid", "startedAt": "2026-03-01T09:15:42Z",
-        "displays": [], "events": [], "frames": [], "appContexts": []})")));
-    EXPECT_FALSE(Recording::fromJson(QJsonValue(QJsonArray{})));
+        "displays": [], "events": [], "frames": [], "appContexts": []})"))
+            .ok());
+    EXPECT_FALSE(Recording::fromJson(QJsonValue(QJsonArray{})).ok());
 }
 
 TEST(RecordingModel, RoundTripKeepsEverythingButFractionsOfSeconds) {
@@ -109,8 +111,8 @@ TEST(RecordingModel, RoundTripKeepsEverythingButFractionsOfSeconds) {
 TEST(RecordingModel, IntegerFieldsRejectFractionsAndOverflow) {
     const char* base =
         R"({"id": "1B8D3E2C-7F6A-4B1C-9D2E-3F4A5B6C7D8E", "timeOffset": 0, "type": "keystroke", "keyCode": %1})";
-    EXPECT_TRUE(ActionEvent::fromJson(parseObject(QString(base).arg("65535").toUtf8())));
-    EXPECT_FALSE(ActionEvent::fromJson(parseObject(QString(base).arg("65536").toUtf8())));
-    EXPECT_FALSE(ActionEvent::fromJson(parseObject(QString(base).arg("1.5").toUtf8())));
-    EXPECT_FALSE(ActionEvent::fromJson(parseObject(QString(base).arg("\"36\"").toUtf8())));
+    EXPECT_TRUE(ActionEvent::fromJson(parseObject(QString(base).arg("65535").toUtf8())).ok());
+    EXPECT_FALSE(ActionEvent::fromJson(parseObject(QString(base).arg("65536").toUtf8())).ok());
+    EXPECT_FALSE(ActionEvent::fromJson(parseObject(QString(base).arg("1.5").toUtf8())).ok());
+    EXPECT_FALSE(ActionEvent::fromJson(parseObject(QString(base).arg("\"36\"").toUtf8())).ok());
 }

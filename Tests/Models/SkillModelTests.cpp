@@ -55,29 +55,29 @@ TEST(SkillModel, DecodingRequiresEveryNonOptionalKey) {
     EXPECT_FALSE(json.contains("url"));
     EXPECT_FALSE(json.contains("runtime"));
     EXPECT_FALSE(json.contains("sourceRecordingID"));
-    ASSERT_TRUE(Skill::fromJson(json));
+    ASSERT_TRUE(Skill::fromJson(json).ok());
     EXPECT_FALSE(Skill::fromJson(json)->url);
 
     for (const char* key : {"createdAt", "id", "name", "trigger", "summary", "mode", "parameters",
                             "plan", "appScope"}) {
         QJsonObject missing = json;
         missing.remove(key);
-        QString error;
-        EXPECT_FALSE(Skill::fromJson(missing, &error)) << key;
-        EXPECT_TRUE(error.startsWith(key)) << error.toStdString();
+        const Result<Skill> decoded = Skill::fromJson(missing);
+        EXPECT_FALSE(decoded.ok()) << key;
+        EXPECT_TRUE(decoded.error().startsWith(key)) << decoded.error().toStdString();
     }
     QJsonObject direct = json;
     direct.insert("mode", "direct");
-    EXPECT_FALSE(Skill::fromJson(direct));
+    EXPECT_FALSE(Skill::fromJson(direct).ok());
 }
 
 TEST(SkillModel, UnknownParameterTypeFails) {
     Parameter parameter{QUuid::createUuid(), "color", ParameterType::text, "Which?", "red", {0, 2}};
     QJsonObject json = parameter.toJson();
-    ASSERT_TRUE(Parameter::fromJson(json));
+    ASSERT_TRUE(Parameter::fromJson(json).ok());
     EXPECT_EQ(*Parameter::fromJson(json), parameter);
     json.insert("type", "color");
-    EXPECT_FALSE(Parameter::fromJson(json));
+    EXPECT_FALSE(Parameter::fromJson(json).ok());
 }
 
 TEST(SkillModel, FullSkillRoundTripsThroughJson) {
@@ -115,7 +115,7 @@ TEST(SkillModel, FullSkillRoundTripsThroughJson) {
     EXPECT_EQ(*decoded, skill);
 
     ExecutionPlanDocument document{skill.parameters, skill.plan, skill.runtime};
-    EXPECT_EQ(ExecutionPlanDocument::fromJson(document.toJson()), document);
+    EXPECT_EQ(ExecutionPlanDocument::fromJson(document.toJson()).valueOr({}), document);
 }
 
 TEST(SkillModel, DatesAreUtcWholeSecondsAndStrict) {

@@ -76,20 +76,21 @@ TEST(MCPServer, ConnectorJSONAndTokens) {
 
 TEST(MCPServer, JSONRoundTripAndRequiredKeys) {
     const MCPServer withToken = server("notion", {"notion.id"}, "t");
-    EXPECT_EQ(MCPServer::fromJson(withToken.toJson()), withToken);
+    EXPECT_EQ(MCPServer::fromJson(withToken.toJson()).valueOr({}), withToken);
     EXPECT_FALSE(server("x", {}).toJson().contains("auth_token"));
 
-    QString error;
+    const Result<MCPServer> noUrl =
+        MCPServer::fromJson(QJsonObject{{"name", "x"}, {"bundle_ids", QJsonArray{}}});
+    EXPECT_FALSE(noUrl.ok());
+    EXPECT_EQ(noUrl.error(), "url: missing");
     EXPECT_FALSE(
-        MCPServer::fromJson(QJsonObject{{"name", "x"}, {"bundle_ids", QJsonArray{}}}, &error));
-    EXPECT_EQ(error, "url: missing");
-    EXPECT_FALSE(MCPServer::fromJson(
-        QJsonObject{{"name", "x"}, {"url", "u"}, {"bundle_ids", QJsonArray{1}}}, &error));
+        MCPServer::fromJson(QJsonObject{{"name", "x"}, {"url", "u"}, {"bundle_ids", QJsonArray{1}}})
+            .ok());
     const auto nullToken = MCPServer::fromJson(QJsonObject{{"name", "x"},
                                                            {"url", "u"},
                                                            {"bundle_ids", QJsonArray{}},
                                                            {"auth_token", QJsonValue::Null}});
-    ASSERT_TRUE(nullToken);
+    ASSERT_TRUE(nullToken.ok());
     EXPECT_EQ(nullToken->authToken, std::nullopt);
 }
 

@@ -12,8 +12,9 @@ QList<RunRecord> readAuditLog() {
     QFile file(AuditLog::filePath());
     if (file.open(QIODevice::ReadOnly))
         for (const QByteArray& line : file.readAll().split('\n'))
-            if (std::optional<RunRecord> record =
-                    RunRecord::fromJson(QJsonDocument::fromJson(line).object()))
+            if (Result<RunRecord> record =
+                    RunRecord::fromJson(QJsonDocument::fromJson(line).object());
+                record.ok())
                 records.append(*record);
     return records;
 }

@@ -64,12 +64,11 @@ QList<MCPServer> mergedWithBuiltIns(const QJsonArray& entries) {
         positions.insert(servers[i].name, i);
     qsizetype skipped = 0;
     for (qsizetype i = 0; i < entries.size(); ++i) {
-        QString error;
-        std::optional<MCPServer> server = MCPServer::fromJson(entries.at(i), &error);
-        if (!server) {
+        Result<MCPServer> server = MCPServer::fromJson(entries.at(i));
+        if (!server.ok()) {
             if (++skipped <= kReportedEntries)
                 qWarning("Tavrik: skipping entry %lld of %s: %s", qlonglong(i),
-                         qPrintable(MCPRegistry::filePath()), qPrintable(error));
+                         qPrintable(MCPRegistry::filePath()), qPrintable(server.error()));
             continue;
         }
         const auto position = positions.constFind(server->name);

@@ -31,7 +31,7 @@ QJsonObject MCPServer::toJson() const {
     return object;
 }
 
-std::optional<MCPServer> MCPServer::fromJson(const QJsonValue& value, QString* error) {
+Result<MCPServer> MCPServer::fromJson(const QJsonValue& value) {
     json::ObjectReader reader(value);
     MCPServer server;
     server.name = reader.string(QStringLiteral("name"));
@@ -40,7 +40,7 @@ std::optional<MCPServer> MCPServer::fromJson(const QJsonValue& value, QString* e
     // A null token is read as no token, as a hand-edited file may say.
     if (!value.toObject().value(QStringLiteral("auth_token")).isNull())
         server.authToken = reader.optionalString(QStringLiteral("auth_token"));
-    return json::finish(reader, std::move(server), error);
+    return json::finish(reader, std::move(server));
 }
 
 } // namespace tavrik

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TavrikCore/Support/Result.h"
+
 #include <QJsonObject>
 #include <QList>
 #include <QString>
@@ -24,7 +26,7 @@ struct MCPServer {
 
     bool operator==(const MCPServer&) const = default;
     QJsonObject toJson() const;
-    static std::optional<MCPServer> fromJson(const QJsonValue& value, QString* error = nullptr);
+    static Result<MCPServer> fromJson(const QJsonValue& value);
 };
 
 } // namespace tavrik

@@ -35,7 +35,7 @@ QJsonObject AXTarget::toJson() const {
     return o;
 }
 
-std::optional<AXTarget> AXTarget::fromJson(const QJsonValue& value, QString* error) {
+Result<AXTarget> AXTarget::fromJson(const QJsonValue& value) {
     json::ObjectReader r(value);
     AXTarget t;
     t.appBundleID = r.optionalString("appBundleID");
@@ -52,7 +52,7 @@ std::optional<AXTarget> AXTarget::fromJson(const QJsonValue& value, QString* err
     t.axDescription = r.optionalString("axDescription");
     t.axPath = r.optionalString("axPath");
     t.windowFrame = r.optionalObject<Rect>("windowFrame");
-    return json::finish(r, t, error);
+    return json::finish(r, t);
 }
 
 namespace {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "TavrikCore/Models/Rect.h"
+#include "TavrikCore/Support/Result.h"
 
 #include <QString>
 
@@ -32,7 +33,7 @@ struct AXTarget {
 
     bool operator==(const AXTarget&) const = default;
     QJsonObject toJson() const;
-    static std::optional<AXTarget> fromJson(const QJsonValue& value, QString* error = nullptr);
+    static Result<AXTarget> fromJson(const QJsonValue& value);
 };
 
 size_t qHash(const AXTarget& target, size_t seed = 0);

@@ -2,6 +2,7 @@
 
 #include "TavrikCore/Models/AXTarget.h"
 #include "TavrikCore/Models/ActionType.h"
+#include "TavrikCore/Support/Result.h"
 
 #include <QUuid>
 
@@ -24,7 +25,7 @@ struct ActionEvent {
 
     bool operator==(const ActionEvent&) const = default;
     QJsonObject toJson() const;
-    static std::optional<ActionEvent> fromJson(const QJsonValue& value, QString* error = nullptr);
+    static Result<ActionEvent> fromJson(const QJsonValue& value);
 };
 
 } // namespace tavrik

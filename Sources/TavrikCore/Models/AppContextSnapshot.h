@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TavrikCore/Support/Result.h"
+
 #include <QJsonObject>
 #include <QString>
 #include <optional>
@@ -15,8 +17,7 @@ struct AppContextSnapshot {
 
     bool operator==(const AppContextSnapshot&) const = default;
     QJsonObject toJson() const;
-    static std::optional<AppContextSnapshot> fromJson(const QJsonValue& value,
-                                                      QString* error = nullptr);
+    static Result<AppContextSnapshot> fromJson(const QJsonValue& value);
 };
 
 } // namespace tavrik

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "TavrikCore/Models/ActionType.h"
+#include "TavrikCore/Support/Result.h"
 
 #include <QDateTime>
 #include <QJsonObject>
@@ -18,7 +19,7 @@ struct AuditEntry {
 
     bool operator==(const AuditEntry&) const = default;
     QJsonObject toJson() const;
-    static std::optional<AuditEntry> fromJson(const QJsonValue& value, QString* error = nullptr);
+    static Result<AuditEntry> fromJson(const QJsonValue& value);
 };
 
 } // namespace tavrik

@@ -13,14 +13,14 @@ QJsonObject DisplayInfo::toJson() const {
             {"isMain", isMain}};
 }
 
-std::optional<DisplayInfo> DisplayInfo::fromJson(const QJsonValue& value, QString* error) {
+Result<DisplayInfo> DisplayInfo::fromJson(const QJsonValue& value) {
     json::ObjectReader r(value);
     DisplayInfo d;
     d.id = quint32(r.integer("id", 0, std::numeric_limits<quint32>::max()));
     d.frame = r.object<Rect>("frame");
     d.scaleFactor = r.number("scaleFactor");
     d.isMain = r.boolean("isMain");
-    return json::finish(r, d, error);
+    return json::finish(r, d);
 }
 
 } // namespace tavrik

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "TavrikCore/Models/Rect.h"
+#include "TavrikCore/Support/Result.h"
 
 namespace tavrik {
 
@@ -13,7 +14,7 @@ struct DisplayInfo {
 
     bool operator==(const DisplayInfo&) const = default;
     QJsonObject toJson() const;
-    static std::optional<DisplayInfo> fromJson(const QJsonValue& value, QString* error = nullptr);
+    static Result<DisplayInfo> fromJson(const QJsonValue& value);
 };
 
 inline size_t qHash(const DisplayInfo& d, size_t seed = 0) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "TavrikCore/Models/Skill.h"
+#include "TavrikCore/Support/Result.h"
 
 namespace tavrik {
 
@@ -15,8 +16,7 @@ struct ExecutionPlanDocument {
 
     bool operator==(const ExecutionPlanDocument&) const = default;
     QJsonObject toJson() const;
-    static std::optional<ExecutionPlanDocument> fromJson(const QJsonValue& value,
-                                                         QString* error = nullptr);
+    static Result<ExecutionPlanDocument> fromJson(const QJsonValue& value);
 };
 
 } // namespace tavrik

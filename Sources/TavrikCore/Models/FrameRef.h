@@ -1,6 +1,7 @@
 #pragma once
 
 #include "TavrikCore/Models/Rect.h"
+#include "TavrikCore/Support/Result.h"
 
 #include <QList>
 #include <QUuid>
@@ -18,7 +19,7 @@ struct FrameRef {
 
     bool operator==(const FrameRef&) const = default;
     QJsonObject toJson() const;
-    static std::optional<FrameRef> fromJson(const QJsonValue& value, QString* error = nullptr);
+    static Result<FrameRef> fromJson(const QJsonValue& value);
 };
 
 } // namespace tavrik

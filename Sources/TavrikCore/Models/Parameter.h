@@ -1,6 +1,7 @@
 #pragma once
 
 #include "TavrikCore/Models/ParameterType.h"
+#include "TavrikCore/Support/Result.h"
 
 #include <QJsonObject>
 #include <QList>
@@ -19,7 +20,7 @@ struct Parameter {
 
     bool operator==(const Parameter&) const = default;
     QJsonObject toJson() const;
-    static std::optional<Parameter> fromJson(const QJsonValue& value, QString* error = nullptr);
+    static Result<Parameter> fromJson(const QJsonValue& value);
 };
 
 } // namespace tavrik

@@ -3,6 +3,7 @@
 #include "TavrikCore/Models/AXTarget.h"
 #include "TavrikCore/Models/ActionType.h"
 #include "TavrikCore/Models/Size.h"
+#include "TavrikCore/Support/Result.h"
 
 #include <QUuid>
 
@@ -27,7 +28,7 @@ struct PlanStep {
 
     bool operator==(const PlanStep&) const = default;
     QJsonObject toJson() const;
-    static std::optional<PlanStep> fromJson(const QJsonValue& value, QString* error = nullptr);
+    static Result<PlanStep> fromJson(const QJsonValue& value);
 };
 
 } // namespace tavrik

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TavrikCore/Support/Result.h"
+
 #include <QHashFunctions>
 #include <QJsonObject>
 #include <optional>
@@ -13,7 +15,7 @@ struct Point {
 
     bool operator==(const Point&) const = default;
     QJsonObject toJson() const;
-    static std::optional<Point> fromJson(const QJsonValue& value, QString* error = nullptr);
+    static Result<Point> fromJson(const QJsonValue& value);
 };
 
 inline size_t qHash(const Point& p, size_t seed = 0) {

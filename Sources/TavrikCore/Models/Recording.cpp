@@ -26,7 +26,7 @@ QJsonObject ActionEvent::toJson() const {
     return o;
 }
 
-std::optional<ActionEvent> ActionEvent::fromJson(const QJsonValue& value, QString* error) {
+Result<ActionEvent> ActionEvent::fromJson(const QJsonValue& value) {
     json::ObjectReader r(value);
     ActionEvent e;
     e.id = r.uuid("id");
@@ -43,7 +43,7 @@ std::optional<ActionEvent> ActionEvent::fromJson(const QJsonValue& value, QStrin
         e.modifierFlags = quint64(*flags);
     e.frameIndex = r.optionalInteger("frameIndex", std::numeric_limits<qint64>::min(),
                                      std::numeric_limits<qint64>::max());
-    return json::finish(r, e, error);
+    return json::finish(r, e);
 }
 
 QJsonObject FrameRef::toJson() const {
@@ -55,7 +55,7 @@ QJsonObject FrameRef::toJson() const {
             {"pixelSize", pixelSize.toJson()}, {"redactedRegions", regions}};
 }
 
-std::optional<FrameRef> FrameRef::fromJson(const QJsonValue& value, QString* error) {
+Result<FrameRef> FrameRef::fromJson(const QJsonValue& value) {
     json::ObjectReader r(value);
     FrameRef f;
     f.id = r.uuid("id");
@@ -64,7 +64,7 @@ std::optional<FrameRef> FrameRef::fromJson(const QJsonValue& value, QString* err
     f.displayID = quint32(r.integer("displayID", 0, std::numeric_limits<quint32>::max()));
     f.pixelSize = r.object<Size>("pixelSize");
     f.redactedRegions = r.list<Rect>("redactedRegions");
-    return json::finish(r, f, error);
+    return json::finish(r, f);
 }
 
 QJsonObject AppContextSnapshot::toJson() const {
@@ -75,15 +75,14 @@ QJsonObject AppContextSnapshot::toJson() const {
     return o;
 }
 
-std::optional<AppContextSnapshot> AppContextSnapshot::fromJson(const QJsonValue& value,
-                                                               QString* error) {
+Result<AppContextSnapshot> AppContextSnapshot::fromJson(const QJsonValue& value) {
     json::ObjectReader r(value);
     AppContextSnapshot s;
     s.timeOffset = r.number("timeOffset");
     s.bundleID = r.optionalString("bundleID");
     s.appName = r.optionalString("appName");
     s.windowTitle = r.optionalString("windowTitle");
-    return json::finish(r, s, error);
+    return json::finish(r, s);
 }
 
 double Recording::duration() const {
@@ -102,7 +101,7 @@ QJsonObject Recording::toJson() const {
     return o;
 }
 
-std::optional<Recording> Recording::fromJson(const QJsonValue& value, QString* error) {
+Result<Recording> Recording::fromJson(const QJsonValue& value) {
     json::ObjectReader r(value);
     Recording rec;
     rec.id = r.uuid("id");
@@ -112,7 +111,7 @@ std::optional<Recording> Recording::fromJson(const QJsonValue& value, QString* e
     rec.events = r.list<ActionEvent>("events");
     rec.frames = r.list<FrameRef>("frames");
     rec.appContexts = r.list<AppContextSnapshot>("appContexts");
-    return json::finish(r, rec, error);
+    return json::finish(r, rec);
 }
 
 } // namespace tavrik

@@ -4,6 +4,7 @@
 #include "TavrikCore/Models/AppContextSnapshot.h"
 #include "TavrikCore/Models/DisplayInfo.h"
 #include "TavrikCore/Models/FrameRef.h"
+#include "TavrikCore/Support/Result.h"
 
 #include <QDateTime>
 
@@ -24,7 +25,7 @@ struct Recording {
 
     bool operator==(const Recording&) const = default;
     QJsonObject toJson() const;
-    static std::optional<Recording> fromJson(const QJsonValue& value, QString* error = nullptr);
+    static Result<Recording> fromJson(const QJsonValue& value);
 };
 
 } // namespace tavrik

@@ -2,6 +2,7 @@
 
 #include "TavrikCore/Models/Point.h"
 #include "TavrikCore/Models/Size.h"
+#include "TavrikCore/Support/Result.h"
 
 namespace tavrik {
 
@@ -15,7 +16,7 @@ struct Rect {
 
     bool operator==(const Rect&) const = default;
     QJsonObject toJson() const;
-    static std::optional<Rect> fromJson(const QJsonValue& value, QString* error = nullptr);
+    static Result<Rect> fromJson(const QJsonValue& value);
 };
 
 inline size_t qHash(const Rect& r, size_t seed = 0) {

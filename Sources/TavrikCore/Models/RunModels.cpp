@@ -12,7 +12,7 @@ QJsonObject AuditEntry::toJson() const {
             {"agentic", agentic}};
 }
 
-std::optional<AuditEntry> AuditEntry::fromJson(const QJsonValue& value, QString* error) {
+Result<AuditEntry> AuditEntry::fromJson(const QJsonValue& value) {
     json::ObjectReader r(value);
     AuditEntry e;
     e.timestamp = r.date("timestamp");
@@ -20,7 +20,7 @@ std::optional<AuditEntry> AuditEntry::fromJson(const QJsonValue& value, QString*
     e.action = r.enumeration("action", actionTypeFromString, "action type");
     e.detail = r.string("detail");
     e.agentic = r.boolean("agentic");
-    return json::finish(r, e, error);
+    return json::finish(r, e);
 }
 
 QJsonObject RunRecord::toJson() const {
@@ -31,7 +31,7 @@ QJsonObject RunRecord::toJson() const {
             {"aborted", aborted}};
 }
 
-std::optional<RunRecord> RunRecord::fromJson(const QJsonValue& value, QString* error) {
+Result<RunRecord> RunRecord::fromJson(const QJsonValue& value) {
     json::ObjectReader r(value);
     RunRecord record;
     record.startedAt = r.date("startedAt");
@@ -39,7 +39,7 @@ std::optional<RunRecord> RunRecord::fromJson(const QJsonValue& value, QString* e
     record.mode = r.string("mode");
     record.actions = r.strings("actions");
     record.aborted = r.boolean("aborted");
-    return json::finish(r, record, error);
+    return json::finish(r, record);
 }
 
 } // namespace tavrik

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TavrikCore/Support/Result.h"
+
 #include <QDateTime>
 #include <QJsonObject>
 #include <QList>
@@ -17,7 +19,7 @@ struct RunRecord {
 
     bool operator==(const RunRecord&) const = default;
     QJsonObject toJson() const;
-    static std::optional<RunRecord> fromJson(const QJsonValue& value, QString* error = nullptr);
+    static Result<RunRecord> fromJson(const QJsonValue& value);
 };
 
 } // namespace tavrik

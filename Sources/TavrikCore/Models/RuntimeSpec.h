@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TavrikCore/Support/Result.h"
+
 #include <QJsonObject>
 #include <QList>
 #include <QString>
@@ -21,7 +23,7 @@ struct RuntimeSpec {
 
     bool operator==(const RuntimeSpec&) const = default;
     QJsonObject toJson() const;
-    static std::optional<RuntimeSpec> fromJson(const QJsonValue& value, QString* error = nullptr);
+    static Result<RuntimeSpec> fromJson(const QJsonValue& value);
 };
 
 size_t qHash(const RuntimeSpec& spec, size_t seed = 0);

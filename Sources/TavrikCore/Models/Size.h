@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TavrikCore/Support/Result.h"
+
 #include <QHashFunctions>
 #include <QJsonObject>
 #include <optional>
@@ -12,7 +14,7 @@ struct Size {
 
     bool operator==(const Size&) const = default;
     QJsonObject toJson() const;
-    static std::optional<Size> fromJson(const QJsonValue& value, QString* error = nullptr);
+    static Result<Size> fromJson(const QJsonValue& value);
 };
 
 inline size_t qHash(const Size& s, size_t seed = 0) {

@@ -39,7 +39,7 @@ QJsonObject Parameter::toJson() const {
             {"exampleValue", exampleValue}, {"usedInSteps", steps}};
 }
 
-std::optional<Parameter> Parameter::fromJson(const QJsonValue& value, QString* error) {
+Result<Parameter> Parameter::fromJson(const QJsonValue& value) {
     json::ObjectReader r(value);
     Parameter p;
     p.id = r.uuid("id");
@@ -48,7 +48,7 @@ std::optional<Parameter> Parameter::fromJson(const QJsonValue& value, QString* e
     p.prompt = r.string("prompt");
     p.exampleValue = r.string("exampleValue");
     p.usedInSteps = r.integers("usedInSteps");
-    return json::finish(r, p, error);
+    return json::finish(r, p);
 }
 
 QJsonObject PlanStep::toJson() const {
@@ -74,7 +74,7 @@ QJsonObject PlanStep::toJson() const {
     return o;
 }
 
-std::optional<PlanStep> PlanStep::fromJson(const QJsonValue& value, QString* error) {
+Result<PlanStep> PlanStep::fromJson(const QJsonValue& value) {
     json::ObjectReader r(value);
     PlanStep s;
     s.id = r.uuid("id");
@@ -93,7 +93,7 @@ std::optional<PlanStep> PlanStep::fromJson(const QJsonValue& value, QString* err
     s.isDestructive = r.boolean("isDestructive");
     s.endLocation = r.optionalObject<Point>("endLocation");
     s.scrollDelta = r.optionalObject<Size>("scrollDelta");
-    return json::finish(r, s, error);
+    return json::finish(r, s);
 }
 
 QList<QString> RuntimeSpec::allURLTemplates() const {
@@ -119,7 +119,7 @@ QJsonObject RuntimeSpec::toJson() const {
     return o;
 }
 
-std::optional<RuntimeSpec> RuntimeSpec::fromJson(const QJsonValue& value, QString* error) {
+Result<RuntimeSpec> RuntimeSpec::fromJson(const QJsonValue& value) {
     json::ObjectReader r(value);
     RuntimeSpec spec;
     spec.type = r.string("type");
@@ -127,7 +127,7 @@ std::optional<RuntimeSpec> RuntimeSpec::fromJson(const QJsonValue& value, QStrin
     spec.urlTemplate = r.optionalString("urlTemplate");
     spec.urlTemplates = r.optionalStrings("urlTemplates");
     spec.steps = r.optionalList<RuntimeSpec>("steps");
-    return json::finish(r, spec, error);
+    return json::finish(r, spec);
 }
 
 size_t qHash(const RuntimeSpec& spec, size_t seed) {
@@ -245,7 +245,7 @@ QJsonObject Skill::toJson() const {
     return o;
 }
 
-std::optional<Skill> Skill::fromJson(const QJsonValue& value, QString* error) {
+Result<Skill> Skill::fromJson(const QJsonValue& value) {
     json::ObjectReader r(value);
     Skill s;
     s.id = r.uuid("id");
@@ -262,12 +262,10 @@ std::optional<Skill> Skill::fromJson(const QJsonValue& value, QString* error) {
     s.sourceRecordingID = r.optionalUuid("sourceRecordingID");
     if (std::optional<QString> method = r.optionalString("castWith")) {
         s.castWith = castMethodFromString(*method);
-        if (!s.castWith && error)
-            *error = QStringLiteral("unknown castWith: ") + *method;
         if (!s.castWith)
-            return std::nullopt;
+            return Failure{QStringLiteral("unknown castWith: ") + *method};
     }
-    return json::finish(r, s, error);
+    return json::finish(r, s);
 }
 
 QJsonObject ExecutionPlanDocument::toJson() const {
@@ -279,15 +277,14 @@ QJsonObject ExecutionPlanDocument::toJson() const {
     return o;
 }
 
-std::optional<ExecutionPlanDocument> ExecutionPlanDocument::fromJson(const QJsonValue& value,
-                                                                     QString* error) {
+Result<ExecutionPlanDocument> ExecutionPlanDocument::fromJson(const QJsonValue& value) {
     json::ObjectReader r(value);
     ExecutionPlanDocument d;
     d.parameters = r.list<Parameter>("parameters");
     d.plan = r.list<PlanStep>("plan");
     d.runtime = r.optionalObject<RuntimeSpec>("runtime");
     d.createdAt = r.optionalDate("created");
-    return json::finish(r, d, error);
+    return json::finish(r, d);
 }
 
 } // namespace tavrik

@@ -5,6 +5,7 @@
 #include "TavrikCore/Models/Parameter.h"
 #include "TavrikCore/Models/PlanStep.h"
 #include "TavrikCore/Models/RuntimeSpec.h"
+#include "TavrikCore/Support/Result.h"
 
 #include <QDateTime>
 
@@ -34,7 +35,7 @@ struct Skill {
 
     bool operator==(const Skill&) const = default;
     QJsonObject toJson() const;
-    static std::optional<Skill> fromJson(const QJsonValue& value, QString* error = nullptr);
+    static Result<Skill> fromJson(const QJsonValue& value);
 };
 
 } // namespace tavrik

@@ -50,11 +50,10 @@ Result<Recording> RecordingStore::load(const QUuid& id) const {
     if (parseError.error != QJsonParseError::NoError)
         return Failure{
             QStringLiteral("%1 is not valid JSON: %2").arg(path, parseError.errorString())};
-    QString decodeError;
-    std::optional<Recording> recording = Recording::fromJson(document.object(), &decodeError);
-    if (!recording)
-        return Failure{QStringLiteral("%1: %2").arg(path, decodeError)};
-    return std::move(*recording);
+    Result<Recording> recording = Recording::fromJson(document.object());
+    if (!recording.ok())
+        return Failure{QStringLiteral("%1: %2").arg(path, recording.error())};
+    return recording;
 }
 
 QList<Recording> RecordingStore::loadAll() const {

@@ -68,10 +68,10 @@ std::optional<RepairProposal> RepairProposal::load(const QUuid& skillID) {
         const QJsonObject object = value.toObject();
         const std::optional<QUuid> stepID =
             json::parseUuid(object.value(QLatin1String("stepID")).toString());
-        std::optional<AXTarget> before = AXTarget::fromJson(object.value(QLatin1String("before")));
-        std::optional<AXTarget> after = AXTarget::fromJson(object.value(QLatin1String("after")));
+        Result<AXTarget> before = AXTarget::fromJson(object.value(QLatin1String("before")));
+        Result<AXTarget> after = AXTarget::fromJson(object.value(QLatin1String("after")));
         const QJsonValue step = object.value(QLatin1String("step"));
-        if (!stepID || !before || !after || !step.isDouble() || step.toDouble() < 0)
+        if (!stepID || !before.ok() || !after.ok() || !step.isDouble() || step.toDouble() < 0)
             return std::nullopt;
         proposal.changes.append({qsizetype(step.toDouble()), *stepID,
                                  object.value(QLatin1String("intent")).toString(),

@@ -41,7 +41,10 @@ std::optional<ExecutionPlanDocument> readPlan(const QString& folder) {
     const QJsonDocument document = QJsonDocument::fromJson(*bytes, &parseError);
     if (parseError.error != QJsonParseError::NoError)
         return std::nullopt;
-    return ExecutionPlanDocument::fromJson(document.object());
+    Result<ExecutionPlanDocument> plan = ExecutionPlanDocument::fromJson(document.object());
+    if (!plan.ok())
+        return std::nullopt;
+    return std::move(*plan);
 }
 
 std::optional<QUuid> readRecordingRef(const QString& folder) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TavrikCore/Support/Result.h"
+
 #include <QDateTime>
 #include <QJsonArray>
 #include <QJsonObject>
@@ -100,11 +102,12 @@ public:
 private:
     QJsonValue require(const QString& key);
     template <typename T> std::optional<T> decodeNested(const QString& key, const QJsonValue& v) {
-        QString nestedError;
-        std::optional<T> decoded = T::fromJson(v, &nestedError);
-        if (!decoded)
-            fail(key + "." + nestedError);
-        return decoded;
+        Result<T> decoded = T::fromJson(v);
+        if (!decoded.ok()) {
+            fail(key + "." + decoded.error());
+            return std::nullopt;
+        }
+        return std::move(*decoded);
     }
     template <typename T>
     std::optional<QList<T>> decodeList(const QString& key, const QJsonValue& v) {
@@ -116,10 +119,9 @@ private:
         const QJsonArray array = v.toArray();
         items.reserve(array.size());
         for (qsizetype i = 0; i < array.size(); ++i) {
-            QString nestedError;
-            std::optional<T> item = T::fromJson(array.at(i), &nestedError);
-            if (!item) {
-                fail(QStringLiteral("%1[%2].%3").arg(key).arg(i).arg(nestedError));
+            Result<T> item = T::fromJson(array.at(i));
+            if (!item.ok()) {
+                fail(QStringLiteral("%1[%2].%3").arg(key).arg(i).arg(item.error()));
                 return std::nullopt;
             }
             items.append(std::move(*item));
@@ -131,13 +133,11 @@ private:
     QString m_error;
 };
 
-// Ends a decoder: the value when every field was read, else nothing with the reason in `error`.
-template <typename T> std::optional<T> finish(const ObjectReader& reader, T value, QString* error) {
+// Ends a decoder: the value when every field was read, else the first problem.
+template <typename T> Result<T> finish(const ObjectReader& reader, T value) {
     if (reader.ok())
         return value;
-    if (error)
-        *error = reader.error();
-    return std::nullopt;
+    return Failure{reader.error()};
 }
 
 } // namespace tavrik::json

@@ -6,34 +6,27 @@
 
 namespace tavrik {
 
-std::optional<Release> Release::fromJson(const QJsonValue& value, QString* error) {
+Result<Release> Release::fromJson(const QJsonValue& value) {
     json::ObjectReader reader(value);
     Release release;
     release.version = reader.string(QStringLiteral("version"));
     release.file = reader.string(QStringLiteral("file"));
-    return json::finish(reader, std::move(release), error);
+    return json::finish(reader, std::move(release));
 }
 
-std::optional<QList<Release>> Release::feedFromJson(const QByteArray& body, QString* error) {
+Result<QList<Release>> Release::feedFromJson(const QByteArray& body) {
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(body, &parseError);
-    if (parseError.error != QJsonParseError::NoError || !document.isArray()) {
-        if (error)
-            *error = parseError.error != QJsonParseError::NoError
-                         ? parseError.errorString()
-                         : QStringLiteral("expected an array");
-        return std::nullopt;
-    }
+    if (parseError.error != QJsonParseError::NoError)
+        return Failure{parseError.errorString()};
+    if (!document.isArray())
+        return Failure{QStringLiteral("expected an array")};
     QList<Release> releases;
     const QJsonArray array = document.array();
     for (qsizetype i = 0; i < array.size(); ++i) {
-        QString entryError;
-        std::optional<Release> release = fromJson(array.at(i), &entryError);
-        if (!release) {
-            if (error)
-                *error = QStringLiteral("[%1].%2").arg(i).arg(entryError);
-            return std::nullopt;
-        }
+        Result<Release> release = fromJson(array.at(i));
+        if (!release.ok())
+            return Failure{QStringLiteral("[%1].%2").arg(i).arg(release.error())};
         releases.append(std::move(*release));
     }
     return releases;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TavrikCore/Support/Result.h"
+
 #include <QJsonValue>
 #include <QString>
 #include <optional>
@@ -12,10 +14,9 @@ struct Release {
     QString file;
 
     bool operator==(const Release&) const = default;
-    static std::optional<Release> fromJson(const QJsonValue& value, QString* error = nullptr);
+    static Result<Release> fromJson(const QJsonValue& value);
     // The whole feed: a JSON array of releases. Any entry that cannot be read fails it.
-    static std::optional<QList<Release>> feedFromJson(const QByteArray& body,
-                                                      QString* error = nullptr);
+    static Result<QList<Release>> feedFromJson(const QByteArray& body);
 };
 
 } // namespace tavrik

@@ -62,8 +62,8 @@ void UpdateChecker::check() {
 }
 
 void UpdateChecker::handleFeed(const QByteArray& body) {
-    const std::optional<QList<Release>> feed = Release::feedFromJson(body);
-    if (!feed || feed->isEmpty())
+    const Result<QList<Release>> feed = Release::feedFromJson(body);
+    if (!feed.ok() || feed->isEmpty())
         return;
     const Release& newest = feed->first();
     if (!isNewer(newest.version, m_currentVersion))
