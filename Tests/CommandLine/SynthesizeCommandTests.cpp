@@ -96,7 +96,8 @@ TEST(SynthesizeCommand, FailuresSayWhatToDo) {
     const CommandResult noId = run({"synthesize"});
     EXPECT_EQ(noId.status, 2);
     EXPECT_TRUE(noId.err.contains("recording id")) << noId.err.toStdString();
-    const CommandResult unknown = run({"synthesize", QUuid::createUuid().toString(QUuid::WithoutBraces)});
+    const CommandResult unknown =
+        run({"synthesize", QUuid::createUuid().toString(QUuid::WithoutBraces)});
     EXPECT_EQ(unknown.status, 1);
     EXPECT_FALSE(unknown.err.isEmpty());
     EXPECT_EQ(run({"synthesize", json::uuidText(recording.id), "--fast"}).status, 2);

@@ -58,10 +58,11 @@ TEST(TraceCommand, ShowsTheExactTextAndTheFramesThatWouldLeave) {
         Synthesizer::narrationBlock(QString("book the cheapest flight"))->text + "\n";
     EXPECT_TRUE(traced.out.startsWith(expectedText)) << traced.out.toStdString();
     EXPECT_TRUE(traced.out.contains("[page: https://flights.example.org/]"));
-    EXPECT_TRUE(traced.out.endsWith("\n--- frames: 3 of 3 would be attached\n"
-                                    "frames/000001.png  Frame at 0.5s:  2576×1449 JPEG\n"
-                                    "frames/000002.png  Frame at 2.2s:  not attached (missing)\n"
-                                    "frames/000003.png  Frame at 3.0s:  not attached (not an image)\n"))
+    EXPECT_TRUE(
+        traced.out.endsWith("\n--- frames: 3 of 3 would be attached\n"
+                            "frames/000001.png  Frame at 0.5s:  2576×1449 JPEG\n"
+                            "frames/000002.png  Frame at 2.2s:  not attached (missing)\n"
+                            "frames/000003.png  Frame at 3.0s:  not attached (not an image)\n"))
         << traced.out.toStdString();
 
     // The folder's path as typed or completed by the shell, with its trailing "/".
@@ -69,7 +70,8 @@ TEST(TraceCommand, ShowsTheExactTextAndTheFramesThatWouldLeave) {
          {Paths::recording(recording.id), Paths::recording(recording.id) + "/"}) {
         const CommandResult plain = run({"trace", folder});
         ASSERT_EQ(plain.status, 0) << folder.toStdString() << plain.err.toStdString();
-        EXPECT_TRUE(plain.out.startsWith(Synthesizer::traceDescription(recording) + "\n\n--- frames"));
+        EXPECT_TRUE(
+            plain.out.startsWith(Synthesizer::traceDescription(recording) + "\n\n--- frames"));
     }
 }
 

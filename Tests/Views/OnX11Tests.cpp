@@ -59,8 +59,8 @@ TEST(OnX11, PillLetsClicksThroughOnlyWhenAsked) {
     PressCounter pillPresses;
     pill.installEventFilter(&pillPresses);
     pill.show();
-    ASSERT_TRUE(waitUntil(
-        [&] { return pill.windowHandle() && pill.windowHandle()->isExposed(); }, 3000));
+    ASSERT_TRUE(
+        waitUntil([&] { return pill.windowHandle() && pill.windowHandle()->isExposed(); }, 3000));
     waitUntil([] { return false; }, 200);
 
     const QPoint tab = pill.mapToGlobal(pill.tabRect().center());
