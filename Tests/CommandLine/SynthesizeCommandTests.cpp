@@ -87,11 +87,11 @@ TEST(SynthesizeCommand, FailuresSayWhatToDo) {
                           QByteArray("http://127.0.0.1:") + QByteArray::number(closedPort)};
     const Recording recording = storedRecording();
 
-    const CommandResult noKey = run({"synthesize", json::uuidText(recording.id)});
-    EXPECT_EQ(noKey.status, 1);
-    EXPECT_TRUE(noKey.err.contains("API key")) << noKey.err.toStdString();
-    EXPECT_TRUE(noKey.err.contains("Preferences")) << noKey.err.toStdString();
-    EXPECT_TRUE(noKey.out.isEmpty());
+    const CommandResult keyless = run({"synthesize", json::uuidText(recording.id)});
+    EXPECT_EQ(keyless.status, 1);
+    EXPECT_TRUE(keyless.err.contains("API key")) << keyless.err.toStdString();
+    EXPECT_TRUE(keyless.err.contains("Preferences")) << keyless.err.toStdString();
+    EXPECT_TRUE(keyless.out.isEmpty());
 
     const CommandResult noId = run({"synthesize"});
     EXPECT_EQ(noId.status, 2);
