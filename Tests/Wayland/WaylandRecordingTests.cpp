@@ -394,6 +394,9 @@ TEST_F(WaylandSession, ASliderDraggedOnSwayIsRecordedAsADragAndReplayed) {
     ASSERT_TRUE(SkillStore().save(skill).ok());
     NativeForm form(NativeForm::Toolkit::gtk, withSlider);
     ASSERT_TRUE(slider(form));
+    // Away from the slider: a press that landed where the pointer was would not take the handle.
+    ASSERT_TRUE(wayland::SwayIpc(wayland::SwayIpc::socketFromEnvironment())
+                    .request(wayland::SwayIpc::runCommand, "seat - cursor set 5 5"));
     const test::ReplayResult result = test::replay(Paths::skill(skill.id), {}, {});
     ASSERT_EQ(result.exitCode, 0) << result.transcript().toStdString();
     EXPECT_TRUE(reached(form, 70)) << result.transcript().toStdString();

@@ -11,8 +11,8 @@ namespace tavrik::wayland {
 namespace {
 
 // The protocol's two interfaces, spelled out: Debian installs no wlr-protocols XML to generate
-// them from. The order of the requests is their opcodes.
-// libwayland takes these as non-const arrays.
+// them from. The order of the requests is their opcodes; libwayland takes the type arrays
+// non-const.
 const wl_interface* noTypes[] = {nullptr, nullptr, nullptr, nullptr, nullptr};
 extern const wl_interface pointerInterface;
 const wl_interface* createTypes[] = {&wl_seat_interface, &pointerInterface};
