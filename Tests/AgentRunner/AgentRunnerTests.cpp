@@ -3,6 +3,7 @@
 #include "Support/ScopedEnvironment.h"
 #include "Support/ScriptedRuntime.h"
 #include "Support/TempSupportFolder.h"
+#include "Support/WaitUntil.h"
 #include "Tavrik/Runtime/ChildProcessStarter.h"
 #include "Tavrik/Runtime/ProcessGroup.h"
 #include "Tavrik/Runtime/RuntimeLocator.h"
@@ -13,7 +14,6 @@
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
 #include <QTimer>
@@ -176,11 +176,7 @@ TEST(AgentRunnerLaunch, AgentRunsFailToStartOrAreStoppedWithoutAFinish) {
     QObject::connect(&runner, &AgentRunner::progress, [&](const QString& p) { phrases << p; });
     runner.run(Skill{}, {{"hang", "1"}, {"lines", "→ open https://example.org"}});
     EXPECT_FALSE(runtime.launches.last().replays);
-    QElapsedTimer clock;
-    clock.start();
-    while (!phrases.contains("waiting") && clock.elapsed() < 5000)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    ASSERT_TRUE(phrases.contains("waiting"));
+    ASSERT_TRUE(test::waitUntil([&] { return phrases.contains("waiting"); }));
     EXPECT_TRUE(runner.context()->auditLog().value(0).agentic);
     runner.cancel();
     EXPECT_FALSE(runner.isRunning());
@@ -253,10 +249,6 @@ TEST_F(AgentRunnerTest, CancelEndsTheWholeProcessGroupWithoutAFinish) {
 
     runner.cancel(500);
     EXPECT_FALSE(runner.isRunning());
-    QElapsedTimer clock;
-    clock.start();
-    while (ProcessGroup::livingMembers(group) > 0 && clock.elapsed() < 5000)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-    EXPECT_EQ(ProcessGroup::livingMembers(group), 0);
+    EXPECT_TRUE(test::waitUntil([&] { return ProcessGroup::livingMembers(group) == 0; }));
     EXPECT_FALSE(finished);
 }

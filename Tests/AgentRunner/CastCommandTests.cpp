@@ -10,7 +10,6 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QProcess>
-#include <QThread>
 #include <csignal>
 #include <gtest/gtest.h>
 

@@ -2,6 +2,7 @@
 #include "Support/CoreApplication.h"
 #include "Support/LocalHttpServer.h"
 #include "Support/TempSupportFolder.h"
+#include "Support/WaitUntil.h"
 #include "Tavrik/Runtime/ProcessGroup.h"
 #include "TavrikCore/Models/RunRecord.h"
 #include "TavrikCore/Storage/AuditLog.h"
@@ -10,12 +11,10 @@
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QProcess>
-#include <QThread>
 #include <csignal>
 #include <gtest/gtest.h>
 
@@ -136,11 +135,7 @@ TEST_F(RealRuntime, InterruptedCastLeavesNoRuntimeProcess) {
     ::kill(pid_t(tavrik.processId()), SIGINT);
     ASSERT_TRUE(tavrik.waitForFinished(20000));
     EXPECT_EQ(tavrik.exitCode(), 130);
-    QElapsedTimer clock;
-    clock.start();
-    while (ProcessGroup::livingMembers(group) > 0 && clock.elapsed() < 5000)
-        QThread::msleep(50);
-    EXPECT_EQ(ProcessGroup::livingMembers(group), 0);
+    EXPECT_TRUE(test::waitUntil([&] { return ProcessGroup::livingMembers(group) == 0; }));
     ASSERT_EQ(test::readAuditLog().size(), 1);
     EXPECT_TRUE(test::readAuditLog()[0].aborted);
 }

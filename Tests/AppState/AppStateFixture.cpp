@@ -4,7 +4,6 @@
 #include "TavrikCore/Storage/SkillMarkdown.h"
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
 
 namespace tavrik::test {
 
@@ -117,18 +116,10 @@ AppState& AppStateTest::app() {
     return *m_app;
 }
 
-bool AppStateTest::waitFor(const std::function<bool()>& condition, int timeoutMs) {
-    QElapsedTimer clock;
-    clock.start();
-    while (!condition() && clock.elapsed() < timeoutMs)
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
-    return condition();
-}
-
 void AppStateTest::recordDraft() {
     app().startRecording();
     app().stopRecording();
-    ASSERT_TRUE(waitFor([&] {
+    ASSERT_TRUE(waitUntil([&] {
         return app().skillPanelPhase() == SkillPanelPhase::editable ||
                app().skillPanelPhase() == SkillPanelPhase::error;
     }));

@@ -3,6 +3,7 @@
 #include "Support/ScriptedRuntime.h"
 #include "Support/TempSettings.h"
 #include "Support/TempSupportFolder.h"
+#include "Support/WaitUntil.h"
 #include "Tavrik/AppState.h"
 
 #include <QJsonObject>
@@ -118,8 +119,6 @@ protected:
     }
     // Creates the state with the fakes; call after adjusting them.
     AppState& app();
-    // Runs the event loop until `condition` holds or `timeoutMs` pass; returns the condition.
-    static bool waitFor(const std::function<bool()>& condition, int timeoutMs = 5000);
     // Records, stops and waits for the draft to reach `editable` or `error`.
     void recordDraft();
     QStringList eventNames() const;

@@ -21,7 +21,7 @@ TEST_F(AppStateTest, StartsIdleWithTheFoldersMadeAndHotkeysStartedOncePermission
     EXPECT_EQ(app().statusTitle(), "Ready");
     EXPECT_TRUE(QFileInfo(Paths::skills()).isDir());
     EXPECT_TRUE(QFileInfo(Paths::logs()).isDir());
-    waitFor([&] { return permissions->refreshes > 0; });
+    waitUntil([&] { return permissions->refreshes > 0; });
     EXPECT_EQ(hotkeys->starts, 0);
     // Said where the user looks, the pill and the main window, until it is granted.
     ASSERT_EQ(app().desktopProblems().size(), 1);
@@ -57,7 +57,7 @@ TEST_F(AppStateTest, RecordingStreamsTheDraftIntoThePanelAndEndsEditable) {
     EXPECT_EQ(recorder->starts, 1);
     ASSERT_TRUE(narration->onLevel);
     narration->onLevel(0.4);
-    EXPECT_TRUE(waitFor([&] { return app().micLevel() == 0.4; }));
+    EXPECT_TRUE(waitUntil([&] { return app().micLevel() == 0.4; }));
 
     // Every fragment lands in the draft as it arrives.
     QStringList seen;
@@ -69,7 +69,7 @@ TEST_F(AppStateTest, RecordingStreamsTheDraftIntoThePanelAndEndsEditable) {
     EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::generating);
     EXPECT_TRUE(app().isGeneratingSkill());
     EXPECT_EQ(app().skillGenerationStatus(), "Writing the skill…");
-    ASSERT_TRUE(waitFor([&] { return app().skillPanelPhase() == SkillPanelPhase::editable; }));
+    ASSERT_TRUE(waitUntil([&] { return app().skillPanelPhase() == SkillPanelPhase::editable; }));
 
     ASSERT_EQ(synthesis->calls.size(), 1);
     EXPECT_EQ(synthesis->calls[0].narration, "the week is a parameter");
@@ -119,7 +119,7 @@ TEST_F(AppStateTest, DesktopFailuresAreShownWithWhatToDo) {
     hotkeys->problemText = "hotkey taken: another program already uses Control-/.";
     narration->problemText = "no microphone (no input device or sound server)";
     app();
-    ASSERT_TRUE(waitFor([&] { return hotkeys->starts > 0; }));
+    ASSERT_TRUE(waitUntil([&] { return hotkeys->starts > 0; }));
     ASSERT_EQ(app().desktopProblems().size(), 1);
     const QString hotkey = app().desktopProblems().first();
     EXPECT_TRUE(hotkey.contains("Hotkey taken: another program already uses Control-/."))
@@ -144,7 +144,7 @@ TEST_F(AppStateTest, ANewRecordingDropsAnOpenDraftWithoutAskingAndSilencesTheOld
     synthesis->finish = false;
     app().startRecording();
     app().stopRecording();
-    waitFor([&] { return !app().pendingSkillMarkdown().isEmpty(); });
+    waitUntil([&] { return !app().pendingSkillMarkdown().isEmpty(); });
     ASSERT_EQ(*synthesis->liveTasks, 1);
     app().setPendingSkillMarkdown(app().pendingSkillMarkdown() + "my edit");
 
@@ -153,7 +153,7 @@ TEST_F(AppStateTest, ANewRecordingDropsAnOpenDraftWithoutAskingAndSilencesTheOld
     EXPECT_TRUE(questions->asked.isEmpty());
     EXPECT_EQ(*synthesis->liveTasks, 0);
     EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::idle);
-    waitFor([] { return false; }, 100);
+    waitUntil([] { return false; }, 100);
     EXPECT_EQ(app().pendingSkillMarkdown(), "");
 }
 
@@ -275,7 +275,7 @@ TEST_F(AppStateRunTest, RunFromThePanelShowsProgressThenTheOutcomeAndAppendsTheR
     app().cast(draftSkill("Other"));
     EXPECT_EQ(app().state(), TavrikState::casting("Weekly Report"));
 
-    ASSERT_TRUE(waitFor([&] { return app().state() == TavrikState::idle(); }));
+    ASSERT_TRUE(waitUntil([&] { return app().state() == TavrikState::idle(); }));
     EXPECT_EQ(lines.value(0), "Starting…");
     EXPECT_EQ(app().runningLine(), "");
     EXPECT_EQ(app().runOutcome(), "✓ Done.");
@@ -300,7 +300,7 @@ TEST_F(AppStateRunTest, AConfirmedDestructiveRunThatFailsReportsTheRuntimesLastL
     EXPECT_EQ(questions->asked[0].buttons, (QStringList{"Run It", "Cancel"}));
     EXPECT_TRUE(questions->asked[0].warning);
     EXPECT_EQ(app().state(), TavrikState::casting("Submit Report"));
-    ASSERT_TRUE(waitFor([&] { return app().state() == TavrikState::idle(); }));
+    ASSERT_TRUE(waitUntil([&] { return app().state() == TavrikState::idle(); }));
     // Cast from outside the panel, the run still ends visibly: the panel stays with the reason.
     EXPECT_EQ(app().runOutcome(), "✗ The form rejected the week");
     EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::running);
@@ -318,7 +318,7 @@ TEST_F(AppStateRunTest, PanicEndsTheRunAndItsProcess) {
     const Skill skill = draftSkill("Long One");
     ASSERT_TRUE(SkillStore().save(skill).ok());
     app().cast(skill, {{"hang", "1"}, {"lines", "→ open https://example.org"}});
-    ASSERT_TRUE(waitFor([&] { return app().runningLine() == "waiting"; }));
+    ASSERT_TRUE(waitUntil([&] { return app().runningLine() == "waiting"; }));
 
     app().handleHotkey(AppState::Hotkey::panic);
     EXPECT_EQ(app().state(), TavrikState::idle());
@@ -344,7 +344,7 @@ TEST_F(AppStateRunTest, ANewCastNeverShowsThePreviousRunsOutcomeAsItsOwn) {
     ASSERT_TRUE(SkillStore().save(first).ok());
     ASSERT_TRUE(SkillStore().save(second).ok());
     app().cast(first, {{"lines", "✓ Filed the first"}});
-    ASSERT_TRUE(waitFor([&] { return app().state() == TavrikState::idle(); }));
+    ASSERT_TRUE(waitUntil([&] { return app().state() == TavrikState::idle(); }));
     EXPECT_EQ(app().runOutcome(), "✓ Filed the first");
 
     QList<SkillPanelPhase> phases;
@@ -413,7 +413,7 @@ TEST_F(AppStateTest, WithoutAKeyTheErrorNamesPreferencesAndTryAgainSendsTheSameD
     EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::generating);
     EXPECT_EQ(app().skillGenerationError(), "");
     EXPECT_FALSE(app().canRetrySynthesis());
-    ASSERT_TRUE(waitFor([&] { return app().skillPanelPhase() != SkillPanelPhase::generating; }));
+    ASSERT_TRUE(waitUntil([&] { return app().skillPanelPhase() != SkillPanelPhase::generating; }));
     EXPECT_EQ(app().skillPanelPhase(), SkillPanelPhase::editable)
         << app().skillGenerationError().toStdString();
     EXPECT_EQ(app().pendingGeneratedSkill()->name, "Weekly Report");
@@ -439,7 +439,7 @@ TEST_F(AppStateTest, TryAgainIsOfferedOnlyForAFailedWritingOfARealDemonstration)
     synthesis->error.reset();
     recorder->result = recordingWithEvents(7); // what a new recording would give
     app().retrySynthesis();
-    ASSERT_TRUE(waitFor([&] { return app().skillPanelPhase() == SkillPanelPhase::editable; }));
+    ASSERT_TRUE(waitUntil([&] { return app().skillPanelPhase() == SkillPanelPhase::editable; }));
     ASSERT_EQ(synthesis->calls.size(), 2);
     EXPECT_EQ(synthesis->calls[1].recording.events.size(), 2);
     EXPECT_FALSE(app().canRetrySynthesis());

@@ -124,7 +124,7 @@ TEST_F(AppStateTest, TheLibraryFollowsFoldersAddedEditedAndRemovedByHand) {
     // Added: written by another process, the application not told.
     const Skill added = draftSkill("Added By Hand");
     ASSERT_TRUE(SkillStore().save(added).ok());
-    ASSERT_TRUE(waitFor([&] { return names() == QStringList({"Added By Hand", "Kept"}); }));
+    ASSERT_TRUE(waitUntil([&] { return names() == QStringList({"Added By Hand", "Kept"}); }));
 
     // Edited in place: the same file rewritten without touching its folder.
     const QString path = SkillStore().markdownPath(added);
@@ -134,21 +134,21 @@ TEST_F(AppStateTest, TheLibraryFollowsFoldersAddedEditedAndRemovedByHand) {
     ASSERT_TRUE(file.open(QIODevice::ReadWrite));
     file.write(text.replace("name: Added By Hand", "name: Renamed By Hand").toUtf8());
     file.close();
-    ASSERT_TRUE(waitFor([&] { return names() == QStringList({"Kept", "Renamed By Hand"}); }));
+    ASSERT_TRUE(waitUntil([&] { return names() == QStringList({"Kept", "Renamed By Hand"}); }));
 
     // Removed: the folder deleted.
     ASSERT_TRUE(QFileInfo(path).dir().removeRecursively());
-    ASSERT_TRUE(waitFor([&] { return names() == QStringList{"Kept"}; }));
+    ASSERT_TRUE(waitUntil([&] { return names() == QStringList{"Kept"}; }));
 
     // A folder added after the others is watched as well.
     const Skill later = draftSkill("Later");
     ASSERT_TRUE(SkillStore().save(later).ok());
-    ASSERT_TRUE(waitFor([&] { return names() == QStringList({"Kept", "Later"}); }));
+    ASSERT_TRUE(waitUntil([&] { return names() == QStringList({"Kept", "Later"}); }));
     const QString laterPath = SkillStore().markdownPath(later);
     QFile laterFile(laterPath);
     const QString laterText = readText(laterPath);
     ASSERT_TRUE(laterFile.open(QIODevice::ReadWrite));
     laterFile.write(QString(laterText).replace("name: Later", "name: Later Still").toUtf8());
     laterFile.close();
-    EXPECT_TRUE(waitFor([&] { return names() == QStringList({"Kept", "Later Still"}); }));
+    EXPECT_TRUE(waitUntil([&] { return names() == QStringList({"Kept", "Later Still"}); }));
 }

@@ -1,3 +1,4 @@
+#include "InProcessCommand.h"
 #include "Support/CoreApplication.h"
 #include "Support/LocalHttpServer.h"
 #include "Support/MessagesApi.h"
@@ -39,14 +40,6 @@ Recording storedRecording() {
     return recording;
 }
 
-int run(const QStringList& arguments, QString* out, QString* err) {
-    QTextStream outStream(out), errStream(err);
-    const int status = runCommand(arguments, outStream, errStream);
-    outStream.flush();
-    errStream.flush();
-    return status;
-}
-
 } // namespace
 
 TEST(SynthesizeCommand, StreamsTheSkillFromAStoredRecordingAndSavesItWhenAsked) {
@@ -63,26 +56,22 @@ TEST(SynthesizeCommand, StreamsTheSkillFromAStoredRecordingAndSavesItWhenAsked) 
         CannedResponse::eventStream(CannedResponse::split(messages::textStream(pieces), 30)));
     const Recording recording = storedRecording();
 
-    QString out, err;
-    ASSERT_EQ(run({"synthesize", json::uuidText(recording.id), "--narration", "find the cheapest"},
-                  &out, &err),
-              0)
-        << err.toStdString();
-    EXPECT_EQ(out, kSkill);
+    const CommandResult shown =
+        run({"synthesize", json::uuidText(recording.id), "--narration", "find the cheapest"});
+    ASSERT_EQ(shown.status, 0) << shown.err.toStdString();
+    EXPECT_EQ(shown.out, kSkill);
     EXPECT_TRUE(SkillStore().loadAll().isEmpty()); // not saved without --save
     ASSERT_EQ(model.requestCount(), 1);
     EXPECT_TRUE(model.requests()[0].body.contains("find the cheapest"));
     EXPECT_TRUE(model.requests()[0].body.contains("Search"));
 
-    out.clear();
-    err.clear();
-    ASSERT_EQ(run({"synthesize", json::uuidText(recording.id), "--save"}, &out, &err), 0)
-        << err.toStdString();
-    EXPECT_EQ(out, kSkill);
+    const CommandResult saving = run({"synthesize", json::uuidText(recording.id), "--save"});
+    ASSERT_EQ(saving.status, 0) << saving.err.toStdString();
+    EXPECT_EQ(saving.out, kSkill);
     const QList<Skill> saved = SkillStore().loadAll();
     ASSERT_EQ(saved.size(), 1);
     EXPECT_EQ(saved[0].name, "Search Flights");
-    EXPECT_TRUE(err.contains("/search-flights")) << err.toStdString();
+    EXPECT_TRUE(saving.err.contains("/search-flights")) << saving.err.toStdString();
 }
 
 TEST(SynthesizeCommand, FailuresSayWhatToDo) {
@@ -98,19 +87,18 @@ TEST(SynthesizeCommand, FailuresSayWhatToDo) {
                           QByteArray("http://127.0.0.1:") + QByteArray::number(closedPort)};
     const Recording recording = storedRecording();
 
-    QString out, err;
-    EXPECT_EQ(run({"synthesize", json::uuidText(recording.id)}, &out, &err), 1);
-    EXPECT_TRUE(err.contains("API key")) << err.toStdString();
-    EXPECT_TRUE(err.contains("Preferences")) << err.toStdString();
-    EXPECT_TRUE(out.isEmpty());
+    const CommandResult keyless = run({"synthesize", json::uuidText(recording.id)});
+    EXPECT_EQ(keyless.status, 1);
+    EXPECT_TRUE(keyless.err.contains("API key")) << keyless.err.toStdString();
+    EXPECT_TRUE(keyless.err.contains("Preferences")) << keyless.err.toStdString();
+    EXPECT_TRUE(keyless.out.isEmpty());
 
-    err.clear();
-    EXPECT_EQ(run({"synthesize"}, &out, &err), 2);
-    EXPECT_TRUE(err.contains("recording id")) << err.toStdString();
-    err.clear();
-    EXPECT_EQ(run({"synthesize", QUuid::createUuid().toString(QUuid::WithoutBraces)}, &out, &err),
-              1);
-    EXPECT_FALSE(err.isEmpty());
-    err.clear();
-    EXPECT_EQ(run({"synthesize", json::uuidText(recording.id), "--fast"}, &out, &err), 2);
+    const CommandResult noId = run({"synthesize"});
+    EXPECT_EQ(noId.status, 2);
+    EXPECT_TRUE(noId.err.contains("recording id")) << noId.err.toStdString();
+    const CommandResult unknown =
+        run({"synthesize", QUuid::createUuid().toString(QUuid::WithoutBraces)});
+    EXPECT_EQ(unknown.status, 1);
+    EXPECT_FALSE(unknown.err.isEmpty());
+    EXPECT_EQ(run({"synthesize", json::uuidText(recording.id), "--fast"}).status, 2);
 }

@@ -1,3 +1,4 @@
+#include "InProcessCommand.h"
 #include "Support/TempSupportFolder.h"
 #include "Tavrik/CommandLine.h"
 #include "TavrikCore/Storage/Paths.h"
@@ -13,6 +14,9 @@
 using namespace tavrik;
 
 namespace {
+using test::CommandResult;
+using test::run;
+
 Recording recordingWithFrames(const RecordingStore& store) {
     Recording recording;
     recording.startedAt = QDateTime::fromSecsSinceEpoch(1767323045, Qt::UTC);
@@ -38,14 +42,6 @@ Recording recordingWithFrames(const RecordingStore& store) {
     notAnImage.write("<html>");
     return recording;
 }
-
-int run(const QStringList& arguments, QString* out, QString* err) {
-    QTextStream outStream(out), errStream(err);
-    const int status = runCommand(arguments, outStream, errStream);
-    outStream.flush();
-    errStream.flush();
-    return status;
-}
 } // namespace
 
 TEST(TraceCommand, ShowsTheExactTextAndTheFramesThatWouldLeave) {
@@ -54,43 +50,41 @@ TEST(TraceCommand, ShowsTheExactTextAndTheFramesThatWouldLeave) {
     const Recording recording = recordingWithFrames(store);
     ASSERT_TRUE(store.save(recording).ok());
 
-    QString out, err;
-    ASSERT_EQ(
-        run({"trace", json::uuidText(recording.id), "--narration", "  book the cheapest flight "},
-            &out, &err),
-        0)
-        << err.toStdString();
+    const CommandResult traced =
+        run({"trace", json::uuidText(recording.id), "--narration", "  book the cheapest flight "});
+    ASSERT_EQ(traced.status, 0) << traced.err.toStdString();
     const QString expectedText =
         Synthesizer::traceDescription(recording) + "\n" +
         Synthesizer::narrationBlock(QString("book the cheapest flight"))->text + "\n";
-    EXPECT_TRUE(out.startsWith(expectedText)) << out.toStdString();
-    EXPECT_TRUE(out.contains("[page: https://flights.example.org/]"));
-    EXPECT_TRUE(out.endsWith("\n--- frames: 3 of 3 would be attached\n"
-                             "frames/000001.png  Frame at 0.5s:  2576×1449 JPEG\n"
-                             "frames/000002.png  Frame at 2.2s:  not attached (missing)\n"
-                             "frames/000003.png  Frame at 3.0s:  not attached (not an image)\n"))
-        << out.toStdString();
+    EXPECT_TRUE(traced.out.startsWith(expectedText)) << traced.out.toStdString();
+    EXPECT_TRUE(traced.out.contains("[page: https://flights.example.org/]"));
+    EXPECT_TRUE(
+        traced.out.endsWith("\n--- frames: 3 of 3 would be attached\n"
+                            "frames/000001.png  Frame at 0.5s:  2576×1449 JPEG\n"
+                            "frames/000002.png  Frame at 2.2s:  not attached (missing)\n"
+                            "frames/000003.png  Frame at 3.0s:  not attached (not an image)\n"))
+        << traced.out.toStdString();
 
     // The folder's path as typed or completed by the shell, with its trailing "/".
     for (const QString& folder :
          {Paths::recording(recording.id), Paths::recording(recording.id) + "/"}) {
-        QString plain;
-        ASSERT_EQ(run({"trace", folder}, &plain, &err), 0)
-            << folder.toStdString() << err.toStdString();
-        EXPECT_TRUE(plain.startsWith(Synthesizer::traceDescription(recording) + "\n\n--- frames"));
+        const CommandResult plain = run({"trace", folder});
+        ASSERT_EQ(plain.status, 0) << folder.toStdString() << plain.err.toStdString();
+        EXPECT_TRUE(
+            plain.out.startsWith(Synthesizer::traceDescription(recording) + "\n\n--- frames"));
     }
 }
 
 TEST(TraceCommand, BadReferencesAreClearErrors) {
     test::TempSupportFolder support;
-    QString out, err;
-    EXPECT_EQ(run({"trace"}, &out, &err), 2);
-    EXPECT_EQ(run({"trace", "yesterday"}, &out, &err), 2);
-    EXPECT_EQ(run({"trace", "5A3B9C1D-0000-4000-8000-000000000001", "--narration"}, &out, &err), 2);
-    err.clear();
-    EXPECT_EQ(run({"trace", "5A3B9C1D-0000-4000-8000-000000000001"}, &out, &err), 1);
-    EXPECT_TRUE(err.startsWith("tavrik: cannot read ")) << err.toStdString();
-    EXPECT_TRUE(out.isEmpty());
+    const QString unknown = "5A3B9C1D-0000-4000-8000-000000000001";
+    for (const QStringList& arguments :
+         {QStringList{"trace"}, {"trace", "yesterday"}, {"trace", unknown, "--narration"}})
+        EXPECT_EQ(run(arguments).status, 2) << arguments.join(' ').toStdString();
+    const CommandResult missing = run({"trace", unknown});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_TRUE(missing.err.startsWith("tavrik: cannot read ")) << missing.err.toStdString();
+    EXPECT_TRUE(missing.out.isEmpty());
 
     // A copy outside the library is not quietly traced as the library's recording of that id.
     RecordingStore store;
@@ -98,8 +92,9 @@ TEST(TraceCommand, BadReferencesAreClearErrors) {
     ASSERT_TRUE(store.save(recording).ok());
     const QString copy = support.path() + "/elsewhere/" + json::uuidText(recording.id);
     ASSERT_TRUE(QDir().mkpath(copy));
-    err.clear();
-    EXPECT_EQ(run({"trace", copy + "/"}, &out, &err), 2);
-    EXPECT_TRUE(err.contains("is not a recording in " + Paths::recordings())) << err.toStdString();
-    EXPECT_TRUE(out.isEmpty());
+    const CommandResult outside = run({"trace", copy + "/"});
+    EXPECT_EQ(outside.status, 2);
+    EXPECT_TRUE(outside.err.contains("is not a recording in " + Paths::recordings()))
+        << outside.err.toStdString();
+    EXPECT_TRUE(outside.out.isEmpty());
 }

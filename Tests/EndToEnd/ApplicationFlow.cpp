@@ -96,13 +96,16 @@ void ApplicationFlow::clickAt(QPoint at) {
     pause(200);
 }
 
-void ApplicationFlow::openPalette(RunningApplication& app, const QString& query) {
-    desktop.chord({XK_Control_L}, XK_slash);
-    // Typing goes where the keyboard is: wait until the palette's field has it.
-    ASSERT_TRUE(waitUntil([&] {
+bool ApplicationFlow::paletteHasTheKeyboard(RunningApplication& app) {
+    return waitUntil([&] {
         const std::optional<AccessibleNode> palette = app.window("Tavrik Palette");
         return palette && focusedTextField(*palette);
-    })) << "the palette did not open with the keyboard";
+    });
+}
+
+void ApplicationFlow::openPalette(RunningApplication& app, const QString& query) {
+    desktop.chord({XK_Control_L}, XK_slash);
+    ASSERT_TRUE(paletteHasTheKeyboard(app)) << "the palette did not open with the keyboard";
     type(query);
     screenshot(qPrintable("e2e-palette-" + query));
 }

@@ -33,6 +33,8 @@ protected:
     void doubleTapControl();
     void type(const QString& text);
     void clickAt(QPoint at);
+    // Whether the palette came up with its field holding the keyboard, where typing and Esc go.
+    static bool paletteHasTheKeyboard(RunningApplication& app);
     // Opens the palette with its shortcut and types `query` into it.
     void openPalette(RunningApplication& app, const QString& query);
     void openPaletteAndCast(RunningApplication& app, const QString& query);

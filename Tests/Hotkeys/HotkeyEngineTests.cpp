@@ -32,89 +32,58 @@ struct Driver {
 
 } // namespace
 
-TEST(HotkeyEngine, DoubleTapOfControlTogglesOnceWithinTheWindow) {
-    Driver d;
-    d.controlDown();
-    d.controlUp();
-    d.controlDown(0.1); // 0.15 s after the first press
-    EXPECT_EQ(d.events, QList{HotkeyEngine::Event::toggleRecording});
+// Each case is a sequence of key changes, each some seconds after the one before: 'v' Control
+// down, '^' Control up, 'r' right Control down, 'a' the A key, 's' a tap of Shift.
+TEST(HotkeyEngine, ControlDoubleTapsToggleOnlyAsAPairOfPressesWithinTheWindow) {
+    struct Case {
+        const char* name;
+        QList<std::pair<char, double>> steps;
+        qsizetype toggles;
+    };
+    const QList<Case> cases{
+        {"a double tap", {{'v', .05}, {'^', .05}, {'v', .1}}, 1},
+        {"left then right", {{'v', .05}, {'^', .05}, {'r', .05}}, 1},
+        // Only the presses are timed, and the window is strict.
+        {"exactly 0.3 s apart", {{'v', .05}, {'^', .2}, {'v', .1}}, 0},
+        {"a late press starts a new pair",
+         {{'v', .05}, {'^', .2}, {'v', .1}, {'^', .01}, {'v', .28}},
+         1},
+        {"a long hold", {{'v', .05}, {'^', .25}, {'v', .01}}, 1},
+        {"a key between the taps", {{'v', .05}, {'^', .05}, {'a', 0}, {'v', .05}}, 0},
+        {"Shift between the taps", {{'v', .05}, {'^', .05}, {'s', .02}, {'v', .02}}, 1},
+        {"a third tap", {{'v', .05}, {'^', .05}, {'v', .05}, {'^', .05}, {'v', .05}}, 1},
+        {"a fourth tap",
+         {{'v', .05}, {'^', .05}, {'v', .05}, {'^', .05}, {'v', .05}, {'^', .05}, {'v', .05}},
+         2},
+        {"Control reported down again", {{'v', .05}, {'v', .05}, {'v', .05}}, 0},
+        {"a clock that went backwards", {{'v', .05}, {'^', .05}, {'v', -10}}, 0},
+    };
+    for (const Case& c : cases) {
+        Driver d;
+        for (const auto& [what, after] : c.steps) {
+            if (what == 'v' || what == 'r')
+                d.controlDown(after, what == 'r' ? KeyCodes::rightControl : KeyCodes::control);
+            else if (what == '^')
+                d.controlUp(after);
+            else if (what == 'a')
+                d.press(KeyCodes::a);
+            else if (what == 's') {
+                d.engine.handleFlagsChanged(KeyCodes::shift, ModifierFlags::shift,
+                                            d.clock += after);
+                d.engine.handleFlagsChanged(KeyCodes::shift, 0, d.clock += after);
+            }
+        }
+        EXPECT_EQ(d.toggles(), c.toggles) << c.name;
+        EXPECT_EQ(d.events.size(), d.toggles()) << c.name;
+    }
 
-    // Left then right Control also pairs up.
-    Driver lr;
-    lr.controlDown();
-    lr.controlUp();
-    lr.controlDown(0.05, KeyCodes::rightControl);
-    EXPECT_EQ(lr.toggles(), 1);
-}
-
-TEST(HotkeyEngine, PairIsTimedBetweenPressesAndTheWindowIsStrict) {
-    Driver slow;
-    slow.controlDown();
-    slow.controlUp(0.2);
-    slow.controlDown(0.1); // exactly 0.3 s after the first press
-    EXPECT_EQ(slow.toggles(), 0);
-    slow.controlUp(0.01);
-    slow.controlDown(0.28); // but it starts a new pair
-    EXPECT_EQ(slow.toggles(), 1);
-
-    // A long hold does not matter: only the presses are timed.
-    Driver held;
-    held.controlDown();
-    held.controlUp(0.25);
-    held.controlDown(0.01);
-    EXPECT_EQ(held.toggles(), 1);
-}
-
-TEST(HotkeyEngine, AnyKeyBetweenTheTwoPressesSpoilsThePair) {
-    Driver d;
-    d.controlDown();
-    EXPECT_FALSE(d.press(KeyCodes::c, ModifierFlags::control)); // Control-C
-    d.controlUp();
-    d.controlDown();
-    EXPECT_EQ(d.toggles(), 0);
-
-    Driver typed;
-    typed.controlDown();
-    typed.controlUp();
-    typed.press(KeyCodes::a);
-    typed.controlDown();
-    EXPECT_EQ(typed.toggles(), 0);
-
-    // Other modifiers neither spoil nor start a pair.
-    Driver shift;
-    shift.controlDown();
-    shift.controlUp();
-    shift.engine.handleFlagsChanged(KeyCodes::shift, ModifierFlags::shift, shift.clock += 0.02);
-    shift.engine.handleFlagsChanged(KeyCodes::shift, 0, shift.clock += 0.02);
-    shift.controlDown(0.02);
-    EXPECT_EQ(shift.toggles(), 1);
-}
-
-TEST(HotkeyEngine, ThirdTapStartsANewPairAndHeldControlDoesNotRepeat) {
-    Driver d;
-    d.controlDown();
-    d.controlUp();
-    d.controlDown();
-    d.controlUp();
-    d.controlDown();
-    EXPECT_EQ(d.toggles(), 1);
-    d.controlUp();
-    d.controlDown();
-    EXPECT_EQ(d.toggles(), 2);
-
-    // Repeated flag reports while Control stays down are not fresh presses.
-    Driver held;
-    held.controlDown();
-    held.controlDown();
-    held.controlDown();
-    EXPECT_EQ(held.toggles(), 0);
-
-    // A clock that went backwards (wrapped server time) completes nothing.
-    Driver wrapped;
-    wrapped.controlDown();
-    wrapped.controlUp();
-    wrapped.controlDown(-10);
-    EXPECT_EQ(wrapped.toggles(), 0);
+    // Control-C between the taps is passed on, and spoils the pair.
+    Driver copy;
+    copy.controlDown();
+    EXPECT_FALSE(copy.press(KeyCodes::c, ModifierFlags::control));
+    copy.controlUp();
+    copy.controlDown();
+    EXPECT_EQ(copy.toggles(), 0);
 }
 
 TEST(HotkeyEngine, WithoutADesktopStartSaysSo) {

@@ -104,6 +104,8 @@ bool FakeDesktop::performAction(const LiveElement& element, const QString& actio
     if (!e || refusedActions.contains(action))
         return false;
     log.append(QStringLiteral("action %1 %2").arg(action, e->name));
+    if (onPress)
+        onPress(e->name);
     if (e->checkable)
         e->checked = !e->checked;
     if (e->role == QStringLiteral("menu") && menusOpenThroughActions)
@@ -188,6 +190,7 @@ bool FakeDesktop::typeText(const QString& text) {
 
 bool FakeDesktop::click(Point at, Button button, int count) {
     now += inputCostMs;
+    QStringList landed;
     if (clicksLand && button == Button::left && count == 1)
         for (LiveElement& e : elementList) {
             const Rect& f = e.frame;
@@ -196,14 +199,26 @@ bool FakeDesktop::click(Point at, Button button, int count) {
                 e.selected = e.selected || e.selectable;
                 if (e.checkable)
                     e.checked = !e.checked;
+                landed.append(e.name);
             }
         }
+    // After the loop: a press may close the window the element was in.
+    if (onPress)
+        for (const QString& name : std::as_const(landed))
+            onPress(name);
     log.append(QStringLiteral("click %1,%2 %3 x%4")
                    .arg(qRound(at.x))
                    .arg(qRound(at.y))
                    .arg(button == Button::right ? "right" : "left")
                    .arg(count));
     return true;
+}
+
+void FakeDesktop::closeWindow(quint64 handle) {
+    windowList.removeIf([&](const LiveWindow& w) { return w.handle == handle; });
+    elementList.removeIf([&](const LiveElement& e) { return e.window == handle; });
+    if (!windowList.isEmpty())
+        windowList.first().active = true;
 }
 
 bool FakeDesktop::drag(Point from, Point to) {

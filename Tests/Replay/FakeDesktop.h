@@ -22,6 +22,8 @@ public:
     qint64 inputCostMs = 0;
     // Called after each sleep, so a test can change the desktop while the engine waits.
     std::function<void()> onSleep;
+    // Called with the element a click lands on or an action is carried out on, by name.
+    std::function<void(const QString& name)> onPress;
     // Actions that fail when asked for.
     QStringList refusedActions;
     // Actions carried out but answered as failed (the answer ran out of time).
@@ -39,6 +41,8 @@ public:
     LiveElement& addElement(const LiveWindow& window, const QString& role, const QString& name,
                             const QString& path, Rect frameInWindow);
     LiveElement* find(const QString& name);
+    // The window and its elements go; the first window left comes to the front.
+    void closeWindow(quint64 handle);
 
     bool isAvailable() const override { return true; }
     QList<LiveWindow> windows() override {

@@ -407,6 +407,197 @@ TEST(ReplayEngine, AClickInsideAListRowMustLeaveTheRowSelected) {
             "✗ Step 1 (Step on Pears): “Pears” in fruit was clicked but its row is not selected"));
 }
 
+// A main window with a modal dialog over it whose "Blue" button closes it; the person then
+// pressed Save in the main window.
+struct ColourDialog : ::testing::Test {
+    FakeDesktop desktop;
+    LiveWindow main;
+    LiveWindow dialog;
+    Skill skill;
+    QStringList lines;
+    // Presses the dialog takes no notice of, the first ones.
+    int ignored = 0;
+
+    ColourDialog() {
+        main = desktop.addWindow(QStringLiteral("org.example.Paint"), QStringLiteral("Paint"),
+                                 Rect(0, 0, 600, 400));
+        desktop.addElement(main, QStringLiteral("push button"), QStringLiteral("Save"),
+                           QStringLiteral("filler:0/push button:0"), Rect(500, 350, 80, 30));
+        openDialog();
+        skill.plan = {
+            recordedStep(0, ActionType::click, *desktop.find(QStringLiteral("Blue")), dialog),
+            recordedStep(1, ActionType::click, *desktop.find(QStringLiteral("Save")), main)};
+        desktop.onPress = [this](const QString& name) {
+            if (name == QStringLiteral("Blue") && ignored-- <= 0)
+                desktop.closeWindow(dialog.handle);
+        };
+    }
+
+    void openDialog() {
+        dialog = desktop.addWindow(QStringLiteral("org.example.Paint"),
+                                   QStringLiteral("Pick a Colour"), Rect(100, 100, 300, 200));
+        desktop.addElement(dialog, QStringLiteral("push button"), QStringLiteral("Blue"),
+                           QStringLiteral("filler:0/push button:0"), Rect(20, 150, 80, 30));
+        desktop.activateWindow(dialog);
+        desktop.log.clear();
+    }
+
+    bool run() {
+        ReplayEngine engine(desktop, desktop, desktop);
+        return engine.run(skill, {}, {}, [this](const QString& l) { lines.append(l); });
+    }
+};
+
+// The dialog must be seen to go before the next step acts in the window under it: a press it
+// did not take is made once more through accessibility, and a dialog that stays ends the run
+// naming the step, never with a "✓".
+TEST_F(ColourDialog, AButtonThatLeavesADialogMustBeSeenToCloseIt) {
+    ASSERT_TRUE(run()) << lines.join('\n').toStdString();
+    EXPECT_EQ(desktop.log, (QStringList{QStringLiteral("activate Pick a Colour"),
+                                        QStringLiteral("click 160,265 left x1"),
+                                        QStringLiteral("activate Paint"),
+                                        QStringLiteral("click 540,365 left x1")}));
+
+    openDialog();
+    ignored = 1;
+    ASSERT_TRUE(run()) << lines.join('\n').toStdString();
+    EXPECT_EQ(desktop.log.mid(0, 3), (QStringList{QStringLiteral("activate Pick a Colour"),
+                                                  QStringLiteral("click 160,265 left x1"),
+                                                  QStringLiteral("action click Blue")}));
+}
+
+TEST_F(ColourDialog, ADialogThatStaysEndsTheRunWithoutActingBehindIt) {
+    ignored = 2;
+    EXPECT_FALSE(run());
+    EXPECT_EQ(lines.last(), QStringLiteral("✗ Step 1 (Step on Blue): “Blue” in org.example.Paint "
+                                           "was pressed but “Pick a Colour” stayed open"));
+    EXPECT_EQ(desktop.log.last(), QStringLiteral("action click Blue"));
+
+    // The press was taken (the button has the focus now) or the button may do damage: not again.
+    lines.clear();
+    desktop.log.clear();
+    ignored = 1;
+    desktop.onPress = [this](const QString& name) { desktop.find(name)->focused = true; };
+    EXPECT_FALSE(run());
+    EXPECT_FALSE(desktop.log.contains(QStringLiteral("action click Blue")));
+    desktop.onPress = nullptr;
+    desktop.find(QStringLiteral("Blue"))->focused = false;
+    skill.plan[0].isDestructive = true;
+    desktop.log.clear();
+    EXPECT_FALSE(run());
+    EXPECT_FALSE(desktop.log.contains(QStringLiteral("action click Blue")));
+    EXPECT_TRUE(lines.last().endsWith(QStringLiteral("stayed open")));
+}
+
+// A last press in a dialog that reads like it closes it (Save, OK) is checked the same way; a last
+// press in an application's only window, or one that does not read so, is not.
+TEST_F(ColourDialog, OnlyALastPressThatClosesADialogIsChecked) {
+    skill.plan = {skill.plan[0]};
+    ignored = 2;
+    ASSERT_TRUE(run()) << "“Blue” does not read like it closes its dialog";
+
+    desktop.find(QStringLiteral("Blue"))->name = QStringLiteral("OK");
+    skill.plan[0].target->axTitle = QStringLiteral("OK");
+    EXPECT_FALSE(run());
+    EXPECT_TRUE(lines.last().endsWith(QStringLiteral("“Pick a Colour” stayed open")));
+
+    desktop.closeWindow(dialog.handle);
+    skill.plan = {recordedStep(0, ActionType::click, *desktop.find(QStringLiteral("Save")), main)};
+    EXPECT_TRUE(run());
+}
+
+// A place in a file chooser's sidebar: a label that offers no action and never shows as
+// selected; what it did shows only in the chooser's path bar.
+TEST(ReplayEngine, AClickOnANamedElementWithoutActionsIsMadeOnceMoreWhenNothingChanged) {
+    FakeDesktop desktop;
+    const LiveWindow window = desktop.addWindow(QStringLiteral("editor"), QStringLiteral("Save As"),
+                                                Rect(0, 0, 600, 400));
+    const LiveElement& place =
+        desktop.addElement(window, QStringLiteral("label"), QStringLiteral("Letters"),
+                           QStringLiteral("panel:0/label:3"), Rect(10, 100, 80, 20));
+    desktop.addElement(window, QStringLiteral("toggle button"), QStringLiteral("Documents"),
+                       QStringLiteral("panel:1/toggle button:0"), Rect(200, 10, 80, 20));
+    Skill skill;
+    skill.plan = {recordedStep(0, ActionType::click, place, window)};
+    int lost = 0;
+    desktop.onPress = [&](const QString& name) {
+        if (name == QStringLiteral("Letters") && lost-- <= 0)
+            desktop.elementList[1].name = QStringLiteral("Letters");
+    };
+    QStringList lines;
+    const auto sink = [&](const QString& l) { lines.append(l); };
+    const auto replay = [&](int clicksLost) {
+        lost = clicksLost;
+        desktop.elementList[1].name = QStringLiteral("Documents");
+        desktop.log.clear();
+        ReplayEngine engine(desktop, desktop, desktop);
+        return engine.run(skill, {}, {}, sink);
+    };
+    const QString click = QStringLiteral("click 50,110 left x1");
+
+    ASSERT_TRUE(replay(0));
+    EXPECT_EQ(desktop.log, QStringList{click});
+    ASSERT_TRUE(replay(1));
+    EXPECT_EQ(desktop.log, (QStringList{click, click}));
+    EXPECT_EQ(desktop.elementList[1].name, QStringLiteral("Letters"));
+    // Once more only: a click that changes nothing may be all it ever does.
+    ASSERT_TRUE(replay(5));
+    EXPECT_EQ(desktop.log, (QStringList{click, click}));
+    // Never twice where it may do damage.
+    skill.plan[0].isDestructive = true;
+    ASSERT_TRUE(replay(1));
+    EXPECT_EQ(desktop.log, QStringList{click});
+}
+
+// A file chooser the run opens fills in its path bar for a while; a place clicked meanwhile it
+// would let go by.
+TEST(ReplayEngine, AWindowThatCameUpDuringTheRunIsActedInOnceItIsStill) {
+    FakeDesktop desktop;
+    const LiveWindow main =
+        desktop.addWindow(QStringLiteral("editor"), QStringLiteral("Editor"), Rect(0, 0, 600, 400));
+    const LiveElement saveAs =
+        desktop.addElement(main, QStringLiteral("push button"), QStringLiteral("Save As"),
+                           QStringLiteral("filler:0/push button:0"), Rect(10, 10, 80, 20));
+    LiveWindow chooser;
+    const auto openChooser = [&] {
+        chooser = desktop.addWindow(QStringLiteral("editor"), QStringLiteral("Save As"),
+                                    Rect(100, 100, 400, 300));
+        return desktop.addElement(chooser, QStringLiteral("label"), QStringLiteral("Letters"),
+                                  QStringLiteral("panel:0/label:0"), Rect(10, 100, 80, 20));
+    };
+    Skill skill;
+    skill.plan = {recordedStep(0, ActionType::click, saveAs, main),
+                  recordedStep(1, ActionType::click, openChooser(), chooser)};
+    desktop.closeWindow(chooser.handle);
+    int filling = 0;
+    desktop.onPress = [&](const QString& name) {
+        if (name == QStringLiteral("Save As")) {
+            openChooser();
+            filling = 3;
+        } else {
+            desktop.addElement(chooser, QStringLiteral("toggle button"), name,
+                               QStringLiteral("panel:1/toggle button:0"), Rect(200, 10, 60, 20));
+            desktop.log.append(QStringLiteral("opened ") + name);
+        }
+    };
+    desktop.onSleep = [&] {
+        if (filling <= 0)
+            return;
+        desktop.addElement(
+            chooser, QStringLiteral("toggle button"), QStringLiteral("folder %1").arg(filling),
+            QStringLiteral("panel:1/toggle button:%1").arg(filling), Rect(200, 10, 60, 20));
+        desktop.log.append(QStringLiteral("shows folder %1").arg(filling--));
+    };
+    QStringList lines;
+    ReplayEngine engine(desktop, desktop, desktop);
+    ASSERT_TRUE(engine.run(skill, {}, {}, [&](const QString& l) { lines.append(l); }))
+        << lines.join('\n').toStdString();
+    EXPECT_EQ(desktop.log.count(QStringLiteral("click 150,210 left x1")), 1);
+    const qsizetype opened = desktop.log.indexOf(QStringLiteral("opened Letters"));
+    const qsizetype filled = desktop.log.indexOf(QStringLiteral("shows folder 1"));
+    EXPECT_TRUE(filled >= 0 && filled < opened) << desktop.log.join('\n').toStdString();
+}
+
 TEST(ReplayEngine, PreconditionsLengthenTheWait) {
     FakeDesktop desktop;
     ReplayEngine engine(desktop, desktop, desktop);

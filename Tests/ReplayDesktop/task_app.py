@@ -1,8 +1,10 @@
 #!/usr/bin/python3
 # A GTK 3 task window for the replay tests: a name, an unnamed notes field, a password, a check
-# box, a fruit list, a colour dialog, Save and "Delete All". Prints one JSON line with its pid
-# and widget rectangles once shown, then one JSON line per thing that happens.
+# box, a fruit list, a colour dialog, Save and "Delete All"; with --quantity also a "Quantity"
+# slider from 0 to 100 at 20 below them. Prints one JSON line with its pid and widget rectangles
+# once shown, then one JSON line per thing that happens.
 # Usage: task_app.py [--at X Y] [--size W H] [--font-size PT] [--extra-fruit NAME] [--title T]
+#                    [--quantity]
 import argparse
 import json
 import os
@@ -18,6 +20,7 @@ parser.add_argument("--size", nargs=2, type=int, default=[420, 560])
 parser.add_argument("--font-size", type=int, default=0)
 parser.add_argument("--extra-fruit", default="")
 parser.add_argument("--title", default="Order Form")
+parser.add_argument("--quantity", action="store_true")
 args = parser.parse_args()
 
 GLib.set_prgname("tavrik-task-form")
@@ -73,6 +76,15 @@ class TaskWindow(Gtk.ApplicationWindow):
         for w in (Gtk.Label(label="Your order", xalign=0), self.name, self.notes, self.password,
                   self.subscribe, self.fruits, choose, save, delete):
             box.pack_start(w, False, False, 0)
+        if args.quantity:
+            quantity = Gtk.Scale(orientation=Gtk.Orientation.HORIZONTAL,
+                                 adjustment=Gtk.Adjustment(value=20, lower=0, upper=100,
+                                                           step_increment=1, page_increment=10))
+            quantity.set_digits(0)
+            quantity.get_accessible().set_name("Quantity")
+            quantity.connect("value-changed",
+                             lambda q: emit(event="quantity", value=q.get_value()))
+            box.pack_start(quantity, False, False, 0)
         self.add(box)
         self.show_all()
         self.name.grab_focus()

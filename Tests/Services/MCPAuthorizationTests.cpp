@@ -1,10 +1,10 @@
 #include "Support/CoreApplication.h"
 #include "Support/LocalHttpServer.h"
+#include "Support/WaitUntil.h"
 #include "TavrikCore/MCP/MCPAuthorization.h"
 
 #include <QCoreApplication>
 #include <QCryptographicHash>
-#include <QElapsedTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -58,10 +58,7 @@ struct AuthorizationServer {
 QByteArray visit(const QUrl& url) {
     static QNetworkAccessManager* network = new QNetworkAccessManager;
     QNetworkReply* reply = network->get(QNetworkRequest(url));
-    QElapsedTimer clock;
-    clock.start();
-    while (!reply->isFinished() && clock.elapsed() < 5000)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    waitUntil([reply] { return reply->isFinished(); });
     const QByteArray page = reply->readAll();
     reply->deleteLater();
     return page;
@@ -74,16 +71,14 @@ struct Outcome {
 };
 
 void wait(const Outcome& outcome, int ms = 5000) {
-    QElapsedTimer clock;
-    clock.start();
-    while (!outcome.done() && clock.elapsed() < ms)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    waitUntil([&outcome] { return outcome.done(); }, ms);
 }
 
 class MCPAuthorizationTest : public testing::Test {
 protected:
     // A login whose browser answers with `callbackQuery` (state filled in unless given).
     void login(const std::function<void(const QUrl& redirect, const QUrlQuery& asked)>& browser) {
+        outcome = {};
         server.serve();
         authorization = std::make_unique<MCPAuthorization>(
             server.http.url("/mcp"), [&, browser](const QUrl& url) {
@@ -125,6 +120,15 @@ protected:
         url.setQuery(query);
         return url;
     }
+    // A browser that comes back with `query` and this login's state.
+    static auto returning(const QString& query, QByteArray* page = nullptr) {
+        return [query, page](const QUrl& redirect, const QUrlQuery& asked) {
+            const QByteArray shown =
+                visit(callback(redirect, query + "&state=" + asked.queryItemValue("state")));
+            if (page)
+                *page = shown;
+        };
+    }
 
     QCoreApplication* app = ensureCoreApplication(); // before the server's thread starts
     AuthorizationServer server;
@@ -135,9 +139,7 @@ protected:
 
 TEST_F(MCPAuthorizationTest, ExchangesTheBrowsersCodeForATokenWithPkce) {
     QByteArray page;
-    login([&](const QUrl& redirect, const QUrlQuery& asked) {
-        page = visit(callback(redirect, "code=the-code&state=" + asked.queryItemValue("state")));
-    });
+    login(returning("code=the-code", &page));
     wait(outcome);
     ASSERT_EQ(outcome.token, "tok-123") << outcome.error.value_or("").toStdString();
     EXPECT_TRUE(page.contains("You are logged in"));
@@ -171,28 +173,21 @@ TEST_F(MCPAuthorizationTest, FallsBackToConventionalPathsAndIgnoresForeignCallba
 
 TEST_F(MCPAuthorizationTest, SaysWhyItFailed) {
     // The user said no in the browser.
-    login([&](const QUrl& redirect, const QUrlQuery& asked) {
-        visit(callback(redirect, "error=access_denied&error_description=User%20declined&state=" +
-                                     asked.queryItemValue("state")));
-    });
+    login(returning("error=access_denied&error_description=User%20declined"));
     wait(outcome);
     EXPECT_EQ(outcome.error, "The service did not grant access: User declined");
 
     // The service refuses the code.
-    outcome = {};
-    login([&](const QUrl& redirect, const QUrlQuery& asked) {
-        visit(callback(redirect, "code=forged&state=" + asked.queryItemValue("state")));
-    });
+    login(returning("code=forged"));
     wait(outcome);
     EXPECT_EQ(outcome.error, "Getting the access token failed (HTTP 400): code or verifier wrong");
 
     // A token endpoint that sends the code and verifier to another host is not followed.
     LocalHttpServer elsewhere;
-    outcome = {};
     login([&](const QUrl& redirect, const QUrlQuery& asked) {
         server.http.route("POST", "/oauth/token",
                           CannedResponse::redirect(elsewhere.url("/token").toEncoded()));
-        visit(callback(redirect, "code=the-code&state=" + asked.queryItemValue("state")));
+        returning("code=the-code")(redirect, asked);
     });
     wait(outcome);
     EXPECT_EQ(outcome.error, "The server redirected to another host (" + elsewhere.baseUrl() +
@@ -215,7 +210,7 @@ TEST_F(MCPAuthorizationTest, SaysWhyItFailed) {
 TEST_F(MCPAuthorizationTest, ACancelledLoginReportsNothing) {
     login([&](const QUrl& redirect, const QUrlQuery& asked) {
         authorization->cancel();
-        visit(callback(redirect, "code=the-code&state=" + asked.queryItemValue("state")));
+        returning("code=the-code")(redirect, asked);
     });
     wait(outcome, 1500);
     EXPECT_FALSE(outcome.done());

@@ -3,6 +3,7 @@
 #include "Support/ScopedEnvironment.h"
 #include "Support/TempSettings.h"
 #include "Support/TempSupportFolder.h"
+#include "Support/WaitUntil.h"
 #include "Tavrik/Analytics.h"
 #include "Tavrik/Preferences/Autostart.h"
 #include "Tavrik/Preferences/PreferencesWindow.h"
@@ -15,7 +16,6 @@
 #include <QComboBox>
 #include <QCoreApplication>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
@@ -28,14 +28,6 @@ using namespace tavrik;
 using namespace tavrik::test;
 
 namespace {
-
-bool processUntil(const std::function<bool()>& condition, int timeoutMs = 10000) {
-    QElapsedTimer clock;
-    clock.start();
-    while (!condition() && clock.elapsed() < timeoutMs)
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
-    return condition();
-}
 
 QByteArray contents(const QString& path) {
     QFile file(path);
@@ -95,7 +87,7 @@ TEST_F(PreferencesTest, TestSaysWhetherTheKeyWorks) {
     window.keyField()->setText("sk-ant-good");
     window.testButton()->click();
     EXPECT_FALSE(window.testButton()->isEnabled());
-    ASSERT_TRUE(processUntil([&] { return window.testButton()->isEnabled(); }));
+    ASSERT_TRUE(waitUntil([&] { return window.testButton()->isEnabled(); }));
     EXPECT_EQ(window.keyStatus()->text(), "The key works.");
     ASSERT_EQ(api.requestCount(), 1);
     const QJsonObject body = api.requests()[0].json().object();
@@ -104,7 +96,7 @@ TEST_F(PreferencesTest, TestSaysWhetherTheKeyWorks) {
 
     window.keyField()->setText("sk-ant-wrong");
     window.testButton()->click();
-    ASSERT_TRUE(processUntil([&] { return window.testButton()->isEnabled(); }));
+    ASSERT_TRUE(waitUntil([&] { return window.testButton()->isEnabled(); }));
     EXPECT_TRUE(window.keyStatus()->text().startsWith("That key was not accepted"))
         << window.keyStatus()->text().toStdString();
     EXPECT_TRUE(window.keyStatus()->text().contains("401"));

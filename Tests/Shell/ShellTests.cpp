@@ -1,6 +1,7 @@
 #include "Support/LocalHttpServer.h"
 #include "Support/TempSettings.h"
 #include "Support/TempSupportFolder.h"
+#include "Support/WaitUntil.h"
 #include "Tavrik/AppState.h"
 #include "Tavrik/Editor/SkillEditorWindow.h"
 #include "Tavrik/MCP/MCPLoginModel.h"
@@ -20,7 +21,6 @@
 
 #include <QApplication>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -282,10 +282,7 @@ TEST(SingleInstanceTest, ASecondStartHandsOverToTheRunningOne) {
     QObject::connect(&running, &SingleInstance::reopenRequested, [&] { ++reopened; });
     SingleInstance second;
     EXPECT_TRUE(second.handOverToRunning());
-    QElapsedTimer clock;
-    clock.start();
-    while (reopened == 0 && clock.elapsed() < 3000)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    test::waitUntil([&] { return reopened > 0; });
     EXPECT_EQ(reopened, 1);
 }
 
@@ -331,11 +328,7 @@ TEST_F(ShellTest, ConnectingAToolServerKeepsItsTokenAndEndsTheOffer) {
 
     prompt->loginButton()->click();
     EXPECT_EQ(login->model()->phase(), MCPLoginModel::Phase::authenticating());
-    QElapsedTimer clock;
-    clock.start();
-    while (prompt && clock.elapsed() < 5000)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    EXPECT_FALSE(prompt) << "the prompt stayed open";
+    EXPECT_TRUE(test::waitUntil([&] { return !prompt; })) << "the prompt stayed open";
     const std::optional<MCPServer> stored = MCPRegistry().server({"com.linear"});
     ASSERT_TRUE(stored);
     EXPECT_EQ(stored->authToken, "tok-9");
@@ -355,11 +348,8 @@ TEST_F(ShellTest, AFailedToolServerLoginSaysWhy) {
     QPointer<MCPLoginWindow> prompt = login->window();
     login->show();
     prompt->loginButton()->click();
-    QElapsedTimer clock;
-    clock.start();
-    while (login->model()->phase().kind != MCPLoginModel::Phase::Kind::failed &&
-           clock.elapsed() < 5000)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    test::waitUntil(
+        [&] { return login->model()->phase().kind == MCPLoginModel::Phase::Kind::failed; });
     EXPECT_EQ(prompt->heading()->text(), "Couldn't connect Notion");
     EXPECT_EQ(prompt->detail()->text(),
               "Registering Tavrik with the service failed (HTTP 400): redirect not allowed");

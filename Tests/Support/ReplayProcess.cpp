@@ -16,6 +16,13 @@ QString ReplayResult::transcript() const {
     return (lines + errorLines).join(u'\n');
 }
 
+void unwindAllocationsFully(QProcessEnvironment& environment) {
+    const QString asan = environment.value(QStringLiteral("ASAN_OPTIONS"));
+    environment.insert(QStringLiteral("ASAN_OPTIONS"),
+                       (asan.isEmpty() ? QString() : asan + u':') +
+                           QStringLiteral("fast_unwind_on_malloc=0"));
+}
+
 ReplayResult replay(const QString& folder, const QStringList& values,
                     const QMap<qsizetype, QString>& secrets, bool timings) {
     QProcess process;
@@ -28,15 +35,8 @@ ReplayResult replay(const QString& folder, const QStringList& values,
     ReplayResult result;
     QElapsedTimer clock;
     clock.start();
-    // A sanitized tavrik unwinds its allocations fully, so the leak a desktop call that timed out
-    // leaves with libdbus is traced there (scripts/lsan-suppressions.txt). Only the replay: in a
-    // test of the Wayland sessions the full unwinder slowed its key listener, which Qt waits for
-    // only briefly.
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    const QString asan = environment.value(QStringLiteral("ASAN_OPTIONS"));
-    environment.insert(QStringLiteral("ASAN_OPTIONS"),
-                       (asan.isEmpty() ? QString() : asan + u':') +
-                           QStringLiteral("fast_unwind_on_malloc=0"));
+    unwindAllocationsFully(environment);
     process.setProcessEnvironment(environment);
     process.start(QStringLiteral(TAVRIK_EXECUTABLE_PATH), arguments);
     process.waitForStarted();

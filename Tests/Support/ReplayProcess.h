@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QMap>
+#include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
 
@@ -25,5 +26,11 @@ struct ReplayResult {
 // With `timings` it also reports where each step's time went.
 ReplayResult replay(const QString& folder, const QStringList& values,
                     const QMap<qsizetype, QString>& secrets = {}, bool timings = false);
+
+// A sanitized process that talks to applications unwinds its allocations fully, so the leak a
+// desktop call that timed out leaves with libdbus is traced there (scripts/lsan-suppressions.txt)
+// and a leak of our own is named. Not for a process listening to keys: the full unwinder slows it
+// past what Qt waits for.
+void unwindAllocationsFully(QProcessEnvironment& environment);
 
 } // namespace tavrik::test

@@ -67,7 +67,7 @@ TEST_F(FloatingViewsTest, AnEmptyRecordingShowsTheErrorHeading) {
     SkillPanel* panel = views.pill()->window()->skillPanel();
     app.startRecording();
     app.stopRecording();
-    ASSERT_TRUE(processUntil([&] { return panel->phase() == SkillPanelPhase::error; }));
+    ASSERT_TRUE(waitUntil([&] { return panel->phase() == SkillPanelPhase::error; }));
     EXPECT_EQ(panel->heading()->text(), "Couldn't create the skill");
     EXPECT_EQ(panel->detail()->text(), QString::fromUtf8(AppState::emptyRecordingMessage));
     panel->closeButton()->click();
@@ -89,7 +89,7 @@ TEST_F(FloatingViewsTest, PaletteOpensFromTheStateAndHandsThePillBack) {
     // The record row starts a recording through the state.
     pressKey(palette->searchField(), Qt::Key_Return);
     EXPECT_EQ(app.state(), TavrikState::recording());
-    ASSERT_TRUE(processUntil([&] { return !app.paletteOpen(); }));
+    ASSERT_TRUE(waitUntil([&] { return !app.paletteOpen(); }));
     EXPECT_TRUE(window->isVisible());
     EXPECT_EQ(PaletteWindow::current(), nullptr);
 }
@@ -123,7 +123,7 @@ TEST_F(FloatingViewsTest, ACastFromOutsideThePanelEndsWithItsOutcomeOnThePill) {
 
     app.cast(skill);
     ASSERT_TRUE(
-        processUntil([&] { return app.state() == TavrikState::idle() && app.hasRunOutcome(); }));
+        waitUntil([&] { return app.state() == TavrikState::idle() && app.hasRunOutcome(); }));
     EXPECT_TRUE(window->showsPanel());
     EXPECT_EQ(panel->heading()->text(), "Running “File the report”");
     EXPECT_TRUE(panel->detail()->text().contains("✗ Couldn't find the Tavrik runtime."))
@@ -144,7 +144,7 @@ TEST_F(FloatingViewsTest, AFailedDraftOffersTryAgainAndTheCardOpensTheMainWindow
     SkillPanel* panel = window->skillPanel();
     app.startRecording();
     app.stopRecording();
-    ASSERT_TRUE(processUntil([&] { return panel->phase() == SkillPanelPhase::error; }));
+    ASSERT_TRUE(waitUntil([&] { return panel->phase() == SkillPanelPhase::error; }));
     EXPECT_TRUE(panel->retryButton()->isVisibleTo(panel));
     int phases = 0;
     QObject::connect(&app, &AppState::skillPanelPhaseChanged, [&] { ++phases; });
@@ -171,6 +171,6 @@ TEST_F(FloatingViewsTest, AnOpenPaletteFollowsAFolderAddedByHand) {
     Skill skill;
     skill.name = QStringLiteral("Order the lunch");
     ASSERT_TRUE(SkillStore().save(skill).ok()); // as another program would
-    ASSERT_TRUE(processUntil([&] { return palette->model().rowCount() == 2; }, 5000));
+    ASSERT_TRUE(waitUntil([&] { return palette->model().rowCount() == 2; }, 5000));
     palette->dismiss();
 }

@@ -59,9 +59,9 @@ TEST(OnX11, PillLetsClicksThroughOnlyWhenAsked) {
     PressCounter pillPresses;
     pill.installEventFilter(&pillPresses);
     pill.show();
-    ASSERT_TRUE(processUntil(
-        [&] { return pill.windowHandle() && pill.windowHandle()->isExposed(); }, 3000));
-    processUntil([] { return false; }, 200);
+    ASSERT_TRUE(
+        waitUntil([&] { return pill.windowHandle() && pill.windowHandle()->isExposed(); }, 3000));
+    waitUntil([] { return false; }, 200);
 
     const QPoint tab = pill.mapToGlobal(pill.tabRect().center());
     auto clickTab = [&] {
@@ -70,23 +70,23 @@ TEST(OnX11, PillLetsClicksThroughOnlyWhenAsked) {
     };
 
     pill.setAcceptsMouse(false);
-    processUntil([] { return false; }, 100);
+    waitUntil([] { return false; }, 100);
     ASSERT_TRUE(clickTab());
-    EXPECT_TRUE(processUntil([&] { return beneathPresses.presses == 1; }, 3000));
+    EXPECT_TRUE(waitUntil([&] { return beneathPresses.presses == 1; }, 3000));
     EXPECT_EQ(pillPresses.presses, 0);
     EXPECT_TRUE(pill.isVisible());
 
     pill.setAcceptsMouse(true);
-    processUntil([] { return false; }, 100);
+    waitUntil([] { return false; }, 100);
     ASSERT_TRUE(clickTab());
-    EXPECT_TRUE(processUntil([&] { return pillPresses.presses == 1; }, 3000));
+    EXPECT_TRUE(waitUntil([&] { return pillPresses.presses == 1; }, 3000));
     EXPECT_EQ(beneathPresses.presses, 1);
 
     // A new shape for the window (a tip appearing) keeps clicks passing through.
     pill.setAcceptsMouse(false);
     pill.setTip(QStringLiteral("Press ctrl + / to call your skill"));
-    processUntil([] { return false; }, 100);
+    waitUntil([] { return false; }, 100);
     ASSERT_TRUE(clickTab());
-    EXPECT_TRUE(processUntil([&] { return beneathPresses.presses == 2; }, 3000));
+    EXPECT_TRUE(waitUntil([&] { return beneathPresses.presses == 2; }, 3000));
     EXPECT_EQ(pillPresses.presses, 1);
 }

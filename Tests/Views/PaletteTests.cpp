@@ -157,7 +157,7 @@ TEST(PaletteView, KeysDriveTheSelectionAndReturnCasts) {
     // A second Return while the panel fades out does not cast again.
     pressKey(view.searchField(), Qt::Key_Return);
     EXPECT_EQ(casts.size(), 1);
-    EXPECT_TRUE(processUntil([&] { return closed; }));
+    EXPECT_TRUE(waitUntil([&] { return closed; }));
 }
 
 TEST(PaletteView, TabAsksForTheValuesAndReturnCastsWithThem) {
@@ -279,5 +279,5 @@ TEST(PaletteWindow, KeepsOnePaletteAndReportsEachClose) {
     EXPECT_TRUE(second->isVisible());
     PaletteWindow::close();
     EXPECT_EQ(PaletteWindow::current(), nullptr);
-    EXPECT_TRUE(processUntil([&] { return closes == 2 && !firstGuard; }));
+    EXPECT_TRUE(waitUntil([&] { return closes == 2 && !firstGuard; }));
 }

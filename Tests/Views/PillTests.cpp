@@ -288,9 +288,9 @@ TEST(PillController, EveryPartTakesTheRoomItsTextsNeed) {
     controller.setExpanded(true);
     ASSERT_TRUE(window->showsCard());
     QWidget* card = window->recordButton()->parentWidget();
-    EXPECT_TRUE(processUntil([&] { return buttonsFit(card); })) << "a button of the card is cut";
+    EXPECT_TRUE(waitUntil([&] { return buttonsFit(card); })) << "a button of the card is cut";
     window->setProblems({longText});
-    EXPECT_TRUE(processUntil([&] { return wrappedFits(window->cardHint()); }))
+    EXPECT_TRUE(waitUntil([&] { return wrappedFits(window->cardHint()); }))
         << "the problem is cut: " << window->cardHint()->height() << " for "
         << window->cardHint()->heightForWidth(window->cardHint()->width());
     EXPECT_EQ(window->size(), controller.currentSize());
@@ -300,13 +300,13 @@ TEST(PillController, EveryPartTakesTheRoomItsTextsNeed) {
     window->setProblems({});
     window->setTip(longText + longText);
     controller.setHasTip(true);
-    EXPECT_TRUE(processUntil([&] { return wrappedFits(window->tipLabel()); })) << "the tip is cut";
+    EXPECT_TRUE(waitUntil([&] { return wrappedFits(window->tipLabel()); })) << "the tip is cut";
 
     controller.setPhase(SkillPanelPhase::error);
     SkillPanel* panel = window->skillPanel();
     panel->setError(longText + QStringLiteral(" ") + longText);
     panel->setRetryAvailable(true);
-    EXPECT_TRUE(processUntil([&] { return wrappedFits(panel->detail()) && buttonsFit(panel); }))
+    EXPECT_TRUE(waitUntil([&] { return wrappedFits(panel->detail()) && buttonsFit(panel); }))
         << "the error is cut";
     EXPECT_EQ(window->size(), controller.currentSize());
     EXPECT_TRUE(window->rect().contains(window->panelRect()));

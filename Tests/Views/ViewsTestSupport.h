@@ -1,9 +1,9 @@
 #pragma once
 
+#include "Support/WaitUntil.h"
 #include "TavrikCore/Models/Skill.h"
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QKeyEvent>
 #include <QWidget>
 
@@ -24,17 +24,7 @@ inline Parameter makeParameter(const QString& name, const QString& example) {
     return parameter;
 }
 
-// Runs the event loop until `done` holds or `timeoutMs` passes; returns whether it held.
-template <typename Predicate> bool processUntil(Predicate done, int timeoutMs = 2000) {
-    QElapsedTimer timer;
-    timer.start();
-    while (!done()) {
-        if (timer.elapsed() > timeoutMs)
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-    }
-    return true;
-}
+using test::waitUntil;
 
 inline void pressKey(QWidget* target, int key, const QString& text = {}) {
     QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier, text);

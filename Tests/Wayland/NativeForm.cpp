@@ -15,8 +15,8 @@ QProcessEnvironment nativeEnvironment() {
 }
 } // namespace
 
-NativeForm::NativeForm(Toolkit toolkit)
-    : m_form(toolkit, QStringLiteral(TAVRIK_QT_TASK_APP), {}, nativeEnvironment()) {}
+NativeForm::NativeForm(Toolkit toolkit, const QStringList& arguments)
+    : m_form(toolkit, QStringLiteral(TAVRIK_QT_TASK_APP), arguments, nativeEnvironment()) {}
 
 QString NativeForm::appID(Toolkit toolkit) {
     return toolkit == Toolkit::gtk ? QStringLiteral("org.tavrik.TaskForm")

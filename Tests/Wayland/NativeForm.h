@@ -16,7 +16,8 @@ class NativeForm {
 public:
     using Toolkit = TaskForm::Toolkit;
 
-    explicit NativeForm(Toolkit toolkit);
+    // `arguments` go to the form (the GTK one takes --quantity for a slider).
+    explicit NativeForm(Toolkit toolkit, const QStringList& arguments = {});
 
     bool started() const { return m_form.started(); }
     qint64 pid() const { return m_form.pid(); }

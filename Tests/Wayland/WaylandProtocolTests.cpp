@@ -6,6 +6,7 @@
 #include "TavrikPlatform/Wayland/GnomeShellWindows.h"
 #include "TavrikPlatform/Wayland/MutterRemoteDesktop.h"
 #include "TavrikPlatform/Wayland/PipeWireFrameReader.h"
+#include "TavrikPlatform/Wayland/SliderGeometry.h"
 #include "TavrikPlatform/Wayland/SwayHotkeys.h"
 #include "TavrikPlatform/Wayland/SwayIpc.h"
 #include "TavrikPlatform/Wayland/SwayPointer.h"
@@ -454,6 +455,50 @@ TEST(ClickInference, ClicksAreToldFromKeysAndFromTheApplication) {
     EXPECT_TRUE(clicks.isClick(&notes, Change::focused));
 }
 
+TEST(ClickInference, ASliderMovedByNoKeyWasDragged) {
+    using Change = ClickInference::Change;
+    int slider = 0;
+    ClickInference clicks;
+    // The press focuses the slider, then every step of the drag moves its value.
+    EXPECT_TRUE(clicks.isClick(&slider, Change::focused));
+    EXPECT_TRUE(clicks.isClick(&slider, Change::value));
+    EXPECT_TRUE(clicks.isClick(&slider, Change::value));
+    // Arrows and Page keys move it too, held or not.
+    clicks.key(KeyCodes::rightArrow, 0);
+    EXPECT_FALSE(clicks.isClick(&slider, Change::value));
+    EXPECT_FALSE(clicks.isClick(&slider, Change::value));
+    clicks.key(KeyCodes::pageUp, 0);
+    EXPECT_FALSE(clicks.isClick(&slider, Change::value));
+    // Typing elsewhere explains nothing about it.
+    clicks.key(KeyCodes::a, 0);
+    EXPECT_TRUE(clicks.isClick(&slider, Change::value));
+}
+
+// Where the handle stands for a value: along the long side, inset by half the thickness (at most
+// maxInset), the minimum at the top for GTK's vertical sliders and at the bottom for Qt's.
+TEST(SliderGeometry, TheHandleTravelsTheLongSideWithinItsInsets) {
+    using Axis = SliderGeometry::Axis;
+    const Rect wide(100, 50, 440, 20);
+    EXPECT_EQ(SliderGeometry::pointFor(wide, 0, 0, 100, Axis::horizontal, true), (Point{110, 60}));
+    EXPECT_EQ(SliderGeometry::pointFor(wide, 100, 0, 100, Axis::horizontal, true),
+              (Point{530, 60}));
+    EXPECT_EQ(SliderGeometry::pointFor(wide, 25, 0, 100, Axis::horizontal, true), (Point{215, 60}));
+    // A value outside the range stays at its end; an empty range at the start.
+    EXPECT_EQ(SliderGeometry::pointFor(wide, 300, 0, 100, Axis::horizontal, true),
+              (Point{530, 60}));
+    EXPECT_EQ(SliderGeometry::pointFor(wide, 5, 5, 5, Axis::horizontal, true), (Point{110, 60}));
+    // A slider drawn with its value above it is thick, but its handle is not.
+    const Rect labelled(0, 0, 1000, 80);
+    EXPECT_EQ(SliderGeometry::pointFor(labelled, 0, 0, 1, Axis::horizontal, true).x,
+              SliderGeometry::maxInset);
+
+    const Rect tall(10, 0, 20, 220);
+    EXPECT_EQ(SliderGeometry::pointFor(tall, -10, -10, 10, Axis::vertical, true), (Point{20, 10}));
+    EXPECT_EQ(SliderGeometry::pointFor(tall, -10, -10, 10, Axis::vertical, false),
+              (Point{20, 210}));
+    EXPECT_EQ(SliderGeometry::pointFor(tall, 5, -10, 10, Axis::vertical, false), (Point{20, 60}));
+}
+
 TEST(SwayPointer, GesturesBecomeOneRunOfCursorCommands) {
     EXPECT_EQ(SwayPointer::clickCommands(Point{10.4, 20.6}, SyntheticInput::Button::left, 1),
               (QStringList{"seat - cursor set 10 21", "seat - cursor press button1",
@@ -463,14 +508,16 @@ TEST(SwayPointer, GesturesBecomeOneRunOfCursorCommands) {
     EXPECT_EQ(twice.count(QStringLiteral("seat - cursor press button3")), 2);
     EXPECT_EQ(twice.last(), QStringLiteral("seat - cursor release button3"));
 
-    // A drag moves through the way between, the button held, and ends where asked.
-    const QStringList drag = SwayPointer::dragCommands(Point{0, 0}, Point{100, 0});
-    EXPECT_EQ(drag.mid(0, 2),
-              (QStringList{"seat - cursor set 0 0", "seat - cursor press button1"}));
-    EXPECT_GE(drag.size(), 7);
-    EXPECT_EQ(drag.mid(drag.size() - 2),
-              (QStringList{"seat - cursor set 100 0", "seat - cursor release button1"}));
-    EXPECT_EQ(SwayPointer::dragCommands(Point{0, 0}, Point{1e6, 0}).size(), 2 + 50 + 1);
+    // A drag's absolute motion spans the box around the active outputs, wherever they start.
+    const auto outputs = [](const char* json) { return QJsonDocument::fromJson(json).array(); };
+    const std::optional<Rect> box = SwayPointer::layoutBox(outputs(
+        R"([{"active":true,"rect":{"x":-1280,"y":0,"width":1280,"height":1024}},
+            {"active":true,"rect":{"x":0,"y":200,"width":1920,"height":1080}},
+            {"active":false,"rect":{"x":0,"y":0,"width":0,"height":0}}])"));
+    ASSERT_TRUE(box);
+    EXPECT_EQ(box->origin, (Point{-1280, 0}));
+    EXPECT_EQ(box->size, (Size{3200, 1280}));
+    EXPECT_FALSE(SwayPointer::layoutBox(outputs(R"([{"active":false,"rect":{}}])")));
 
     // Wheel steps: down and right are positive.
     EXPECT_EQ(SwayPointer::scrollCommands(Point{1, 2}, 0, 2),

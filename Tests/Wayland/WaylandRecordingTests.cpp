@@ -14,6 +14,11 @@
 #include "TavrikPlatform/DesktopBackend.h"
 #include "TavrikPlatform/DesktopSession.h"
 #include "TavrikPlatform/Wayland/ScreenCastFrameCapturer.h"
+#include "TavrikPlatform/Wayland/SliderGeometry.h"
+#include "TavrikPlatform/Wayland/SwayPointer.h"
+#ifdef TAVRIK_HAVE_WLR_VIRTUAL_POINTER
+#include "TavrikPlatform/Wayland/VirtualPointer/WlrVirtualPointer.h"
+#endif
 #include "TavrikPlatform/Wayland/SwayHotkeys.h"
 #include "TavrikPlatform/Wayland/WtypeInput.h"
 #include "WaylandSession.h"
@@ -250,6 +255,8 @@ TEST_P(WaylandRecording, ATypingTaskRecordedOnWaylandReplaysWithOtherValues) {
     environment.insert(QStringLiteral("TAVRIK_TEST_TOOLKIT"), toolkit == NativeForm::Toolkit::gtk
                                                                   ? QStringLiteral("gtk")
                                                                   : QStringLiteral("qt"));
+    // Its actor reads the form's tree while the form starts.
+    test::unwindAllocationsFully(environment);
     x11.setProcessEnvironment(environment);
     x11.setProcessChannelMode(QProcess::MergedChannels);
     QElapsedTimer clock;
@@ -294,8 +301,12 @@ TEST(X11Half, TheSkillRecordedOnSwayFillsInTheForm) {
     ASSERT_EQ(result.exitCode, 0) << result.transcript().toStdString();
     const std::optional<QJsonObject> saved = form.waitForEvent(QStringLiteral("saved"), 5000);
     ASSERT_TRUE(saved) << result.transcript().toStdString();
-    EXPECT_TRUE(
-        test::isTheReplayedOrder(*saved, QStringLiteral("Hopper"), QStringLiteral("x11pw")));
+    QStringList shown;
+    for (const QJsonObject& event : form.events())
+        shown << QString::fromUtf8(QJsonDocument(event).toJson(QJsonDocument::Compact));
+    EXPECT_TRUE(test::isTheReplayedOrder(*saved, QStringLiteral("Hopper"), QStringLiteral("x11pw")))
+        << result.transcript().toStdString() << "\nthe form said:\n"
+        << shown.join(u'\n').toStdString();
 }
 
 INSTANTIATE_TEST_SUITE_P(Toolkits, WaylandRecording,
@@ -303,6 +314,100 @@ INSTANTIATE_TEST_SUITE_P(Toolkits, WaylandRecording,
                          [](const auto& info) {
                              return info.param == NativeForm::Toolkit::gtk ? "Gtk" : "Qt";
                          });
+
+// A slider dragged under sway: no compositor shows where the pointer went, so the drag is
+// recorded from what accessibility reports, from where the handle stood when the press took the
+// focus to where the last value put it, and replayed by Tavrik's own pointer device into a fresh
+// form.
+TEST_F(WaylandSession, ASliderDraggedOnSwayIsRecordedAsADragAndReplayed) {
+    if (!underSway())
+        GTEST_SKIP() << "the pointer device is wlroots'";
+#ifdef TAVRIK_HAVE_WLR_VIRTUAL_POINTER
+    const QStringList withSlider{QStringLiteral("--quantity")};
+    const auto slider = [&](NativeForm& form) -> std::optional<LiveElement> {
+        const auto view = viewOf(form, NativeForm::Toolkit::gtk, QStringLiteral("slider"));
+        return view ? std::optional<LiveElement>(view->element) : std::nullopt;
+    };
+    const auto reached = [](NativeForm& form, double value) {
+        return waitFor(
+            [&] {
+                const std::optional<QJsonObject> now =
+                    form.waitForEvent(QStringLiteral("quantity"), 0);
+                // One point of the pointer is about half a unit of this slider.
+                return now && std::abs(now->value("value").toDouble() - value) <= 1;
+            },
+            5000);
+    };
+    const auto handleAt = [](const LiveElement& e, double value) {
+        return wayland::SliderGeometry::pointFor(e.frame, value, 0, 100,
+                                                 wayland::SliderGeometry::Axis::horizontal, true);
+    };
+    const std::optional<QJsonDocument> outputs =
+        wayland::SwayIpc(wayland::SwayIpc::socketFromEnvironment())
+            .request(wayland::SwayIpc::getOutputs);
+    ASSERT_TRUE(outputs);
+    const std::optional<Rect> layout = wayland::SwayPointer::layoutBox(outputs->array());
+    ASSERT_TRUE(layout);
+    test::TempSupportFolder support;
+    std::optional<Recording> recording;
+    {
+        NativeForm form(NativeForm::Toolkit::gtk, withSlider);
+        const std::optional<LiveElement> quantity = slider(form);
+        ASSERT_TRUE(quantity);
+        Recorder recorder(DesktopBackend::createInputMonitor(),
+                          DesktopBackend::createFrameCapturer(),
+                          DesktopBackend::createAXResolver());
+        recorder.start();
+        // A person's drag: the press lands on the handle, which takes the focus, and only then
+        // does the pointer move.
+        wayland::WlrVirtualPointer hand;
+        hand.setLayout(*layout);
+        ASSERT_TRUE(hand.press(handleAt(*quantity, 20)));
+        ASSERT_TRUE(waitFor(
+            [&] {
+                const std::optional<LiveElement> now = actor->refresh(*quantity);
+                return now && now->focused;
+            },
+            5000));
+        bool heard = false;
+        QMetaObject::invokeMethod(
+            qApp, [&heard] { heard = true; }, Qt::QueuedConnection);
+        ASSERT_TRUE(waitFor([&] { return heard; }, 5000));
+        for (const double value : {30, 45, 60, 70})
+            ASSERT_TRUE(hand.moveTo(handleAt(*quantity, value)));
+        ASSERT_TRUE(hand.release());
+        ASSERT_TRUE(reached(form, 70));
+        QFuture<std::optional<Recording>> stopped = recorder.stop();
+        ASSERT_TRUE(waitFor([&] { return stopped.isFinished(); }, 20000));
+        recording = stopped.result();
+    }
+    ASSERT_TRUE(recording);
+    // One drag on the slider, and no click beside it: the slider's focus came from the press.
+    ASSERT_EQ(recording->events.size(), 1);
+    const ActionEvent& drag = recording->events.first();
+    EXPECT_EQ(drag.type, ActionType::drag);
+    ASSERT_TRUE(drag.target && drag.endLocation && drag.location);
+    EXPECT_EQ(drag.target->axRole, QStringLiteral("slider"));
+    EXPECT_EQ(drag.target->axTitle, QStringLiteral("Quantity"));
+    EXPECT_GT(drag.endLocation->x, drag.location->x);
+
+    Skill skill = Synthesizer::skillFromMarkdown(
+        QStringLiteral("---\nname: More pears\n---\n\n# More pears\n\nSets the quantity.\n"),
+        *recording);
+    skill.sourceRecordingID = recording->id;
+    ASSERT_TRUE(SkillStore().save(skill).ok());
+    NativeForm form(NativeForm::Toolkit::gtk, withSlider);
+    ASSERT_TRUE(slider(form));
+    // Away from the slider: a press that landed where the pointer was would not take the handle.
+    ASSERT_TRUE(wayland::SwayIpc(wayland::SwayIpc::socketFromEnvironment())
+                    .request(wayland::SwayIpc::runCommand, "seat - cursor set 5 5"));
+    const test::ReplayResult result = test::replay(Paths::skill(skill.id), {}, {});
+    ASSERT_EQ(result.exitCode, 0) << result.transcript().toStdString();
+    EXPECT_TRUE(reached(form, 70)) << result.transcript().toStdString();
+#else
+    GTEST_SKIP() << "built without libwayland-client";
+#endif
+}
 
 // Tavrik's shortcuts are sway bindings while it runs: Control-/ runs `tavrik palette` (a stand-in
 // program here), a double tap of Control reaches the hotkey engine's signals, Esc only while
@@ -367,8 +472,8 @@ TEST_F(WaylandSession, SwayBindsTheShortcutsWhileRunningAndUnbindsThemAtStop) {
 
 // A double tap of Control records on sway as on X11: sway's release bindings of the lone Control
 // keys feed the hotkey engine, which keeps the tap timing for every desktop. A Control that
-// served Control-C is no tap, so Control-C followed by one tap records nothing. (The application
-// turns the engine's toggle into a recording.)
+// served Control-C is no tap, so Control-C followed by one tap records nothing, nor does one
+// tapped under another modifier. (The application turns the engine's toggle into a recording.)
 TEST_F(WaylandSession, SwayControlDoubleTapTogglesRecordingButControlCDoesNotCount) {
     if (!underSway())
         GTEST_SKIP() << "Control taps are heard through sway's bindings";
@@ -398,9 +503,18 @@ TEST_F(WaylandSession, SwayControlDoubleTapTogglesRecordingButControlCDoesNotCou
     EXPECT_EQ(changes, 2);
     EXPECT_EQ(toggles, 0);
 
+    // Control tapped twice under Shift, Alt or Super (held as a keyboard holds them: in the
+    // modifier state) is a chord, not a double tap. The plain pair after them is the barrier:
+    // its taps are the only ones heard.
+    for (const char* modifier : {"shift", "alt", "logo"})
+        ASSERT_TRUE(typed({"-M", modifier, "-P", "Control_L", "-p", "Control_L", "-s", "80", "-P",
+                           "Control_R", "-p", "Control_R", "-m", modifier}));
     ASSERT_TRUE(typed(
         {"-P", "Control_L", "-p", "Control_L", "-s", "80", "-P", "Control_L", "-p", "Control_L"}));
     EXPECT_TRUE(waitFor([&] { return toggles == 1; }, 5000)) << changes;
+    QCoreApplication::processEvents();
+    EXPECT_EQ(changes, 2 + 4);
+    EXPECT_EQ(toggles, 1);
     engine.stop();
 }
 

@@ -52,14 +52,16 @@ parameters:
 ---
 # Open Pages
 `;
+const skillDir = (runtime: string) => writeSkill(home.root, skillWith(runtime));
+const openingUrl = (template: string) =>
+    skillDir(`runtime:\n  type: open_url\n  url_template: ${template}`);
+const twoPages = () =>
+    skillDir(
+        `runtime:\n  type: sequence\n  steps:\n    - type: open_url\n      url_template: ${pages.url}/a/{{term}}\n    - type: open_url\n      url_template: ${pages.url}/b?x={{term|urlencode}}`,
+    );
 
 test('a direct skill opens its filled URL in the running browser without any model', async () => {
-    const dir = writeSkill(
-        home.root,
-        skillWith(
-            `runtime:\n  type: open_url\n  url_template: "${pages.url}/a?q={{term|urlencode}}"`,
-        ),
-    );
+    const dir = openingUrl(`"${pages.url}/a?q={{term|urlencode}}"`);
     const r = await runCli(['agent', dir], home.env);
     assert.equal(r.stderr, '');
     assert.deepEqual(r.lines, [
@@ -74,12 +76,7 @@ test('a direct skill opens its filled URL in the running browser without any mod
 });
 
 test('a sequence opens each page in order, with the values given on the command line', async () => {
-    const dir = writeSkill(
-        home.root,
-        skillWith(
-            `runtime:\n  type: sequence\n  steps:\n    - type: open_url\n      url_template: ${pages.url}/a/{{term}}\n    - type: open_url\n      url_template: ${pages.url}/b?x={{term|urlencode}}`,
-        ),
-    );
+    const dir = twoPages();
     const r = await runCli(['agent', dir, 'term=a b=c'], home.env);
     assert.deepEqual(r.lines, [
         `→ open ${pages.url}/a/a%20b=c`,
@@ -99,12 +96,7 @@ test("by default the pages open in the user's browser through the desktop's URL 
     );
     const env: NodeJS.ProcessEnv = { ...home.env, TAVRIK_URL_OPENER: opener };
     delete env.TAVRIK_DIRECT_BROWSER;
-    const dir = writeSkill(
-        home.root,
-        skillWith(
-            `runtime:\n  type: sequence\n  steps:\n    - type: open_url\n      url_template: ${pages.url}/a/{{term}}\n    - type: open_url\n      url_template: ${pages.url}/b?x={{term|urlencode}}`,
-        ),
-    );
+    const dir = twoPages();
     const r = await runCli(['agent', dir, 'term=x'], env);
     assert.deepEqual(r.lines, [
         `→ open ${pages.url}/a/x`,
@@ -139,11 +131,7 @@ test('bad input ends with one clear ✗ line and a non-zero status', async () =>
     assert.equal(badArg.code, 2);
     assert.deepEqual(badArg.lines, ['✗ The argument "oops" isn\'t of the form name=value.']);
 
-    const notUrl = writeSkill(
-        home.root,
-        skillWith('runtime:\n  type: open_url\n  url_template: "{{term}}"'),
-    );
-    const r = await runCli(['agent', notUrl], home.env);
+    const r = await runCli(['agent', openingUrl('"{{term}}"')], home.env);
     assert.equal(r.code, 1);
     assert.deepEqual(r.lines, [
         '✗ The skill\'s address "red shoes & socks" isn\'t a full web address.',
@@ -156,14 +144,7 @@ test('bad input ends with one clear ✗ line and a non-zero status', async () =>
         ['view-source:{{term}}', 'http://x/'],
     ]) {
         const refused = await runCli(
-            [
-                'agent',
-                writeSkill(
-                    home.root,
-                    skillWith(`runtime:\n  type: open_url\n  url_template: "${template}"`),
-                ),
-                `term=${term}`,
-            ],
+            ['agent', openingUrl(`"${template}"`), `term=${term}`],
             home.env,
         );
         const address = template.replace('{{term}}', term);
@@ -192,10 +173,7 @@ test('bad input ends with one clear ✗ line and a non-zero status', async () =>
             ),
         );
 
-    const unknown = writeSkill(
-        home.root,
-        skillWith(`runtime:\n  type: open_url\n  url_template: ${pages.url}/{{nope}}`),
-    );
+    const unknown = openingUrl(`${pages.url}/{{nope}}`);
     assert.deepEqual((await runCli(['agent', unknown], home.env)).lines, [
         '✗ No value for {{nope}}: pass nope=VALUE.',
     ]);
@@ -206,10 +184,7 @@ test('bad input ends with one clear ✗ line and a non-zero status', async () =>
 });
 
 test('SIGTERM and SIGINT stop a run at once; nothing of the run is left and the browser keeps running', async () => {
-    const dir = writeSkill(
-        home.root,
-        skillWith(`runtime:\n  type: open_url\n  url_template: ${pages.url}/slow`),
-    );
+    const dir = openingUrl(`${pages.url}/slow`);
     for (const [signal, code] of [
         ['SIGTERM', 143],
         ['SIGINT', 130],

@@ -62,7 +62,7 @@ after(async () => {
     home.cleanup();
 });
 
-test('a key or token never follows a redirect to another host; redirects within the host are followed', async () => {
+test('a key or token never follows a redirect to another host; redirects within the host are followed', async (t) => {
     let moved = 0;
     const host = await serve((req, res) => {
         if (req.url.startsWith('/moved/')) {
@@ -82,30 +82,27 @@ test('a key or token never follows a redirect to another host; redirects within 
         const to = req.url.startsWith('/same/') ? `/moved${req.url}` : `${other.url}${req.url}`;
         res.writeHead(req.url.includes('token') ? 302 : 307, { location: to }).end();
     });
-    try {
-        const refused = `The server redirected to another host (${other.url}); Tavrik did not follow it.`;
-        for (const [name, call] of Object.entries(credentialed(host.url)))
-            assert.equal(await failure(call()), refused, name);
-        assert.equal(host.requests.length, 4, 'no retries');
+    t.after(() => host.close());
+    const refused = `The server redirected to another host (${other.url}); Tavrik did not follow it.`;
+    for (const [name, call] of Object.entries(credentialed(host.url)))
+        assert.equal(await failure(call()), refused, name);
+    assert.equal(host.requests.length, 4, 'no retries');
 
-        // The proxy's client token is a credential too, and the run ends with the reason.
-        const skill = writeSkill(home.root, '---\nname: S\n---\nDo it.');
-        const r = await runCli(['agent', skill], {
-            ...home.env,
-            TAVRIK_PROXY_URL: `${host.url}/api/anthropic`,
-        });
-        assert.deepEqual(r.lines, [`✗ ${refused}`]);
-        assert.equal(other.requests.length, 0, 'nothing reached the other host');
+    // The proxy's client token is a credential too, and the run ends with the reason.
+    const skill = writeSkill(home.root, '---\nname: S\n---\nDo it.');
+    const r = await runCli(['agent', skill], {
+        ...home.env,
+        TAVRIK_PROXY_URL: `${host.url}/api/anthropic`,
+    });
+    assert.deepEqual(r.lines, [`✗ ${refused}`]);
+    assert.equal(other.requests.length, 0, 'nothing reached the other host');
 
-        await credentialed(`${host.url}/same`).model();
-        await credentialed(`${host.url}/same`).sms();
-        assert.equal(moved, 2);
-    } finally {
-        await host.close();
-    }
+    await credentialed(`${host.url}/same`).model();
+    await credentialed(`${host.url}/same`).sms();
+    assert.equal(moved, 2);
 });
 
-test('answers are read up to a limit, and errors show only their start', async () => {
+test('answers are read up to a limit, and errors show only their start', async (t) => {
     const endless = (res: ServerResponse, status: number) => {
         res.writeHead(status, { 'content-type': 'application/json' });
         const chunk = Buffer.alloc(64 * 1024, 'x');
@@ -121,28 +118,25 @@ test('answers are read up to a limit, and errors show only their start', async (
             return json(res, 400, { message: 'Bad number. ' + 'x'.repeat(5000) });
         endless(res, 500);
     });
-    try {
-        const calls = credentialed(host.url);
-        assert.equal(
-            await failure(calls.model()),
-            `The answer from ${host.url} was larger than 8 MB; Tavrik stopped reading it.`,
-        );
-        assert.equal(
-            await failure(calls.refresh()),
-            `The answer from ${host.url} was larger than 1 MB; Tavrik stopped reading it.`,
-        );
-        const sheets = await failure(calls.sheets());
-        assert.match(sheets, /^Google Sheets answered HTTP 500: x+…$/);
-        assert.ok(sheets.length < 400, sheets);
-        const sms = await failure(calls.sms());
-        assert.match(sms, /^The text service answered HTTP 400: Bad number\. x+…$/);
-        assert.ok(sms.length < 400);
-    } finally {
-        await host.close();
-    }
+    t.after(() => host.close());
+    const calls = credentialed(host.url);
+    assert.equal(
+        await failure(calls.model()),
+        `The answer from ${host.url} was larger than 8 MB; Tavrik stopped reading it.`,
+    );
+    assert.equal(
+        await failure(calls.refresh()),
+        `The answer from ${host.url} was larger than 1 MB; Tavrik stopped reading it.`,
+    );
+    const sheets = await failure(calls.sheets());
+    assert.match(sheets, /^Google Sheets answered HTTP 500: x+…$/);
+    assert.ok(sheets.length < 400, sheets);
+    const sms = await failure(calls.sms());
+    assert.match(sms, /^The text service answered HTTP 400: Bad number\. x+…$/);
+    assert.ok(sms.length < 400);
 });
 
-test('an answer cut short is a failure, never an answer; a host that keeps redirecting or names no address is refused', async () => {
+test('an answer cut short is a failure, never an answer; a host that keeps redirecting or names no address is refused', async (t) => {
     const body = JSON.stringify(message([toolUse('finish', {})]));
     const host = await serve((req, res) => {
         if (req.url.startsWith('/short/')) {
@@ -164,21 +158,18 @@ test('an answer cut short is a failure, never an answer; a host that keeps redir
         }
         res.writeHead(307, { location: 'http://[not an address' }).end();
     });
-    try {
-        for (const cut of ['short', 'chunked']) {
-            const lost = await failure(credentialed(`${host.url}/${cut}`).model());
-            assert.equal(lost, 'The connection was lost before the answer was complete.', cut);
-        }
-        assert.equal(host.requests.length, 2, 'no retries');
-        assert.equal(
-            await failure(credentialed(`${host.url}/loop`).sms()),
-            `The server at ${host.url} kept redirecting; Tavrik stopped after 5 redirects.`,
-        );
-        assert.equal(
-            await failure(credentialed(host.url).sheets()),
-            `The server at ${host.url} redirected to an address that isn't one ("http://[not an address").`,
-        );
-    } finally {
-        await host.close();
+    t.after(() => host.close());
+    for (const cut of ['short', 'chunked']) {
+        const lost = await failure(credentialed(`${host.url}/${cut}`).model());
+        assert.equal(lost, 'The connection was lost before the answer was complete.', cut);
     }
+    assert.equal(host.requests.length, 2, 'no retries');
+    assert.equal(
+        await failure(credentialed(`${host.url}/loop`).sms()),
+        `The server at ${host.url} kept redirecting; Tavrik stopped after 5 redirects.`,
+    );
+    assert.equal(
+        await failure(credentialed(host.url).sheets()),
+        `The server at ${host.url} redirected to an address that isn't one ("http://[not an address").`,
+    );
 });

@@ -62,24 +62,21 @@ test('with no browser running, Tavrik starts its own on its own profile, reachab
     }
 });
 
-test('a browser that cannot start is reported, not waited for', async () => {
+test('a browser that cannot start is reported, not waited for', async (t) => {
     const home = tempHome({ TAVRIK_BROWSER: '/bin/false' });
-    try {
-        const dir = writeSkill(
-            home.root,
-            `---\nname: Open\nruntime:\n  type: open_url\n  url_template: http://127.0.0.1:9/\n---\n`,
-        );
-        const r = await runCli(['agent', dir], home.env);
-        assert.equal(r.code, 1);
-        assert.equal(r.lines.at(-1), '✗ The browser quit while starting (status 1).');
-        const noDisplay = await runCli(['agent', dir], {
-            ...home.env,
-            TAVRIK_BROWSER_HEADLESS: '0',
-            DISPLAY: '',
-            WAYLAND_DISPLAY: '',
-        });
-        assert.match(noDisplay.lines.at(-1)!, /^✗ There is no display to show the browser on/);
-    } finally {
-        home.cleanup();
-    }
+    t.after(home.cleanup);
+    const dir = writeSkill(
+        home.root,
+        `---\nname: Open\nruntime:\n  type: open_url\n  url_template: http://127.0.0.1:9/\n---\n`,
+    );
+    const r = await runCli(['agent', dir], home.env);
+    assert.equal(r.code, 1);
+    assert.equal(r.lines.at(-1), '✗ The browser quit while starting (status 1).');
+    const noDisplay = await runCli(['agent', dir], {
+        ...home.env,
+        TAVRIK_BROWSER_HEADLESS: '0',
+        DISPLAY: '',
+        WAYLAND_DISPLAY: '',
+    });
+    assert.match(noDisplay.lines.at(-1)!, /^✗ There is no display to show the browser on/);
 });

@@ -126,7 +126,7 @@ test('read and extract show text and fields but never a secret value, whatever t
     );
 });
 
-test('Sheets: a refresh token is traded for an access token; a refused token asks for set-up', async () => {
+test('Sheets: a refresh token is traded for an access token; a refused token asks for set-up', async (t) => {
     let refreshed = 0;
     const google = await serve((req, res) => {
         if (req.url === '/token') {
@@ -138,62 +138,53 @@ test('Sheets: a refresh token is traded for an access token; a refused token ask
             return json(res, 401, { error: { message: 'bad token' } });
         json(res, 200, {});
     });
-    try {
-        const cfg = {
-            refreshToken: 'r1',
-            clientId: 'c',
-            clientSecret: 's',
-            tokenUrl: `${google.url}/token`,
-            baseUrl: google.url,
-        };
-        const sheet = new GoogleSheet(cfg, 'SHEETID12345');
-        assert.equal(
-            await sheet.setCell('C7', '3.5', "Bob's tab"),
-            "Wrote 'Bob''s tab'!C7 in the sheet.",
-        );
-        await sheet.append([['a', 'b']]);
-        assert.equal(refreshed, 1);
-        const put = google.requests.find((r) => r.method === 'PUT')!;
-        assert.equal(
-            put.url,
-            `/v4/spreadsheets/SHEETID12345/values/${encodeURIComponent("'Bob''s tab'!C7")}?valueInputOption=USER_ENTERED`,
-        );
-        assert.deepEqual(JSON.parse(put.body).values, [['3.5']]);
-        await assert.rejects(
-            new GoogleSheet({ ...cfg, accessToken: 'stale' }, 'SHEETID12345').append([['x']]),
-            SetupError,
-        );
-        await assert.rejects(sheet.setCell('not a cell', 'v'), /cell name/);
-    } finally {
-        await google.close();
-    }
+    t.after(() => google.close());
+    const cfg = {
+        refreshToken: 'r1',
+        clientId: 'c',
+        clientSecret: 's',
+        tokenUrl: `${google.url}/token`,
+        baseUrl: google.url,
+    };
+    const sheet = new GoogleSheet(cfg, 'SHEETID12345');
+    assert.equal(
+        await sheet.setCell('C7', '3.5', "Bob's tab"),
+        "Wrote 'Bob''s tab'!C7 in the sheet.",
+    );
+    await sheet.append([['a', 'b']]);
+    assert.equal(refreshed, 1);
+    const put = google.requests.find((r) => r.method === 'PUT')!;
+    assert.equal(
+        put.url,
+        `/v4/spreadsheets/SHEETID12345/values/${encodeURIComponent("'Bob''s tab'!C7")}?valueInputOption=USER_ENTERED`,
+    );
+    assert.deepEqual(JSON.parse(put.body).values, [['3.5']]);
+    await assert.rejects(
+        new GoogleSheet({ ...cfg, accessToken: 'stale' }, 'SHEETID12345').append([['x']]),
+        SetupError,
+    );
+    await assert.rejects(sheet.setCell('not a cell', 'v'), /cell name/);
 });
 
-test('SMS: errors from the service come back readable; a refused account asks for set-up', async () => {
+test('SMS: errors from the service come back readable; a refused account asks for set-up', async (t) => {
     const sms = await serve((req, res) =>
         req.headers.authorization?.includes(Buffer.from('AC1:bad').toString('base64'))
             ? json(res, 401, { message: 'Authenticate' })
             : json(res, 400, { code: 21211, message: "The 'To' number is not valid." }),
     );
-    try {
-        const cfg = {
-            accountSid: 'AC1',
-            authToken: 'good',
-            from: '+15550000000',
-            baseUrl: sms.url,
-        };
-        await assert.rejects(
-            sendSms(cfg, '+1 (555) 000-1111', 'hi'),
-            /HTTP 400: The 'To' number is not valid\./,
-        );
-        assert.equal(new URLSearchParams(sms.requests[0].body).get('To'), '+15550001111');
-        await assert.rejects(
-            sendSms({ ...cfg, authToken: 'bad' }, '+15550001111', 'hi'),
-            SetupError,
-        );
-        await assert.rejects(sendSms(cfg, 'call mom', 'hi'), /doesn't look like a phone number/);
-        assert.equal(sms.requests.length, 2);
-    } finally {
-        await sms.close();
-    }
+    t.after(() => sms.close());
+    const cfg = {
+        accountSid: 'AC1',
+        authToken: 'good',
+        from: '+15550000000',
+        baseUrl: sms.url,
+    };
+    await assert.rejects(
+        sendSms(cfg, '+1 (555) 000-1111', 'hi'),
+        /HTTP 400: The 'To' number is not valid\./,
+    );
+    assert.equal(new URLSearchParams(sms.requests[0].body).get('To'), '+15550001111');
+    await assert.rejects(sendSms({ ...cfg, authToken: 'bad' }, '+15550001111', 'hi'), SetupError);
+    await assert.rejects(sendSms(cfg, 'call mom', 'hi'), /doesn't look like a phone number/);
+    assert.equal(sms.requests.length, 2);
 });

@@ -65,7 +65,7 @@ test('a direct skill is read from its front matter and filled with encoded value
     assert.deepEqual(unicode.missing, []);
 });
 
-test('a sequence keeps its URLs in order; the plan document beside SKILL.md wins', () => {
+test('a sequence keeps its URLs in order; the plan document beside SKILL.md wins', (t) => {
     const seq = parseSkillMarkdown(`---
 name: Open Two
 runtime:
@@ -86,40 +86,37 @@ runtime:
     assert.equal(isDirect(parseSkillMarkdown('---\nname: X\n---\nbody')), false);
 
     const home = tempHome();
-    try {
-        const dir = writeSkill(home.root, googleFixture, {
-            parameters: [
-                {
-                    id: 'A',
-                    name: 'search_query',
-                    type: 'text',
-                    prompt: 'Q',
-                    exampleValue: 'from plan',
-                    usedInSteps: [],
-                },
-            ],
-            plan: [],
-            runtime: {
-                type: 'sequence',
-                steps: [{ type: 'open_url', urlTemplate: 'https://x.example/{{search_query}}' }],
-                urlTemplates: ['https://y.example/'],
+    t.after(home.cleanup);
+    const dir = writeSkill(home.root, googleFixture, {
+        parameters: [
+            {
+                id: 'A',
+                name: 'search_query',
+                type: 'text',
+                prompt: 'Q',
+                exampleValue: 'from plan',
+                usedInSteps: [],
             },
-        });
-        const skill = loadSkill(dir);
-        assert.equal(skill.parameters[0].exampleValue, 'from plan');
-        assert.deepEqual(allURLTemplates(skill.runtime!), [
-            'https://y.example/',
-            'https://x.example/{{search_query}}',
-        ]);
-        fs.writeFileSync(path.join(dir, 'execution_plan.json'), '{broken');
-        assert.equal(
-            loadSkill(dir).runtime?.urlTemplate,
-            'https://www.google.com/search?q={{search_query|urlencode}}',
-        );
-        assert.throws(() => loadSkill(path.join(home.root, 'nowhere')), /no SKILL.md/);
-    } finally {
-        home.cleanup();
-    }
+        ],
+        plan: [],
+        runtime: {
+            type: 'sequence',
+            steps: [{ type: 'open_url', urlTemplate: 'https://x.example/{{search_query}}' }],
+            urlTemplates: ['https://y.example/'],
+        },
+    });
+    const skill = loadSkill(dir);
+    assert.equal(skill.parameters[0].exampleValue, 'from plan');
+    assert.deepEqual(allURLTemplates(skill.runtime!), [
+        'https://y.example/',
+        'https://x.example/{{search_query}}',
+    ]);
+    fs.writeFileSync(path.join(dir, 'execution_plan.json'), '{broken');
+    assert.equal(
+        loadSkill(dir).runtime?.urlTemplate,
+        'https://www.google.com/search?q={{search_query|urlencode}}',
+    );
+    assert.throws(() => loadSkill(path.join(home.root, 'nowhere')), /no SKILL.md/);
 });
 
 test('arguments are split at the first equals sign and override examples', () => {
@@ -138,103 +135,89 @@ test('arguments are split at the first equals sign and override examples', () =>
     );
 });
 
-test('CSV cells and rows survive quoting and keep what was there', () => {
+test('CSV cells and rows survive quoting and keep what was there', (t) => {
     const home = tempHome();
-    try {
-        const file = path.join(home.root, 'out', 'sheet.csv');
-        csvAppend(file, [
-            ['name', 'price'],
-            ['Widget, large', 'say "hi"'],
-        ]);
-        csvSetCell(file, 'D4', 'x\ny');
-        csvSetCell(file, 'B1', 'cost');
-        const rows = parseCsv(fs.readFileSync(file, 'utf8'));
-        assert.deepEqual(rows[0], ['name', 'cost']);
-        assert.deepEqual(rows[1], ['Widget, large', 'say "hi"']);
-        assert.deepEqual(rows[3], ['', '', '', 'x\ny']);
-        assert.deepEqual(parseCell('$AA$10'), { col: 26, row: 9 });
-        assert.equal(parseCell('A0'), null);
-        assert.throws(() => csvSetCell(file, 'nonsense', 'v'), /cell name/);
-        assert.deepEqual(normaliseRows(['a', 1, null]), [['a', '1', '']]);
-        assert.deepEqual(normaliseRows([{ n: 'x', p: 2 }, ['y', 3]]), [
-            ['x', '2'],
-            ['y', '3'],
-        ]);
-        assert.equal(
-            spreadsheetIdFrom(
-                'see https://docs.google.com/spreadsheets/d/1AbC_defGHIjk-lm/edit#gid=0',
-            ),
-            '1AbC_defGHIjk-lm',
-        );
-    } finally {
-        home.cleanup();
+    t.after(home.cleanup);
+    const file = path.join(home.root, 'out', 'sheet.csv');
+    csvAppend(file, [
+        ['name', 'price'],
+        ['Widget, large', 'say "hi"'],
+    ]);
+    csvSetCell(file, 'D4', 'x\ny');
+    csvSetCell(file, 'B1', 'cost');
+    const rows = parseCsv(fs.readFileSync(file, 'utf8'));
+    assert.deepEqual(rows[0], ['name', 'cost']);
+    assert.deepEqual(rows[1], ['Widget, large', 'say "hi"']);
+    assert.deepEqual(rows[3], ['', '', '', 'x\ny']);
+    assert.deepEqual(parseCell('$AA$10'), { col: 26, row: 9 });
+    assert.equal(parseCell('A0'), null);
+    assert.throws(() => csvSetCell(file, 'nonsense', 'v'), /cell name/);
+    assert.deepEqual(normaliseRows(['a', 1, null]), [['a', '1', '']]);
+    assert.deepEqual(normaliseRows([{ n: 'x', p: 2 }, ['y', 3]]), [
+        ['x', '2'],
+        ['y', '3'],
+    ]);
+    assert.equal(
+        spreadsheetIdFrom('see https://docs.google.com/spreadsheets/d/1AbC_defGHIjk-lm/edit#gid=0'),
+        '1AbC_defGHIjk-lm',
+    );
+});
+
+test('settings: defaults, environment overrides, bad files, and the file is made private', (t) => {
+    const home = tempHome();
+    t.after(home.cleanup);
+    const load = (env: NodeJS.ProcessEnv = {}) => loadConfig(home.support, env, () => {});
+    const cfg = load();
+    assert.equal(cfg.maxSteps, 40);
+    assert.equal(cfg.sheets, undefined);
+    const file = path.join(home.support, 'runtime.json');
+    fs.writeFileSync(
+        file,
+        JSON.stringify({
+            max_steps: 5,
+            sms: { account_sid: 'AC1', auth_token: 't', from: '+1555' },
+            sheets: { access_token: 'tok' },
+        }),
+        { mode: 0o644 },
+    );
+    const c2 = load({ TAVRIK_MAX_STEPS: '7', TAVRIK_BROWSER_HEADLESS: '1' });
+    assert.equal(c2.maxSteps, 7);
+    assert.equal(c2.browser.headless, true);
+    assert.equal(c2.sms?.baseUrl, 'https://api.twilio.com');
+    assert.equal(c2.sheets?.accessToken, 'tok');
+    assert.equal(fs.statSync(file).mode & 0o777, 0o600);
+    for (const [content, error] of [
+        ['{"sms": {"account_sid": "AC1"}}', /needs account_sid, auth_token and from/],
+        ['not json', ConfigError],
+        ['{"max_steps": -1}', /positive number/],
+    ] as const) {
+        fs.writeFileSync(file, content);
+        assert.throws(load, error, content);
     }
 });
 
-test('settings: defaults, environment overrides, bad files, and the file is made private', () => {
+test('the key comes from the environment, then the key file, else the proxy', (t) => {
     const home = tempHome();
-    try {
-        const cfg = loadConfig(home.support, {}, () => {});
-        assert.equal(cfg.maxSteps, 40);
-        assert.equal(cfg.sheets, undefined);
-        const file = path.join(home.support, 'runtime.json');
-        fs.writeFileSync(
-            file,
-            JSON.stringify({
-                max_steps: 5,
-                sms: { account_sid: 'AC1', auth_token: 't', from: '+1555' },
-                sheets: { access_token: 'tok' },
-            }),
-            { mode: 0o644 },
-        );
-        const c2 = loadConfig(
-            home.support,
-            { TAVRIK_MAX_STEPS: '7', TAVRIK_BROWSER_HEADLESS: '1' },
-            () => {},
-        );
-        assert.equal(c2.maxSteps, 7);
-        assert.equal(c2.browser.headless, true);
-        assert.equal(c2.sms?.baseUrl, 'https://api.twilio.com');
-        assert.equal(c2.sheets?.accessToken, 'tok');
-        assert.equal(fs.statSync(file).mode & 0o777, 0o600);
-        fs.writeFileSync(file, '{"sms": {"account_sid": "AC1"}}');
-        assert.throws(
-            () => loadConfig(home.support, {}, () => {}),
-            /needs account_sid, auth_token and from/,
-        );
-        fs.writeFileSync(file, 'not json');
-        assert.throws(() => loadConfig(home.support, {}, () => {}), ConfigError);
-        fs.writeFileSync(file, '{"max_steps": -1}');
-        assert.throws(() => loadConfig(home.support, {}, () => {}), /positive number/);
-    } finally {
-        home.cleanup();
-    }
+    t.after(home.cleanup);
+    assert.deepEqual(
+        findCredentials(home.support, {
+            ANTHROPIC_API_KEY: ' k1 \n',
+            ANTHROPIC_BASE_URL: 'http://h',
+        }),
+        { kind: 'key', apiKey: 'k1', baseURL: 'http://h' },
+    );
+    assert.equal(findCredentials(home.support, { ANTHROPIC_API_KEY: '  ' }).kind, 'proxy');
+    fs.writeFileSync(path.join(home.support, 'anthropic_key.txt'), 'filekey\n');
+    assert.deepEqual(findCredentials(home.support, { ANTHROPIC_API_KEY: ' ' }), {
+        kind: 'key',
+        apiKey: 'filekey',
+        baseURL: undefined,
+    });
 });
 
-test('the key comes from the environment, then the key file, else the proxy', () => {
+test('pipes, devices, folders and huge files in the data folder fail at once and the rest still works', (t) => {
     const home = tempHome();
-    try {
-        assert.deepEqual(
-            findCredentials(home.support, {
-                ANTHROPIC_API_KEY: ' k1 \n',
-                ANTHROPIC_BASE_URL: 'http://h',
-            }),
-            { kind: 'key', apiKey: 'k1', baseURL: 'http://h' },
-        );
-        assert.equal(findCredentials(home.support, { ANTHROPIC_API_KEY: '  ' }).kind, 'proxy');
-        fs.writeFileSync(path.join(home.support, 'anthropic_key.txt'), 'filekey\n');
-        assert.deepEqual(findCredentials(home.support, { ANTHROPIC_API_KEY: ' ' }), {
-            kind: 'key',
-            apiKey: 'filekey',
-            baseURL: undefined,
-        });
-    } finally {
-        home.cleanup();
-    }
-});
-
-test('pipes, devices, folders and huge files in the data folder fail at once and the rest still works', () => {
-    const home = tempHome();
+    t.after(home.cleanup);
     const fifo = (file: string) => {
         fs.rmSync(file, { recursive: true, force: true });
         execFileSync('mkfifo', [file]);
@@ -244,67 +227,58 @@ test('pipes, devices, folders and huge files in the data folder fail at once and
         fs.closeSync(fs.openSync(file, 'w'));
         fs.truncateSync(file, bytes);
     };
-    try {
-        const settings = path.join(home.support, 'runtime.json');
-        fifo(settings);
+    const settings = path.join(home.support, 'runtime.json');
+    for (const [make, why] of [
+        [() => fifo(settings), 'is not a regular file'],
+        [() => fs.symlinkSync('/dev/zero', settings), 'is not a regular file'],
+        [() => fs.mkdirSync(settings), 'is a folder'],
+    ] as const) {
+        fs.rmSync(settings, { recursive: true, force: true });
+        make();
         assert.throws(
             () => loadConfig(home.support, {}, () => {}),
-            new ConfigError(`Couldn't read ${settings}: it is not a regular file`),
+            new ConfigError(`Couldn't read ${settings}: it ${why}`),
         );
-        fs.rmSync(settings);
-        fs.symlinkSync('/dev/zero', settings);
-        assert.throws(
-            () => loadConfig(home.support, {}, () => {}),
-            new ConfigError(`Couldn't read ${settings}: it is not a regular file`),
-        );
-        fs.rmSync(settings);
-        fs.mkdirSync(settings);
-        assert.throws(
-            () => loadConfig(home.support, {}, () => {}),
-            new ConfigError(`Couldn't read ${settings}: it is a folder`),
-        );
-
-        // A key file that cannot be read is no key: the proxy is asked.
-        const key = path.join(home.support, 'anthropic_key.txt');
-        for (const make of [
-            () => fifo(key),
-            () => fs.symlinkSync('/dev/zero', key),
-            () => sparse(key, 3 * 1024 * 1024 * 1024),
-        ]) {
-            fs.rmSync(key, { force: true });
-            make();
-            assert.equal(findCredentials(home.support, {}).kind, 'proxy');
-        }
-
-        const dir = writeSkill(home.root, googleFixture);
-        const md = path.join(dir, 'SKILL.md');
-        // A plan document that is too large is passed over; SKILL.md alone still makes the skill.
-        sparse(path.join(dir, 'execution_plan.json'), 9 * 1024 * 1024);
-        assert.equal(loadSkill(dir).name, 'Search Google');
-        fifo(path.join(dir, 'execution_plan.json'));
-        assert.equal(loadSkill(dir).name, 'Search Google');
-        fifo(md);
-        assert.throws(() => loadSkill(dir), {
-            message: `Couldn't read ${md}: it is not a regular file`,
-        });
-        sparse(md, 2 * 1024 * 1024);
-        assert.throws(() => loadSkill(dir), {
-            message: `Couldn't read ${md}: it is larger than 1 MiB`,
-        });
-
-        // The browser's port file and a sheet kept as a file are read the same way.
-        const profile = path.join(home.support, 'browser');
-        fs.mkdirSync(profile, { recursive: true });
-        fifo(path.join(profile, 'DevToolsActivePort'));
-        assert.equal(readActivePort(profile), null);
-        const sheet = path.join(home.root, 'sheet.csv');
-        fifo(sheet);
-        assert.throws(() => csvAppend(sheet, [['a']]), {
-            message: `Couldn't read ${sheet}: it is not a regular file`,
-        });
-    } finally {
-        home.cleanup();
     }
+
+    // A key file that cannot be read is no key: the proxy is asked.
+    const key = path.join(home.support, 'anthropic_key.txt');
+    for (const make of [
+        () => fifo(key),
+        () => fs.symlinkSync('/dev/zero', key),
+        () => sparse(key, 3 * 1024 * 1024 * 1024),
+    ]) {
+        fs.rmSync(key, { force: true });
+        make();
+        assert.equal(findCredentials(home.support, {}).kind, 'proxy');
+    }
+
+    const dir = writeSkill(home.root, googleFixture);
+    const md = path.join(dir, 'SKILL.md');
+    // A plan document that is too large is passed over; SKILL.md alone still makes the skill.
+    sparse(path.join(dir, 'execution_plan.json'), 9 * 1024 * 1024);
+    assert.equal(loadSkill(dir).name, 'Search Google');
+    fifo(path.join(dir, 'execution_plan.json'));
+    assert.equal(loadSkill(dir).name, 'Search Google');
+    fifo(md);
+    assert.throws(() => loadSkill(dir), {
+        message: `Couldn't read ${md}: it is not a regular file`,
+    });
+    sparse(md, 2 * 1024 * 1024);
+    assert.throws(() => loadSkill(dir), {
+        message: `Couldn't read ${md}: it is larger than 1 MiB`,
+    });
+
+    // The browser's port file and a sheet kept as a file are read the same way.
+    const profile = path.join(home.support, 'browser');
+    fs.mkdirSync(profile, { recursive: true });
+    fifo(path.join(profile, 'DevToolsActivePort'));
+    assert.equal(readActivePort(profile), null);
+    const sheet = path.join(home.root, 'sheet.csv');
+    fifo(sheet);
+    assert.throws(() => csvAppend(sheet, [['a']]), {
+        message: `Couldn't read ${sheet}: it is not a regular file`,
+    });
 });
 
 test('browser flags fit this machine', () => {

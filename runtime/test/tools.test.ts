@@ -33,48 +33,43 @@ test('the "→" line of each call is short and stays one line', () => {
     assert.equal(describeCall('nope', { url: 'x' }), '');
 });
 
-test('calls that need no browser or service: finish, unknown tools, no page yet, bad rows, no texting set up', async () => {
+test('calls that need no browser or service: finish, unknown tools, no page yet, bad rows, no texting set up', async (t) => {
     const home = tempHome();
-    try {
-        const skill = parseSkillMarkdown('---\nname: T\n---\n');
-        const tools = new Toolbelt(
-            loadConfig(home.support, {}, () => {}),
-            skill,
-            () => assert.fail('no browser for that'),
-            () => {},
-        );
-        assert.deepEqual(await tools.run('finish', { summary: '  Saved 2 rows ' }), {
-            content: 'ok',
-            finish: { summary: 'Saved 2 rows', success: true },
-        });
-        assert.deepEqual(await tools.run('finish', { success: false }), {
-            content: 'ok',
-            finish: { summary: 'Done.', success: false },
-        });
-        assert.deepEqual(await tools.run('open_file', {}), {
-            content: 'There is no tool called open_file.',
+    t.after(home.cleanup);
+    const skill = parseSkillMarkdown('---\nname: T\n---\n');
+    const tools = new Toolbelt(
+        loadConfig(home.support, {}, () => {}),
+        skill,
+        () => assert.fail('no browser for that'),
+        () => {},
+    );
+    assert.deepEqual(await tools.run('finish', { summary: '  Saved 2 rows ' }), {
+        content: 'ok',
+        finish: { summary: 'Saved 2 rows', success: true },
+    });
+    assert.deepEqual(await tools.run('finish', { success: false }), {
+        content: 'ok',
+        finish: { summary: 'Done.', success: false },
+    });
+    assert.deepEqual(await tools.run('open_file', {}), {
+        content: 'There is no tool called open_file.',
+        isError: true,
+    });
+    assert.deepEqual(await tools.run('toString', {}), {
+        content: 'There is no tool called toString.',
+        isError: true,
+    });
+    for (const name of ['read', 'extract'])
+        assert.deepEqual(await tools.run(name, { prompt: 'x', rows: 'tr', fields: [] }), {
+            content: 'No page is open yet: call open first.',
             isError: true,
         });
-        assert.deepEqual(await tools.run('toString', {}), {
-            content: 'There is no tool called toString.',
-            isError: true,
-        });
-        for (const name of ['read', 'extract'])
-            assert.deepEqual(await tools.run(name, { prompt: 'x', rows: 'tr', fields: [] }), {
-                content: 'No page is open yet: call open first.',
-                isError: true,
-            });
-        assert.deepEqual(await tools.run('sheets_append', { rows: 'a,b' }), {
-            content: '"rows" must be a list of rows.',
-            isError: true,
-        });
-        assert.deepEqual(
-            await tools
-                .run('notify_sms', { to: '+1555', body: 'hi' })
-                .catch((e: Error) => e.message),
-            `Texting isn't set up: add an "sms" section with account_sid, auth_token and from to ${path.join(home.support, 'runtime.json')}.`,
-        );
-    } finally {
-        home.cleanup();
-    }
+    assert.deepEqual(await tools.run('sheets_append', { rows: 'a,b' }), {
+        content: '"rows" must be a list of rows.',
+        isError: true,
+    });
+    assert.deepEqual(
+        await tools.run('notify_sms', { to: '+1555', body: 'hi' }).catch((e: Error) => e.message),
+        `Texting isn't set up: add an "sms" section with account_sid, auth_token and from to ${path.join(home.support, 'runtime.json')}.`,
+    );
 });

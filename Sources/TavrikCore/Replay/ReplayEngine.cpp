@@ -149,6 +149,14 @@ Point pointInElement(const PlanStep& step, const LiveElement& element) {
                  element.frame.origin.y + fy * element.frame.size.height};
 }
 
+// Buttons that end a dialog whatever it asked.
+bool readsLikeItCloses(const QString& name) {
+    static const QRegularExpression words(
+        QStringLiteral("^\\W*(ok|save|open|close|done|finish|yes|no|cancel|select|choose)\\b"),
+        QRegularExpression::CaseInsensitiveOption);
+    return words.match(name).hasMatch();
+}
+
 bool typedIntoEmptyField(const PlanStep& step) {
     const QString typed = step.text.value_or(QString());
     const QString held = step.target ? step.target->axValue.value_or(QString()) : QString();
@@ -205,8 +213,8 @@ bool ReplayEngine::looksDestructive(const PlanStep& step) {
     return words.match(*step.target->axTitle).hasMatch();
 }
 
-bool ReplayEngine::settle(const std::function<bool()>& condition) {
-    const qint64 deadline = m_clock.elapsedMs() + m_options.effectWaitMs;
+bool ReplayEngine::settle(const std::function<bool()>& condition, int waitMs) {
+    const qint64 deadline = m_clock.elapsedMs() + (waitMs < 0 ? m_options.effectWaitMs : waitMs);
     while (true) {
         if (condition())
             return true;
@@ -386,6 +394,13 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
     std::optional<LiveElement> row;
     if (step.action == ActionType::click && where.element)
         row = rowHolding(*where.element);
+    // A click on something named that offers no action and shows no state of its own (a place
+    // in a file chooser's sidebar) is seen by what the window shows after it. Not a click
+    // somewhere in an unnamed area: that often changes nothing.
+    const bool plain = step.action == ActionType::click && where.element && where.window &&
+                       !toggle && !row && where.element->actions.isEmpty() &&
+                       !where.element->editable && !where.element->name.isEmpty();
+    const QStringList before = plain ? view(*where.window) : QStringList();
     bool sent = false;
     switch (step.action) {
     case ActionType::rightClick:
@@ -425,7 +440,109 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
         }))
         return {false, targetLabel(*step.target) +
                            QStringLiteral(" was clicked but its row is not selected")};
+    // GTK's file chooser now and then lets a click on a place in its sidebar go by: when
+    // nothing changed, once more, where the element is now.
+    const auto changed = [&] { return view(*where.window) != before; };
+    if (plain && !destructive && !settle(changed)) {
+        const std::optional<LiveElement> now = m_actor.refresh(*where.element);
+        if (now && m_input.click(pointInElement(step, *now), SyntheticInput::Button::left, 1))
+            settle(changed);
+    }
     return {};
+}
+
+// What a window shows: its showing elements with their names and states, in order.
+QStringList ReplayEngine::view(const LiveWindow& window) {
+    QStringList shown;
+    for (const LiveElement& e : m_actor.elements(window, QString(), m_options.elementLimit))
+        shown.append(e.role + u'|' + e.name + u'|' + e.value.value_or(QString()) +
+                     (e.selected ? QStringLiteral("|selected") : QString()) +
+                     (e.checked ? QStringLiteral("|checked") : QString()));
+    return shown;
+}
+
+// A window that came up during the run may still be filling itself in, and lets what is clicked
+// meanwhile go by: GTK's file chooser keeps the folder it is opening over a place picked in its
+// sidebar. Before the first action in such a window, until what it shows stays the same for two
+// looks in a row (bounded).
+void ReplayEngine::waitUntilStill(const LiveWindow& window) {
+    if (m_settledWindows.contains(window.handle))
+        return;
+    m_settledWindows.insert(window.handle);
+    const qint64 deadline = m_clock.elapsedMs() + m_options.effectWaitMs;
+    QStringList last = view(window);
+    for (int still = 0; still < 2 && m_clock.elapsedMs() < deadline && !stopRequested();) {
+        m_clock.sleepMs(m_options.pollMs);
+        QStringList now = view(window);
+        still = now == last ? still + 1 : 0;
+        last = std::move(now);
+    }
+}
+
+// A button pressed in a dialog that the person left with it: the dialog is one of its
+// application's windows, and the demonstration went on in another window, or ended with a button
+// that reads like it closes the dialog (Save, OK). Nothing when the window is not expected to go.
+std::optional<ReplayEngine::Leaving> ReplayEngine::windowLeftBy(const Skill& skill, qsizetype index,
+                                                                const Located& where) {
+    const PlanStep& step = skill.plan[index];
+    if (step.action != ActionType::click || where.kind != Located::Kind::element || !where.window ||
+        !isPushButton(where.element->role) || where.element->checkable)
+        return std::nullopt;
+    QString nextTitle;
+    if (index + 1 < skill.plan.size()) {
+        const PlanStep& next = skill.plan[index + 1];
+        if (!next.target || !next.target->windowTitle || !step.target->windowTitle ||
+            *next.target->windowTitle == *step.target->windowTitle)
+            return std::nullopt;
+        nextTitle = *next.target->windowTitle;
+    } else if (!readsLikeItCloses(where.element->name)) {
+        return std::nullopt;
+    }
+    const QList<LiveWindow> windows = m_actor.windows();
+    const qsizetype count =
+        std::count_if(windows.cbegin(), windows.cend(),
+                      [&](const LiveWindow& w) { return w.appID == where.window->appID; });
+    if (count < 2)
+        return std::nullopt;
+    return Leaving{nextTitle, count};
+}
+
+// The dialog went away, or the window the next step is in came to the front. A press that was
+// clearly not received (the button is there as before and did not take the focus, and no other
+// window came up) is made once more through accessibility, unless it may do damage.
+ReplayEngine::Outcome ReplayEngine::confirmLeft(const PlanStep& step, const Located& where,
+                                                const Leaving& leaving) {
+    const LiveWindow& dialog = *where.window;
+    const QString& nextTitle = leaving.nextTitle;
+    qsizetype windowsNow = 0;
+    const auto left = [&] {
+        const QList<LiveWindow> windows = m_actor.windows();
+        windowsNow = 0;
+        bool open = false;
+        for (const LiveWindow& w : windows) {
+            if (w.appID != dialog.appID)
+                continue;
+            ++windowsNow;
+            if (w.handle == dialog.handle)
+                open = true;
+            else if (w.active && !nextTitle.isEmpty() && w.title == nextTitle)
+                return true;
+        }
+        return !open;
+    };
+    if (settle(left, m_options.closeWaitMs))
+        return {};
+    const std::optional<LiveElement> button = m_actor.refresh(*where.element);
+    const bool notReceived = button && button->showing && button->enabled && !button->focused &&
+                             windowsNow <= leaving.windowsBefore;
+    if (notReceived && !looksDestructive(step) && !stopRequested()) {
+        if (const std::optional<QString> action = button->pressAction();
+            action && m_actor.performAction(*button, *action) &&
+            settle(left, m_options.closeWaitMs))
+            return {};
+    }
+    return {false, targetLabel(*step.target) + QStringLiteral(" was pressed but ") +
+                       quoted(dialog.title) + QStringLiteral(" stayed open")};
 }
 
 // A menu opens as the person opened it, pressed where it is: GTK opens one asked through
@@ -549,6 +666,10 @@ ReplayEngine::Outcome ReplayEngine::act(const PlanStep& step, const AXTarget& ex
 bool ReplayEngine::run(const Skill& skill, const QMap<QString, QString>& values,
                        const QMap<qsizetype, QString>& secrets, const LineSink& emitLine) {
     m_repairs.clear();
+    // Windows open before the run are taken as they are.
+    m_settledWindows.clear();
+    for (const LiveWindow& w : m_actor.windows())
+        m_settledWindows.insert(w.handle);
     const qsizetype total = skill.plan.size();
     for (qsizetype i = 0; i < total; ++i) {
         const PlanStep& step = skill.plan[i];
@@ -626,7 +747,12 @@ bool ReplayEngine::run(const Skill& skill, const QMap<QString, QString>& values,
                 return false;
             }
         }
-        const Outcome outcome = act(step, expected, where, text);
+        if (where.window && step.action != ActionType::wait)
+            waitUntilStill(*where.window);
+        const std::optional<Leaving> leaving = windowLeftBy(skill, i, where);
+        Outcome outcome = act(step, expected, where, text);
+        if (outcome.ok && leaving)
+            outcome = confirmLeft(step, where, *leaving);
         if (!outcome.ok) {
             emitLine(QStringLiteral("✗ ") + stepName(step) + QStringLiteral(": ") +
                      outcome.problem);

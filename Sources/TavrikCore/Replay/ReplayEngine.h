@@ -8,6 +8,7 @@
 #include "TavrikCore/Replay/TargetMatcher.h"
 
 #include <QMap>
+#include <QSet>
 #include <functional>
 
 namespace tavrik {
@@ -28,6 +29,8 @@ public:
         int pollMs = 100;
         // How long an effect (text arriving, a toggle changing) may take to show.
         int effectWaitMs = 1500;
+        // How long a dialog may take to go away after the button that leaves it.
+        int closeWaitMs = 5000;
         int elementLimit = 6000;
     };
 
@@ -86,7 +89,15 @@ private:
     std::optional<LiveElement> rowHolding(const LiveElement& element);
     Outcome actTyping(const PlanStep& step, const Located& where, const QString& text);
     Outcome actKey(const PlanStep& step, const Located& where);
-    bool settle(const std::function<bool()>& condition);
+    bool settle(const std::function<bool()>& condition, int waitMs = -1);
+    QStringList view(const LiveWindow& window);
+    void waitUntilStill(const LiveWindow& window);
+    struct Leaving {
+        QString nextTitle; // empty after the last step
+        qsizetype windowsBefore = 0;
+    };
+    std::optional<Leaving> windowLeftBy(const Skill& skill, qsizetype index, const Located& where);
+    Outcome confirmLeft(const PlanStep& step, const Located& where, const Leaving& leaving);
     bool stopRequested() const { return m_stopRequested && m_stopRequested(); }
 
     DesktopActor& m_actor;
@@ -96,6 +107,7 @@ private:
     std::function<bool()> m_stopRequested;
     StepRepairer* m_repairer = nullptr;
     QList<Repair> m_repairs;
+    QSet<quint64> m_settledWindows;
 };
 
 } // namespace tavrik

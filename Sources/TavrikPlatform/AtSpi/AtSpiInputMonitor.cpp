@@ -4,6 +4,8 @@
 
 #include "TavrikPlatform/AtSpi/AtSpiInputMonitor.h"
 
+#include "TavrikPlatform/Wayland/SliderGeometry.h"
+
 #include <QCoreApplication>
 
 namespace tavrik::atspi {
@@ -19,7 +21,8 @@ constexpr int kMaxLevels = 32;
 // Bounds the main-loop passes that hand over what has arrived.
 constexpr int kMaxIterations = 100;
 const char* const kEventTypes[] = {"object:state-changed:focused", "object:state-changed:checked",
-                                   "object:state-changed:selected", "window:activate"};
+                                   "object:state-changed:selected", "window:activate",
+                                   "object:property-change:accessible-value"};
 
 // Containers whose rows take the click: the focus they get first says nothing about where.
 bool isContainer(AtspiRole role) {
@@ -51,6 +54,7 @@ AtSpiInputMonitor::AtSpiInputMonitor(std::unique_ptr<WindowDirectory> windows,
     connect(&m_keys, &InputMonitor::key, this,
             [this](quint16 code, quint64 flags, const std::optional<QString>& characters) {
                 m_clicks.key(code, flags);
+                endDrag();
                 QMetaObject::invokeMethod(
                     this,
                     [=, this, at = m_keys.eventTime()] {
@@ -59,14 +63,19 @@ AtSpiInputMonitor::AtSpiInputMonitor(std::unique_ptr<WindowDirectory> windows,
                     },
                     Qt::QueuedConnection);
             });
-    connect(&m_keys, &InputMonitor::flagsChanged, this, &InputMonitor::flagsChanged,
-            Qt::QueuedConnection);
+    connect(&m_keys, &InputMonitor::flagsChanged, this, [this](quint16 code, quint64 flags) {
+        endDrag();
+        QMetaObject::invokeMethod(
+            this, [=, this] { emit flagsChanged(code, flags); }, Qt::QueuedConnection);
+    });
     connect(&m_devices, &evdev::EvdevDevices::input, this, &AtSpiInputMonitor::pointerInput);
     connect(&m_devices, &evdev::EvdevDevices::lost, this, [this] { m_pointer.reset(); });
 }
 
 AtSpiInputMonitor::~AtSpiInputMonitor() {
     stop();
+    if (m_known)
+        g_object_unref(m_known->slider);
     if (m_listener)
         g_object_unref(m_listener);
 }
@@ -112,6 +121,7 @@ bool AtSpiInputMonitor::start() {
 void AtSpiInputMonitor::stop() {
     if (!m_running)
         return;
+    endDrag();
     m_keys.stop();
     m_devices.stop();
     for (const char* type : kEventTypes)
@@ -132,6 +142,9 @@ void AtSpiInputMonitor::deliverPending() {
     }
     for (int i = 0; i < kMaxIterations && g_main_context_pending(nullptr); ++i)
         QCoreApplication::processEvents();
+    // What is handed over is complete: a drag still open has ended.
+    endDrag();
+    QCoreApplication::processEvents();
 }
 
 void AtSpiInputMonitor::ping(const QSet<QByteArray>& peers) {
@@ -195,6 +208,11 @@ void AtSpiInputMonitor::handle(const AtspiEvent& event) {
     m_senders.insert(busName(source));
     if (m_readsDevices)
         return;
+    if (type.startsWith("object:property-change")) {
+        valueChanged(source, heard);
+        return;
+    }
+    endDrag();
     if (type.startsWith("window:activate")) {
         m_clicks.windowActivated();
         return;
@@ -203,16 +221,27 @@ void AtSpiInputMonitor::handle(const AtspiEvent& event) {
     if (event.detail1 == 0 && !type.endsWith(":checked"))
         return;
     ClickInference::Change change = ClickInference::Change::checked;
+    bool slider = false;
     if (type.endsWith(":focused")) {
         Query query(kReadBudgetMs);
-        if (isContainer(query.role(source).value_or(ATSPI_ROLE_INVALID)))
+        const AtspiRole role = query.role(source).value_or(ATSPI_ROLE_INVALID);
+        if (isContainer(role))
             return;
         change = ClickInference::Change::focused;
+        // A slider's click shows as the value it sets, and a press on its handle sets none: a
+        // click at its centre would move the handle there on replay.
+        slider = role == ATSPI_ROLE_SLIDER;
     } else if (type.endsWith(":selected")) {
         change = ClickInference::Change::selected;
     }
     if (!m_clicks.isClick(source, change))
         return;
+    if (slider) {
+        // Read as the press lands, before the drag moves the handle.
+        if (const std::optional<Point> at = sliderHandle(source))
+            know(source, *at);
+        return;
+    }
     if (const std::optional<Point> at = centre(source)) {
         const Point point = *at;
         QMetaObject::invokeMethod(
@@ -226,7 +255,97 @@ void AtSpiInputMonitor::handle(const AtspiEvent& event) {
     }
 }
 
+void AtSpiInputMonitor::valueChanged(AtspiAccessible* source,
+                                     std::chrono::steady_clock::time_point heard) {
+    Query query(kReadBudgetMs);
+    // The application's own changes, and those of sliders the user is not at, are not the
+    // user's: a dragged slider has the focus.
+    if (query.role(source) != ATSPI_ROLE_SLIDER || !query.hasStates(source, {ATSPI_STATE_FOCUSED}))
+        return;
+    const bool byPointer = m_clicks.isClick(source, ClickInference::Change::value);
+    const std::optional<Point> at = sliderHandle(source);
+    if (!byPointer) {
+        endDrag();
+        // Moved by keys: a drag that follows starts from here.
+        if (at)
+            know(source, *at);
+        return;
+    }
+    if (!at)
+        return;
+    const Point point = *at;
+    if (m_dragging && m_known->slider == source) {
+        m_known->at = point;
+        QMetaObject::invokeMethod(
+            this, [=, this] { emit mouseDragged(point); }, Qt::QueuedConnection);
+        return;
+    }
+    endDrag();
+    const Point start = m_known && m_known->slider == source ? m_known->at : point;
+    know(source, point);
+    m_dragging = true;
+    QMetaObject::invokeMethod(
+        this,
+        [=, this] {
+            setEventTime(heard);
+            emit mouseDown(start, MouseButton::left, 1);
+            emit mouseDragged(point);
+        },
+        Qt::QueuedConnection);
+}
+
+void AtSpiInputMonitor::know(AtspiAccessible* slider, Point handle) {
+    if (!m_known || m_known->slider != slider) {
+        if (m_known)
+            g_object_unref(m_known->slider);
+        m_known = Handle{static_cast<AtspiAccessible*>(g_object_ref(slider)), handle};
+    }
+    m_known->at = handle;
+}
+
+void AtSpiInputMonitor::endDrag() {
+    if (!m_dragging)
+        return;
+    m_dragging = false;
+    const Point point = m_known->at;
+    QMetaObject::invokeMethod(
+        this, [=, this] { emit mouseUp(point, MouseButton::left); }, Qt::QueuedConnection);
+}
+
+std::optional<Point> AtSpiInputMonitor::sliderHandle(AtspiAccessible* slider) {
+    const std::optional<Placed> placed = place(slider);
+    if (!placed)
+        return std::nullopt;
+    Query query(kReadBudgetMs);
+    Ref<AtspiValue> value(atspi_accessible_get_value_iface(slider));
+    if (!value)
+        return std::nullopt;
+    const auto read = [&](gdouble (*getter)(AtspiValue*, GError**)) {
+        return query.call([&](GError** e) { return getter(value.get(), e); });
+    };
+    const std::optional<double> current = read(atspi_value_get_current_value);
+    const std::optional<double> minimum = read(atspi_value_get_minimum_value);
+    const std::optional<double> maximum = read(atspi_value_get_maximum_value);
+    if (!current || !minimum || !maximum)
+        return std::nullopt;
+    const bool vertical = query.hasStates(slider, {ATSPI_STATE_VERTICAL});
+    // GTK counts a vertical slider from the top, Qt from the bottom.
+    const bool minimumAtTop = !placed->toolkit.startsWith(QLatin1String("Qt"));
+    return wayland::SliderGeometry::pointFor(placed->frame, *current, *minimum, *maximum,
+                                             vertical ? wayland::SliderGeometry::Axis::vertical
+                                                      : wayland::SliderGeometry::Axis::horizontal,
+                                             minimumAtTop);
+}
+
 std::optional<Point> AtSpiInputMonitor::centre(AtspiAccessible* element) {
+    const std::optional<Placed> placed = place(element);
+    if (!placed)
+        return std::nullopt;
+    const Rect& frame = placed->frame;
+    return Point{frame.origin.x + frame.size.width / 2, frame.origin.y + frame.size.height / 2};
+}
+
+std::optional<AtSpiInputMonitor::Placed> AtSpiInputMonitor::place(AtspiAccessible* element) {
     Query query(kReadBudgetMs);
     const std::optional<Rect> frame = query.extents(element);
     const std::optional<qint64> pid =
@@ -261,14 +380,14 @@ std::optional<Point> AtSpiInputMonitor::centre(AtspiAccessible* element) {
         if (!client || candidate.title == title)
             client = candidate;
     }
-    Point at{frame->origin.x + frame->size.width / 2, frame->origin.y + frame->size.height / 2};
+    Rect global = *frame;
     if (client) {
         if (const std::optional<Point> origin = m_windows->accessibleOrigin(*client, toolkit)) {
-            at.x += origin->x;
-            at.y += origin->y;
+            global.origin.x += origin->x;
+            global.origin.y += origin->y;
         }
     }
-    return at;
+    return Placed{global, toolkit};
 }
 
 } // namespace tavrik::atspi

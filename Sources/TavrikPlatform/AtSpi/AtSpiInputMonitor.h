@@ -8,6 +8,8 @@
 #include "TavrikPlatform/Wayland/ClickInference.h"
 
 #include <QSet>
+#include <QString>
+#include <chrono>
 #include <memory>
 
 // libatspi's names, declared as it declares them.
@@ -23,8 +25,10 @@ namespace tavrik::atspi {
 // placed at the element's centre in global points with the window system's help. Pointer
 // motion, drags, scrolls and clicks that change nothing are not seen, unless the compositor says
 // where the pointer is (`pointer`) and this user may read the pointer devices: then the pointer
-// is recorded from them, as on X11, and nothing is inferred. Tavrik's own windows are left out
-// of what accessibility reports.
+// is recorded from them, as on X11, and nothing is inferred. A focused slider whose value no key
+// explains was dragged: the drag goes from where its handle stood when it took the focus (or
+// after its last drag) to where it stands at the last value, ended by whatever is heard next.
+// Tavrik's own windows are left out of what accessibility reports.
 class AtSpiInputMonitor final : public InputMonitor {
     Q_OBJECT
 public:
@@ -45,7 +49,17 @@ public:
 private:
     static void onEvent(AtspiEvent* event, void* self);
     void handle(const AtspiEvent& event);
+    // The element's frame in global points, and its application's toolkit.
+    struct Placed {
+        Rect frame;
+        QString toolkit;
+    };
+    std::optional<Placed> place(AtspiAccessible* element);
     std::optional<Point> centre(AtspiAccessible* element);
+    std::optional<Point> sliderHandle(AtspiAccessible* slider);
+    void valueChanged(AtspiAccessible* source, std::chrono::steady_clock::time_point heard);
+    // Lets go of a drag in progress.
+    void endDrag();
     static void ping(const QSet<QByteArray>& peers);
     void pointerInput(const evdev::InputEvent& event);
 
@@ -57,6 +71,18 @@ private:
     evdev::EvdevDevices m_devices;
     evdev::EvdevPointer m_pointer;
     bool m_readsDevices = false;
+    // Remembers where `slider`'s handle stands (a reference held).
+    void know(AtspiAccessible* slider, Point handle);
+
+    // The slider last seen and where its handle stood: the start of its next drag, since the
+    // value reported first is already one step away, or, heard late, the last. While dragged,
+    // where the handle is now.
+    struct Handle {
+        AtspiAccessible* slider = nullptr;
+        Point at;
+    };
+    std::optional<Handle> m_known;
+    bool m_dragging = false;
     QSet<QByteArray> m_senders;
     bool m_running = false;
     QString m_error;

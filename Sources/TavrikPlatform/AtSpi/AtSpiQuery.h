@@ -16,6 +16,7 @@
 #include <cmath>
 #include <memory>
 #include <optional>
+#include <type_traits>
 #include <vector>
 
 // What the recorder's resolver and the replay actor share of libatspi: owned references and the
@@ -60,6 +61,37 @@ inline double frameDistance(const Rect& a, const Rect& b) {
     return std::abs(a.origin.x - b.origin.x) + std::abs(a.origin.y - b.origin.y) +
            std::abs(a.size.width - b.size.width) + std::abs(a.size.height - b.size.height);
 }
+
+// What a call hands over when it failed all the same: libatspi returns "" for a name it could
+// not read, and a rectangle of -1s for extents, each owned by the caller.
+inline void release(gchar* text) {
+    g_free(text);
+}
+inline void release(AtspiRect* rect) {
+    g_free(rect);
+}
+inline void release(AtspiRange* range) {
+    g_free(range);
+}
+inline void release(AtspiAccessible* object) {
+    Unref()(object);
+}
+inline void release(AtspiStateSet* set) {
+    Unref()(set);
+}
+inline void release(GHashTable* table) {
+    if (table) {
+        g_hash_table_unref(table);
+    }
+}
+// An array comes with an error only empty.
+inline void release(GArray* array) {
+    if (array) {
+        g_array_free(array, TRUE);
+    }
+}
+template <typename T>
+requires(!std::is_pointer_v<T>) void release(T) {}
 
 // The name AT-SPI gives a role ("push button"), which is what recordings store.
 QString roleName(AtspiRole role);
@@ -122,6 +154,7 @@ public:
         }
         if (error) {
             g_error_free(error);
+            release(value);
             return std::nullopt;
         }
         return value;

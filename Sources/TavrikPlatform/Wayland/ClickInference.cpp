@@ -59,6 +59,13 @@ bool ClickInference::isClick(const void* element, Change change) {
         m_last = Cause::focusClick;
         return true;
     }
+    if (change == Change::value) {
+        // A held key repeats, and a drag changes the value at every step: neither ends it.
+        if (last == Cause::selectKey)
+            return false;
+        m_last = Cause::click;
+        return true;
+    }
     if (last == Cause::selectKey || last == Cause::stateKey ||
         (last == Cause::focusClick && sameElement)) {
         // One key or one click changes one element once.

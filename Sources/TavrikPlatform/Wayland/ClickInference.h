@@ -12,7 +12,7 @@ namespace tavrik::wayland {
 // a key (Space, an arrow) explains. Elements are compared by identity only.
 class ClickInference {
 public:
-    enum class Change { focused, checked, selected };
+    enum class Change { focused, checked, selected, value };
 
     // A key went down, with the modifiers held.
     void key(quint16 keyCode, quint64 flags);

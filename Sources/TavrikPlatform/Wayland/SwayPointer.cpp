@@ -2,6 +2,7 @@
 
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QRectF>
 #include <algorithm>
 #include <cmath>
 
@@ -11,9 +12,6 @@ namespace {
 
 // wl_seat's capability bit for a pointer.
 constexpr int kPointerCapability = 1;
-// A drag passes through points this far apart, so that toolkits see motion, not a jump.
-constexpr double kDragStep = 20;
-constexpr int kMaxDragSteps = 50;
 
 QString place(Point at) {
     return QStringLiteral("seat - cursor set %1 %2").arg(qRound(at.x)).arg(qRound(at.y));
@@ -63,18 +61,6 @@ QStringList SwayPointer::clickCommands(Point at, Button button, int count) {
     return commands;
 }
 
-QStringList SwayPointer::dragCommands(Point from, Point to) {
-    QStringList commands{place(from), QStringLiteral("seat - cursor press button1")};
-    const double distance = std::hypot(to.x - from.x, to.y - from.y);
-    const int steps = std::clamp(int(distance / kDragStep), 1, kMaxDragSteps);
-    for (int i = 1; i <= steps; ++i) {
-        const double t = double(i) / steps;
-        commands << place(Point{from.x + t * (to.x - from.x), from.y + t * (to.y - from.y)});
-    }
-    commands << QStringLiteral("seat - cursor release button1");
-    return commands;
-}
-
 QStringList SwayPointer::scrollCommands(Point at, int dx, int dy) {
     // sway turns a press of buttons 4 to 7 into one wheel step: up, down, left, right.
     QStringList commands{place(at)};
@@ -100,8 +86,39 @@ bool SwayPointer::click(Point at, Button button, int count) {
     return run(clickCommands(at, button, count));
 }
 
+std::optional<Rect> SwayPointer::layoutBox(const QJsonArray& outputs) {
+    std::optional<QRectF> box;
+    for (const auto& output : outputs) {
+        if (!output[QLatin1String("active")].toBool(true))
+            continue;
+        const QJsonValue rect = output[QLatin1String("rect")];
+        const QRectF frame(rect[QLatin1String("x")].toDouble(), rect[QLatin1String("y")].toDouble(),
+                           rect[QLatin1String("width")].toDouble(),
+                           rect[QLatin1String("height")].toDouble());
+        if (frame.isEmpty())
+            continue;
+        box = box ? box->united(frame) : frame;
+    }
+    if (!box)
+        return std::nullopt;
+    return Rect(box->x(), box->y(), box->width(), box->height());
+}
+
 bool SwayPointer::drag(Point from, Point to) {
-    return run(dragCommands(from, to));
+#ifdef TAVRIK_HAVE_WLR_VIRTUAL_POINTER
+    const std::optional<QJsonDocument> outputs = m_ipc.request(SwayIpc::getOutputs);
+    const std::optional<Rect> layout = outputs ? layoutBox(outputs->array()) : std::nullopt;
+    if (!layout)
+        return false;
+    if (!m_device)
+        m_device = std::make_unique<WlrVirtualPointer>();
+    m_device->setLayout(*layout);
+    return m_device->drag(from, to);
+#else
+    Q_UNUSED(from)
+    Q_UNUSED(to)
+    return false;
+#endif
 }
 
 bool SwayPointer::scroll(Point at, int dx, int dy) {
