@@ -98,9 +98,9 @@ TEST(RecordingModel, RoundTripKeepsEverythingButFractionsOfSeconds) {
 
     const QJsonObject json = recording.toJson();
     EXPECT_EQ(json.value("startedAt").toString(), "2026-03-01T09:15:42Z");
-    std::optional<Recording> decoded =
+    const Result<Recording> decoded =
         Recording::fromJson(QJsonDocument::fromJson(json::pretty(json)).object());
-    ASSERT_TRUE(decoded);
+    ASSERT_TRUE(decoded.ok());
     Recording expected = recording;
     expected.startedAt = json::truncatedToSeconds(recording.startedAt);
     expected.endedAt = json::truncatedToSeconds(*recording.endedAt);

@@ -109,9 +109,9 @@ TEST(SkillModel, FullSkillRoundTripsThroughJson) {
 
     const QJsonObject json = skill.toJson();
     EXPECT_EQ(json.value("sourceRecordingID").toString(), json::uuidText(*skill.sourceRecordingID));
-    std::optional<Skill> decoded =
+    const Result<Skill> decoded =
         Skill::fromJson(QJsonDocument::fromJson(json::compact(json)).object());
-    ASSERT_TRUE(decoded);
+    ASSERT_TRUE(decoded.ok());
     EXPECT_EQ(*decoded, skill);
 
     ExecutionPlanDocument document{skill.parameters, skill.plan, skill.runtime};
