@@ -11,17 +11,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const QJsonDocument document = QJsonDocument::fromJson(bytes, &parseError);
     if (parseError.error != QJsonParseError::NoError)
         return 0;
-    const std::optional<tavrik::ExecutionPlanDocument> plan =
+    const tavrik::Result<tavrik::ExecutionPlanDocument> plan =
         tavrik::ExecutionPlanDocument::fromJson(document.object());
-    if (!plan)
+    if (!plan.ok())
         return 0;
     if (plan->runtime)
         (void)plan->runtime->allURLTemplates();
     // Decoding is lenient (fractions of seconds, lower-case UUIDs), so the check starts from
     // what saving writes: that must read back and save to the same bytes.
     const QJsonObject saved = plan->toJson();
-    const std::optional<tavrik::ExecutionPlanDocument> reloaded =
+    const tavrik::Result<tavrik::ExecutionPlanDocument> reloaded =
         tavrik::ExecutionPlanDocument::fromJson(saved);
-    FUZZ_CHECK(reloaded && reloaded->toJson() == saved);
+    FUZZ_CHECK(reloaded.ok() && reloaded->toJson() == saved);
     return 0;
 }

@@ -10,7 +10,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (const tavrik::MCPServer& server : servers) {
         (void)server.isConfigured();
         (void)server.connectorJSON();
-        FUZZ_CHECK(tavrik::MCPServer::fromJson(server.toJson()) == server);
+        const tavrik::Result<tavrik::MCPServer> again =
+            tavrik::MCPServer::fromJson(server.toJson());
+        FUZZ_CHECK(again.ok() && *again == server);
     }
     return 0;
 }

@@ -11,15 +11,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const QJsonDocument document = QJsonDocument::fromJson(bytes, &parseError);
     if (parseError.error != QJsonParseError::NoError)
         return 0;
-    const std::optional<tavrik::Recording> recording =
+    const tavrik::Result<tavrik::Recording> recording =
         tavrik::Recording::fromJson(document.object());
-    if (!recording)
+    if (!recording.ok())
         return 0;
     (void)recording->duration();
     // Decoding is lenient (fractions of seconds, lower-case UUIDs), so the check starts from
     // what saving writes: that must read back and save to the same bytes.
     const QJsonObject saved = recording->toJson();
-    const std::optional<tavrik::Recording> reloaded = tavrik::Recording::fromJson(saved);
-    FUZZ_CHECK(reloaded && reloaded->toJson() == saved);
+    const tavrik::Result<tavrik::Recording> reloaded = tavrik::Recording::fromJson(saved);
+    FUZZ_CHECK(reloaded.ok() && reloaded->toJson() == saved);
     return 0;
 }

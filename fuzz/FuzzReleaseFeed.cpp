@@ -8,8 +8,8 @@
 // compare versions, resolve the download against the host.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const QByteArray bytes(reinterpret_cast<const char*>(data), qsizetype(size));
-    const std::optional<QList<tavrik::Release>> feed = tavrik::Release::feedFromJson(bytes);
-    if (!feed)
+    const tavrik::Result<QList<tavrik::Release>> feed = tavrik::Release::feedFromJson(bytes);
+    if (!feed.ok())
         return 0;
     const QUrl base(QStringLiteral("https://tavrik.example/"));
     const QString current = tavrik::UpdateChecker::buildVersion();
