@@ -122,7 +122,11 @@ std::unique_ptr<InputMonitor> createInputMonitor() {
             auto kwin = std::make_shared<wayland::KWinWindows>(wayland::KWinScript::shared());
             pointer = [kwin] { return kwin->pointer(); };
         }
-        return std::make_unique<atspi::AtSpiInputMonitor>(waylandWindows(), std::move(pointer));
+        return std::make_unique<atspi::AtSpiInputMonitor>(
+            waylandWindows(),
+            std::make_unique<atspi::AtSpiResolver>(waylandWindows(),
+                                                   atspi::AtSpiResolver::Options{}),
+            std::move(pointer));
     }
 #endif
 #ifdef TAVRIK_HAVE_X11

@@ -606,6 +606,43 @@ TEST_F(RecorderTest, AFailedSaveStillReturnsTheRecording) {
     EXPECT_EQ(recorder->lastRecording(), r);
 }
 
+// A monitor that inferred a click from the element's own event says what it landed on: under
+// load a read at the point may find only the window, whose coordinates replay elsewhere misses.
+TEST_F(RecorderTest, AClickItsMonitorDescribesKeepsThatElement) {
+    AXTarget windowOnly;
+    windowOnly.appBundleID = "org.example.Mail";
+    windowOnly.windowTitle = "Compose";
+    resolver->targetAt = [windowOnly](Point) { return std::optional<AXTarget>(windowOnly); };
+    resolver->focused = field("Subject");
+    recorder->start();
+    const auto inferredClick = [this](Point p, const AXTarget& on) {
+        monitor->setEventTarget(on);
+        emit monitor->mouseDown(p, Button::left, 1);
+        monitor->setEventTarget(std::nullopt);
+        emit monitor->mouseUp(p, Button::left);
+    };
+    inferredClick({10, 10}, field("Name"));
+    // The click gave it the keyboard: a focus-moving key after it is its own.
+    emit monitor->key(KeyCodes::tab, 0, QStringLiteral("\t"));
+    // One delivered while the recorder still reads for the key before keeps its own element.
+    AXTarget box = field("Subscribe");
+    box.axRole = "check box";
+    resolver->duringNextQuery = [&] { inferredClick({20, 20}, box); };
+    emit monitor->key(KeyCodes::escape, 0, std::nullopt);
+    // A press that comes with no element is read at its point.
+    click({30, 30});
+
+    const Recording r = stop();
+    ASSERT_EQ(r.events.size(), 5);
+    EXPECT_EQ(r.events[0].target, field("Name"));
+    EXPECT_EQ(r.events[1].keyCode, KeyCodes::tab);
+    EXPECT_EQ(r.events[1].target, field("Name"));
+    EXPECT_EQ(r.events[3].type, ActionType::click);
+    EXPECT_EQ(r.events[3].target, box);
+    EXPECT_EQ(r.events[4].target, windowOnly);
+    EXPECT_EQ(resolver->targetCalls, 1);
+}
+
 // Accessibility queries can run a nested event loop, which delivers the signals that follow.
 TEST_F(RecorderTest, SignalsArrivingDuringAQueryWaitForTheirTurn) {
     resolver->focused = field("Body");

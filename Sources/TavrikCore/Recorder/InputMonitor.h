@@ -1,5 +1,6 @@
 #pragma once
 
+#include "TavrikCore/Models/AXTarget.h"
 #include "TavrikCore/Models/Point.h"
 
 #include <QObject>
@@ -38,6 +39,12 @@ public:
     std::optional<TimePoint> eventTime() const { return m_eventTime; }
     // Set by whatever emits the signals, before each emission.
     void setEventTime(std::optional<TimePoint> time) { m_eventTime = time; }
+    // What the press being delivered landed on, read from mouseDown's handler, when the source
+    // knows the element itself (a click inferred from what it did to it): a read by point after
+    // the fact may find only the window. Absent when only the point is known.
+    const std::optional<AXTarget>& eventTarget() const { return m_eventTarget; }
+    // Set by whatever emits mouseDown, and cleared after.
+    void setEventTarget(std::optional<AXTarget> target) { m_eventTarget = std::move(target); }
 
 signals:
     // `clickCount` is 1 for a single click, 2 for the second of a double click, and so on.
@@ -57,6 +64,7 @@ signals:
 
 private:
     std::optional<TimePoint> m_eventTime;
+    std::optional<AXTarget> m_eventTarget;
 };
 
 } // namespace tavrik

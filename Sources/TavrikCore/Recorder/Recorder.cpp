@@ -282,7 +282,10 @@ void Recorder::dispatch(std::function<void()> handle, std::optional<double> at) 
 }
 
 void Recorder::handleMouseDown(Point point, InputMonitor::MouseButton button, int clickCount) {
-    dispatch([=, this] { mouseDown(point, button, clickCount); }, inputOffset());
+    // The monitor's element goes with this press only while its signal is delivered.
+    dispatch([=, this,
+              known = m_monitor->eventTarget()] { mouseDown(point, button, clickCount, known); },
+             inputOffset());
 }
 
 void Recorder::handleMouseUp(Point point, InputMonitor::MouseButton) {
@@ -320,11 +323,12 @@ void Recorder::handleKey(quint16 keyCode, quint64 flags, const std::optional<QSt
     dispatch([=, this] { key(keyCode, flags, characters); }, inputOffset());
 }
 
-void Recorder::mouseDown(Point point, InputMonitor::MouseButton button, int clickCount) {
+void Recorder::mouseDown(Point point, InputMonitor::MouseButton button, int clickCount,
+                         const std::optional<AXTarget>& known) {
     m_lastMousePoint = point;
     flushKeyRun();
     flushScrollRun();
-    std::optional<AXTarget> target = m_resolver->target(point);
+    std::optional<AXTarget> target = known ? known : m_resolver->target(point);
     noteContext(target);
     // A click gives the keyboard to what it lands on, as far as anything can tell here.
     m_lastFocus = target && target->axRole ? target : std::nullopt;

@@ -122,7 +122,9 @@ private:
     // Runs `handle` now, or after the handler in progress when called from inside one; input
     // handlers pass when their input happened (`at`), read on arrival.
     void dispatch(std::function<void()> handle, std::optional<double> at = std::nullopt);
-    void mouseDown(Point point, InputMonitor::MouseButton button, int clickCount);
+    // `known` is what the monitor said the press landed on; absent, it is read at the point.
+    void mouseDown(Point point, InputMonitor::MouseButton button, int clickCount,
+                   const std::optional<AXTarget>& known);
     void scroll(Point point, double deltaX, double deltaY);
     void key(quint16 keyCode, quint64 flags, const std::optional<QString>& characters);
     void beginStop();

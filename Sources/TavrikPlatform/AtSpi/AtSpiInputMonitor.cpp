@@ -46,9 +46,10 @@ QByteArray busName(AtspiAccessible* element) {
 } // namespace
 
 AtSpiInputMonitor::AtSpiInputMonitor(std::unique_ptr<WindowDirectory> windows,
+                                     std::unique_ptr<AtSpiResolver> elements,
                                      evdev::EvdevPointer::Locate pointer, QObject* parent)
-    : InputMonitor(parent), m_windows(std::move(windows)), m_locate(std::move(pointer)),
-      m_pointer(*this, m_locate) {
+    : InputMonitor(parent), m_windows(std::move(windows)), m_elements(std::move(elements)),
+      m_locate(std::move(pointer)), m_pointer(*this, m_locate) {
     // Handed on queued, like the pointer's gestures, so keys and clicks keep the order they are
     // taken in.
     connect(&m_keys, &InputMonitor::key, this,
@@ -242,17 +243,26 @@ void AtSpiInputMonitor::handle(const AtspiEvent& event) {
             know(source, *at);
         return;
     }
-    if (const std::optional<Point> at = centre(source)) {
-        const Point point = *at;
-        QMetaObject::invokeMethod(
-            this,
-            [=, this] {
-                setEventTime(heard);
-                emit mouseDown(point, MouseButton::left, 1);
-                emit mouseUp(point, MouseButton::left);
-            },
-            Qt::QueuedConnection);
-    }
+    const std::optional<Point> at = centre(source);
+    if (!at)
+        return;
+    const Point point = *at;
+    // Read from the element now: by the time the recorder would read it at its point, a busy
+    // application may not answer there.
+    std::optional<AXTarget> target =
+        m_elements ? m_elements->describe(source, point) : std::nullopt;
+    if (target && !target->axRole)
+        target.reset();
+    QMetaObject::invokeMethod(
+        this,
+        [=, this] {
+            setEventTime(heard);
+            setEventTarget(target);
+            emit mouseDown(point, MouseButton::left, 1);
+            setEventTarget(std::nullopt);
+            emit mouseUp(point, MouseButton::left);
+        },
+        Qt::QueuedConnection);
 }
 
 void AtSpiInputMonitor::valueChanged(AtspiAccessible* source,

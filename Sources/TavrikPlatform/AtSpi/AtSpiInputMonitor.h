@@ -2,6 +2,7 @@
 
 #include "TavrikCore/Recorder/InputMonitor.h"
 #include "TavrikPlatform/AtSpi/AtSpiKeyListener.h"
+#include "TavrikPlatform/AtSpi/AtSpiResolver.h"
 #include "TavrikPlatform/AtSpi/WindowDirectory.h"
 #include "TavrikPlatform/Evdev/EvdevDevices.h"
 #include "TavrikPlatform/Evdev/EvdevPointer.h"
@@ -28,12 +29,14 @@ namespace tavrik::atspi {
 // is recorded from them, as on X11, and nothing is inferred. A focused slider whose value no key
 // explains was dragged: the drag goes from where its handle stood when it took the focus (or
 // after its last drag) to where it stands at the last value, ended by whatever is heard next.
-// Tavrik's own windows are left out of what accessibility reports.
+// Tavrik's own windows are left out of what accessibility reports. An inferred click carries the
+// element it was inferred from (`eventTarget()`), described by `elements`.
 class AtSpiInputMonitor final : public InputMonitor {
     Q_OBJECT
 public:
-    explicit AtSpiInputMonitor(std::unique_ptr<WindowDirectory> windows,
-                               evdev::EvdevPointer::Locate pointer = {}, QObject* parent = nullptr);
+    AtSpiInputMonitor(std::unique_ptr<WindowDirectory> windows,
+                      std::unique_ptr<AtSpiResolver> elements,
+                      evdev::EvdevPointer::Locate pointer = {}, QObject* parent = nullptr);
     ~AtSpiInputMonitor() override;
 
     bool start() override;
@@ -64,6 +67,7 @@ private:
     void pointerInput(const evdev::InputEvent& event);
 
     std::unique_ptr<WindowDirectory> m_windows;
+    std::unique_ptr<AtSpiResolver> m_elements;
     AtSpiKeyListener m_keys;
     AtspiEventListener* m_listener = nullptr;
     wayland::ClickInference m_clicks;

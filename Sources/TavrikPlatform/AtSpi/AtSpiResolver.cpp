@@ -312,6 +312,30 @@ struct AtSpiResolver::Private {
         return element;
     }
 
+    // The deepest element under the global point `at`, from `element` down.
+    Accessible deepestAt(Accessible element, Point at, Query& query) {
+        const Point local = query.local(at);
+        for (int i = 0; i < maxDescent && !query.stopped(); ++i) {
+            Accessible child(query
+                                 .call([&](GError** e) {
+                                     return atspi_component_get_accessible_at_point(
+                                         ATSPI_COMPONENT(element.get()), int(local.x), int(local.y),
+                                         ATSPI_COORD_TYPE_SCREEN, e);
+                                 })
+                                 .value_or(nullptr));
+            if (!child || child.get() == element.get()) {
+                // Some toolkits' hit test stops at a container (a Qt list above its rows): one
+                // of its showing children may still hold the point.
+                child = childHolding(element.get(), at, query);
+                if (!child) {
+                    break;
+                }
+            }
+            element = std::move(child);
+        }
+        return element;
+    }
+
     AXTarget windowOnlyTarget(const ClientWindow& window) {
         AXTarget target;
         target.appBundleID = window.appID();
@@ -543,7 +567,6 @@ std::optional<AXTarget> AtSpiResolver::read(Point at, std::optional<ClientWindow
     if (AtspiAccessible* app = d->application(*window->pid, query)) {
         d->place(app, *window, query);
         result = d->windowOnlyTarget(*window);
-        const Point local = query.local(at);
         Accessible windowObject = d->windowAccessible(app, *window, query, at);
         Accessible menuItem;
         if (!windowObject && window->popup) {
@@ -566,25 +589,7 @@ std::optional<AXTarget> AtSpiResolver::read(Point at, std::optional<ClientWindow
             }
             result = d->makeTarget(menuItem.get(), windowObject.get(), *window, query);
         } else if (windowObject) {
-            Accessible element = retain(windowObject.get());
-            for (int i = 0; i < maxDescent && !query.stopped(); ++i) {
-                Accessible child(query
-                                     .call([&](GError** e) {
-                                         return atspi_component_get_accessible_at_point(
-                                             ATSPI_COMPONENT(element.get()), int(local.x),
-                                             int(local.y), ATSPI_COORD_TYPE_SCREEN, e);
-                                     })
-                                     .value_or(nullptr));
-                if (!child || child.get() == element.get()) {
-                    // Some toolkits' hit test stops at a container (a Qt list above its rows):
-                    // one of its showing children may still hold the point.
-                    child = d->childHolding(element.get(), at, query);
-                    if (!child) {
-                        break;
-                    }
-                }
-                element = std::move(child);
-            }
+            Accessible element = d->deepestAt(retain(windowObject.get()), at, query);
             element = d->controlAround(std::move(element), windowObject.get(), query);
             if (!query.stopped()) {
                 result = d->makeTarget(element.get(), windowObject.get(), *window, query);
@@ -594,6 +599,57 @@ std::optional<AXTarget> AtSpiResolver::read(Point at, std::optional<ClientWindow
     d->finish(query, *window->pid, found);
     // A half-read element is worse than none: after a timeout keep only what X told us.
     return query.stopped() ? d->unreadElementAt(*window, at) : result;
+}
+
+std::optional<AXTarget> AtSpiResolver::describe(AtspiAccessible* element, Point at) {
+    if (!d->atspiReady || !element) {
+        return std::nullopt;
+    }
+    Query query(d->options.timeoutMs);
+    const std::optional<qint64> pid =
+        query.call([&](GError** e) { return atspi_accessible_get_process_id(element, e); });
+    if (!pid || d->isQuiet(*pid)) {
+        return std::nullopt;
+    }
+    // The top-level window holding it, just below its application.
+    Accessible windowObject = retain(element);
+    Accessible app;
+    for (int i = 0; i < maxAncestors && !query.stopped(); ++i) {
+        Accessible up = query.accessible(atspi_accessible_get_parent, windowObject.get());
+        if (!up) {
+            break;
+        }
+        if (query.role(up.get()) == ATSPI_ROLE_APPLICATION) {
+            app = std::move(up);
+            break;
+        }
+        windowObject = std::move(up);
+    }
+    if (!app) {
+        return std::nullopt;
+    }
+    const QString title = takeString(
+        query.call([&](GError** e) { return atspi_accessible_get_name(windowObject.get(), e); })
+            .value_or(nullptr));
+    std::optional<ClientWindow> window;
+    for (const ClientWindow& candidate : d->windows->clients()) {
+        if (candidate.pid == pid && (!window || candidate.title == title)) {
+            window = candidate;
+        }
+    }
+    if (!window) {
+        return std::nullopt;
+    }
+    d->place(app.get(), *window, query);
+    // What a read at the point would find, found from the element down: its text is no target.
+    Accessible pressed = d->deepestAt(retain(element), at, query);
+    pressed = d->controlAround(std::move(pressed), windowObject.get(), query);
+    AXTarget result;
+    if (!query.stopped()) {
+        result = d->makeTarget(pressed.get(), windowObject.get(), *window, query);
+    }
+    d->finish(query, *pid, true);
+    return query.stopped() ? d->windowOnlyTarget(*window) : result;
 }
 
 std::optional<AXTarget> AtSpiResolver::focusedTarget() {

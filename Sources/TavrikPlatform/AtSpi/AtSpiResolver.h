@@ -5,6 +5,9 @@
 
 #include <memory>
 
+// libatspi's name, declared as it declares it.
+typedef struct _AtspiAccessible AtspiAccessible; // NOLINT(bugprone-reserved-identifier)
+
 namespace tavrik::atspi {
 
 // AXResolver on AT-SPI2 (libatspi) with window-manager state, X11's by default. X11 has no
@@ -44,6 +47,11 @@ public:
     QList<Rect> secureFieldRects() override;
     std::optional<FrontmostApplication> frontmostApplication() override;
     bool isAvailable() const override;
+    // What a press at the global point `at` on `element` landed on, as target() would say, but
+    // found from the element down rather than from the window at the point: for input known to
+    // have come from it (a click inferred from its own event). Only its window when its
+    // application did not answer in time; absent when its window is not known.
+    std::optional<AXTarget> describe(AtspiAccessible* element, Point at);
 
 private:
     std::optional<AXTarget> read(Point at, std::optional<ClientWindow> window, int budgetMs);
