@@ -7,6 +7,7 @@
 #include "TavrikPlatform/Wayland/SliderGeometry.h"
 
 #include <QCoreApplication>
+#include <QPointer>
 
 namespace tavrik::atspi {
 
@@ -54,20 +55,24 @@ AtSpiInputMonitor::AtSpiInputMonitor(std::unique_ptr<WindowDirectory> windows,
     // taken in.
     connect(&m_keys, &InputMonitor::key, this,
             [this](quint16 code, quint64 flags, const std::optional<QString>& characters) {
-                m_clicks.key(code, flags);
-                endDrag();
-                QMetaObject::invokeMethod(
-                    this,
-                    [=, this, at = m_keys.eventTime()] {
-                        setEventTime(at);
-                        emit key(code, flags, characters);
-                    },
-                    Qt::QueuedConnection);
+                afterEventsSent([=, this, at = m_keys.eventTime()] {
+                    m_clicks.key(code, flags);
+                    endDrag();
+                    QMetaObject::invokeMethod(
+                        this,
+                        [=, this] {
+                            setEventTime(at);
+                            emit key(code, flags, characters);
+                        },
+                        Qt::QueuedConnection);
+                });
             });
     connect(&m_keys, &InputMonitor::flagsChanged, this, [this](quint16 code, quint64 flags) {
-        endDrag();
-        QMetaObject::invokeMethod(
-            this, [=, this] { emit flagsChanged(code, flags); }, Qt::QueuedConnection);
+        afterEventsSent([=, this] {
+            endDrag();
+            QMetaObject::invokeMethod(
+                this, [=, this] { emit flagsChanged(code, flags); }, Qt::QueuedConnection);
+        });
     });
     connect(&m_devices, &evdev::EvdevDevices::input, this, &AtSpiInputMonitor::pointerInput);
     connect(&m_devices, &evdev::EvdevDevices::lost, this, [this] { m_pointer.reset(); });
@@ -127,6 +132,8 @@ void AtSpiInputMonitor::stop() {
     m_devices.stop();
     for (const char* type : kEventTypes)
         atspi_event_listener_deregister(m_listener, type, nullptr);
+    // Keys still waiting come after the end.
+    m_waiting.clear();
     m_running = false;
 }
 
@@ -143,6 +150,8 @@ void AtSpiInputMonitor::deliverPending() {
     }
     for (int i = 0; i < kMaxIterations && g_main_context_pending(nullptr); ++i)
         QCoreApplication::processEvents();
+    // Every event sent before them has now been handled.
+    deliverUpTo(m_tickets);
     // What is handed over is complete: a drag still open has ended.
     endDrag();
     QCoreApplication::processEvents();
@@ -165,6 +174,52 @@ void AtSpiInputMonitor::ping(const QSet<QByteArray>& peers) {
         dbus_message_unref(message);
         if (reply)
             dbus_message_unref(reply);
+    }
+}
+
+// The application sends the events of a click before the key that follows it, but they come
+// apart on the way: the key through the registry and over a connection of its own, the events
+// straight over libatspi's, which hands them on later still, from an idle callback. A reply from
+// the bus comes after whatever it had for us before; an idle callback added after libatspi's
+// runs after it.
+struct AtSpiInputMonitor::Idle {
+    QPointer<AtSpiInputMonitor> monitor;
+    quint64 ticket;
+};
+
+void AtSpiInputMonitor::afterEventsSent(std::function<void()> deliver) {
+    // Nothing is inferred while the devices are read, and their clicks wait for the keys.
+    DBusConnection* bus = atspi_get_a11y_bus();
+    if (m_readsDevices || !bus) {
+        deliver();
+        return;
+    }
+    if (DBusMessage* message = dbus_message_new_method_call(
+            "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus.Peer", "Ping")) {
+        if (DBusMessage* reply =
+                dbus_connection_send_with_reply_and_block(bus, message, kReadBudgetMs, nullptr))
+            dbus_message_unref(reply);
+        dbus_message_unref(message);
+    }
+    while (dbus_connection_dispatch(bus) == DBUS_DISPATCH_DATA_REMAINS) {
+    }
+    m_waiting.push_back(Waiting{++m_tickets, std::move(deliver)});
+    g_idle_add_full(G_PRIORITY_DEFAULT_IDLE, &AtSpiInputMonitor::onIdle, new Idle{this, m_tickets},
+                    [](gpointer idle) { delete static_cast<Idle*>(idle); });
+}
+
+int AtSpiInputMonitor::onIdle(void* idle) {
+    const auto* waited = static_cast<const Idle*>(idle);
+    if (waited->monitor)
+        waited->monitor->deliverUpTo(waited->ticket);
+    return G_SOURCE_REMOVE;
+}
+
+void AtSpiInputMonitor::deliverUpTo(quint64 ticket) {
+    while (!m_waiting.empty() && m_waiting.front().ticket <= ticket) {
+        const std::function<void()> deliver = std::move(m_waiting.front().deliver);
+        m_waiting.pop_front();
+        deliver();
     }
 }
 

@@ -11,6 +11,8 @@
 #include <QSet>
 #include <QString>
 #include <chrono>
+#include <deque>
+#include <functional>
 #include <memory>
 
 // libatspi's names, declared as it declares them.
@@ -30,7 +32,9 @@ namespace tavrik::atspi {
 // explains was dragged: the drag goes from where its handle stood when it took the focus (or
 // after its last drag) to where it stands at the last value, ended by whatever is heard next.
 // Tavrik's own windows are left out of what accessibility reports. An inferred click carries the
-// element it was inferred from (`eventTarget()`), described by `elements`.
+// element it was inferred from (`eventTarget()`), described by `elements`. Keys come over another
+// connection than the events their application sent before them: each is handed on only after
+// those, so a key typed right after a click follows the click.
 class AtSpiInputMonitor final : public InputMonitor {
     Q_OBJECT
 public:
@@ -64,6 +68,12 @@ private:
     // Lets go of a drag in progress.
     void endDrag();
     static void ping(const QSet<QByteArray>& peers);
+    // Runs `deliver` once the accessibility events that reached the bus before this call have
+    // been handled.
+    void afterEventsSent(std::function<void()> deliver);
+    void deliverUpTo(quint64 ticket);
+    struct Idle;
+    static int onIdle(void* idle);
     void pointerInput(const evdev::InputEvent& event);
 
     std::unique_ptr<WindowDirectory> m_windows;
@@ -88,6 +98,13 @@ private:
     std::optional<Handle> m_known;
     bool m_dragging = false;
     QSet<QByteArray> m_senders;
+    // Keys waiting for the events sent before them, by ticket.
+    struct Waiting {
+        quint64 ticket;
+        std::function<void()> deliver;
+    };
+    std::deque<Waiting> m_waiting;
+    quint64 m_tickets = 0;
     bool m_running = false;
     QString m_error;
 };
