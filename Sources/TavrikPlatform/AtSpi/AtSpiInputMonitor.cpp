@@ -298,16 +298,21 @@ void AtSpiInputMonitor::handle(const AtspiEvent& event) {
             know(source, *at);
         return;
     }
-    const std::optional<Point> at = centre(source);
+    std::optional<Point> at = centre(source);
+    // Read from the element now: by the time the recorder would read it at its point, a busy
+    // application may not answer there. A second chance at placing it, too: a click lost leaves
+    // the keys after it on the field before.
+    std::optional<AXTarget> target = m_elements ? m_elements->describe(source, at) : std::nullopt;
+    if (target && !target->axRole)
+        target.reset();
+    if (!at && target && target->windowFrame && target->frameInWindow) {
+        const Rect& frame = *target->frameInWindow;
+        at = Point{target->windowFrame->origin.x + frame.origin.x + frame.size.width / 2,
+                   target->windowFrame->origin.y + frame.origin.y + frame.size.height / 2};
+    }
     if (!at)
         return;
     const Point point = *at;
-    // Read from the element now: by the time the recorder would read it at its point, a busy
-    // application may not answer there.
-    std::optional<AXTarget> target =
-        m_elements ? m_elements->describe(source, point) : std::nullopt;
-    if (target && !target->axRole)
-        target.reset();
     QMetaObject::invokeMethod(
         this,
         [=, this] {

@@ -601,7 +601,7 @@ std::optional<AXTarget> AtSpiResolver::read(Point at, std::optional<ClientWindow
     return query.stopped() ? d->unreadElementAt(*window, at) : result;
 }
 
-std::optional<AXTarget> AtSpiResolver::describe(AtspiAccessible* element, Point at) {
+std::optional<AXTarget> AtSpiResolver::describe(AtspiAccessible* element, std::optional<Point> at) {
     if (!d->atspiReady || !element) {
         return std::nullopt;
     }
@@ -642,7 +642,13 @@ std::optional<AXTarget> AtSpiResolver::describe(AtspiAccessible* element, Point 
     }
     d->place(app.get(), *window, query);
     // What a read at the point would find, found from the element down: its text is no target.
-    Accessible pressed = d->deepestAt(retain(element), at, query);
+    if (!at) {
+        if (const std::optional<Rect> frame = query.extents(element)) {
+            at = Point{frame->origin.x + frame->size.width / 2,
+                       frame->origin.y + frame->size.height / 2};
+        }
+    }
+    Accessible pressed = at ? d->deepestAt(retain(element), *at, query) : retain(element);
     pressed = d->controlAround(std::move(pressed), windowObject.get(), query);
     AXTarget result;
     if (!query.stopped()) {
