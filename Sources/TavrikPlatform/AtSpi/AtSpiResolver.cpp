@@ -605,7 +605,10 @@ std::optional<AXTarget> AtSpiResolver::describe(AtspiAccessible* element, std::o
     if (!d->atspiReady || !element) {
         return std::nullopt;
     }
-    Query query(d->options.timeoutMs);
+    // The input it describes keeps its own time, and waits for nothing else: a loaded
+    // application is given a few budgets, as for a resting pointer.
+    constexpr int describeBudgets = 3;
+    Query query(describeBudgets * d->options.timeoutMs);
     const std::optional<qint64> pid =
         query.call([&](GError** e) { return atspi_accessible_get_process_id(element, e); });
     if (!pid || d->isQuiet(*pid)) {

@@ -50,8 +50,8 @@ public:
     // What a press at the global point `at` (absent: the element's centre) on `element` landed
     // on, as target() would say, but found from the element down rather than from the window at
     // the point: for input known to have come from it (a click inferred from its own event). Only
-    // its window when its application did not answer in time; absent when its window is not
-    // known.
+    // its window when its application did not answer in time (a few budgets); absent when its
+    // window is not known.
     std::optional<AXTarget> describe(AtspiAccessible* element, std::optional<Point> at);
 
 private:
