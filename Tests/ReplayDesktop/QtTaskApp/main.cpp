@@ -9,6 +9,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMenuBar>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTimer>
@@ -39,7 +40,8 @@ int main(int argc, char** argv) {
     const QCommandLineOption fontSize("font-size", "Font size in points.", "pt", "0");
     const QCommandLineOption extraFruit("extra-fruit", "A fruit listed first.", "name", "");
     const QCommandLineOption title("title", "Window title.", "title", "Qt Order Form");
-    parser.addOptions({at, size, fontSize, extraFruit, title});
+    const QCommandLineOption menu("menu", "A menu bar with a File menu.");
+    parser.addOptions({at, size, fontSize, extraFruit, title, menu});
     parser.process(app);
     if (const int pt = parser.value(fontSize).toInt(); pt > 0) {
         QFont font = app.font();
@@ -50,6 +52,17 @@ int main(int argc, char** argv) {
     QWidget window;
     window.setWindowTitle(parser.value(title));
     auto* layout = new QVBoxLayout(&window);
+    if (parser.isSet(menu)) {
+        // Qt opens a menu bar's menus in windows of their own that its accessibility tree does
+        // not list among the application's windows.
+        auto* bar = new QMenuBar;
+        QMenu* file = bar->addMenu("File");
+        for (const char* item : {"New", "Open…", "Save As…", "Print…"})
+            QObject::connect(file->addAction(item), &QAction::triggered, [item] {
+                emitLine({{"event", "menu"}, {"item", QString(item)}});
+            });
+        layout->setMenuBar(bar);
+    }
     auto* name = new QLineEdit;
     name->setAccessibleName("Name");
     auto* notes = new QLineEdit;
