@@ -79,6 +79,7 @@ struct AtSpiResolver::Private {
     struct Hover {
         Point at;
         unsigned long window = 0;
+        std::optional<qint64> pid;
         AXTarget target;
     };
     std::optional<Hover> hover;
@@ -530,10 +531,11 @@ bool AtSpiResolver::hover(Point at) {
         return true;
     }
     const unsigned long id = window->id;
+    const std::optional<qint64> pid = window->pid;
     std::optional<AXTarget> target =
         read(at, std::move(window), hoverBudgets * d->options.timeoutMs);
     if (target && target->axRole) {
-        d->hover = Private::Hover{at, id, std::move(*target)};
+        d->hover = Private::Hover{at, id, pid, std::move(*target)};
         return true;
     }
     // Only the window came back: its application did not answer in time.
@@ -557,6 +559,8 @@ std::optional<AXTarget> AtSpiResolver::target(Point at) {
         }
     }
     const bool sameWindow = restedHere && window && window->id == d->hover->window;
+    const bool popup = window && window->popup && !sameWindow;
+    const std::optional<qint64> pid = window ? window->pid : std::nullopt;
     std::optional<AXTarget> fresh = read(at, std::move(window), d->options.timeoutMs);
     // The window still listed but closing during this read, or too busy with the press to answer:
     // no element there (at most the window itself), and what the pointer rested on is what was
@@ -565,7 +569,15 @@ std::optional<AXTarget> AtSpiResolver::target(Point at) {
     if (sameWindow && bare) {
         return d->hover->target;
     }
-    return fresh;
+    // A combo box opens its list at the press, in a pop-up of its own with the current choice
+    // where the pointer is, and Qt lists the choices below the box: the box was pressed, not the
+    // pop-up or that choice.
+    const bool openedList = restedHere && d->hover->target.axRole == QStringLiteral("combo box") &&
+                            fresh &&
+                            ((popup && pid == d->hover->pid) ||
+                             (d->hover->target.axPath && fresh->axPath &&
+                              fresh->axPath->startsWith(*d->hover->target.axPath + u'/')));
+    return openedList ? d->hover->target : fresh;
 }
 
 std::optional<AXTarget> AtSpiResolver::read(Point at, std::optional<ClientWindow> window,

@@ -2,6 +2,7 @@
 // JSON lines: the layout once shown, then one line per thing that happens.
 #include <QApplication>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QCommandLineParser>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -41,7 +42,8 @@ int main(int argc, char** argv) {
     const QCommandLineOption extraFruit("extra-fruit", "A fruit listed first.", "name", "");
     const QCommandLineOption title("title", "Window title.", "title", "Qt Order Form");
     const QCommandLineOption menu("menu", "A menu bar with a File menu.");
-    parser.addOptions({at, size, fontSize, extraFruit, title, menu});
+    const QCommandLineOption sizes("sizes", "A combo box of sizes above the form.");
+    parser.addOptions({at, size, fontSize, extraFruit, title, menu, sizes});
     parser.process(app);
     if (const int pt = parser.value(fontSize).toInt(); pt > 0) {
         QFont font = app.font();
@@ -62,6 +64,15 @@ int main(int argc, char** argv) {
                 emitLine({{"event", "menu"}, {"item", QString(item)}});
             });
         layout->setMenuBar(bar);
+    }
+    if (parser.isSet(sizes)) {
+        auto* box = new QComboBox;
+        box->addItems({"Small", "Medium", "Large"});
+        box->setCurrentIndex(1);
+        QObject::connect(box, &QComboBox::currentTextChanged, [](const QString& text) {
+            emitLine({{"event", "size"}, {"size", text}});
+        });
+        layout->addWidget(box);
     }
     auto* name = new QLineEdit;
     name->setAccessibleName("Name");

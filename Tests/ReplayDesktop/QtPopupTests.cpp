@@ -31,7 +31,7 @@ Point centre(const Rect& r) {
 
 // Qt lists an open menu under the menu bar item that opened it, not as a window of its own: the
 // item clicked in it is what is recorded and replayed, not a point in the menu's window.
-TEST(ReplayQtMenu, AnItemOfAnOpenMenuIsRecordedAndReplayedByItsName) {
+TEST(ReplayQtPopups, AnItemOfAnOpenMenuIsRecordedAndReplayedByItsName) {
     if (qEnvironmentVariableIsEmpty("DISPLAY"))
         GTEST_SKIP() << "needs an X display with an accessibility bus (scripts/virtual-desktop)";
     test::TempSupportFolder support;
@@ -75,6 +75,40 @@ TEST(ReplayQtMenu, AnItemOfAnOpenMenuIsRecordedAndReplayedByItsName) {
     const std::optional<QJsonObject> replayed = app.waitForEvent(QStringLiteral("menu"), 5000);
     ASSERT_TRUE(replayed) << result.transcript().toStdString();
     EXPECT_EQ(replayed->value("item").toString(), QStringLiteral("Save As…"));
+}
+
+// A combo box opens its list at the press, with the current choice under the pointer: the press
+// is recorded on the box, not on that choice or the list's pop-up.
+TEST(ReplayQtPopups, APressThatOpensAComboBoxIsRecordedOnTheBox) {
+    if (qEnvironmentVariableIsEmpty("DISPLAY"))
+        GTEST_SKIP() << "needs an X display with an accessibility bus (scripts/virtual-desktop)";
+    test::TempSupportFolder support;
+    test::DesktopDriver desktop;
+    ASSERT_TRUE(desktop.isOpen());
+    const std::unique_ptr<DesktopActor> actor = DesktopBackend::createDesktopActor();
+    TaskApp app(TaskApp::Toolkit::qt, {QStringLiteral("--sizes")});
+    ASSERT_TRUE(app.started());
+    const std::optional<Rect> box =
+        Demonstration::find(*actor, QStringLiteral("combo box"), QStringLiteral("Medium"), 15000);
+    ASSERT_TRUE(box);
+    Demonstration demonstration(desktop);
+    demonstration.start();
+    demonstration.click(centre(*box));
+    const std::optional<Rect> large =
+        Demonstration::find(*actor, QStringLiteral("list item"), QStringLiteral("Large"), 15000);
+    ASSERT_TRUE(large);
+    demonstration.click(centre(*large));
+    const std::optional<QJsonObject> chosen = app.waitForEvent(QStringLiteral("size"), 5000);
+    ASSERT_TRUE(chosen);
+    EXPECT_EQ(chosen->value("size").toString(), QStringLiteral("Large"));
+    const std::optional<Skill> skill = demonstration.save(QString::fromUtf8(kMenuSkill));
+    ASSERT_TRUE(skill);
+    ASSERT_FALSE(skill->plan.isEmpty());
+    const std::optional<AXTarget>& pressed = skill->plan.first().target;
+    ASSERT_TRUE(pressed);
+    EXPECT_EQ(pressed->axRole, QStringLiteral("combo box"))
+        << skill->plan.first().intent.toStdString();
+    EXPECT_EQ(pressed->axTitle, QStringLiteral("Medium"));
 }
 
 } // namespace
