@@ -57,4 +57,55 @@ std::optional<QPair<quint16, quint64>> parse(const QString& keys) {
     return std::nullopt;
 }
 
+std::optional<QString> name(quint16 code, quint64 modifierFlags) {
+    static const QList<QPair<quint16, const char*>> named{{KeyCodes::returnKey, "Return"},
+                                                          {KeyCodes::tab, "Tab"},
+                                                          {KeyCodes::space, "Space"},
+                                                          {KeyCodes::escape, "Escape"},
+                                                          {KeyCodes::deleteKey, "Backspace"},
+                                                          {KeyCodes::forwardDelete, "Delete"},
+                                                          {KeyCodes::home, "Home"},
+                                                          {KeyCodes::end, "End"},
+                                                          {KeyCodes::pageUp, "PageUp"},
+                                                          {KeyCodes::pageDown, "PageDown"},
+                                                          {KeyCodes::leftArrow, "Left"},
+                                                          {KeyCodes::rightArrow, "Right"},
+                                                          {KeyCodes::upArrow, "Up"},
+                                                          {KeyCodes::downArrow, "Down"},
+                                                          {KeyCodes::f1, "F1"},
+                                                          {KeyCodes::f2, "F2"},
+                                                          {KeyCodes::f3, "F3"},
+                                                          {KeyCodes::f4, "F4"},
+                                                          {KeyCodes::f5, "F5"},
+                                                          {KeyCodes::f6, "F6"},
+                                                          {KeyCodes::f7, "F7"},
+                                                          {KeyCodes::f8, "F8"},
+                                                          {KeyCodes::f9, "F9"},
+                                                          {KeyCodes::f10, "F10"},
+                                                          {KeyCodes::f11, "F11"},
+                                                          {KeyCodes::f12, "F12"}};
+    QString key;
+    for (const auto& [known, text] : named)
+        if (known == code)
+            key = QLatin1String(text);
+    // Digits and letters first: a shifted sign shares its key with them.
+    for (const char32_t c : U"0123456789abcdefghijklmnopqrstuvwxyz-=[];',./\\`") {
+        if (!key.isEmpty() || c == 0)
+            break;
+        if (KeyCodes::forCharacter(c) == code)
+            key = QChar(c).toUpper();
+    }
+    if (key.isEmpty())
+        return std::nullopt;
+    static const QList<QPair<quint64, const char*>> modifiers{{ModifierFlags::control, "Ctrl+"},
+                                                              {ModifierFlags::alt, "Alt+"},
+                                                              {ModifierFlags::shift, "Shift+"},
+                                                              {ModifierFlags::super, "Super+"}};
+    QString chord;
+    for (const auto& [flag, text] : modifiers)
+        if (modifierFlags & flag)
+            chord += QLatin1String(text);
+    return chord + key;
+}
+
 } // namespace tavrik::KeyChord
