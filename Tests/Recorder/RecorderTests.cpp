@@ -229,14 +229,34 @@ TEST_F(RecorderTest, AFocusTheApplicationDidNotTellInTimeKeepsTheRunWhole) {
     resolver->focused = unread;
     type("x");
 
+    // The application still busy with the press before the first key: the run is the field named
+    // by the first answer, with every key's text once that field is ordinary, none once secure.
+    unread.appBundleID = password.appBundleID;
+    click({5, 5});
+    resolver->focused = unread;
+    type("H");
+    resolver->focused = field("Body");
+    type("ello");
+    click({6, 6});
+    resolver->focused = unread;
+    type("se");
+    resolver->focused = password;
+    type("cret");
+
     const Recording r = stop();
-    ASSERT_EQ(r.events.size(), 3);
+    ASSERT_EQ(r.events.size(), 7);
     EXPECT_TRUE(r.events[0].target->isSecure);
     EXPECT_EQ(r.events[0].target->axTitle, "Password");
     EXPECT_FALSE(r.events[0].typedText);
     EXPECT_EQ(r.events[1].target->axTitle, "Subject");
     EXPECT_EQ(r.events[1].typedText, "hi!");
     EXPECT_EQ(r.events[2].target->appBundleID, "org.example.Other");
+    EXPECT_EQ(r.events[4].typedText, "Hello");
+    EXPECT_EQ(r.events[4].target->axTitle, "Body");
+    EXPECT_FALSE(r.events[4].target->isSecure);
+    EXPECT_FALSE(r.events[6].typedText);
+    EXPECT_EQ(r.events[6].target->axTitle, "Password");
+    EXPECT_TRUE(r.events[6].target->isSecure);
 }
 
 TEST_F(RecorderTest, TypingWithoutAFocusedElementGivesOneEventPerKey) {

@@ -376,23 +376,41 @@ void Recorder::key(quint16 keyCode, quint64 flags, const std::optional<QString>&
     }
 
     std::optional<AXTarget> target = m_resolver->focusedTarget();
-    // A busy application may not say in time what has the focus: in the run's application that is
-    // still the run's element, since only a press or a discrete key (both seen here) moves it.
-    if (m_keyRun && m_keyRun->target && isUnread(target) &&
-        target->appBundleID == m_keyRun->target->appBundleID)
+    // A busy application may not say in time what has the focus. In the run's application nothing
+    // has moved it since the run began (a press or a discrete key, both seen here, would have ended
+    // the run): an unread answer is the run's element, and a run begun on unread answers is the
+    // element the first answer names. Whichever key the busy application kept waiting, the first
+    // (it is still acting on the press before) or one in the middle, the field's keys stay one run.
+    const bool runApplication = m_keyRun && m_keyRun->target && target &&
+                                target->appBundleID == m_keyRun->target->appBundleID;
+    if (runApplication && isUnread(target)) {
         target = m_keyRun->target;
+    } else if (runApplication && isUnread(m_keyRun->target)) {
+        m_keyRun->target = target;
+        m_keyRun->secure = target->isSecure;
+        if (m_keyRun->secure)
+            m_keyRun->text.clear();
+    }
     m_lastFocus = target;
     if (m_keyRun && sameTarget(m_keyRun->target, target)) {
-        // A secure run only remembers that something was typed.
-        if (!m_keyRun->secure)
+        if (keepsText(*m_keyRun))
             m_keyRun->text += *characters;
         return;
     }
     flushKeyRun();
     const bool secure = target && target->isSecure;
     std::optional<qint64> reservation = requestFrame(std::nullopt);
-    m_keyRun = KeyRun{secure ? QString() : *characters, target, secure, m_inputOffset, reservation};
+    m_keyRun = KeyRun{QString(), target, secure, m_inputOffset, reservation};
+    if (keepsText(*m_keyRun))
+        m_keyRun->text = *characters;
     noteContext(target);
+}
+
+bool Recorder::keepsText(const KeyRun& run) {
+    // A secure field's run only remembers that something was typed. A field only presumed secure
+    // because it was not read keeps its text until it is read or the run ends; only a run on a
+    // field known to be ordinary stores it.
+    return !run.secure || isUnread(run.target);
 }
 
 void Recorder::emitGesture(Point end) {

@@ -127,6 +127,7 @@ private:
     void key(quint16 keyCode, quint64 flags, const std::optional<QString>& characters);
     void beginStop();
     void emitGesture(Point end);
+    static bool keepsText(const KeyRun& run);
     void flushKeyRun();
     void flushScrollRun();
     void noteContext(const std::optional<AXTarget>& target);
