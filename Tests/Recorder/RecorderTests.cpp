@@ -259,6 +259,30 @@ TEST_F(RecorderTest, AFocusTheApplicationDidNotTellInTimeKeepsTheRunWhole) {
     EXPECT_TRUE(r.events[6].target->isSecure);
 }
 
+// Delivery lagging behind the user: the keys typed before a click are handed over once the
+// application has acted on that click, and the focus it reports is the clicked field.
+TEST_F(RecorderTest, KeysHandedOverAfterTheNextPressStayWithTheFieldTheyWereTypedInto) {
+    resolver->focused = field("Notes");
+    recorder->start();
+    type("f");
+    resolver->focused = field("Password", "org.example.Mail", true);
+    monitor->waiting = true;
+    type("ast");
+    emit monitor->key(KeyCodes::c, ModifierFlags::control, QStringLiteral("c"));
+    monitor->waiting = false;
+    click({5, 5});
+    type("pw");
+
+    const Recording r = stop();
+    ASSERT_EQ(r.events.size(), 4);
+    EXPECT_EQ(r.events[0].typedText, "fast");
+    EXPECT_EQ(r.events[0].target->axTitle, "Notes");
+    EXPECT_EQ(r.events[1].keyCode, KeyCodes::c);
+    EXPECT_EQ(r.events[1].target->axTitle, "Notes");
+    EXPECT_TRUE(r.events[3].target->isSecure);
+    EXPECT_FALSE(r.events[3].typedText);
+}
+
 TEST_F(RecorderTest, TypingWithoutAFocusedElementGivesOneEventPerKey) {
     recorder->start();
     type("hi");

@@ -358,8 +358,10 @@ void Recorder::key(quint16 keyCode, quint64 flags, const std::optional<QString>&
         flushScrollRun();
         const bool movesFocus = keyCode == KeyCodes::tab || keyCode == KeyCodes::returnKey ||
                                 keyCode == KeyCodes::keypadEnter;
-        std::optional<AXTarget> target =
-            movesFocus && m_lastFocus ? m_lastFocus : m_resolver->focusedTarget();
+        // A press waiting behind this key has already moved the focus the desktop would report.
+        std::optional<AXTarget> target = (movesFocus || m_monitor->pressWaiting()) && m_lastFocus
+                                             ? m_lastFocus
+                                             : m_resolver->focusedTarget();
         // Where the focus went is not known until it is asked for.
         m_lastFocus = movesFocus ? std::nullopt : target;
         noteContext(target);
@@ -375,7 +377,17 @@ void Recorder::key(quint16 keyCode, quint64 flags, const std::optional<QString>&
         return;
     }
 
-    std::optional<AXTarget> target = m_resolver->focusedTarget();
+    // Behind on the input, with a press already waiting after this key: the focus as the desktop
+    // reports it now is where that press put it. Until the press the keys go where the run's (or
+    // the last known) focus is.
+    if (m_monitor->pressWaiting() && (m_keyRun || m_lastFocus)) {
+        typeInto(m_keyRun ? m_keyRun->target : m_lastFocus, *characters);
+        return;
+    }
+    typeInto(m_resolver->focusedTarget(), *characters);
+}
+
+void Recorder::typeInto(std::optional<AXTarget> target, const QString& characters) {
     // A busy application may not say in time what has the focus. In the run's application nothing
     // has moved it since the run began (a press or a discrete key, both seen here, would have ended
     // the run): an unread answer is the run's element, and a run begun on unread answers is the
@@ -394,7 +406,7 @@ void Recorder::key(quint16 keyCode, quint64 flags, const std::optional<QString>&
     m_lastFocus = target;
     if (m_keyRun && sameTarget(m_keyRun->target, target)) {
         if (keepsText(*m_keyRun))
-            m_keyRun->text += *characters;
+            m_keyRun->text += characters;
         return;
     }
     flushKeyRun();
@@ -402,7 +414,7 @@ void Recorder::key(quint16 keyCode, quint64 flags, const std::optional<QString>&
     std::optional<qint64> reservation = requestFrame(std::nullopt);
     m_keyRun = KeyRun{QString(), target, secure, m_inputOffset, reservation};
     if (keepsText(*m_keyRun))
-        m_keyRun->text = *characters;
+        m_keyRun->text = characters;
     noteContext(target);
 }
 
