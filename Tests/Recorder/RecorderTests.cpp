@@ -283,6 +283,38 @@ TEST_F(RecorderTest, KeysHandedOverAfterTheNextPressStayWithTheFieldTheyWereType
     EXPECT_FALSE(r.events[3].typedText);
 }
 
+// A window coming to the front is busy at the press: its element is read at the release, unless
+// only another window answers then or a later press is already waiting.
+TEST_F(RecorderTest, APressItsApplicationDidNotAnswerIsReadAgainAtTheRelease) {
+    AXTarget unread;
+    unread.appBundleID = "org.example.Mail";
+    unread.windowTitle = "Compose";
+    std::optional<AXTarget> answer = unread;
+    resolver->targetAt = [&](Point) { return answer; };
+    recorder->start();
+    emit monitor->mouseDown({5, 5}, Button::left, 1);
+    answer = field("To");
+    emit monitor->mouseUp({5, 5}, Button::left);
+    clock.advance(1);
+    answer = unread;
+    emit monitor->mouseDown({6, 6}, Button::left, 1);
+    answer = field("To");
+    answer->windowTitle = "Inbox";
+    emit monitor->mouseUp({6, 6}, Button::left);
+    clock.advance(1);
+    answer = unread;
+    emit monitor->mouseDown({7, 7}, Button::left, 1);
+    answer = field("To");
+    monitor->waiting = true;
+    emit monitor->mouseUp({7, 7}, Button::left);
+
+    const Recording r = stop();
+    ASSERT_EQ(r.events.size(), 3);
+    EXPECT_EQ(r.events[0].target->axTitle, "To");
+    EXPECT_FALSE(r.events[1].target->axRole);
+    EXPECT_FALSE(r.events[2].target->axRole);
+}
+
 TEST_F(RecorderTest, TypingWithoutAFocusedElementGivesOneEventPerKey) {
     recorder->start();
     type("hi");

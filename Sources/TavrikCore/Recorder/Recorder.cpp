@@ -430,6 +430,15 @@ void Recorder::emitGesture(Point end) {
         return;
     MouseGesture gesture = std::move(*m_gesture);
     m_gesture.reset();
+    // The application may have been too busy with the press to say what it landed on; at the
+    // release it has acted on the press and is asked again, unless a later press is already
+    // waiting. An answer from another window (the press closed its own) is none for this press.
+    if (isUnread(gesture.target) && !gesture.dragged && !m_monitor->pressWaiting()) {
+        std::optional<AXTarget> again = m_resolver->target(gesture.point);
+        if (again && again->axRole && again->appBundleID == gesture.target->appBundleID &&
+            again->windowTitle == gesture.target->windowTitle)
+            gesture.target = std::move(again);
+    }
 
     ActionEvent event;
     event.timeOffset = gesture.offset;
