@@ -7,20 +7,39 @@
 #endif
 
 #include <QCoreApplication>
-#include <QDir>
-#include <QFileInfo>
+#include <QElapsedTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
 #include <QThread>
 #include <benchmark/benchmark.h>
+#include <csignal>
 
 using namespace tavrik;
 
 namespace {
 
 #ifdef TAVRIK_HAVE_ATSPI
+
+// The form's layout: the first JSON line it prints; what it says before (its entry taking the
+// focus) is skipped.
+QJsonArray layoutRect(QProcess& form, const QString& name) {
+    if (!form.waitForStarted(5000)) {
+        return {};
+    }
+    for (;;) {
+        while (!form.canReadLine() && form.waitForReadyRead(10000)) {
+        }
+        if (!form.canReadLine()) {
+            return {};
+        }
+        const QJsonObject layout = QJsonDocument::fromJson(form.readLine()).object();
+        if (!layout.isEmpty()) {
+            return layout.value(name).toArray();
+        }
+    }
+}
 
 // One form and one resolver for all benchmarks, made on first use.
 struct Desk {
@@ -38,16 +57,9 @@ struct Desk {
         if (qEnvironmentVariableIsEmpty("DISPLAY")) {
             return;
         }
-        const QString script =
-            QFileInfo(QStringLiteral(__FILE__)).dir().filePath("../Tests/AtSpi/form_app.py");
-        process.start("/usr/bin/python3", {script, "--title", "Bench Form"});
-        if (!process.waitForStarted(5000)) {
-            return;
-        }
-        while (!process.canReadLine() && process.waitForReadyRead(10000)) {
-        }
-        const QJsonArray r =
-            QJsonDocument::fromJson(process.readLine()).object().value("button").toArray();
+        process.start("/usr/bin/python3",
+                      {QStringLiteral(TAVRIK_FORM_APP), "--title", "Bench Form"});
+        const QJsonArray r = layoutRect(process, QStringLiteral("button"));
         if (r.size() != 4) {
             return;
         }
@@ -126,6 +138,50 @@ void FrontmostApplication(benchmark::State& state) {
     }
 }
 BENCHMARK(FrontmostApplication)->Unit(benchmark::kMicrosecond);
+
+// A stopped application costs the first two questions a timeout each and is then left alone:
+// the mean over the iterations falls towards nothing as their number grows.
+void QuestionsToAStoppedApplication(benchmark::State& state) {
+    Desk::get();
+    if (qEnvironmentVariableIsEmpty("DISPLAY")) {
+        state.SkipWithError("needs an X display with the accessibility bus");
+        return;
+    }
+    QProcess form;
+    // An application id of its own: a second instance of the shared form's would hand over to it.
+    form.start("/usr/bin/python3",
+               {QStringLiteral(TAVRIK_FORM_APP), "--app-id", "org.tavrik.StoppedBenchForm",
+                "--title", "Stopped Bench Form", "--at", "600", "300"});
+    const QJsonArray r = layoutRect(form, QStringLiteral("button"));
+    atspi::AtSpiResolver stoppedResolver;
+    const Point button = r.size() == 4 ? Point{r[0].toDouble() + r[2].toDouble() / 2,
+                                               r[1].toDouble() + r[3].toDouble() / 2}
+                                       : Point{};
+    bool shown = false;
+    // A loaded machine registers the form late.
+    QElapsedTimer waited;
+    waited.start();
+    while (r.size() == 4 && !shown && waited.elapsed() < 20000) {
+        const auto target = stoppedResolver.target(button);
+        shown = target && target->axRole == "push button";
+        if (!shown) {
+            QThread::msleep(50);
+        }
+    }
+    if (!shown) {
+        state.SkipWithError("the form did not show its tree");
+    } else {
+        ::kill(pid_t(form.processId()), SIGSTOP);
+        for (auto _ : state) {
+            benchmark::DoNotOptimize(stoppedResolver.target(button));
+        }
+        ::kill(pid_t(form.processId()), SIGCONT);
+    }
+    form.kill();
+    form.waitForFinished(3000);
+}
+BENCHMARK(QuestionsToAStoppedApplication)->Unit(benchmark::kMillisecond)->Iterations(2);
+BENCHMARK(QuestionsToAStoppedApplication)->Unit(benchmark::kMillisecond)->Iterations(20);
 
 #ifdef TAVRIK_QT_FORM
 // A Qt window offers no search of its own: the scan walks it, and 3000 list rows would take

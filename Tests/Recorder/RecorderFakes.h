@@ -26,9 +26,11 @@ public:
     void stop() override { running = false; }
     bool isRunning() const override { return running; }
     QString errorString() const override { return {}; }
+    bool pressWaiting() const override { return waiting; }
 
     bool running = false;
     int starts = 0;
+    bool waiting = false;
 };
 
 // Answers with whatever the test set up, and counts the questions.

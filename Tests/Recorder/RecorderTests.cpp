@@ -229,14 +229,90 @@ TEST_F(RecorderTest, AFocusTheApplicationDidNotTellInTimeKeepsTheRunWhole) {
     resolver->focused = unread;
     type("x");
 
+    // The application still busy with the press before the first key: the run is the field named
+    // by the first answer, with every key's text once that field is ordinary, none once secure.
+    unread.appBundleID = password.appBundleID;
+    click({5, 5});
+    resolver->focused = unread;
+    type("H");
+    resolver->focused = field("Body");
+    type("ello");
+    click({6, 6});
+    resolver->focused = unread;
+    type("se");
+    resolver->focused = password;
+    type("cret");
+
     const Recording r = stop();
-    ASSERT_EQ(r.events.size(), 3);
+    ASSERT_EQ(r.events.size(), 7);
     EXPECT_TRUE(r.events[0].target->isSecure);
     EXPECT_EQ(r.events[0].target->axTitle, "Password");
     EXPECT_FALSE(r.events[0].typedText);
     EXPECT_EQ(r.events[1].target->axTitle, "Subject");
     EXPECT_EQ(r.events[1].typedText, "hi!");
     EXPECT_EQ(r.events[2].target->appBundleID, "org.example.Other");
+    EXPECT_EQ(r.events[4].typedText, "Hello");
+    EXPECT_EQ(r.events[4].target->axTitle, "Body");
+    EXPECT_FALSE(r.events[4].target->isSecure);
+    EXPECT_FALSE(r.events[6].typedText);
+    EXPECT_EQ(r.events[6].target->axTitle, "Password");
+    EXPECT_TRUE(r.events[6].target->isSecure);
+}
+
+// Delivery lagging behind the user: the keys typed before a click are handed over once the
+// application has acted on that click, and the focus it reports is the clicked field.
+TEST_F(RecorderTest, KeysHandedOverAfterTheNextPressStayWithTheFieldTheyWereTypedInto) {
+    resolver->focused = field("Notes");
+    recorder->start();
+    type("f");
+    resolver->focused = field("Password", "org.example.Mail", true);
+    monitor->waiting = true;
+    type("ast");
+    emit monitor->key(KeyCodes::c, ModifierFlags::control, QStringLiteral("c"));
+    monitor->waiting = false;
+    click({5, 5});
+    type("pw");
+
+    const Recording r = stop();
+    ASSERT_EQ(r.events.size(), 4);
+    EXPECT_EQ(r.events[0].typedText, "fast");
+    EXPECT_EQ(r.events[0].target->axTitle, "Notes");
+    EXPECT_EQ(r.events[1].keyCode, KeyCodes::c);
+    EXPECT_EQ(r.events[1].target->axTitle, "Notes");
+    EXPECT_TRUE(r.events[3].target->isSecure);
+    EXPECT_FALSE(r.events[3].typedText);
+}
+
+// A window coming to the front is busy at the press: its element is read at the release, unless
+// only another window answers then or a later press is already waiting.
+TEST_F(RecorderTest, APressItsApplicationDidNotAnswerIsReadAgainAtTheRelease) {
+    AXTarget unread;
+    unread.appBundleID = "org.example.Mail";
+    unread.windowTitle = "Compose";
+    std::optional<AXTarget> answer = unread;
+    resolver->targetAt = [&](Point) { return answer; };
+    recorder->start();
+    emit monitor->mouseDown({5, 5}, Button::left, 1);
+    answer = field("To");
+    emit monitor->mouseUp({5, 5}, Button::left);
+    clock.advance(1);
+    answer = unread;
+    emit monitor->mouseDown({6, 6}, Button::left, 1);
+    answer = field("To");
+    answer->windowTitle = "Inbox";
+    emit monitor->mouseUp({6, 6}, Button::left);
+    clock.advance(1);
+    answer = unread;
+    emit monitor->mouseDown({7, 7}, Button::left, 1);
+    answer = field("To");
+    monitor->waiting = true;
+    emit monitor->mouseUp({7, 7}, Button::left);
+
+    const Recording r = stop();
+    ASSERT_EQ(r.events.size(), 3);
+    EXPECT_EQ(r.events[0].target->axTitle, "To");
+    EXPECT_FALSE(r.events[1].target->axRole);
+    EXPECT_FALSE(r.events[2].target->axRole);
 }
 
 TEST_F(RecorderTest, TypingWithoutAFocusedElementGivesOneEventPerKey) {

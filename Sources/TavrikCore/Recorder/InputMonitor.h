@@ -29,6 +29,10 @@ public:
     // Hands over, through the signals and before returning, every event the desktop has already
     // seen: a stop that arrives by another path (a hotkey) must not lose the last moments.
     virtual void deliverPending() {}
+    // Whether a button press that happened after the input being delivered has already reached
+    // the monitor: on a loaded machine delivery lags, and what the desktop says now it says after
+    // that press. False where the source cannot tell.
+    virtual bool pressWaiting() const { return false; }
     virtual bool isRunning() const = 0;
     virtual QString errorString() const = 0;
 

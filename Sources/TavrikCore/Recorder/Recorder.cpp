@@ -362,8 +362,10 @@ void Recorder::key(quint16 keyCode, quint64 flags, const std::optional<QString>&
         flushScrollRun();
         const bool movesFocus = keyCode == KeyCodes::tab || keyCode == KeyCodes::returnKey ||
                                 keyCode == KeyCodes::keypadEnter;
-        std::optional<AXTarget> target =
-            movesFocus && m_lastFocus ? m_lastFocus : m_resolver->focusedTarget();
+        // A press waiting behind this key has already moved the focus the desktop would report.
+        std::optional<AXTarget> target = (movesFocus || m_monitor->pressWaiting()) && m_lastFocus
+                                             ? m_lastFocus
+                                             : m_resolver->focusedTarget();
         // Where the focus went is not known until it is asked for.
         m_lastFocus = movesFocus ? std::nullopt : target;
         noteContext(target);
@@ -379,24 +381,52 @@ void Recorder::key(quint16 keyCode, quint64 flags, const std::optional<QString>&
         return;
     }
 
-    std::optional<AXTarget> target = m_resolver->focusedTarget();
-    // A busy application may not say in time what has the focus: in the run's application that is
-    // still the run's element, since only a press or a discrete key (both seen here) moves it.
-    if (m_keyRun && m_keyRun->target && isUnread(target) &&
-        target->appBundleID == m_keyRun->target->appBundleID)
+    // Behind on the input, with a press already waiting after this key: the focus as the desktop
+    // reports it now is where that press put it. Until the press the keys go where the run's (or
+    // the last known) focus is.
+    if (m_monitor->pressWaiting() && (m_keyRun || m_lastFocus)) {
+        typeInto(m_keyRun ? m_keyRun->target : m_lastFocus, *characters);
+        return;
+    }
+    typeInto(m_resolver->focusedTarget(), *characters);
+}
+
+void Recorder::typeInto(std::optional<AXTarget> target, const QString& characters) {
+    // A busy application may not say in time what has the focus. In the run's application nothing
+    // has moved it since the run began (a press or a discrete key, both seen here, would have ended
+    // the run): an unread answer is the run's element, and a run begun on unread answers is the
+    // element the first answer names. Whichever key the busy application kept waiting, the first
+    // (it is still acting on the press before) or one in the middle, the field's keys stay one run.
+    const bool runApplication = m_keyRun && m_keyRun->target && target &&
+                                target->appBundleID == m_keyRun->target->appBundleID;
+    if (runApplication && isUnread(target)) {
         target = m_keyRun->target;
+    } else if (runApplication && isUnread(m_keyRun->target)) {
+        m_keyRun->target = target;
+        m_keyRun->secure = target->isSecure;
+        if (m_keyRun->secure)
+            m_keyRun->text.clear();
+    }
     m_lastFocus = target;
     if (m_keyRun && sameTarget(m_keyRun->target, target)) {
-        // A secure run only remembers that something was typed.
-        if (!m_keyRun->secure)
-            m_keyRun->text += *characters;
+        if (keepsText(*m_keyRun))
+            m_keyRun->text += characters;
         return;
     }
     flushKeyRun();
     const bool secure = target && target->isSecure;
     std::optional<qint64> reservation = requestFrame(std::nullopt);
-    m_keyRun = KeyRun{secure ? QString() : *characters, target, secure, m_inputOffset, reservation};
+    m_keyRun = KeyRun{QString(), target, secure, m_inputOffset, reservation};
+    if (keepsText(*m_keyRun))
+        m_keyRun->text = characters;
     noteContext(target);
+}
+
+bool Recorder::keepsText(const KeyRun& run) {
+    // A secure field's run only remembers that something was typed. A field only presumed secure
+    // because it was not read keeps its text until it is read or the run ends; only a run on a
+    // field known to be ordinary stores it.
+    return !run.secure || isUnread(run.target);
 }
 
 void Recorder::emitGesture(Point end) {
@@ -404,6 +434,15 @@ void Recorder::emitGesture(Point end) {
         return;
     MouseGesture gesture = std::move(*m_gesture);
     m_gesture.reset();
+    // The application may have been too busy with the press to say what it landed on; at the
+    // release it has acted on the press and is asked again, unless a later press is already
+    // waiting. An answer from another window (the press closed its own) is none for this press.
+    if (isUnread(gesture.target) && !gesture.dragged && !m_monitor->pressWaiting()) {
+        std::optional<AXTarget> again = m_resolver->target(gesture.point);
+        if (again && again->axRole && again->appBundleID == gesture.target->appBundleID &&
+            again->windowTitle == gesture.target->windowTitle)
+            gesture.target = std::move(again);
+    }
 
     ActionEvent event;
     event.timeOffset = gesture.offset;

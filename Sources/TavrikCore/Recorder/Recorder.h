@@ -129,6 +129,9 @@ private:
     void key(quint16 keyCode, quint64 flags, const std::optional<QString>& characters);
     void beginStop();
     void emitGesture(Point end);
+    // A key typing `characters` into `target`, the focus it was read for.
+    void typeInto(std::optional<AXTarget> target, const QString& characters);
+    static bool keepsText(const KeyRun& run);
     void flushKeyRun();
     void flushScrollRun();
     void noteContext(const std::optional<AXTarget>& target);

@@ -158,10 +158,16 @@ void RecordStream::received(const Event& event) {
     const bool delivered = m_deliveredType != 0 && event.type == m_deliveredType;
     if (!delivered && (event.type < m_firstType || event.type > m_lastType))
         return;
+    // Buttons 4 to 7 are the wheel's.
+    const bool press = event.type == ButtonPress && (event.detail < 4 || event.detail > 7);
+    if (press)
+        ++m_pressesReceived;
     // Queued to this object: nothing is delivered once it is gone.
     QMetaObject::invokeMethod(
         this,
-        [this, event] {
+        [this, event, press] {
+            if (press)
+                ++m_pressesDelivered;
             if (m_context)
                 m_handler(event);
         },

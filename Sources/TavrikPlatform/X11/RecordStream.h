@@ -42,6 +42,9 @@ public:
     // Makes the server send what it recorded, waits until the reader has passed it on (at most
     // `maxWaitMs`) and delivers it to the handler before returning. Owning thread only.
     void deliverPending(int maxWaitMs = 150);
+    // Whether a button press (not a wheel tick) has been received and not yet handed to the
+    // handler.
+    bool pressWaiting() const { return m_pressesReceived > m_pressesDelivered; }
     bool isRunning() const { return m_context != 0; }
     QString errorString() const { return m_error; }
     // A connection for queries (key maps...) from the owning thread.
@@ -63,6 +66,8 @@ private:
     QTimer m_flushTimer;
     std::atomic<int> m_readerState{0}; // 0 starting, 1 recording, 2 ended
     std::atomic<quint64> m_receivedCount{0};
+    std::atomic<quint64> m_pressesReceived{0};
+    quint64 m_pressesDelivered = 0;
     QString m_error;
 };
 

@@ -63,6 +63,10 @@ void X11InputMonitor::deliverPending() {
         m_record->deliverPending();
 }
 
+bool X11InputMonitor::pressWaiting() const {
+    return m_record && m_record->pressWaiting();
+}
+
 void X11InputMonitor::stop() {
     m_record.reset();
     m_keyMap.reset();

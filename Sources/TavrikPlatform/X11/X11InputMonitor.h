@@ -23,6 +23,7 @@ public:
     bool start() override;
     void stop() override;
     void deliverPending() override;
+    bool pressWaiting() const override;
     bool isRunning() const override;
     QString errorString() const override { return m_error; }
 
