@@ -462,14 +462,9 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
     return {};
 }
 
-// What a window shows: its showing elements with their names and states, in order.
+// What a window shows, read lightly: enough to tell that it changed.
 QStringList ReplayEngine::view(const LiveWindow& window) {
-    QStringList shown;
-    for (const LiveElement& e : m_actor.elements(window, QString(), m_options.elementLimit))
-        shown.append(e.role + u'|' + e.name + u'|' + e.value.value_or(QString()) +
-                     (e.selected ? QStringLiteral("|selected") : QString()) +
-                     (e.checked ? QStringLiteral("|checked") : QString()));
-    return shown;
+    return m_actor.outline(window, m_options.elementLimit);
 }
 
 // A window that came up during the run may still be filling itself in, and lets what is clicked
