@@ -469,18 +469,19 @@ QStringList ReplayEngine::view(const LiveWindow& window) {
 
 // A window that came up during the run may still be filling itself in, and lets what is clicked
 // meanwhile go by: GTK's file chooser keeps the folder it is opening over a place picked in its
-// sidebar. Before the first action in such a window, until what it shows stays the same for two
-// looks in a row (bounded).
+// sidebar. Before the first action in such a window, until what it shows is the same in two
+// looks in a row (bounded). A look at a big window is slow on a busy bus: no more than these.
 void ReplayEngine::waitUntilStill(const LiveWindow& window) {
     if (m_settledWindows.contains(window.handle))
         return;
     m_settledWindows.insert(window.handle);
     const qint64 deadline = m_clock.elapsedMs() + m_options.effectWaitMs;
     QStringList last = view(window);
-    for (int still = 0; still < 2 && m_clock.elapsedMs() < deadline && !stopRequested();) {
+    while (m_clock.elapsedMs() < deadline && !stopRequested()) {
         m_clock.sleepMs(m_options.pollMs);
         QStringList now = view(window);
-        still = now == last ? still + 1 : 0;
+        if (now == last)
+            return;
         last = std::move(now);
     }
 }
@@ -754,7 +755,11 @@ bool ReplayEngine::run(const Skill& skill, const QMap<QString, QString>& values,
                 return false;
             }
         }
-        if (where.window && step.action != ActionType::wait)
+        // Typed text is read back where it went: only other input acts blind on a window that is
+        // still filling in, and text that arrived shows the window is taking input.
+        if (where.window && typesText && !secret)
+            m_settledWindows.insert(where.window->handle);
+        else if (where.window && step.action != ActionType::wait)
             waitUntilStill(*where.window);
         const std::optional<Leaving> leaving = windowLeftBy(skill, i, where);
         Outcome outcome = act(step, expected, where, text);
