@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <iterator>
 #include <map>
 
 namespace tavrik::atspi {
@@ -78,6 +79,7 @@ struct AtSpiResolver::Private {
     struct Hover {
         Point at;
         unsigned long window = 0;
+        std::optional<qint64> pid;
         AXTarget target;
     };
     std::optional<Hover> hover;
@@ -220,7 +222,7 @@ struct AtSpiResolver::Private {
         return std::move(candidates.front());
     }
 
-    // The menu item at the point in an open GTK menu. Its pop-up window is not among the
+    // The menu item at the point in an open menu. Its pop-up window is not among the
     // application's windows: the items hang below the menu bar of the window that opened it,
     // which is returned in `owner`.
     Accessible openMenuItemAt(AtspiAccessible* app, Point at, Query& query, Accessible& owner) {
@@ -230,31 +232,72 @@ struct AtSpiResolver::Private {
         Accessible best;
         double bestArea = 0;
         for (Accessible& top : query.children(app)) {
-            if (!query.hasStates(top.get(), {ATSPI_STATE_SHOWING}) ||
-                !query.interfaces(top.get()).contains("Collection")) {
+            if (!query.hasStates(top.get(), {ATSPI_STATE_SHOWING})) {
                 continue;
             }
-            for (const AtspiRole role : itemRoles) {
-                auto items = query.matches(top.get(), role, {ATSPI_STATE_SHOWING}, maxItems);
-                if (!items) {
+            std::vector<Accessible> items;
+            if (query.interfaces(top.get()).contains("Collection")) {
+                for (const AtspiRole role : itemRoles) {
+                    if (auto matched =
+                            query.matches(top.get(), role, {ATSPI_STATE_SHOWING}, maxItems)) {
+                        std::move(matched->begin(), matched->end(), std::back_inserter(items));
+                    }
+                }
+            } else {
+                // Qt offers no Collection: its open menus are found from the menu bar down.
+                for (Accessible& child : query.children(top.get())) {
+                    if (query.role(child.get()) == ATSPI_ROLE_MENU_BAR) {
+                        openMenuItemsBelow(child.get(), 0, query, items);
+                    }
+                }
+            }
+            for (Accessible& item : items) {
+                const std::optional<Rect> frame = query.extents(item.get());
+                if (!frame || !contains(*frame, at)) {
                     continue;
                 }
-                for (Accessible& item : *items) {
-                    const std::optional<Rect> frame = query.extents(item.get());
-                    if (!frame || !contains(*frame, at)) {
-                        continue;
-                    }
-                    // A submenu's opener holds its items' place too: the smallest is the item.
-                    const double area = frame->size.width * frame->size.height;
-                    if (!best || area < bestArea) {
-                        best = std::move(item);
-                        bestArea = area;
-                        owner = retain(top.get());
-                    }
+                // A submenu's opener holds its items' place too: the smallest is the item.
+                const double area = frame->size.width * frame->size.height;
+                if (!best || area < bestArea) {
+                    best = std::move(item);
+                    bestArea = area;
+                    owner = retain(top.get());
                 }
             }
         }
         return best;
+    }
+
+    // The showing items of the open menus below `menu`. A closed menu's items are not showing,
+    // so only the open path is walked.
+    void openMenuItemsBelow(AtspiAccessible* menu, int depth, Query& query,
+                            std::vector<Accessible>& found) {
+        constexpr int maxDepth = 12;
+        if (depth >= maxDepth) {
+            return;
+        }
+        for (Accessible& child : query.children(menu)) {
+            if (query.stopped()) {
+                return;
+            }
+            if (!query.hasStates(child.get(), {ATSPI_STATE_SHOWING})) {
+                continue;
+            }
+            switch (query.role(child.get()).value_or(ATSPI_ROLE_INVALID)) {
+            case ATSPI_ROLE_MENU:
+            case ATSPI_ROLE_POPUP_MENU:
+                openMenuItemsBelow(child.get(), depth + 1, query, found);
+                break;
+            case ATSPI_ROLE_MENU_ITEM:
+            case ATSPI_ROLE_CHECK_MENU_ITEM:
+            case ATSPI_ROLE_RADIO_MENU_ITEM:
+                openMenuItemsBelow(child.get(), depth + 1, query, found);
+                found.push_back(std::move(child));
+                break;
+            default:
+                break;
+            }
+        }
     }
 
     // A showing child of a container whose frame holds the point, among its first children only:
@@ -488,10 +531,11 @@ bool AtSpiResolver::hover(Point at) {
         return true;
     }
     const unsigned long id = window->id;
+    const std::optional<qint64> pid = window->pid;
     std::optional<AXTarget> target =
         read(at, std::move(window), hoverBudgets * d->options.timeoutMs);
     if (target && target->axRole) {
-        d->hover = Private::Hover{at, id, std::move(*target)};
+        d->hover = Private::Hover{at, id, pid, std::move(*target)};
         return true;
     }
     // Only the window came back: its application did not answer in time.
@@ -515,6 +559,8 @@ std::optional<AXTarget> AtSpiResolver::target(Point at) {
         }
     }
     const bool sameWindow = restedHere && window && window->id == d->hover->window;
+    const bool popup = window && window->popup && !sameWindow;
+    const std::optional<qint64> pid = window ? window->pid : std::nullopt;
     std::optional<AXTarget> fresh = read(at, std::move(window), d->options.timeoutMs);
     // The window still listed but closing during this read, or too busy with the press to answer:
     // no element there (at most the window itself), and what the pointer rested on is what was
@@ -523,7 +569,15 @@ std::optional<AXTarget> AtSpiResolver::target(Point at) {
     if (sameWindow && bare) {
         return d->hover->target;
     }
-    return fresh;
+    // A combo box opens its list at the press, in a pop-up of its own with the current choice
+    // where the pointer is, and Qt lists the choices below the box: the box was pressed, not the
+    // pop-up or that choice.
+    const bool openedList = restedHere && d->hover->target.axRole == QStringLiteral("combo box") &&
+                            fresh &&
+                            ((popup && pid == d->hover->pid) ||
+                             (d->hover->target.axPath && fresh->axPath &&
+                              fresh->axPath->startsWith(*d->hover->target.axPath + u'/')));
+    return openedList ? d->hover->target : fresh;
 }
 
 std::optional<AXTarget> AtSpiResolver::read(Point at, std::optional<ClientWindow> window,

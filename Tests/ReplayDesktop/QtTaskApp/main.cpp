@@ -2,6 +2,7 @@
 // JSON lines: the layout once shown, then one line per thing that happens.
 #include <QApplication>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QCommandLineParser>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -9,6 +10,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMenuBar>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTimer>
@@ -39,7 +41,9 @@ int main(int argc, char** argv) {
     const QCommandLineOption fontSize("font-size", "Font size in points.", "pt", "0");
     const QCommandLineOption extraFruit("extra-fruit", "A fruit listed first.", "name", "");
     const QCommandLineOption title("title", "Window title.", "title", "Qt Order Form");
-    parser.addOptions({at, size, fontSize, extraFruit, title});
+    const QCommandLineOption menu("menu", "A menu bar with a File menu.");
+    const QCommandLineOption sizes("sizes", "A combo box of sizes above the form.");
+    parser.addOptions({at, size, fontSize, extraFruit, title, menu, sizes});
     parser.process(app);
     if (const int pt = parser.value(fontSize).toInt(); pt > 0) {
         QFont font = app.font();
@@ -50,6 +54,26 @@ int main(int argc, char** argv) {
     QWidget window;
     window.setWindowTitle(parser.value(title));
     auto* layout = new QVBoxLayout(&window);
+    if (parser.isSet(menu)) {
+        // Qt opens a menu bar's menus in windows of their own that its accessibility tree does
+        // not list among the application's windows.
+        auto* bar = new QMenuBar;
+        QMenu* file = bar->addMenu("File");
+        for (const char* item : {"New", "Open…", "Save As…", "Print…"})
+            QObject::connect(file->addAction(item), &QAction::triggered, [item] {
+                emitLine({{"event", "menu"}, {"item", QString(item)}});
+            });
+        layout->setMenuBar(bar);
+    }
+    if (parser.isSet(sizes)) {
+        auto* box = new QComboBox;
+        box->addItems({"Small", "Medium", "Large"});
+        box->setCurrentIndex(1);
+        QObject::connect(box, &QComboBox::currentTextChanged, [](const QString& text) {
+            emitLine({{"event", "size"}, {"size", text}});
+        });
+        layout->addWidget(box);
+    }
     auto* name = new QLineEdit;
     name->setAccessibleName("Name");
     auto* notes = new QLineEdit;
