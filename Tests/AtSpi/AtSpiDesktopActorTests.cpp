@@ -242,11 +242,18 @@ TEST_F(AtSpiDesktopActorTest, SelectsARowWithinItsList) {
     ASSERT_EQ(rows.size(), 3);
     EXPECT_TRUE(rows[1].path.endsWith("list box:3/list item:1")) << rows[1].path.toStdString();
     ASSERT_FALSE(rows[1].selected);
+    // The light outline tells what the full read of every element tells.
+    const QStringList before = actor->outline(*form, 500);
+    EXPECT_EQ(before, actor->DesktopActor::outline(*form, 500));
     ASSERT_TRUE(actor->select(rows[1]));
     EXPECT_TRUE(eventually([&] {
         const std::optional<LiveElement> row = actor->refresh(rows[1]);
         return row && row->selected;
     }));
+    const QStringList after = actor->outline(*form, 500);
+    EXPECT_EQ(after, actor->DesktopActor::outline(*form, 500));
+    EXPECT_EQ(after.count(), before.count());
+    EXPECT_NE(after, before);
     EXPECT_FALSE(actor->refresh(rows[0]).value_or(LiveElement{}).selected);
     // A button is no list's child.
     EXPECT_FALSE(actor->select(*element(*form, "push button")));

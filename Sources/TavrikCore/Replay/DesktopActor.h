@@ -25,6 +25,19 @@ public:
     virtual QList<LiveElement> elements(const LiveWindow& window, const QString& role,
                                         int limit) = 0;
 
+    // What a window shows, read lightly to tell whether it changed: one line per showing element
+    // (its role, name, the text of an editable one, and whether it is selected or checked), depth
+    // first, at most `limit`. Backends read less per element here than `elements` does.
+    virtual QStringList outline(const LiveWindow& window, int limit) {
+        QStringList lines;
+        for (const LiveElement& e : elements(window, QString(), limit))
+            lines.append(e.role + u'|' + e.name + u'|' +
+                         (e.editable ? e.value.value_or(QString()) : QString()) +
+                         (e.selected ? QStringLiteral("|selected") : QString()) +
+                         (e.checked ? QStringLiteral("|checked") : QString()));
+        return lines;
+    }
+
     // The element as it is now; nothing when it has gone.
     virtual std::optional<LiveElement> refresh(const LiveElement& element) = 0;
     // The element that holds it; nothing for a window's own children or when it has gone.

@@ -394,9 +394,9 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
     std::optional<LiveElement> row;
     if (step.action == ActionType::click && where.element)
         row = rowHolding(*where.element);
-    // A click on something named that offers no action and shows no state of its own (a place
-    // in a file chooser's sidebar) is seen by what the window shows after it. Not a click
-    // somewhere in an unnamed area: that often changes nothing.
+    // A click on something named that offers no action and shows no state of its own, in no
+    // row, is seen by what the window shows after it. Not a click somewhere in an unnamed area:
+    // that often changes nothing.
     const bool plain = step.action == ActionType::click && where.element && where.window &&
                        !toggle && !row && where.element->actions.isEmpty() &&
                        !where.element->editable && !where.element->name.isEmpty();
@@ -434,14 +434,25 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
             return now && now->checked != where.element->checked;
         }))
         return {false, targetLabel(*step.target) + QStringLiteral(" did not change")};
-    if (row && !settle([&] {
-            const auto now = m_actor.refresh(*row);
-            return now && now->selected;
-        }))
-        return {false, targetLabel(*step.target) +
-                           QStringLiteral(" was clicked but its row is not selected")};
-    // GTK's file chooser now and then lets a click on a place in its sidebar go by: when
-    // nothing changed, once more, where the element is now.
+    // A list row takes the click as it selects itself: GTK's list box selects and activates the
+    // row at the release, and a selection made through accessibility does not activate it (a
+    // file chooser's sidebar place opens nothing). A click the row did not take is made once
+    // more where the element is now, unless it may do damage; a second click at once would
+    // count as a double click.
+    const auto rowSelected = [&] {
+        const auto now = m_actor.refresh(*row);
+        return now && now->selected;
+    };
+    if (row && !settle(rowSelected)) {
+        const std::optional<LiveElement> now = m_actor.refresh(*where.element);
+        if (destructive || !now ||
+            !m_input.click(pointInElement(step, *now), SyntheticInput::Button::left, 1) ||
+            !settle(rowSelected))
+            return {false, targetLabel(*step.target) +
+                               QStringLiteral(" was clicked but its row is not selected")};
+    }
+    // A click on a named element nothing else confirms may have gone by: when its window shows
+    // nothing new, once more, where the element is now.
     const auto changed = [&] { return view(*where.window) != before; };
     if (plain && !destructive && !settle(changed)) {
         const std::optional<LiveElement> now = m_actor.refresh(*where.element);
@@ -451,30 +462,26 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
     return {};
 }
 
-// What a window shows: its showing elements with their names and states, in order.
+// What a window shows, read lightly: enough to tell that it changed.
 QStringList ReplayEngine::view(const LiveWindow& window) {
-    QStringList shown;
-    for (const LiveElement& e : m_actor.elements(window, QString(), m_options.elementLimit))
-        shown.append(e.role + u'|' + e.name + u'|' + e.value.value_or(QString()) +
-                     (e.selected ? QStringLiteral("|selected") : QString()) +
-                     (e.checked ? QStringLiteral("|checked") : QString()));
-    return shown;
+    return m_actor.outline(window, m_options.elementLimit);
 }
 
 // A window that came up during the run may still be filling itself in, and lets what is clicked
 // meanwhile go by: GTK's file chooser keeps the folder it is opening over a place picked in its
-// sidebar. Before the first action in such a window, until what it shows stays the same for two
-// looks in a row (bounded).
+// sidebar. Before the first action in such a window, until what it shows is the same in two
+// looks in a row (bounded). A look at a big window is slow on a busy bus: no more than these.
 void ReplayEngine::waitUntilStill(const LiveWindow& window) {
     if (m_settledWindows.contains(window.handle))
         return;
     m_settledWindows.insert(window.handle);
     const qint64 deadline = m_clock.elapsedMs() + m_options.effectWaitMs;
     QStringList last = view(window);
-    for (int still = 0; still < 2 && m_clock.elapsedMs() < deadline && !stopRequested();) {
+    while (m_clock.elapsedMs() < deadline && !stopRequested()) {
         m_clock.sleepMs(m_options.pollMs);
         QStringList now = view(window);
-        still = now == last ? still + 1 : 0;
+        if (now == last)
+            return;
         last = std::move(now);
     }
 }
@@ -573,9 +580,10 @@ bool ReplayEngine::pressInPlace(const Located& where) {
     return m_actor.reaches(*now, at) && m_input.click(at, SyntheticInput::Button::left, 1);
 }
 
-// The selectable row that is the element or holds it, a few levels up at most.
+// The selectable row that is the element or holds it, a few levels up at most: GTK puts what a
+// list box row shows in an event box, a box and a filler, four levels down.
 std::optional<LiveElement> ReplayEngine::rowHolding(const LiveElement& element) {
-    constexpr int levels = 3;
+    constexpr int levels = 5;
     std::optional<LiveElement> current = element;
     for (int i = 0; i <= levels && current; ++i) {
         if (isRowRole(current->role))
@@ -747,7 +755,11 @@ bool ReplayEngine::run(const Skill& skill, const QMap<QString, QString>& values,
                 return false;
             }
         }
-        if (where.window && step.action != ActionType::wait)
+        // Typed text is read back where it went: only other input acts blind on a window that is
+        // still filling in, and text that arrived shows the window is taking input.
+        if (where.window && typesText && !secret)
+            m_settledWindows.insert(where.window->handle);
+        else if (where.window && step.action != ActionType::wait)
             waitUntilStill(*where.window);
         const std::optional<Leaving> leaving = windowLeftBy(skill, i, where);
         Outcome outcome = act(step, expected, where, text);

@@ -21,6 +21,10 @@ QList<LiveElement> TimedDesktopActor::elements(const LiveWindow& window, const Q
     return timed([&] { return m_actor.elements(window, role, limit); });
 }
 
+QStringList TimedDesktopActor::outline(const LiveWindow& window, int limit) {
+    return timed([&] { return m_actor.outline(window, limit); });
+}
+
 std::optional<LiveElement> TimedDesktopActor::refresh(const LiveElement& element) {
     return timed([&] { return m_actor.refresh(element); });
 }

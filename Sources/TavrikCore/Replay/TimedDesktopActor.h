@@ -14,6 +14,7 @@ public:
     bool isAvailable() const override { return m_actor.isAvailable(); }
     QList<LiveWindow> windows() override;
     QList<LiveElement> elements(const LiveWindow& window, const QString& role, int limit) override;
+    QStringList outline(const LiveWindow& window, int limit) override;
     std::optional<LiveElement> refresh(const LiveElement& element) override;
     std::optional<LiveElement> parent(const LiveElement& element) override;
     bool reaches(const LiveElement& element, Point at) override;

@@ -238,6 +238,52 @@ struct AtSpiDesktopActor::Private {
         }
     }
 
+    // Depth first below `node`: a line per showing element from what the bridge keeps at hand
+    // (states, role, name), the text only of an editable one. No handles, extents or actions.
+    void sketch(AtspiAccessible* node, int depth, int limit, Query& query, QStringList& lines,
+                int& visited) {
+        const gint count =
+            query.call([&](GError** e) { return atspi_accessible_get_child_count(node, e); })
+                .value_or(0);
+        for (gint i = 0; i < count; ++i) {
+            if (lines.size() >= limit || visited >= maxWalkElements || query.stopped()) {
+                return;
+            }
+            Accessible child(query
+                                 .call([&](GError** e) {
+                                     return atspi_accessible_get_child_at_index(node, i, e);
+                                 })
+                                 .value_or(nullptr));
+            if (!child) {
+                continue;
+            }
+            ++visited;
+            const std::optional<States> states = States::of(child.get(), query);
+            if (!states || !states->has(ATSPI_STATE_SHOWING)) {
+                continue;
+            }
+            const std::optional<AtspiRole> role = query.role(child.get());
+            if (!role) {
+                continue;
+            }
+            QString line = roleName(*role) + u'|' + name(child.get(), query) + u'|';
+            if (states->has(ATSPI_STATE_EDITABLE) && *role != ATSPI_ROLE_PASSWORD_TEXT) {
+                line += query.value(child.get(), query.interfaces(child.get()), maxValueLength)
+                            .value_or(QString());
+            }
+            if (states->has(ATSPI_STATE_SELECTED)) {
+                line += QLatin1String("|selected");
+            }
+            if (states->has(ATSPI_STATE_CHECKED)) {
+                line += QLatin1String("|checked");
+            }
+            lines.append(line);
+            if (depth + 1 < maxWalkDepth) {
+                sketch(child.get(), depth + 1, limit, query, lines, visited);
+            }
+        }
+    }
+
     // An open pop-up of the application away from `at` (a text field's list of completions) takes
     // the next click anywhere to close itself: a click at `at` would not reach what is there.
     bool popupElsewhere(AtspiAccessible* window, Point at, Query& query) {
@@ -427,6 +473,19 @@ QList<LiveElement> AtSpiDesktopActor::elements(const LiveWindow& window, const Q
     d->walk(root, QString(), 0, wanted, limit, window.handle, pid, query, found, visited);
     d->finish(query, pid);
     return found;
+}
+
+QStringList AtSpiDesktopActor::outline(const LiveWindow& window, int limit) {
+    const Private::Entry* entry = d->entry(window.handle);
+    if (!entry || entry->window != 0 || limit <= 0) {
+        return {};
+    }
+    Query query(d->options.walkTimeoutMs);
+    QStringList lines;
+    int visited = 0;
+    d->sketch(entry->object.get(), 0, limit, query, lines, visited);
+    d->finish(query, entry->pid);
+    return lines;
 }
 
 std::optional<LiveElement> AtSpiDesktopActor::refresh(const LiveElement& element) {

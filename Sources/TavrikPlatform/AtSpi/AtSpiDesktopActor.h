@@ -35,6 +35,7 @@ public:
     bool isAvailable() const override;
     QList<LiveWindow> windows() override;
     QList<LiveElement> elements(const LiveWindow& window, const QString& role, int limit) override;
+    QStringList outline(const LiveWindow& window, int limit) override;
     std::optional<LiveElement> refresh(const LiveElement& element) override;
     std::optional<LiveElement> parent(const LiveElement& element) override;
     bool reaches(const LiveElement& element, Point at) override;
