@@ -178,7 +178,14 @@ struct AtSpiDesktopActor::Private {
         element.checked = states.has(ATSPI_STATE_CHECKED);
         element.selected = states.has(ATSPI_STATE_SELECTED);
         element.selectable = states.has(ATSPI_STATE_SELECTABLE);
-        if (interfaces.contains("Action")) {
+        // A choice in a combo box's open list offers to toggle its highlight there, which leaves
+        // the box as it was: without the action it is chosen the way a person does, by a click.
+        const QList<AXPath::Segment> place = AXPath::split(path);
+        const bool comboChoice =
+            role == ATSPI_ROLE_LIST_ITEM &&
+            std::any_of(place.size() > 3 ? place.end() - 3 : place.begin(), place.end(),
+                        [](const AXPath::Segment& s) { return s.role == u"combo box"; });
+        if (interfaces.contains("Action") && !comboChoice) {
             const gint count = query
                                    .call([&](GError** e) {
                                        return atspi_action_get_n_actions(ATSPI_ACTION(object), e);
@@ -583,7 +590,13 @@ bool AtSpiDesktopActor::select(const LiveElement& element) {
                                return atspi_accessible_get_index_in_parent(entry->object.get(), e);
                            })
                            .value_or(-1);
-    if (parent && index >= 0 && query.interfaces(parent.get()).contains("Selection")) {
+    // A choice in a combo box's open list is made by a click: selecting it there only moves the
+    // list's highlight, and the box keeps its choice.
+    Accessible box = parent ? query.accessible(atspi_accessible_get_parent, parent.get()) : nullptr;
+    const bool inComboList = (parent && query.role(parent.get()) == ATSPI_ROLE_COMBO_BOX) ||
+                             (box && query.role(box.get()) == ATSPI_ROLE_COMBO_BOX);
+    if (parent && index >= 0 && !inComboList &&
+        query.interfaces(parent.get()).contains("Selection")) {
         done = query
                    .call([&](GError** e) {
                        return atspi_selection_select_child(ATSPI_SELECTION(parent.get()), index, e);

@@ -83,6 +83,14 @@ struct AtSpiResolver::Private {
         AXTarget target;
     };
     std::optional<Hover> hover;
+    // The combo box last found at a point, with its window: its open list comes up in a pop-up
+    // that the application does not list among its windows, while its choices hang below the box.
+    struct Combo {
+        Accessible box;
+        Accessible windowObject;
+        ClientWindow window;
+    };
+    std::optional<Combo> combo;
 
     bool stillFocused(AtspiAccessible* element, Query& query) {
         auto set = query.call([&](GError**) { return atspi_accessible_get_state_set(element); });
@@ -316,6 +324,32 @@ struct AtSpiResolver::Private {
             auto frame = query.extents(child.get());
             if (frame && contains(*frame, at)) {
                 return std::move(child);
+            }
+        }
+        return nullptr;
+    }
+
+    // The choice at the point in the open list of the combo box last seen in the same
+    // application: its list, then the list's item holding the point.
+    Accessible comboChoiceAt(const ClientWindow& popup, Point at, Query& query) {
+        constexpr int maxLevels = 3;
+        if (!combo || combo->window.pid != popup.pid ||
+            !query.hasStates(combo->box.get(), {ATSPI_STATE_SHOWING})) {
+            return nullptr;
+        }
+        Accessible current = retain(combo->box.get());
+        for (int i = 0; i < maxLevels && !query.stopped(); ++i) {
+            Accessible child = childHolding(current.get(), at, query);
+            if (!child) {
+                break;
+            }
+            switch (query.role(child.get()).value_or(ATSPI_ROLE_INVALID)) {
+            case ATSPI_ROLE_LIST_ITEM:
+            case ATSPI_ROLE_MENU_ITEM:
+            case ATSPI_ROLE_TABLE_CELL:
+                return child;
+            default:
+                current = std::move(child);
             }
         }
         return nullptr;
@@ -600,11 +634,19 @@ std::optional<AXTarget> AtSpiResolver::read(Point at, std::optional<ClientWindow
         const Point local = query.local(at);
         Accessible windowObject = d->windowAccessible(app, *window, query, at);
         Accessible menuItem;
+        Accessible choice;
         if (!windowObject && window->popup) {
             menuItem = d->openMenuItemAt(app, at, query, windowObject);
+            if (!menuItem) {
+                choice = d->comboChoiceAt(*window, at, query);
+            }
         }
-        found = windowObject != nullptr;
-        if (menuItem) {
+        found = windowObject != nullptr || choice != nullptr;
+        if (choice) {
+            // Recorded below its box in the box's window, where replay opens the list and finds it.
+            result =
+                d->makeTarget(choice.get(), d->combo->windowObject.get(), d->combo->window, query);
+        } else if (menuItem) {
             // Recorded in the window whose menu it is, where replay finds it.
             const QString owner =
                 takeString(query
@@ -642,6 +684,10 @@ std::optional<AXTarget> AtSpiResolver::read(Point at, std::optional<ClientWindow
             element = d->controlAround(std::move(element), windowObject.get(), query);
             if (!query.stopped()) {
                 result = d->makeTarget(element.get(), windowObject.get(), *window, query);
+                if (result.axRole == QStringLiteral("combo box")) {
+                    d->combo =
+                        Private::Combo{retain(element.get()), retain(windowObject.get()), *window};
+                }
             }
         }
     }
