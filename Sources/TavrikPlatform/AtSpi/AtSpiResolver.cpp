@@ -8,6 +8,7 @@
 #include "TavrikCore/Recorder/SecureFieldScan.h"
 #include "TavrikPlatform/AtSpi/ClientWindows.h"
 #include "TavrikPlatform/AtSpi/QuietApplications.h"
+#include "TavrikPlatform/AtSpi/ToolkitTraits.h"
 
 #include <QElapsedTimer>
 #include <QHash>
@@ -113,10 +114,37 @@ struct AtSpiResolver::Private {
         }
     }
 
+    // Whether the application's toolkit reports extents relative to its windows on X11 (GTK 4),
+    // by process: asked once.
+    QHash<qint64, bool> localExtents;
+    // GTK 4 marks only its windows showing: inside them a visible element with a place on screen
+    // counts as showing. Set for the window being read.
+    bool visibleShows = false;
+
     // Names `window` as its application is named on X11 and makes the query's extents global.
     void place(AtspiAccessible* app, ClientWindow& window, Query& query) {
-        // X gives windows their identity and global coordinates: nothing to ask.
+        // X gives windows their identity and, but for GTK 4, global coordinates.
+        visibleShows = false;
         if (onX11) {
+            auto known = localExtents.constFind(*window.pid);
+            if (known == localExtents.constEnd()) {
+                const QString toolkit = query.toolkitName(app).value_or(QString());
+                const QString version =
+                    takeString(query
+                                   .call([&](GError** e) {
+                                       return atspi_accessible_get_toolkit_version(app, e);
+                                   })
+                                   .value_or(nullptr));
+                if (query.stopped()) {
+                    return;
+                }
+                known = localExtents.insert(*window.pid,
+                                            ToolkitTraits::extentsInWindow(toolkit, version));
+            }
+            if (*known) {
+                query.setOrigin(window.frame.origin);
+                visibleShows = true;
+            }
             return;
         }
         std::pair<QString, QString> named;
@@ -318,9 +346,11 @@ struct AtSpiResolver::Private {
             return nullptr;
         }
         for (Accessible& child : query.children(container)) {
-            if (!query.hasStates(child.get(), {ATSPI_STATE_SHOWING})) {
+            if (!query.hasStates(child.get(),
+                                 {visibleShows ? ATSPI_STATE_VISIBLE : ATSPI_STATE_SHOWING})) {
                 continue;
             }
+            // Extents come back only when not empty.
             auto frame = query.extents(child.get());
             if (frame && contains(*frame, at)) {
                 return std::move(child);
@@ -431,6 +461,9 @@ struct AtSpiResolver::Private {
         target.axTitle = nonEmpty(
             takeString(query.call([&](GError** e) { return atspi_accessible_get_name(element, e); })
                            .value_or(nullptr)));
+        if (target.axTitle && ToolkitTraits::isTypeName(*target.axTitle)) {
+            target.axTitle.reset();
+        }
         target.axIdentifier = nonEmpty(takeString(
             query.call([&](GError** e) { return atspi_accessible_get_accessible_id(element, e); })
                 .value_or(nullptr)));
