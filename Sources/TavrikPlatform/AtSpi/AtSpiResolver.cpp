@@ -550,7 +550,8 @@ struct AtSpiResolver::Private {
             if (atspi_state_set_contains(*set, ATSPI_STATE_FOCUSED)) {
                 return retain(node);
             }
-            if (!atspi_state_set_contains(*set, ATSPI_STATE_SHOWING)) {
+            if (!atspi_state_set_contains(*set, visibleShows ? ATSPI_STATE_VISIBLE
+                                                             : ATSPI_STATE_SHOWING)) {
                 return nullptr;
             }
             for (Accessible& child : query.children(node)) {
