@@ -3,8 +3,6 @@
 #include "Support/MessagesApi.h"
 #include "Support/ScopedEnvironment.h"
 #include "Support/TempSupportFolder.h"
-#include "TavrikCore/Hotkeys/KeyCodes.h"
-#include "TavrikCore/Replay/KeyChord.h"
 #include "TavrikCore/Storage/Paths.h"
 #include "TavrikCore/Synthesis/Hosts.h"
 #include "TavrikCore/Synthesis/SkillSynthesisCall.h"
@@ -52,33 +50,6 @@ ActionEvent typed(const QString& text, std::optional<AXTarget> on = std::nullopt
 
 QDateTime start() {
     return QDateTime(QDate(2026, 3, 1), QTime(9, 30, 0), Qt::UTC);
-}
-
-// A key press is named with its modifiers as a person writes it, and the name reads back as the
-// same chord: a step that says "Press key 0" hides that Ctrl+A selected everything.
-TEST(Synthesizer, AKeyPressIsNamedWithItsModifiers) {
-    const auto pressed = [](quint16 code, quint64 flags) {
-        ActionEvent e = event(ActionType::keystroke, target("Name", "Files", "org.xfce.Thunar"));
-        e.keyCode = code;
-        e.modifierFlags = flags;
-        return Synthesizer::eventDescription(e);
-    };
-    EXPECT_EQ(pressed(KeyCodes::forCharacter(U'a').value(), ModifierFlags::control),
-              "Press Ctrl+A on Name in Files");
-    EXPECT_EQ(pressed(KeyCodes::tab, ModifierFlags::shift), "Press Shift+Tab on Name in Files");
-    EXPECT_EQ(pressed(KeyCodes::forCharacter(U'1').value(),
-                      ModifierFlags::control | ModifierFlags::alt | ModifierFlags::capsLock),
-              "Press Ctrl+Alt+1 on Name in Files");
-    EXPECT_EQ(pressed(KeyCodes::f5, 0), "Press F5 on Name in Files");
-    // Not a key of a US keyboard's main block: its number still says which.
-    EXPECT_EQ(pressed(KeyCodes::keypadMultiply, 0), "Press key 67 on Name in Files");
-
-    for (const QString& keys : {QStringLiteral("Ctrl+Shift+S"), QStringLiteral("Alt+F4"),
-                                QStringLiteral("Escape"), QStringLiteral("Ctrl+/")}) {
-        const std::optional<QPair<quint16, quint64>> chord = KeyChord::parse(keys);
-        ASSERT_TRUE(chord) << keys.toStdString();
-        EXPECT_EQ(KeyChord::name(chord->first, chord->second), keys);
-    }
 }
 
 TEST(Synthesizer, TraceDescribesEveryEventAppAndTheTask) {
@@ -131,7 +102,7 @@ TEST(Synthesizer, TraceDescribesEveryEventAppAndTheTask) {
         "5. Type \"coffee \"beans\"\" on AXTextField [page: https://www.google.com/]\n"
         "6. Type into a secure field on Password in Chrome [redacted] [page: "
         "https://bank.example/login]\n"
-        "7. Press Return\n"
+        "7. Press key 36\n"
         "8. Keystroke\n"
         "9. Type \"\"\n"
         "10. Scroll\n"

@@ -10,8 +10,5 @@ namespace tavrik::KeyChord {
 
 // The key code and modifier flags (KeyCodes.h), or nothing for a name it does not know.
 std::optional<QPair<quint16, quint64>> parse(const QString& keys);
-// How a person writes the key with its modifiers ("Ctrl+A", "Shift+Tab", "Return"); nothing for a
-// key without a name here.
-std::optional<QString> name(quint16 code, quint64 modifierFlags);
 
 } // namespace tavrik::KeyChord

@@ -1,6 +1,5 @@
 #include "TavrikCore/Synthesis/Synthesizer.h"
 
-#include "TavrikCore/Replay/KeyChord.h"
 #include "TavrikCore/Storage/Paths.h"
 #include "TavrikCore/Storage/SkillMarkdown.h"
 #include "TavrikCore/Support/Files.h"
@@ -115,13 +114,9 @@ QString Synthesizer::eventDescription(const ActionEvent& event) {
                    QStringLiteral(" [redacted]") + pagePart;
         if (event.typedText)
             verb = QStringLiteral("Type ") + quoted(*event.typedText);
-        else if (event.keyCode) {
-            // Named as a person says it ("Ctrl+A"), not by the key's number alone.
-            const std::optional<QString> keys =
-                KeyChord::name(*event.keyCode, event.modifierFlags.value_or(0));
-            verb = keys ? QStringLiteral("Press ") + *keys
-                        : QStringLiteral("Press key ") + QString::number(*event.keyCode);
-        } else
+        else if (event.keyCode)
+            verb = QStringLiteral("Press key ") + QString::number(*event.keyCode);
+        else
             verb = QStringLiteral("Keystroke");
         break;
     }
