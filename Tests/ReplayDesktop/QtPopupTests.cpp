@@ -78,30 +78,34 @@ TEST(ReplayQtPopups, AnItemOfAnOpenMenuIsRecordedAndReplayedByItsName) {
 }
 
 // A combo box opens its list at the press, with the current choice under the pointer: the press
-// is recorded on the box, not on that choice or the list's pop-up.
-TEST(ReplayQtPopups, APressThatOpensAComboBoxIsRecordedOnTheBox) {
+// is recorded on the box, not on that choice or the list's pop-up. The choice clicked in the open
+// list is recorded as that item below the box, so replay in a moved window makes the same choice.
+TEST(ReplayQtPopups, AChoiceInAnOpenComboBoxIsRecordedAndReplayedByItsName) {
     if (qEnvironmentVariableIsEmpty("DISPLAY"))
         GTEST_SKIP() << "needs an X display with an accessibility bus (scripts/virtual-desktop)";
     test::TempSupportFolder support;
     test::DesktopDriver desktop;
     ASSERT_TRUE(desktop.isOpen());
     const std::unique_ptr<DesktopActor> actor = DesktopBackend::createDesktopActor();
-    TaskApp app(TaskApp::Toolkit::qt, {QStringLiteral("--sizes")});
-    ASSERT_TRUE(app.started());
-    const std::optional<Rect> box =
-        Demonstration::find(*actor, QStringLiteral("combo box"), QStringLiteral("Medium"), 15000);
-    ASSERT_TRUE(box);
-    Demonstration demonstration(desktop);
-    demonstration.start();
-    demonstration.click(centre(*box));
-    const std::optional<Rect> large =
-        Demonstration::find(*actor, QStringLiteral("list item"), QStringLiteral("Large"), 15000);
-    ASSERT_TRUE(large);
-    demonstration.click(centre(*large));
-    const std::optional<QJsonObject> chosen = app.waitForEvent(QStringLiteral("size"), 5000);
-    ASSERT_TRUE(chosen);
-    EXPECT_EQ(chosen->value("size").toString(), QStringLiteral("Large"));
-    const std::optional<Skill> skill = demonstration.save(QString::fromUtf8(kMenuSkill));
+    std::optional<Skill> skill;
+    {
+        TaskApp app(TaskApp::Toolkit::qt, {QStringLiteral("--sizes")});
+        ASSERT_TRUE(app.started());
+        const std::optional<Rect> box = Demonstration::find(*actor, QStringLiteral("combo box"),
+                                                            QStringLiteral("Medium"), 15000);
+        ASSERT_TRUE(box);
+        Demonstration demonstration(desktop);
+        demonstration.start();
+        demonstration.click(centre(*box));
+        const std::optional<Rect> large = Demonstration::find(*actor, QStringLiteral("list item"),
+                                                              QStringLiteral("Large"), 15000);
+        ASSERT_TRUE(large);
+        demonstration.click(centre(*large));
+        const std::optional<QJsonObject> chosen = app.waitForEvent(QStringLiteral("size"), 5000);
+        ASSERT_TRUE(chosen);
+        EXPECT_EQ(chosen->value("size").toString(), QStringLiteral("Large"));
+        skill = demonstration.save(QString::fromUtf8(kMenuSkill));
+    }
     ASSERT_TRUE(skill);
     ASSERT_FALSE(skill->plan.isEmpty());
     const std::optional<AXTarget>& pressed = skill->plan.first().target;
@@ -109,6 +113,26 @@ TEST(ReplayQtPopups, APressThatOpensAComboBoxIsRecordedOnTheBox) {
     EXPECT_EQ(pressed->axRole, QStringLiteral("combo box"))
         << skill->plan.first().intent.toStdString();
     EXPECT_EQ(pressed->axTitle, QStringLiteral("Medium"));
+    ASSERT_EQ(skill->plan.size(), 2);
+    const std::optional<AXTarget>& choice = skill->plan.at(1).target;
+    ASSERT_TRUE(choice);
+    EXPECT_EQ(choice->axRole, QStringLiteral("list item"))
+        << skill->plan.at(1).intent.toStdString();
+    EXPECT_EQ(choice->axTitle, QStringLiteral("Large"));
+    ASSERT_TRUE(choice->axPath && pressed->axPath);
+    EXPECT_TRUE(choice->axPath->startsWith(*pressed->axPath + u'/'))
+        << choice->axPath->toStdString();
+
+    TaskApp moved(TaskApp::Toolkit::qt,
+                  {QStringLiteral("--sizes"), QStringLiteral("--at"), QStringLiteral("900,300")});
+    ASSERT_TRUE(moved.started());
+    ASSERT_TRUE(
+        Demonstration::find(*actor, QStringLiteral("combo box"), QStringLiteral("Medium"), 15000));
+    const test::ReplayResult result = test::replay(Paths::skill(skill->id), {});
+    EXPECT_TRUE(result.succeeded()) << result.transcript().toStdString();
+    const std::optional<QJsonObject> replayed = moved.waitForEvent(QStringLiteral("size"), 5000);
+    ASSERT_TRUE(replayed) << result.transcript().toStdString();
+    EXPECT_EQ(replayed->value("size").toString(), QStringLiteral("Large"));
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 #include "TavrikCore/Replay/AXPath.h"
 #include "TavrikPlatform/AtSpi/ClientWindows.h"
 #include "TavrikPlatform/AtSpi/QuietApplications.h"
+#include "TavrikPlatform/AtSpi/ToolkitTraits.h"
 
 #include <QCoreApplication>
 #include <QHash>
@@ -89,8 +90,11 @@ struct AtSpiDesktopActor::Private {
         Accessible object;
         quint64 window = 0; // 0 for a window itself
         qint64 pid = 0;
-        // A window's: where its elements' window-local coordinates start (Wayland).
+        // A window's: where its elements' window-local coordinates start (Wayland, GTK 4).
         std::optional<Point> origin;
+        // A window's: GTK 4 marks only the window showing, so inside it a visible element with a
+        // place on screen counts as showing.
+        bool visibleShows = false;
     };
 
     Options options;
@@ -103,6 +107,30 @@ struct AtSpiDesktopActor::Private {
     std::unordered_map<AtspiAccessible*, quint64> handles;
     QuietApplications quiet;
     QHash<qint64, QString> toolkits;
+    // Whether the application's toolkit reports extents relative to its windows on X11 (GTK 4).
+    QHash<qint64, bool> localExtents;
+
+    bool extentsInWindow(AtspiAccessible* app, qint64 pid, Query& query) {
+        if (auto it = localExtents.constFind(pid); it != localExtents.constEnd()) {
+            return *it;
+        }
+        const QString version = takeString(
+            query.call([&](GError** e) { return atspi_accessible_get_toolkit_version(app, e); })
+                .value_or(nullptr));
+        if (query.stopped()) {
+            return false;
+        }
+        return *localExtents.insert(
+            pid, ToolkitTraits::extentsInWindow(toolkit(app, pid, query), version));
+    }
+
+    bool shows(const States& states, quint64 window) const {
+        if (states.has(ATSPI_STATE_SHOWING)) {
+            return true;
+        }
+        const auto it = entries.find(window);
+        return it != entries.end() && it->second.visibleShows && states.has(ATSPI_STATE_VISIBLE);
+    }
 
     quint64 handleFor(AtspiAccessible* object, quint64 window, qint64 pid) {
         if (auto it = handles.find(object); it != handles.end()) {
@@ -150,6 +178,9 @@ struct AtSpiDesktopActor::Private {
         element.role = roleName(role);
         element.secure = role == ATSPI_ROLE_PASSWORD_TEXT;
         element.name = name(object, query);
+        if (ToolkitTraits::isTypeName(element.name)) {
+            element.name.clear();
+        }
         element.description = takeString(
             query.call([&](GError** e) { return atspi_accessible_get_description(object, e); })
                 .value_or(nullptr));
@@ -168,7 +199,7 @@ struct AtSpiDesktopActor::Private {
                 element.frame.origin.y += it->second.origin->y;
             }
         }
-        element.showing = states.has(ATSPI_STATE_SHOWING);
+        element.showing = shows(states, window);
         element.enabled = states.has(ATSPI_STATE_ENABLED) || states.has(ATSPI_STATE_SENSITIVE);
         element.focused = states.has(ATSPI_STATE_FOCUSED);
         element.focusable = states.has(ATSPI_STATE_FOCUSABLE);
@@ -178,7 +209,14 @@ struct AtSpiDesktopActor::Private {
         element.checked = states.has(ATSPI_STATE_CHECKED);
         element.selected = states.has(ATSPI_STATE_SELECTED);
         element.selectable = states.has(ATSPI_STATE_SELECTABLE);
-        if (interfaces.contains("Action")) {
+        // A choice in a combo box's open list offers to toggle its highlight there, which leaves
+        // the box as it was: without the action it is chosen the way a person does, by a click.
+        const QList<AXPath::Segment> place = AXPath::split(path);
+        const bool comboChoice =
+            role == ATSPI_ROLE_LIST_ITEM &&
+            std::any_of(place.size() > 3 ? place.end() - 3 : place.begin(), place.end(),
+                        [](const AXPath::Segment& s) { return s.role == u"combo box"; });
+        if (interfaces.contains("Action") && !comboChoice) {
             const gint count = query
                                    .call([&](GError** e) {
                                        return atspi_action_get_n_actions(ATSPI_ACTION(object), e);
@@ -220,7 +258,7 @@ struct AtSpiDesktopActor::Private {
             ++visited;
             // Hidden rows of a long list are many: their role is not worth a call.
             const std::optional<States> states = States::of(child.get(), query);
-            if (!states || !states->has(ATSPI_STATE_SHOWING)) {
+            if (!states || !shows(*states, window)) {
                 continue;
             }
             const std::optional<AtspiRole> role = query.role(child.get());
@@ -408,10 +446,17 @@ QList<LiveWindow> AtSpiDesktopActor::windows() {
                 xWindow.title = title;
             }
             d->x->nameApplication(xWindow, toolkit, appAccessibleName);
-            const std::optional<Point> origin = d->x->accessibleOrigin(xWindow, toolkit);
+            std::optional<Point> origin = d->x->accessibleOrigin(xWindow, toolkit);
+            // X11 gives global extents but for GTK 4, whose start at the window's corner.
+            const bool local =
+                !origin && client < clients.size() && d->extentsInWindow(app.get(), pid, query);
+            if (local) {
+                origin = xWindow.frame.origin;
+            }
             LiveWindow window;
             window.handle = d->handleFor(child.get(), 0, pid);
             d->entries.at(window.handle).origin = origin;
+            d->entries.at(window.handle).visibleShows = local;
             window.appID = xWindow.appID().value_or(QString());
             window.appName = d->x->appName(xWindow);
             window.title = title.isEmpty() ? xWindow.title : title;
@@ -452,7 +497,8 @@ QList<LiveElement> AtSpiDesktopActor::elements(const LiveWindow& window, const Q
     Query query(d->options.walkTimeoutMs);
     QList<LiveElement> found;
     // The application's own search is one call where a walk is one per element.
-    if (wanted != ATSPI_ROLE_INVALID && query.interfaces(root).contains("Collection")) {
+    if (wanted != ATSPI_ROLE_INVALID && !entry->visibleShows &&
+        query.interfaces(root).contains("Collection")) {
         if (auto matches = query.matches(root, wanted, {ATSPI_STATE_SHOWING}, limit)) {
             for (Accessible& match : *matches) {
                 const std::optional<QString> path = query.path(match.get(), root);
@@ -642,7 +688,13 @@ bool AtSpiDesktopActor::select(const LiveElement& element) {
                                return atspi_accessible_get_index_in_parent(entry->object.get(), e);
                            })
                            .value_or(-1);
-    if (parent && index >= 0 && query.interfaces(parent.get()).contains("Selection")) {
+    // A choice in a combo box's open list is made by a click: selecting it there only moves the
+    // list's highlight, and the box keeps its choice.
+    Accessible box = parent ? query.accessible(atspi_accessible_get_parent, parent.get()) : nullptr;
+    const bool inComboList = (parent && query.role(parent.get()) == ATSPI_ROLE_COMBO_BOX) ||
+                             (box && query.role(box.get()) == ATSPI_ROLE_COMBO_BOX);
+    if (parent && index >= 0 && !inComboList &&
+        query.interfaces(parent.get()).contains("Selection")) {
         done = query
                    .call([&](GError** e) {
                        return atspi_selection_select_child(ATSPI_SELECTION(parent.get()), index, e);

@@ -8,6 +8,7 @@
 #include "TavrikCore/Recorder/SecureFieldScan.h"
 #include "TavrikPlatform/AtSpi/ClientWindows.h"
 #include "TavrikPlatform/AtSpi/QuietApplications.h"
+#include "TavrikPlatform/AtSpi/ToolkitTraits.h"
 
 #include <QElapsedTimer>
 #include <QHash>
@@ -83,6 +84,14 @@ struct AtSpiResolver::Private {
         AXTarget target;
     };
     std::optional<Hover> hover;
+    // The combo box last found at a point, with its window: its open list comes up in a pop-up
+    // that the application does not list among its windows, while its choices hang below the box.
+    struct Combo {
+        Accessible box;
+        Accessible windowObject;
+        ClientWindow window;
+    };
+    std::optional<Combo> combo;
 
     bool stillFocused(AtspiAccessible* element, Query& query) {
         auto set = query.call([&](GError**) { return atspi_accessible_get_state_set(element); });
@@ -105,10 +114,37 @@ struct AtSpiResolver::Private {
         }
     }
 
+    // Whether the application's toolkit reports extents relative to its windows on X11 (GTK 4),
+    // by process: asked once.
+    QHash<qint64, bool> localExtents;
+    // GTK 4 marks only its windows showing: inside them a visible element with a place on screen
+    // counts as showing. Set for the window being read.
+    bool visibleShows = false;
+
     // Names `window` as its application is named on X11 and makes the query's extents global.
     void place(AtspiAccessible* app, ClientWindow& window, Query& query) {
-        // X gives windows their identity and global coordinates: nothing to ask.
+        // X gives windows their identity and, but for GTK 4, global coordinates.
+        visibleShows = false;
         if (onX11) {
+            auto known = localExtents.constFind(*window.pid);
+            if (known == localExtents.constEnd()) {
+                const QString toolkit = query.toolkitName(app).value_or(QString());
+                const QString version =
+                    takeString(query
+                                   .call([&](GError** e) {
+                                       return atspi_accessible_get_toolkit_version(app, e);
+                                   })
+                                   .value_or(nullptr));
+                if (query.stopped()) {
+                    return;
+                }
+                known = localExtents.insert(*window.pid,
+                                            ToolkitTraits::extentsInWindow(toolkit, version));
+            }
+            if (*known) {
+                query.setOrigin(window.frame.origin);
+                visibleShows = true;
+            }
             return;
         }
         std::pair<QString, QString> named;
@@ -310,12 +346,40 @@ struct AtSpiResolver::Private {
             return nullptr;
         }
         for (Accessible& child : query.children(container)) {
-            if (!query.hasStates(child.get(), {ATSPI_STATE_SHOWING})) {
+            if (!query.hasStates(child.get(),
+                                 {visibleShows ? ATSPI_STATE_VISIBLE : ATSPI_STATE_SHOWING})) {
                 continue;
             }
+            // Extents come back only when not empty.
             auto frame = query.extents(child.get());
             if (frame && contains(*frame, at)) {
                 return std::move(child);
+            }
+        }
+        return nullptr;
+    }
+
+    // The choice at the point in the open list of the combo box last seen in the same
+    // application: its list, then the list's item holding the point.
+    Accessible comboChoiceAt(const ClientWindow& popup, Point at, Query& query) {
+        constexpr int maxLevels = 3;
+        if (!combo || combo->window.pid != popup.pid ||
+            !query.hasStates(combo->box.get(), {ATSPI_STATE_SHOWING})) {
+            return nullptr;
+        }
+        Accessible current = retain(combo->box.get());
+        for (int i = 0; i < maxLevels && !query.stopped(); ++i) {
+            Accessible child = childHolding(current.get(), at, query);
+            if (!child) {
+                break;
+            }
+            switch (query.role(child.get()).value_or(ATSPI_ROLE_INVALID)) {
+            case ATSPI_ROLE_LIST_ITEM:
+            case ATSPI_ROLE_MENU_ITEM:
+            case ATSPI_ROLE_TABLE_CELL:
+                return child;
+            default:
+                current = std::move(child);
             }
         }
         return nullptr;
@@ -421,6 +485,9 @@ struct AtSpiResolver::Private {
         target.axTitle = nonEmpty(
             takeString(query.call([&](GError** e) { return atspi_accessible_get_name(element, e); })
                            .value_or(nullptr)));
+        if (target.axTitle && ToolkitTraits::isTypeName(*target.axTitle)) {
+            target.axTitle.reset();
+        }
         target.axIdentifier = nonEmpty(takeString(
             query.call([&](GError** e) { return atspi_accessible_get_accessible_id(element, e); })
                 .value_or(nullptr)));
@@ -507,7 +574,8 @@ struct AtSpiResolver::Private {
             if (atspi_state_set_contains(*set, ATSPI_STATE_FOCUSED)) {
                 return retain(node);
             }
-            if (!atspi_state_set_contains(*set, ATSPI_STATE_SHOWING)) {
+            if (!atspi_state_set_contains(*set, visibleShows ? ATSPI_STATE_VISIBLE
+                                                             : ATSPI_STATE_SHOWING)) {
                 return nullptr;
             }
             for (Accessible& child : query.children(node)) {
@@ -623,11 +691,19 @@ std::optional<AXTarget> AtSpiResolver::read(Point at, std::optional<ClientWindow
         result = d->windowOnlyTarget(*window);
         Accessible windowObject = d->windowAccessible(app, *window, query, at);
         Accessible menuItem;
+        Accessible choice;
         if (!windowObject && window->popup) {
             menuItem = d->openMenuItemAt(app, at, query, windowObject);
+            if (!menuItem) {
+                choice = d->comboChoiceAt(*window, at, query);
+            }
         }
-        found = windowObject != nullptr;
-        if (menuItem) {
+        found = windowObject != nullptr || choice != nullptr;
+        if (choice) {
+            // Recorded below its box in the box's window, where replay opens the list and finds it.
+            result =
+                d->makeTarget(choice.get(), d->combo->windowObject.get(), d->combo->window, query);
+        } else if (menuItem) {
             // Recorded in the window whose menu it is, where replay finds it.
             const QString owner =
                 takeString(query
@@ -647,6 +723,10 @@ std::optional<AXTarget> AtSpiResolver::read(Point at, std::optional<ClientWindow
             element = d->controlAround(std::move(element), windowObject.get(), query);
             if (!query.stopped()) {
                 result = d->makeTarget(element.get(), windowObject.get(), *window, query);
+                if (result.axRole == QStringLiteral("combo box")) {
+                    d->combo =
+                        Private::Combo{retain(element.get()), retain(windowObject.get()), *window};
+                }
             }
         }
     }
