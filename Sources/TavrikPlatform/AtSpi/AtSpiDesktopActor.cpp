@@ -237,14 +237,17 @@ struct AtSpiDesktopActor::Private {
         return element;
     }
 
-    // Depth first below `node` (whose place is `path`), showing elements only.
-    void walk(AtspiAccessible* node, const QString& path, int depth, AtspiRole wanted, int limit,
-              quint64 window, qint64 pid, Query& query, QList<LiveElement>& found, int& visited) {
+    // Calls `visit(child, index, states, role)` for each showing child of `node` until it returns
+    // false or the walk's budget is spent. Hidden rows of a long list are many: their role is not
+    // worth a call.
+    template <typename Visit>
+    void showingChildren(AtspiAccessible* node, quint64 window, Query& query, int& visited,
+                         Visit&& visit) {
         const gint count =
             query.call([&](GError** e) { return atspi_accessible_get_child_count(node, e); })
                 .value_or(0);
         for (gint i = 0; i < count; ++i) {
-            if (found.size() >= limit || visited >= maxWalkElements || query.stopped()) {
+            if (visited >= maxWalkElements || query.stopped()) {
                 return;
             }
             Accessible child(query
@@ -256,70 +259,65 @@ struct AtSpiDesktopActor::Private {
                 continue;
             }
             ++visited;
-            // Hidden rows of a long list are many: their role is not worth a call.
             const std::optional<States> states = States::of(child.get(), query);
             if (!states || !shows(*states, window)) {
                 continue;
             }
             const std::optional<AtspiRole> role = query.role(child.get());
-            if (!role) {
-                continue;
-            }
-            const QString childPath = joinPath(path, AXPath::segment(roleName(*role), i));
-            if (wanted == ATSPI_ROLE_INVALID || *role == wanted) {
-                found.append(read(child.get(), *role, *states, childPath, window, pid, query));
-            }
-            if (depth + 1 < maxWalkDepth) {
-                walk(child.get(), childPath, depth + 1, wanted, limit, window, pid, query, found,
-                     visited);
+            if (role && !visit(child, i, *states, *role)) {
+                return;
             }
         }
     }
 
+    // Depth first below `node` (whose place is `path`), showing elements only.
+    void walk(AtspiAccessible* node, const QString& path, int depth, AtspiRole wanted, int limit,
+              quint64 window, qint64 pid, Query& query, QList<LiveElement>& found, int& visited) {
+        showingChildren(
+            node, window, query, visited,
+            [&](const Accessible& child, gint i, const States& states, AtspiRole role) {
+                if (found.size() >= limit) {
+                    return false;
+                }
+                const QString childPath = joinPath(path, AXPath::segment(roleName(role), i));
+                if (wanted == ATSPI_ROLE_INVALID || role == wanted) {
+                    found.append(read(child.get(), role, states, childPath, window, pid, query));
+                }
+                if (depth + 1 < maxWalkDepth) {
+                    walk(child.get(), childPath, depth + 1, wanted, limit, window, pid, query,
+                         found, visited);
+                }
+                return true;
+            });
+    }
+
     // Depth first below `node`: a line per showing element from what the bridge keeps at hand
     // (states, role, name), the text only of an editable one. No handles, extents or actions.
-    void sketch(AtspiAccessible* node, int depth, int limit, Query& query, QStringList& lines,
-                int& visited) {
-        const gint count =
-            query.call([&](GError** e) { return atspi_accessible_get_child_count(node, e); })
-                .value_or(0);
-        for (gint i = 0; i < count; ++i) {
-            if (lines.size() >= limit || visited >= maxWalkElements || query.stopped()) {
-                return;
-            }
-            Accessible child(query
-                                 .call([&](GError** e) {
-                                     return atspi_accessible_get_child_at_index(node, i, e);
-                                 })
-                                 .value_or(nullptr));
-            if (!child) {
-                continue;
-            }
-            ++visited;
-            const std::optional<States> states = States::of(child.get(), query);
-            if (!states || !states->has(ATSPI_STATE_SHOWING)) {
-                continue;
-            }
-            const std::optional<AtspiRole> role = query.role(child.get());
-            if (!role) {
-                continue;
-            }
-            QString line = roleName(*role) + u'|' + name(child.get(), query) + u'|';
-            if (states->has(ATSPI_STATE_EDITABLE) && *role != ATSPI_ROLE_PASSWORD_TEXT) {
-                line += query.value(child.get(), query.interfaces(child.get()), maxValueLength)
-                            .value_or(QString());
-            }
-            if (states->has(ATSPI_STATE_SELECTED)) {
-                line += QLatin1String("|selected");
-            }
-            if (states->has(ATSPI_STATE_CHECKED)) {
-                line += QLatin1String("|checked");
-            }
-            lines.append(line);
-            if (depth + 1 < maxWalkDepth) {
-                sketch(child.get(), depth + 1, limit, query, lines, visited);
-            }
-        }
+    void sketch(AtspiAccessible* node, int depth, int limit, quint64 window, Query& query,
+                QStringList& lines, int& visited) {
+        showingChildren(
+            node, window, query, visited,
+            [&](const Accessible& child, gint, const States& states, AtspiRole role) {
+                if (lines.size() >= limit) {
+                    return false;
+                }
+                QString line = roleName(role) + u'|' + name(child.get(), query) + u'|';
+                if (states.has(ATSPI_STATE_EDITABLE) && role != ATSPI_ROLE_PASSWORD_TEXT) {
+                    line += query.value(child.get(), query.interfaces(child.get()), maxValueLength)
+                                .value_or(QString());
+                }
+                if (states.has(ATSPI_STATE_SELECTED)) {
+                    line += QLatin1String("|selected");
+                }
+                if (states.has(ATSPI_STATE_CHECKED)) {
+                    line += QLatin1String("|checked");
+                }
+                lines.append(line);
+                if (depth + 1 < maxWalkDepth) {
+                    sketch(child.get(), depth + 1, limit, window, query, lines, visited);
+                }
+                return true;
+            });
     }
 
     // An open pop-up of the application away from `at` (a text field's list of completions) takes
@@ -529,7 +527,7 @@ QStringList AtSpiDesktopActor::outline(const LiveWindow& window, int limit) {
     Query query(d->options.walkTimeoutMs);
     QStringList lines;
     int visited = 0;
-    d->sketch(entry->object.get(), 0, limit, query, lines, visited);
+    d->sketch(entry->object.get(), 0, limit, window.handle, query, lines, visited);
     d->finish(query, entry->pid);
     return lines;
 }
