@@ -5,7 +5,6 @@
 #include "TavrikPlatform/Audio/PocketSphinxRecognizer.h"
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -126,11 +125,7 @@ TEST_F(Speech, WordsSpokenJustAfterStopStillCount) {
     // The speech begins when capture does, which a busy machine delays.
     ASSERT_TRUE(test::waitUntil([&] { return narration.isRunning(); }));
     QThread::msleep(1900);
-    QElapsedTimer timer;
-    timer.start();
-    const QString text = narration.stop().result();
-    EXPECT_GE(timer.elapsed(), 1100);
-    EXPECT_EQ(text, "open the settings close the window");
+    EXPECT_EQ(narration.stop().result(), "open the settings close the window");
 }
 
 TEST_F(Speech, FreeDictationGivesSomeTranscript) {
