@@ -55,12 +55,20 @@ LiveElement* FakeDesktop::find(const QString& name) {
     return nullptr;
 }
 
-LiveElement* FakeDesktop::byHandle(quint64 handle) {
+LiveElement* FakeDesktop::called(const LiveElement& element) {
+    now += callCostMs;
     for (LiveElement& e : elementList)
-        if (e.handle == handle)
+        if (e.handle == element.handle)
             return &e;
     return nullptr;
 }
+
+namespace {
+bool inside(const Rect& f, Point at) {
+    return at.x >= f.origin.x && at.y >= f.origin.y && at.x < f.origin.x + f.size.width &&
+           at.y < f.origin.y + f.size.height;
+}
+} // namespace
 
 QList<LiveElement> FakeDesktop::elements(const LiveWindow& window, const QString& role, int limit) {
     now += callCostMs;
@@ -73,8 +81,7 @@ QList<LiveElement> FakeDesktop::elements(const LiveWindow& window, const QString
 }
 
 std::optional<LiveElement> FakeDesktop::refresh(const LiveElement& element) {
-    now += callCostMs;
-    if (LiveElement* e = byHandle(element.handle))
+    if (LiveElement* e = called(element))
         return *e;
     return std::nullopt;
 }
@@ -93,14 +100,11 @@ std::optional<LiveElement> FakeDesktop::parent(const LiveElement& element) {
 
 bool FakeDesktop::reaches(const LiveElement& element, Point at) {
     now += callCostMs;
-    const Rect& f = element.frame;
-    return !covered.contains(element.name) && at.x >= f.origin.x && at.y >= f.origin.y &&
-           at.x < f.origin.x + f.size.width && at.y < f.origin.y + f.size.height;
+    return !covered.contains(element.name) && inside(element.frame, at);
 }
 
 bool FakeDesktop::performAction(const LiveElement& element, const QString& action) {
-    now += callCostMs;
-    LiveElement* e = byHandle(element.handle);
+    LiveElement* e = called(element);
     if (!e || refusedActions.contains(action))
         return false;
     log.append(QStringLiteral("action %1 %2").arg(action, e->name));
@@ -114,8 +118,7 @@ bool FakeDesktop::performAction(const LiveElement& element, const QString& actio
 }
 
 bool FakeDesktop::focus(const LiveElement& element) {
-    now += callCostMs;
-    LiveElement* e = byHandle(element.handle);
+    LiveElement* e = called(element);
     if (!e)
         return false;
     for (LiveElement& other : elementList)
@@ -126,8 +129,7 @@ bool FakeDesktop::focus(const LiveElement& element) {
 }
 
 bool FakeDesktop::select(const LiveElement& element) {
-    now += callCostMs;
-    LiveElement* e = byHandle(element.handle);
+    LiveElement* e = called(element);
     if (!e)
         return false;
     e->selected = true;
@@ -136,8 +138,7 @@ bool FakeDesktop::select(const LiveElement& element) {
 }
 
 bool FakeDesktop::insertText(const LiveElement& element, const QString& text) {
-    now += callCostMs;
-    LiveElement* e = byHandle(element.handle);
+    LiveElement* e = called(element);
     if (!e || !insertTextWorks)
         return false;
     e->value = e->value.value_or(QString()) + text;
@@ -147,8 +148,7 @@ bool FakeDesktop::insertText(const LiveElement& element, const QString& text) {
 }
 
 bool FakeDesktop::replaceText(const LiveElement& element, const QString& text) {
-    now += callCostMs;
-    LiveElement* e = byHandle(element.handle);
+    LiveElement* e = called(element);
     if (!e)
         return false;
     e->value = text;
@@ -158,8 +158,7 @@ bool FakeDesktop::replaceText(const LiveElement& element, const QString& text) {
 }
 
 std::optional<QString> FakeDesktop::text(const LiveElement& element) {
-    now += callCostMs;
-    LiveElement* e = byHandle(element.handle);
+    LiveElement* e = called(element);
     if (!e || e->secure)
         return std::nullopt;
     return e->value;
@@ -193,9 +192,7 @@ bool FakeDesktop::click(Point at, Button button, int count) {
     QStringList landed;
     if (clicksLand && button == Button::left && count == 1)
         for (LiveElement& e : elementList) {
-            const Rect& f = e.frame;
-            if (at.x >= f.origin.x && at.y >= f.origin.y && at.x < f.origin.x + f.size.width &&
-                at.y < f.origin.y + f.size.height && !covered.contains(e.name)) {
+            if (inside(e.frame, at) && !covered.contains(e.name)) {
                 e.selected = e.selected || e.selectable;
                 if (e.checkable)
                     e.checked = !e.checked;

@@ -72,7 +72,8 @@ public:
     void sleepMs(int ms) override;
 
 private:
-    LiveElement* byHandle(quint64 handle);
+    // One accessibility call on `element`: its cost, and the element as the desktop holds it.
+    LiveElement* called(const LiveElement& element);
     quint64 m_nextHandle = 1;
 };
 

@@ -18,21 +18,26 @@ QList<TargetMatcher::Candidate> candidates(FakeDesktop& desktop, const QString& 
     return all;
 }
 
-// A form: two unnamed entries and Save / Cancel buttons.
+// A form: two unnamed entries and Save / Cancel buttons. Made larger than 400 by 300, the
+// entries widen and the buttons keep to the bottom-right corner.
 struct Form {
     FakeDesktop desktop;
     LiveWindow window;
-    Form() {
-        window = desktop.addWindow(QStringLiteral("org.example.Form"), QStringLiteral("Form"),
-                                   Rect(100, 100, 400, 300));
+    explicit Form(Rect frame = Rect(100, 100, 400, 300)) {
+        const double wider = frame.size.width - 400;
+        const double taller = frame.size.height - 300;
+        window =
+            desktop.addWindow(QStringLiteral("org.example.Form"), QStringLiteral("Form"), frame);
         desktop.addElement(window, QStringLiteral("text"), QString(),
-                           QStringLiteral("filler:0/text:0"), Rect(20, 20, 200, 24));
+                           QStringLiteral("filler:0/text:0"), Rect(20, 20, 200 + wider, 24));
         desktop.addElement(window, QStringLiteral("text"), QString(),
-                           QStringLiteral("filler:0/text:1"), Rect(20, 60, 200, 24));
+                           QStringLiteral("filler:0/text:1"), Rect(20, 60, 200 + wider, 24));
         desktop.addElement(window, QStringLiteral("push button"), QStringLiteral("Save"),
-                           QStringLiteral("filler:0/push button:2"), Rect(300, 250, 80, 30));
+                           QStringLiteral("filler:0/push button:2"),
+                           Rect(300 + wider, 250 + taller, 80, 30));
         desktop.addElement(window, QStringLiteral("push button"), QStringLiteral("Cancel"),
-                           QStringLiteral("filler:0/push button:3"), Rect(200, 250, 80, 30));
+                           QStringLiteral("filler:0/push button:3"),
+                           Rect(200 + wider, 250 + taller, 80, 30));
     }
 };
 
@@ -40,50 +45,37 @@ TEST(TargetMatcher, FindsTheSameElementAfterTheWindowMovesAndGrows) {
     Form form;
     const AXTarget save = recordedTarget(*form.desktop.find(QStringLiteral("Save")), form.window);
     const AXTarget secondEntry = recordedTarget(form.desktop.elementList[1], form.window);
-
-    // Moved across the screen and made wider and taller: buttons anchored bottom-right moved.
-    FakeDesktop moved;
-    const LiveWindow w = moved.addWindow(QStringLiteral("org.example.Form"), QStringLiteral("Form"),
-                                         Rect(700, 400, 600, 450));
-    moved.addElement(w, QStringLiteral("text"), QString(), QStringLiteral("filler:0/text:0"),
-                     Rect(20, 20, 400, 24));
-    moved.addElement(w, QStringLiteral("text"), QString(), QStringLiteral("filler:0/text:1"),
-                     Rect(20, 60, 400, 24));
-    moved.addElement(w, QStringLiteral("push button"), QStringLiteral("Save"),
-                     QStringLiteral("filler:0/push button:2"), Rect(500, 400, 80, 30));
-    moved.addElement(w, QStringLiteral("push button"), QStringLiteral("Cancel"),
-                     QStringLiteral("filler:0/push button:3"), Rect(400, 400, 80, 30));
+    Form moved(Rect(700, 400, 600, 450));
 
     const auto saveMatch =
-        TargetMatcher::best(save, candidates(moved, QStringLiteral("push button")));
+        TargetMatcher::best(save, candidates(moved.desktop, QStringLiteral("push button")));
     ASSERT_EQ(saveMatch.kind, Kind::found);
     EXPECT_EQ(saveMatch.best->element.name, QStringLiteral("Save"));
 
     const auto entryMatch =
-        TargetMatcher::best(secondEntry, candidates(moved, QStringLiteral("text")));
+        TargetMatcher::best(secondEntry, candidates(moved.desktop, QStringLiteral("text")));
     ASSERT_EQ(entryMatch.kind, Kind::found);
     EXPECT_EQ(entryMatch.best->element.path, QStringLiteral("filler:0/text:1"));
 }
 
 TEST(TargetMatcher, AnItemInsertedBeforeTheTargetDoesNotMisleadIt) {
+    const auto list = [](FakeDesktop& desktop, const QStringList& names) {
+        const LiveWindow w =
+            desktop.addWindow(QStringLiteral("app"), QStringLiteral("List"), Rect(0, 0, 300, 400));
+        for (int i = 0; i < names.size(); ++i)
+            desktop.addElement(w, QStringLiteral("list item"), names[i],
+                               QStringLiteral("list:0/list item:%1").arg(i),
+                               Rect(0, 30 * i, 300, 30));
+        return w;
+    };
     FakeDesktop before;
     const LiveWindow w =
-        before.addWindow(QStringLiteral("app"), QStringLiteral("List"), Rect(0, 0, 300, 400));
-    const QStringList names{QStringLiteral("Apples"), QStringLiteral("Pears"),
-                            QStringLiteral("Plums")};
-    for (int i = 0; i < names.size(); ++i)
-        before.addElement(w, QStringLiteral("list item"), names[i],
-                          QStringLiteral("list:0/list item:%1").arg(i), Rect(0, 30 * i, 300, 30));
+        list(before, {QStringLiteral("Apples"), QStringLiteral("Pears"), QStringLiteral("Plums")});
     const AXTarget pears = recordedTarget(*before.find(QStringLiteral("Pears")), w);
 
     FakeDesktop after;
-    const LiveWindow w2 =
-        after.addWindow(QStringLiteral("app"), QStringLiteral("List"), Rect(0, 0, 300, 400));
-    const QStringList more{QStringLiteral("Apricots"), QStringLiteral("Apples"),
-                           QStringLiteral("Pears"), QStringLiteral("Plums")};
-    for (int i = 0; i < more.size(); ++i)
-        after.addElement(w2, QStringLiteral("list item"), more[i],
-                         QStringLiteral("list:0/list item:%1").arg(i), Rect(0, 30 * i, 300, 30));
+    list(after, {QStringLiteral("Apricots"), QStringLiteral("Apples"), QStringLiteral("Pears"),
+                 QStringLiteral("Plums")});
     const auto match = TargetMatcher::best(pears, candidates(after, QStringLiteral("list item")));
     ASSERT_EQ(match.kind, Kind::found);
     EXPECT_EQ(match.best->element.name, QStringLiteral("Pears"));
