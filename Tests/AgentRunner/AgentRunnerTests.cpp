@@ -1,11 +1,9 @@
-#include "AgentRunner/StandInRuntime.h"
 #include "Support/CoreApplication.h"
 #include "Support/ScopedEnvironment.h"
 #include "Support/ScriptedRuntime.h"
 #include "Support/TempSupportFolder.h"
 #include "Support/WaitUntil.h"
 #include "Tavrik/Runtime/ChildProcessStarter.h"
-#include "Tavrik/Runtime/ProcessGroup.h"
 #include "Tavrik/Runtime/RuntimeLocator.h"
 #include "TavrikCore/Casting/AgentRunner.h"
 #include "TavrikCore/Casting/CastRules.h"
@@ -50,20 +48,6 @@ Outcome runToEnd(AgentRunner& runner, const Skill& skill, const QMap<QString, QS
         loop.exec();
     return outcome;
 }
-
-class AgentRunnerTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        test::ensureCoreApplication();
-        // Not a skip: a run without it would pass while testing nothing.
-        ASSERT_TRUE(runtime.isUsable())
-            << "runtime/node_modules is missing: run scripts/build-runtime (make test does)";
-    }
-    test::TempSupportFolder support;
-    test::StandInRuntime runtime;
-    ScopedEnvironment runtimeDir{"TAVRIK_RUNTIME_DIR", runtime.path().toUtf8()};
-    Skill skill;
-};
 
 } // namespace
 
@@ -225,30 +209,4 @@ TEST(AgentRunnerPhrases, NoRuntimeFinishesAtOnce) {
     EXPECT_TRUE(outcome.finished);
     EXPECT_FALSE(outcome.success);
     EXPECT_EQ(outcome.summary, "Couldn't find the Tavrik runtime.");
-}
-
-TEST_F(AgentRunnerTest, CancelEndsTheWholeProcessGroupWithoutAFinish) {
-    const QString pgrpFile = support.path() + "/pgrp";
-    ChildProcessStarter processes;
-    AgentRunner runner(processes);
-    bool finished = false;
-    QEventLoop loop;
-    QObject::connect(&runner, &AgentRunner::finished, [&] { finished = true; });
-    QObject::connect(&runner, &AgentRunner::progress, [&](const QString& p) {
-        if (p == "waiting")
-            loop.quit();
-    });
-    QTimer::singleShot(60000, &loop, &QEventLoop::quit);
-    runner.run(skill, {{"hang", "1"}, {"pgrp_file", pgrpFile}});
-    loop.exec();
-    QFile file(pgrpFile);
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    const qint64 group = file.readAll().toLongLong();
-    ASSERT_GT(group, 1);
-    EXPECT_GE(ProcessGroup::livingMembers(group), 2); // npx's node and the grandchild at least
-
-    runner.cancel(500);
-    EXPECT_FALSE(runner.isRunning());
-    EXPECT_TRUE(test::waitUntil([&] { return ProcessGroup::livingMembers(group) == 0; }));
-    EXPECT_FALSE(finished);
 }
