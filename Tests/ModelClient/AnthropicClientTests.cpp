@@ -2,6 +2,7 @@
 #include "Support/LocalHttpServer.h"
 #include "Support/MessagesApi.h"
 #include "Support/ScopedEnvironment.h"
+#include "TavrikCore/Support/BoundedReply.h"
 #include "TavrikCore/Synthesis/AnthropicClient.h"
 #include "TavrikCore/Synthesis/Hosts.h"
 #include "TavrikCore/Synthesis/ModelCall.h"
@@ -498,7 +499,8 @@ TEST_F(AnthropicClientTest, HugeAnswersEndAtTheirLimits) {
     EXPECT_EQ(structured(withKey())->error(), ClientError::tooLarge());
     EXPECT_EQ(ClientError::tooLarge().description(), "The server's answer was too large.");
 
-    // 64 KiB of these three bytes end inside the "é".
+    // The error body's limit ends inside the "é" of these three bytes.
+    static_assert(BoundedReply::errorBodyLimit % 3 == 1);
     const QString pair = QString::fromUtf8("\u00e9a");
     CannedResponse failing = CannedResponse::huge(pair.toUtf8().repeated(333), huge, false);
     failing.status = 500;
@@ -506,7 +508,8 @@ TEST_F(AnthropicClientTest, HugeAnswersEndAtTheirLimits) {
     const auto failed = structured(withKey());
     ASSERT_TRUE(failed->error());
     EXPECT_EQ(failed->error()->status(), 500);
-    EXPECT_EQ(failed->error()->text(), pair.repeated(64 * 1024 / 3) + QChar(0x2026));
+    EXPECT_EQ(failed->error()->text(),
+              pair.repeated(BoundedReply::errorBodyLimit / 3) + QChar(0x2026));
     // A structured answer is kept up to its 8 MiB limit before it is refused.
     const long whole = peakResidentKiB();
     if (kPeakIsTheClients)

@@ -21,8 +21,9 @@ namespace tavrik {
 class BoundedReply : public QObject {
     Q_OBJECT
 public:
-    // Of an answer with a status outside 2xx only this much is kept; the rest is not read.
-    static constexpr qint64 errorBodyLimit = 64 * 1024;
+    // Of an answer with a status outside 2xx only this much is kept, the rest is not read: the
+    // user is shown it, and a proxy's whole error page is no message.
+    static constexpr qint64 errorBodyLimit = 4 * 1024;
     // What Qt may hold unread, so a reader that falls behind slows the host down.
     static constexpr qint64 readBufferSize = 256 * 1024;
 
