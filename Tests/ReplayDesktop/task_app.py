@@ -3,7 +3,8 @@
 # box, a fruit list, a colour dialog, Save and "Delete All"; with --quantity also a "Quantity"
 # slider from 0 to 100 at 20 below them; with --long-view also a "Log" list of 60 lines in a view
 # that scrolls, whose scrolling it reports. Prints one JSON line with its pid and widget rectangles
-# once shown, then one JSON line per thing that happens.
+# once the window manager has placed it and made it active, then one JSON line per thing that
+# happens.
 # Usage: task_app.py [--at X Y] [--size W H] [--font-size PT] [--extra-fruit NAME] [--title T]
 #                    [--quantity] [--long-view]
 import argparse
@@ -105,14 +106,19 @@ class TaskWindow(Gtk.ApplicationWindow):
         self.widgets = {"name": self.name, "notes": self.notes, "password": self.password,
                         "subscribe": self.subscribe, "fruits": self.fruits, "choose": choose,
                         "save": save, "delete": delete, "pears": self.pears}
-        GLib.timeout_add(300, self.report)
+        # Reported once the window manager has placed the window and handed it the focus: until
+        # then the window is where GTK asked it to be, not where it ends up.
+        self.reported = False
+        self.connect("notify::is-active", self.report)
 
-    def report(self):
+    def report(self, *_args):
+        if self.reported or not self.is_active():
+            return
+        self.reported = True
         layout = {"pid": os.getpid(), "window": rect(self.get_child(), self)}
         for key, widget in self.widgets.items():
             layout[key] = rect(widget, self)
         emit(**layout)
-        return False
 
     def choose_colour(self, _button):
         dialog = Gtk.Dialog(title="Pick a Colour", transient_for=self, modal=True)

@@ -1,5 +1,5 @@
 // The Qt counterpart of task_app.py for the replay tests, with the same widgets, options and
-// JSON lines: the layout once shown, then one line per thing that happens.
+// JSON lines: the layout once placed and active, then one line per thing that happens.
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
@@ -15,9 +15,9 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScrollBar>
-#include <QTimer>
 #include <QVBoxLayout>
 #include <QWidget>
+#include <QWindow>
 #include <cstdio>
 
 namespace {
@@ -147,7 +147,14 @@ int main(int argc, char** argv) {
     window.move(position.value(0).toInt(), position.value(1).toInt());
     window.show();
     name->setFocus();
-    QTimer::singleShot(300, [&] {
+    // Reported once the window manager has placed the window and handed it the focus: until
+    // then Qt puts the window where it asked to be, without the frame the manager adds above it,
+    // and a test would click a field too high.
+    bool reported = false;
+    QObject::connect(window.windowHandle(), &QWindow::activeChanged, &window, [&] {
+        if (reported || !window.isActiveWindow())
+            return;
+        reported = true;
         emitLine({{"pid", qint64(QCoreApplication::applicationPid())},
                   {"window", rect(&window)},
                   {"name", rect(name)},
