@@ -40,8 +40,9 @@ QString limitations(Kind kind) {
                     "This is a Wayland session, where no program may watch the keyboard and the "
                     "pointer: Tavrik follows a demonstration through accessibility, so it hears "
                     "what is typed into the application in front and the clicks that move the "
-                    "focus or change a control, but not drags, scrolls or clicks that change "
-                    "nothing. For those, choose your desktop's X11 session (\"GNOME on Xorg\") at "
+                    "focus or change a control, but not drags, scrolls in views without a "
+                    "scroll bar or clicks that change nothing. For those, choose your desktop's "
+                    "X11 session (\"GNOME on Xorg\") at "
                     "the login screen.")} +
                 wayland::WaylandDesktop::missing(wayland::WaylandDesktop::current()))
             .join(u' ');

@@ -95,14 +95,20 @@ protected:
         return found;
     }
 
+    // Waited for: one read of a loaded application can run out of time and list nothing.
     std::optional<LiveElement> element(const LiveWindow& window, const QString& role,
                                        const QString& name = {}) {
-        for (const LiveElement& e : actor->elements(window, role, 100)) {
-            if (name.isEmpty() || e.name == name) {
-                return e;
+        std::optional<LiveElement> found;
+        eventually([&] {
+            for (const LiveElement& e : actor->elements(window, role, 100)) {
+                if (name.isEmpty() || e.name == name) {
+                    found = e;
+                    return true;
+                }
             }
-        }
-        return std::nullopt;
+            return false;
+        });
+        return found;
     }
 
     bool focused(const LiveElement& e) {

@@ -42,6 +42,7 @@ public:
         return targetAt ? targetAt(at) : std::nullopt;
     }
     std::optional<AXTarget> focusedTarget() override {
+        ++focusedCalls;
         nestedLoop();
         return focused;
     }
@@ -65,6 +66,7 @@ public:
     QList<Rect> secureRects;
     std::optional<FrontmostApplication> frontmost;
     int targetCalls = 0;
+    int focusedCalls = 0;
     QList<Point> hovered;
     // How many hover reads the application leaves unanswered.
     qsizetype unansweredHovers = 0;

@@ -723,6 +723,74 @@ TEST_F(RecorderTest, AClickItsMonitorDescribesKeepsThatElement) {
     EXPECT_EQ(resolver->targetCalls, 2);
 }
 
+// A monitor that heard the focus taken says, with each key, what had it at the press: under load
+// the read for the first key of a run may find only the window, and split the run.
+TEST_F(RecorderTest, AKeyItsMonitorSaysTheFocusOfGoesThere) {
+    AXTarget windowOnly;
+    windowOnly.appBundleID = "org.example.Mail";
+    windowOnly.windowTitle = "Compose";
+    resolver->focused = windowOnly;
+    recorder->start();
+    const int readsAtStart = resolver->focusedCalls;
+    const auto keysOn = [this](const AXTarget& on, const std::function<void()>& keys) {
+        monitor->setEventTarget(on);
+        keys();
+        monitor->setEventTarget(std::nullopt);
+    };
+    keysOn(field("Name"), [this] { type("Ada"); });
+    // A discrete key, and one that moves the focus, go where the focus was at the press.
+    keysOn(field("Name"), [this] { emit monitor->key(KeyCodes::escape, 0, std::nullopt); });
+    keysOn(field("Name"), [this] { emit monitor->key(KeyCodes::tab, 0, QStringLiteral("\t")); });
+    const int readsForKnownKeys = resolver->focusedCalls - readsAtStart;
+    // A secret field the monitor names keeps its typing to itself.
+    keysOn(field("Password", "org.example.Mail", true), [this] { type("pw"); });
+    // A key it says nothing of is read as before.
+    resolver->focused = field("Subject");
+    type("Hi");
+
+    const Recording r = stop();
+    ASSERT_EQ(r.events.size(), 5);
+    const auto title = [&](qsizetype i) {
+        return r.events[i].target.value_or(AXTarget{}).axTitle.value_or(QStringLiteral("none"));
+    };
+    EXPECT_EQ(title(0), "Name");
+    EXPECT_EQ(r.events[0].typedText, "Ada");
+    EXPECT_EQ(r.events[1].keyCode, KeyCodes::escape);
+    EXPECT_EQ(title(1), "Name");
+    EXPECT_EQ(r.events[2].keyCode, KeyCodes::tab);
+    EXPECT_EQ(title(2), "Name");
+    EXPECT_EQ(title(3), "Password");
+    EXPECT_FALSE(r.events[3].typedText);
+    EXPECT_EQ(title(4), "Subject");
+    EXPECT_EQ(r.events[4].typedText, "Hi");
+    EXPECT_EQ(readsForKnownKeys, 0);
+}
+
+// A scroll inferred from a view's scroll bar comes in pieces (a toolkit animates one wheel step)
+// with the view it moved: one scroll over that view, its steps summed, and no read at the point.
+TEST_F(RecorderTest, AScrollItsMonitorInfersKeepsItsView) {
+    resolver->targetAt = [](Point) { return std::optional<AXTarget>(field("Subject")); };
+    recorder->start();
+    AXTarget log = field("Log");
+    log.axRole = "scroll pane";
+    monitor->setEventTarget(log);
+    for (const double piece : {-0.4, -1.5, -1.1})
+        emit monitor->scroll({50, 60}, 0, piece);
+    monitor->setEventTarget(std::nullopt);
+    // A wheel the monitor says nothing of is read at its point.
+    type("a");
+    emit monitor->scroll({50, 60}, 0, 1);
+
+    const Recording r = stop();
+    ASSERT_EQ(r.events.size(), 3);
+    EXPECT_EQ(r.events[0].type, ActionType::scroll);
+    EXPECT_EQ(r.events[0].target, log);
+    ASSERT_TRUE(r.events[0].scrollDelta);
+    EXPECT_NEAR(r.events[0].scrollDelta->height, -3.0, 1e-9);
+    EXPECT_EQ(r.events[2].target.value_or(AXTarget{}).axTitle, "Subject");
+    EXPECT_EQ(resolver->targetCalls, 1);
+}
+
 // Accessibility queries can run a nested event loop, which delivers the signals that follow.
 TEST_F(RecorderTest, SignalsArrivingDuringAQueryWaitForTheirTurn) {
     resolver->focused = field("Body");

@@ -55,20 +55,12 @@ LiveElement* FakeDesktop::find(const QString& name) {
     return nullptr;
 }
 
-LiveElement* FakeDesktop::called(const LiveElement& element) {
-    now += callCostMs;
+LiveElement* FakeDesktop::byHandle(quint64 handle) {
     for (LiveElement& e : elementList)
-        if (e.handle == element.handle)
+        if (e.handle == handle)
             return &e;
     return nullptr;
 }
-
-namespace {
-bool inside(const Rect& f, Point at) {
-    return at.x >= f.origin.x && at.y >= f.origin.y && at.x < f.origin.x + f.size.width &&
-           at.y < f.origin.y + f.size.height;
-}
-} // namespace
 
 QList<LiveElement> FakeDesktop::elements(const LiveWindow& window, const QString& role, int limit) {
     now += callCostMs;
@@ -81,7 +73,8 @@ QList<LiveElement> FakeDesktop::elements(const LiveWindow& window, const QString
 }
 
 std::optional<LiveElement> FakeDesktop::refresh(const LiveElement& element) {
-    if (LiveElement* e = called(element))
+    now += callCostMs;
+    if (LiveElement* e = byHandle(element.handle))
         return *e;
     return std::nullopt;
 }
@@ -100,11 +93,14 @@ std::optional<LiveElement> FakeDesktop::parent(const LiveElement& element) {
 
 bool FakeDesktop::reaches(const LiveElement& element, Point at) {
     now += callCostMs;
-    return !covered.contains(element.name) && inside(element.frame, at);
+    const Rect& f = element.frame;
+    return !covered.contains(element.name) && at.x >= f.origin.x && at.y >= f.origin.y &&
+           at.x < f.origin.x + f.size.width && at.y < f.origin.y + f.size.height;
 }
 
 bool FakeDesktop::performAction(const LiveElement& element, const QString& action) {
-    LiveElement* e = called(element);
+    now += callCostMs;
+    LiveElement* e = byHandle(element.handle);
     if (!e || refusedActions.contains(action))
         return false;
     log.append(QStringLiteral("action %1 %2").arg(action, e->name));
@@ -118,7 +114,8 @@ bool FakeDesktop::performAction(const LiveElement& element, const QString& actio
 }
 
 bool FakeDesktop::focus(const LiveElement& element) {
-    LiveElement* e = called(element);
+    now += callCostMs;
+    LiveElement* e = byHandle(element.handle);
     if (!e)
         return false;
     for (LiveElement& other : elementList)
@@ -129,7 +126,8 @@ bool FakeDesktop::focus(const LiveElement& element) {
 }
 
 bool FakeDesktop::select(const LiveElement& element) {
-    LiveElement* e = called(element);
+    now += callCostMs;
+    LiveElement* e = byHandle(element.handle);
     if (!e)
         return false;
     e->selected = true;
@@ -138,7 +136,8 @@ bool FakeDesktop::select(const LiveElement& element) {
 }
 
 bool FakeDesktop::insertText(const LiveElement& element, const QString& text) {
-    LiveElement* e = called(element);
+    now += callCostMs;
+    LiveElement* e = byHandle(element.handle);
     if (!e || !insertTextWorks)
         return false;
     e->value = e->value.value_or(QString()) + text;
@@ -148,7 +147,8 @@ bool FakeDesktop::insertText(const LiveElement& element, const QString& text) {
 }
 
 bool FakeDesktop::replaceText(const LiveElement& element, const QString& text) {
-    LiveElement* e = called(element);
+    now += callCostMs;
+    LiveElement* e = byHandle(element.handle);
     if (!e)
         return false;
     e->value = text;
@@ -158,7 +158,8 @@ bool FakeDesktop::replaceText(const LiveElement& element, const QString& text) {
 }
 
 std::optional<QString> FakeDesktop::text(const LiveElement& element) {
-    LiveElement* e = called(element);
+    now += callCostMs;
+    LiveElement* e = byHandle(element.handle);
     if (!e || e->secure)
         return std::nullopt;
     return e->value;
@@ -187,22 +188,40 @@ bool FakeDesktop::typeText(const QString& text) {
     return true;
 }
 
-bool FakeDesktop::click(Point at, Button button, int count) {
-    now += inputCostMs;
+void FakeDesktop::land(Point at) {
     QStringList landed;
-    if (clicksLand && button == Button::left && count == 1)
-        for (LiveElement& e : elementList) {
-            if (inside(e.frame, at) && !covered.contains(e.name)) {
-                e.selected = e.selected || e.selectable;
-                if (e.checkable)
-                    e.checked = !e.checked;
-                landed.append(e.name);
-            }
+    for (LiveElement& e : elementList) {
+        const Rect& f = e.frame;
+        if (at.x >= f.origin.x && at.y >= f.origin.y && at.x < f.origin.x + f.size.width &&
+            at.y < f.origin.y + f.size.height && !covered.contains(e.name)) {
+            e.selected = e.selected || e.selectable;
+            if (e.checkable)
+                e.checked = !e.checked;
+            landed.append(e.name);
+        }
+    }
+    // A push button takes the keyboard as it goes down, as toolkits' buttons do.
+    for (const QString& name : std::as_const(landed))
+        if (LiveElement* e = find(name);
+            e && e->focusable && e->role == QStringLiteral("push button")) {
+            for (LiveElement& other : elementList)
+                other.focused = false;
+            e->focused = true;
         }
     // After the loop: a press may close the window the element was in.
     if (onPress)
         for (const QString& name : std::as_const(landed))
             onPress(name);
+}
+
+bool FakeDesktop::click(Point at, Button button, int count) {
+    now += inputCostMs;
+    if (clicksLand && button == Button::left && count == 1) {
+        if (clicksLandAfterMs > 0)
+            m_pendingClicks.append({at, now + clicksLandAfterMs});
+        else
+            land(at);
+    }
     log.append(QStringLiteral("click %1,%2 %3 x%4")
                    .arg(qRound(at.x))
                    .arg(qRound(at.y))
@@ -240,6 +259,8 @@ bool FakeDesktop::scroll(Point at, int dx, int dy) {
 
 void FakeDesktop::sleepMs(int ms) {
     now += ms;
+    while (!m_pendingClicks.isEmpty() && m_pendingClicks.first().second <= now)
+        land(m_pendingClicks.takeFirst().first);
     if (onSleep)
         onSleep();
 }

@@ -1,10 +1,12 @@
 #!/usr/bin/python3
 # A GTK 3 task window for the replay tests: a name, an unnamed notes field, a password, a check
 # box, a fruit list, a colour dialog, Save and "Delete All"; with --quantity also a "Quantity"
-# slider from 0 to 100 at 20 below them. Prints one JSON line with its pid and widget rectangles
-# once shown, then one JSON line per thing that happens.
+# slider from 0 to 100 at 20 below them; with --long-view also a "Log" list of 60 lines in a view
+# that scrolls, whose scrolling it reports. Prints one JSON line with its pid and widget rectangles
+# once the window manager has placed it and made it active, then one JSON line per thing that
+# happens.
 # Usage: task_app.py [--at X Y] [--size W H] [--font-size PT] [--extra-fruit NAME] [--title T]
-#                    [--quantity]
+#                    [--quantity] [--long-view]
 import argparse
 import json
 import os
@@ -21,6 +23,7 @@ parser.add_argument("--font-size", type=int, default=0)
 parser.add_argument("--extra-fruit", default="")
 parser.add_argument("--title", default="Order Form")
 parser.add_argument("--quantity", action="store_true")
+parser.add_argument("--long-view", action="store_true")
 args = parser.parse_args()
 
 GLib.set_prgname("tavrik-task-form")
@@ -85,20 +88,37 @@ class TaskWindow(Gtk.ApplicationWindow):
             quantity.connect("value-changed",
                              lambda q: emit(event="quantity", value=q.get_value()))
             box.pack_start(quantity, False, False, 0)
+        if args.long_view:
+            view = Gtk.ScrolledWindow()
+            view.set_policy(Gtk.PolicyType.NEVER, Gtk.PolicyType.ALWAYS)
+            view.set_min_content_height(160)
+            view.get_accessible().set_name("Log")
+            lines = Gtk.ListBox()
+            for i in range(1, 61):
+                lines.add(Gtk.Label(label="Line %d" % i, xalign=0))
+            view.add(lines)
+            view.get_vadjustment().connect(
+                "value-changed", lambda a: emit(event="scrolled", value=a.get_value(), page=a.get_page_size()))
+            box.pack_start(view, False, False, 0)
         self.add(box)
         self.show_all()
         self.name.grab_focus()
         self.widgets = {"name": self.name, "notes": self.notes, "password": self.password,
                         "subscribe": self.subscribe, "fruits": self.fruits, "choose": choose,
                         "save": save, "delete": delete, "pears": self.pears}
-        GLib.timeout_add(300, self.report)
+        # Reported once the window manager has placed the window and handed it the focus: until
+        # then the window is where GTK asked it to be, not where it ends up.
+        self.reported = False
+        self.connect("notify::is-active", self.report)
 
-    def report(self):
+    def report(self, *_args):
+        if self.reported or not self.is_active():
+            return
+        self.reported = True
         layout = {"pid": os.getpid(), "window": rect(self.get_child(), self)}
         for key, widget in self.widgets.items():
             layout[key] = rect(widget, self)
         emit(**layout)
-        return False
 
     def choose_colour(self, _button):
         dialog = Gtk.Dialog(title="Pick a Colour", transient_for=self, modal=True)

@@ -8,13 +8,19 @@ namespace tavrik::test {
 
 TaskForm::TaskForm(Toolkit toolkit, const QString& qtProgram, const QStringList& arguments,
                    const QProcessEnvironment& environment) {
-    m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    m_process.setProcessChannelMode(toolkit == Toolkit::gtk4 ? QProcess::SeparateChannels
+                                                             : QProcess::ForwardedErrorChannel);
     m_process.setProcessEnvironment(environment);
     // The system interpreter: the one first on PATH may lack the GObject bindings.
     if (toolkit == Toolkit::gtk)
         m_process.start(
             QStringLiteral("/usr/bin/python3"),
             QStringList{QStringLiteral(TAVRIK_SOURCE_DIR "/Tests/ReplayDesktop/task_app.py")} +
+                arguments);
+    else if (toolkit == Toolkit::gtk4)
+        m_process.start(
+            QStringLiteral("/usr/bin/python3"),
+            QStringList{QStringLiteral(TAVRIK_SOURCE_DIR "/Tests/Gtk4Desktop/gtk4_app.py")} +
                 arguments);
     else
         m_process.start(qtProgram, arguments);
@@ -44,6 +50,11 @@ void TaskForm::readLines() {
         else if (!line.isEmpty())
             m_events.append(line);
     }
+}
+
+QString TaskForm::errors() {
+    m_errors += QString::fromUtf8(m_process.readAllStandardError());
+    return m_errors;
 }
 
 QList<QJsonObject> TaskForm::events() {

@@ -23,6 +23,7 @@ public:
     qint64 pid() const { return m_form.pid(); }
     // The identity X11 gives the form, which recordings carry.
     static QString appID(Toolkit toolkit);
+    QList<QJsonObject> events() { return m_form.events(); }
     std::optional<QJsonObject> waitForEvent(const QString& name, int timeoutMs) {
         return m_form.waitForEvent(name, timeoutMs);
     }

@@ -13,6 +13,7 @@
 #include "TavrikPlatform/Wayland/SwayWindowLocator.h"
 #include "TavrikPlatform/Wayland/WaylandDesktop.h"
 #include "TavrikPlatform/Wayland/WaylandWindows.h"
+#include "TavrikPlatform/Wayland/WheelSteps.h"
 #include "TavrikPlatform/Wayland/WtypeInput.h"
 
 #include <QFile>
@@ -292,7 +293,11 @@ TEST(WaylandDesktop, SaysWhatIsMissingAndHowToGetIt) {
     const QString bareSway = WaylandDesktop::missing({true, false, false}).join(u'\n');
     EXPECT_TRUE(bareSway.contains(QStringLiteral("install the grim package")));
     EXPECT_TRUE(bareSway.contains(QStringLiteral("install the wtype package")));
-    EXPECT_TRUE(WaylandDesktop::missing({true, true, true}).isEmpty());
+    // What sway never gives is said, with no step to take.
+    const QStringList sway = WaylandDesktop::missing({true, true, true});
+    ASSERT_EQ(sway.size(), 1);
+    EXPECT_TRUE(sway.first().contains(QStringLiteral("a scroll in a view without a scroll bar")));
+    EXPECT_FALSE(sway.first().contains(QStringLiteral("input group")));
 
     WaylandDesktop::Offer kwin;
     kwin.kwin = true;
@@ -409,6 +414,22 @@ TEST(PipeWireFrameReader, KeepsTheNewestWholeFrameWhileThePipelineRuns) {
 }
 
 // What a demonstration shows accessibility, in order, and which of it were clicks.
+// A scroll bar's move counted in the wheel steps of its toolkit, which replay gives again.
+TEST(WheelSteps, CountTheToolkitsOwnStep) {
+    // GTK: a 216-point page steps by 1.5 × 36 (216^(2/3)); one step may come in pieces.
+    const WheelSteps::Bar gtk{216, 1, false};
+    EXPECT_NEAR(WheelSteps::between(0, 162, gtk), 3, 1e-9);
+    EXPECT_NEAR(WheelSteps::between(0, 10, gtk) + WheelSteps::between(10, 108, gtk), 2, 1e-9);
+    EXPECT_NEAR(WheelSteps::between(108, 54, gtk), -1, 1e-9);
+    // Qt: three single steps (lines of a plain text view), whatever the bar's length.
+    const WheelSteps::Bar qt{216, 1, true};
+    EXPECT_NEAR(WheelSteps::between(9, 0, qt), -3, 1e-9);
+    // A Qt bar that reports no increment is counted by its length, as GTK's.
+    EXPECT_NEAR(WheelSteps::between(0, 54, {216, 0, true}), 1, 1e-9);
+    // Nothing to count by: no scroll is made up.
+    EXPECT_EQ(WheelSteps::between(0, 50, {0, 0, false}), 0);
+}
+
 TEST(ClickInference, ClicksAreToldFromKeysAndFromTheApplication) {
     using Change = ClickInference::Change;
     int name = 0;

@@ -34,6 +34,7 @@
 #include <QTemporaryDir>
 #include <QThread>
 #include <algorithm>
+#include <cmath>
 #include <functional>
 #include <iostream>
 
@@ -333,6 +334,87 @@ TEST_P(WaylandRecording, AKeyTypedRightAfterAClickIsHeardAfterTheClick) {
     // The first field had the focus already: its click changed nothing to be heard.
     EXPECT_EQ(heard, (QStringList{QStringLiteral("key A"), QStringLiteral("click second"),
                                   QStringLiteral("key f")}));
+}
+
+// A wheel scroll over a view under sway, where no program hears the wheel: the view's scroll bar
+// moved with no key behind it, which is recorded as the wheel steps that move it as far, over
+// the view, and replayed by Tavrik's pointer into a fresh form. GTK animates each step through
+// several values on some desktops.
+TEST_P(WaylandRecording, AWheelScrollInAViewIsRecordedAndReplayed) {
+    if (!underSway())
+        GTEST_SKIP() << "the wheel is the sway seat's";
+    const NativeForm::Toolkit toolkit = GetParam();
+    const QStringList withLog{QStringLiteral("--long-view")};
+    constexpr int steps = 3;
+    // Where the toolkit's own wheel rule puts the view after `steps` (GTK: 1.5 times the page to
+    // the power 2/3 a step; Qt: three lines).
+    const auto settled = [&](NativeForm& form) {
+        std::optional<double> expected;
+        const bool reached = waitFor(
+            [&] {
+                const std::optional<QJsonObject> now =
+                    form.waitForEvent(QStringLiteral("scrolled"), 0);
+                if (!now)
+                    return false;
+                const double page = now->value("page").toDouble();
+                expected = toolkit == NativeForm::Toolkit::gtk
+                               ? steps * 1.5 * std::pow(page, 2.0 / 3.0)
+                               : steps * 3.0;
+                return std::abs(now->value("value").toDouble() - *expected) < 1;
+            },
+            5000);
+        if (!reached)
+            for (const QJsonObject& e : form.events())
+                std::cout << QJsonDocument(e).toJson(QJsonDocument::Compact).toStdString() << "\n";
+        return reached ? expected : std::nullopt;
+    };
+    test::TempSupportFolder support;
+    std::optional<Recording> recording;
+    std::optional<double> recorded;
+    {
+        NativeForm form(toolkit, withLog);
+        ASSERT_TRUE(form.started());
+        const std::optional<LiveWindow> window = windowOf(NativeForm::appID(toolkit));
+        ASSERT_TRUE(window);
+        const std::optional<LiveElement> log = named(*window, QStringLiteral("Log"));
+        ASSERT_TRUE(log);
+        Recorder recorder(DesktopBackend::createInputMonitor(),
+                          DesktopBackend::createFrameCapturer(),
+                          DesktopBackend::createAXResolver());
+        recorder.start();
+        ASSERT_TRUE(input->scroll(pointIn(*log), 0, steps));
+        recorded = settled(form);
+        ASSERT_TRUE(recorded);
+        ASSERT_TRUE(handedOver());
+        QFuture<std::optional<Recording>> stopped = recorder.stop();
+        ASSERT_TRUE(waitFor([&] { return stopped.isFinished(); }, 20000));
+        recording = stopped.result();
+    }
+    ASSERT_TRUE(recording);
+    QStringList heard;
+    for (const ActionEvent& e : recording->events)
+        heard << QString::number(int(e.type));
+    ASSERT_EQ(recording->events.size(), 1) << heard.join(u',').toStdString();
+    const ActionEvent& scroll = recording->events.first();
+    EXPECT_EQ(scroll.type, ActionType::scroll);
+    ASSERT_TRUE(scroll.target && scroll.scrollDelta);
+    EXPECT_EQ(scroll.target->appBundleID, NativeForm::appID(toolkit));
+    // Down, by the steps given, whatever pieces the toolkit moved in.
+    EXPECT_NEAR(scroll.scrollDelta->height, -steps, 0.25);
+    EXPECT_EQ(scroll.scrollDelta->width, 0);
+
+    Skill skill = Synthesizer::skillFromMarkdown(
+        QStringLiteral("---\nname: Read on\n---\n\n# Read on\n\nScrolls the log.\n"), *recording);
+    skill.sourceRecordingID = recording->id;
+    ASSERT_TRUE(SkillStore().save(skill).ok());
+    NativeForm form(toolkit, withLog);
+    ASSERT_TRUE(form.started());
+    ASSERT_TRUE(windowOf(NativeForm::appID(toolkit)));
+    const test::ReplayResult result = test::replay(Paths::skill(skill.id), {}, {});
+    ASSERT_EQ(result.exitCode, 0) << result.transcript().toStdString();
+    const std::optional<double> replayed = settled(form);
+    ASSERT_TRUE(replayed) << result.transcript().toStdString();
+    EXPECT_NEAR(*replayed, *recorded, 1);
 }
 
 // The X11 half of the test above, run by it inside scripts/virtual-desktop with the skill it

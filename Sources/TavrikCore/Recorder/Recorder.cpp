@@ -316,11 +316,15 @@ void Recorder::handleMouseMoved(Point point) {
 }
 
 void Recorder::handleScroll(Point point, double deltaX, double deltaY) {
-    dispatch([=, this] { scroll(point, deltaX, deltaY); }, inputOffset());
+    dispatch([=, this, known = m_monitor->eventTarget()] { scroll(point, deltaX, deltaY, known); },
+             inputOffset());
 }
 
 void Recorder::handleKey(quint16 keyCode, quint64 flags, const std::optional<QString>& characters) {
-    dispatch([=, this] { key(keyCode, flags, characters); }, inputOffset());
+    // As for a press: the monitor's focus goes with this key only while its signal is delivered.
+    dispatch(
+        [=, this, known = m_monitor->eventTarget()] { key(keyCode, flags, characters, known); },
+        inputOffset());
 }
 
 void Recorder::mouseDown(Point point, InputMonitor::MouseButton button, int clickCount,
@@ -338,7 +342,8 @@ void Recorder::mouseDown(Point point, InputMonitor::MouseButton button, int clic
         MouseGesture{point, button, clickCount, m_inputOffset, std::move(target), reservation};
 }
 
-void Recorder::scroll(Point point, double deltaX, double deltaY) {
+void Recorder::scroll(Point point, double deltaX, double deltaY,
+                      const std::optional<AXTarget>& known) {
     m_lastMousePoint = point;
     flushKeyRun();
     if (m_scrollRun) {
@@ -347,12 +352,16 @@ void Recorder::scroll(Point point, double deltaX, double deltaY) {
         return;
     }
     // A run ends only at a press, a key or stop, never by time or pointer movement.
-    std::optional<AXTarget> target = m_resolver->target(point);
+    std::optional<AXTarget> target = known ? known : m_resolver->target(point);
     std::optional<qint64> reservation = requestFrame(point);
     m_scrollRun = ScrollRun{point, deltaX, deltaY, m_inputOffset, std::move(target), reservation};
 }
 
-void Recorder::key(quint16 keyCode, quint64 flags, const std::optional<QString>& characters) {
+void Recorder::key(quint16 keyCode, quint64 flags, const std::optional<QString>& characters,
+                   const std::optional<AXTarget>& known) {
+    // The focus the monitor heard taken is the one at the press; a read now comes later, and a
+    // loaded application may not answer it in time.
+    const auto focused = [&] { return known ? known : m_resolver->focusedTarget(); };
     // Shift and Alt alone still type text; Control and Super make shortcuts.
     const bool discrete = (flags & discreteModifiers) || isDiscreteKeyCode(keyCode) ||
                           !characters || characters->isEmpty() ||
@@ -363,9 +372,8 @@ void Recorder::key(quint16 keyCode, quint64 flags, const std::optional<QString>&
         const bool movesFocus = keyCode == KeyCodes::tab || keyCode == KeyCodes::returnKey ||
                                 keyCode == KeyCodes::keypadEnter;
         // A press waiting behind this key has already moved the focus the desktop would report.
-        std::optional<AXTarget> target = (movesFocus || m_monitor->pressWaiting()) && m_lastFocus
-                                             ? m_lastFocus
-                                             : m_resolver->focusedTarget();
+        std::optional<AXTarget> target =
+            (movesFocus || m_monitor->pressWaiting()) && m_lastFocus ? m_lastFocus : focused();
         // Where the focus went is not known until it is asked for.
         m_lastFocus = movesFocus ? std::nullopt : target;
         noteContext(target);
@@ -388,7 +396,7 @@ void Recorder::key(quint16 keyCode, quint64 flags, const std::optional<QString>&
         typeInto(m_keyRun ? m_keyRun->target : m_lastFocus, *characters);
         return;
     }
-    typeInto(m_resolver->focusedTarget(), *characters);
+    typeInto(focused(), *characters);
 }
 
 void Recorder::typeInto(std::optional<AXTarget> target, const QString& characters) {

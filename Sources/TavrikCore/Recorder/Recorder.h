@@ -125,8 +125,11 @@ private:
     // `known` is what the monitor said the press landed on; absent, it is read at the point.
     void mouseDown(Point point, InputMonitor::MouseButton button, int clickCount,
                    const std::optional<AXTarget>& known);
-    void scroll(Point point, double deltaX, double deltaY);
-    void key(quint16 keyCode, quint64 flags, const std::optional<QString>& characters);
+    // `known`: the view scrolled, when the monitor says.
+    void scroll(Point point, double deltaX, double deltaY, const std::optional<AXTarget>& known);
+    // `known`: the element that had the focus at the press, when the monitor says.
+    void key(quint16 keyCode, quint64 flags, const std::optional<QString>& characters,
+             const std::optional<AXTarget>& known);
     void beginStop();
     void emitGesture(Point end);
     // A key typing `characters` into `target`, the focus it was read for.

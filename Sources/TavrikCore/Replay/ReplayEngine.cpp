@@ -337,7 +337,7 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
                 // for that.
                 if ((isPushButton(element.role) || isMenuItem(element.role)) &&
                     !element.checkable && pressInPlace(where))
-                    return {};
+                    return {.pressedButton = isPushButton(element.role)};
                 if (showsItOpens(element))
                     return openMenu(step, where, *action);
                 const bool wasChecked = element.checked;
@@ -351,13 +351,14 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
                         return {};
                     return {false, targetLabel(*step.target) + QStringLiteral(" did not change")};
                 }
-                // An action that said it failed may still have been carried out: a click on top
-                // would turn the toggle back.
-                if (element.checkable) {
-                    const auto now = m_actor.refresh(element);
-                    if (now && now->checked != wasChecked)
-                        return {};
-                }
+                // An action that said it failed may still be carried out: its answer can run out
+                // of time on a busy application that then does it. A click on top would turn the
+                // toggle back, so the click waits until the change has had its time to show.
+                if (element.checkable && settle([&] {
+                        const auto now = m_actor.refresh(element);
+                        return now && now->checked != wasChecked;
+                    }))
+                    return {};
             }
         } else if (step.action == ActionType::doubleClick && isRowRole(element.role)) {
             if (const auto activate = namedAction(element, {"activate"})) {
@@ -460,6 +461,33 @@ ReplayEngine::Outcome ReplayEngine::actPointer(const PlanStep& step, const Locat
             settle(changed);
     }
     return {};
+}
+
+// A push button pressed with the pointer shows that it took the press: it takes the keyboard
+// focus as it goes down, or another window comes to the front (a dialog came up), or its window
+// goes. A button that cannot take the focus, or had it already, shows nothing to wait for. A
+// busy application takes a press late, as it shows a step's element late: the step's own wait,
+// so that no "✓" is said before the last press was taken. A window missing from the list during
+// the wait may only be one of an application that is slow to answer: gone is decided at its end.
+ReplayEngine::Outcome ReplayEngine::confirmPressed(const PlanStep& step, const Located& where) {
+    const LiveElement& button = *where.element;
+    if (!button.focusable || button.focused)
+        return {};
+    bool listed = true;
+    const auto taken = [&] {
+        const std::optional<LiveElement> now = m_actor.refresh(button);
+        if (now && now->focused)
+            return true;
+        const QList<LiveWindow> windows = m_actor.windows();
+        listed = std::any_of(windows.cbegin(), windows.cend(),
+                             [&](const LiveWindow& w) { return w.handle == where.window->handle; });
+        return std::any_of(windows.cbegin(), windows.cend(), [&](const LiveWindow& w) {
+            return w.active && w.handle != where.window->handle;
+        });
+    };
+    if (settle(taken, waitFor(step)) || !listed)
+        return {};
+    return {false, targetLabel(*step.target) + QStringLiteral(" was pressed but did not take it")};
 }
 
 // What a window shows, read lightly: enough to tell that it changed.
@@ -765,6 +793,8 @@ bool ReplayEngine::run(const Skill& skill, const QMap<QString, QString>& values,
         Outcome outcome = act(step, expected, where, text);
         if (outcome.ok && leaving)
             outcome = confirmLeft(step, where, *leaving);
+        else if (outcome.ok && outcome.pressedButton)
+            outcome = confirmPressed(step, where);
         if (!outcome.ok) {
             emitLine(QStringLiteral("✗ ") + stepName(step) + QStringLiteral(": ") +
                      outcome.problem);

@@ -93,7 +93,7 @@ struct AtSpiDesktopActor::Private {
         // A window's: where its elements' window-local coordinates start (Wayland, GTK 4).
         std::optional<Point> origin;
         // A window's: GTK 4 marks only the window showing, so inside it a visible element with a
-        // place on screen counts as showing.
+        // place on screen counts as showing; its names are joined to their labels too.
         bool visibleShows = false;
     };
 
@@ -122,6 +122,17 @@ struct AtSpiDesktopActor::Private {
         }
         return *localExtents.insert(
             pid, ToolkitTraits::extentsInWindow(toolkit(app, pid, query), version));
+    }
+
+    // A question about the elements of `window` (a window's handle), whose places come back
+    // global.
+    Query question(quint64 window, int budgetMs) const {
+        Query query(budgetMs);
+        if (auto it = entries.find(window); it != entries.end() && it->second.origin) {
+            query.setOrigin(it->second.origin, it->second.visibleShows ? ATSPI_COORD_TYPE_WINDOW
+                                                                       : ATSPI_COORD_TYPE_SCREEN);
+        }
+        return query;
     }
 
     bool shows(const States& states, quint64 window) const {
@@ -177,10 +188,9 @@ struct AtSpiDesktopActor::Private {
         element.window = window;
         element.role = roleName(role);
         element.secure = role == ATSPI_ROLE_PASSWORD_TEXT;
-        element.name = name(object, query);
-        if (ToolkitTraits::isTypeName(element.name)) {
-            element.name.clear();
-        }
+        const auto windowEntry = entries.find(window);
+        element.name = query.shownName(object, windowEntry != entries.end() &&
+                                                   windowEntry->second.visibleShows);
         element.description = takeString(
             query.call([&](GError** e) { return atspi_accessible_get_description(object, e); })
                 .value_or(nullptr));
@@ -194,10 +204,6 @@ struct AtSpiDesktopActor::Private {
         element.path = path;
         if (auto frame = query.extents(object)) {
             element.frame = *frame;
-            if (auto it = entries.find(window); it != entries.end() && it->second.origin) {
-                element.frame.origin.x += it->second.origin->x;
-                element.frame.origin.y += it->second.origin->y;
-            }
         }
         element.showing = shows(states, window);
         element.enabled = states.has(ATSPI_STATE_ENABLED) || states.has(ATSPI_STATE_SENSITIVE);
@@ -492,7 +498,7 @@ QList<LiveElement> AtSpiDesktopActor::elements(const LiveWindow& window, const Q
     }
     AtspiAccessible* root = entry->object.get();
     const qint64 pid = entry->pid;
-    Query query(d->options.walkTimeoutMs);
+    Query query = d->question(window.handle, d->options.walkTimeoutMs);
     QList<LiveElement> found;
     // The application's own search is one call where a walk is one per element.
     if (wanted != ATSPI_ROLE_INVALID && !entry->visibleShows &&
@@ -539,7 +545,7 @@ std::optional<LiveElement> AtSpiDesktopActor::refresh(const LiveElement& element
     }
     AtspiAccessible* object = entry->object.get();
     AtspiAccessible* window = d->windowObject(*entry);
-    Query query(d->options.timeoutMs);
+    Query query = d->question(entry->window, d->options.timeoutMs);
     const std::optional<States> states = States::of(object, query);
     const std::optional<AtspiRole> role = query.role(object);
     std::optional<LiveElement> result;
@@ -558,7 +564,7 @@ std::optional<LiveElement> AtSpiDesktopActor::parent(const LiveElement& element)
         return std::nullopt;
     }
     AtspiAccessible* window = d->windowObject(*entry);
-    Query query(d->options.timeoutMs);
+    Query query = d->question(entry->window, d->options.timeoutMs);
     Accessible up = query.accessible(atspi_accessible_get_parent, entry->object.get());
     std::optional<LiveElement> result;
     if (up && up.get() != window) {
@@ -585,7 +591,7 @@ bool AtSpiDesktopActor::reaches(const LiveElement& element, Point at) {
     if (!window || !top || top->pid != entry->pid) {
         return false;
     }
-    Query query(d->options.timeoutMs);
+    Query query = d->question(entry->window, d->options.timeoutMs);
     if (top->popup) {
         // The application's open menu is over everything there, and hit tests of its windows do
         // not reach into it: the item's own place decides.
@@ -608,13 +614,7 @@ bool AtSpiDesktopActor::reaches(const LiveElement& element, Point at) {
     bool reached = false;
     Accessible current = retain(window);
     for (int depth = 0; depth < maxWalkDepth && !reached && !query.stopped(); ++depth) {
-        Accessible child(query
-                             .call([&](GError** e) {
-                                 return atspi_component_get_accessible_at_point(
-                                     ATSPI_COMPONENT(current.get()), int(at.x), int(at.y),
-                                     ATSPI_COORD_TYPE_SCREEN, e);
-                             })
-                             .value_or(nullptr));
+        Accessible child = query.childAt(current.get(), at);
         if (!child || child.get() == current.get()) {
             break;
         }

@@ -5,9 +5,12 @@
 #include "TavrikPlatform/AtSpi/AtSpiInputMonitor.h"
 
 #include "TavrikPlatform/Wayland/SliderGeometry.h"
+#include "TavrikPlatform/Wayland/WaylandDesktop.h"
+#include "TavrikPlatform/Wayland/WheelSteps.h"
 
 #include <QCoreApplication>
 #include <QPointer>
+#include <algorithm>
 
 namespace tavrik::atspi {
 
@@ -19,6 +22,15 @@ using wayland::ClickInference;
 // recording's pace.
 constexpr int kReadBudgetMs = 400;
 constexpr int kMaxLevels = 32;
+// How long after a key, and after a click, a scroll bar that moves is taken to have been moved by
+// them: a list keeps the selected row in view, a text view the caret.
+constexpr std::chrono::milliseconds kKeyScrollMs{1000};
+constexpr std::chrono::milliseconds kClickScrollMs{500};
+// Bounds the scroll bars remembered and the elements looked through for them in a window.
+constexpr size_t kMaxBars = 64;
+constexpr int kMaxBarSearch = 400;
+// As much of a focused field's text as a target keeps.
+constexpr int kMaxValueLength = 2000;
 // Bounds the main-loop passes that hand over what has arrived.
 constexpr int kMaxIterations = 100;
 const char* const kEventTypes[] = {"object:state-changed:focused", "object:state-changed:checked",
@@ -55,14 +67,21 @@ AtSpiInputMonitor::AtSpiInputMonitor(std::unique_ptr<WindowDirectory> windows,
     // taken in.
     connect(&m_keys, &InputMonitor::key, this,
             [this](quint16 code, quint64 flags, const std::optional<QString>& characters) {
+                // The scroll bars the key moves (a page down, a caret that leaves the view) may
+                // be heard before it is handed on.
+                m_quietUntil = std::chrono::steady_clock::now() + kKeyScrollMs;
                 afterEventsSent([=, this, at = m_keys.eventTime()] {
                     m_clicks.key(code, flags);
                     endDrag();
+                    // Every focus its application reported before the key has been heard.
+                    std::optional<AXTarget> focus = focusTarget();
                     QMetaObject::invokeMethod(
                         this,
                         [=, this] {
                             setEventTime(at);
+                            setEventTarget(focus);
                             emit key(code, flags, characters);
+                            setEventTarget(std::nullopt);
                         },
                         Qt::QueuedConnection);
                 });
@@ -80,6 +99,8 @@ AtSpiInputMonitor::AtSpiInputMonitor(std::unique_ptr<WindowDirectory> windows,
 
 AtSpiInputMonitor::~AtSpiInputMonitor() {
     stop();
+    forgetFocus();
+    forgetScrollBars();
     if (m_known)
         g_object_unref(m_known->slider);
     if (m_listener)
@@ -106,12 +127,18 @@ bool AtSpiInputMonitor::start() {
         }
     }
     m_clicks = ClickInference();
+    forgetFocus();
+    forgetScrollBars();
+    m_quietUntil = {};
     m_pointer.reset();
     // Placing a device's gestures needs the compositor's pointer; without either, clicks are
     // inferred from what they do.
     m_readsDevices = m_locate && m_locate() && m_devices.start();
     if (!m_readsDevices && m_locate)
         qInfo("%s", qPrintable(m_devices.errorString()));
+    // Said once for each recording, which starts the monitor.
+    if (!m_readsDevices)
+        qInfo("Tavrik: %s", qPrintable(wayland::WaylandDesktop::unheardInput(bool(m_locate))));
     // Applications report only the events someone listens for, and learn of a new listener from
     // the registry: once each has answered, it knows, and the first click is heard.
     m_senders.clear();
@@ -120,6 +147,8 @@ bool AtSpiInputMonitor::start() {
     for (const Accessible& app : registry.children(desktop.get()))
         m_senders.insert(busName(app.get()));
     ping(m_senders);
+    if (!m_readsDevices)
+        learnActiveScrollBars();
     m_running = true;
     return true;
 }
@@ -271,18 +300,42 @@ void AtSpiInputMonitor::handle(const AtspiEvent& event) {
     endDrag();
     if (type.startsWith("window:activate")) {
         m_clicks.windowActivated();
+        // Its focus is reported after it, if it has one for the keys.
+        forgetFocus();
+        learnScrollBars(source);
         return;
     }
+    const bool focusEvent = type.endsWith(":focused");
+    if (focusEvent && event.detail1 == 0 && source == m_focus.element)
+        forgetFocus();
     // Only gains: losing the focus or a selection is the other half of one that is reported.
     if (event.detail1 == 0 && !type.endsWith(":checked"))
         return;
+    // Toolkits report one focus in two forms.
+    const bool newFocus = focusEvent && source != m_focus.element;
     ClickInference::Change change = ClickInference::Change::checked;
     bool slider = false;
-    if (type.endsWith(":focused")) {
-        Query query(kReadBudgetMs);
-        const AtspiRole role = query.role(source).value_or(ATSPI_ROLE_INVALID);
-        if (isContainer(role))
+    AtspiRole role = ATSPI_ROLE_INVALID;
+    // A description is of the element under its centre (a row's label): the keys' element is
+    // the focused one itself, else a read at the key finds it.
+    const auto takeFocus = [&](std::optional<AXTarget> described) {
+        if (!newFocus)
             return;
+        if (described && described->axRole != roleName(role))
+            described.reset();
+        focusOn(source, std::move(described));
+    };
+    const auto describeFocus = [&] {
+        takeFocus(m_elements ? m_elements->describe(source, std::nullopt) : std::nullopt);
+    };
+    if (focusEvent) {
+        Query query(kReadBudgetMs);
+        role = query.role(source).value_or(ATSPI_ROLE_INVALID);
+        if (isContainer(role)) {
+            // Keys in a list go to a row, which a read at the key finds.
+            takeFocus(std::nullopt);
+            return;
+        }
         change = ClickInference::Change::focused;
         // A slider's click shows as the value it sets, and a press on its handle sets none: a
         // click at its centre would move the handle there on replay.
@@ -290,9 +343,12 @@ void AtSpiInputMonitor::handle(const AtspiEvent& event) {
     } else if (type.endsWith(":selected")) {
         change = ClickInference::Change::selected;
     }
-    if (!m_clicks.isClick(source, change))
+    if (!m_clicks.isClick(source, change)) {
+        describeFocus();
         return;
+    }
     if (slider) {
+        describeFocus();
         // Read as the press lands, before the drag moves the handle.
         if (const std::optional<Point> at = sliderHandle(source))
             know(source, *at);
@@ -305,6 +361,8 @@ void AtSpiInputMonitor::handle(const AtspiEvent& event) {
     std::optional<AXTarget> target = m_elements ? m_elements->describe(source, at) : std::nullopt;
     if (target && !target->axRole)
         target.reset();
+    // What the click focused takes the keys after it.
+    takeFocus(target);
     if (!at && target && target->windowFrame && target->frameInWindow) {
         const Rect& frame = *target->frameInWindow;
         at = Point{target->windowFrame->origin.x + frame.origin.x + frame.size.width / 2,
@@ -313,6 +371,7 @@ void AtSpiInputMonitor::handle(const AtspiEvent& event) {
     if (!at)
         return;
     const Point point = *at;
+    m_quietUntil = std::max(m_quietUntil, heard + kClickScrollMs);
     QMetaObject::invokeMethod(
         this,
         [=, this] {
@@ -328,9 +387,14 @@ void AtSpiInputMonitor::handle(const AtspiEvent& event) {
 void AtSpiInputMonitor::valueChanged(AtspiAccessible* source,
                                      std::chrono::steady_clock::time_point heard) {
     Query query(kReadBudgetMs);
+    const std::optional<AtspiRole> role = query.role(source);
+    if (role == ATSPI_ROLE_SCROLL_BAR) {
+        scrollBarChanged(source, heard);
+        return;
+    }
     // The application's own changes, and those of sliders the user is not at, are not the
     // user's: a dragged slider has the focus.
-    if (query.role(source) != ATSPI_ROLE_SLIDER || !query.hasStates(source, {ATSPI_STATE_FOCUSED}))
+    if (role != ATSPI_ROLE_SLIDER || !query.hasStates(source, {ATSPI_STATE_FOCUSED}))
         return;
     const bool byPointer = m_clicks.isClick(source, ClickInference::Change::value);
     const std::optional<Point> at = sliderHandle(source);
@@ -371,6 +435,211 @@ void AtSpiInputMonitor::know(AtspiAccessible* slider, Point handle) {
         m_known = Handle{static_cast<AtspiAccessible*>(g_object_ref(slider)), handle};
     }
     m_known->at = handle;
+}
+
+namespace {
+
+struct Range {
+    double value;
+    double minimum;
+    double maximum;
+    double increment;
+};
+
+std::optional<Range> rangeOf(AtspiAccessible* element, Query& query) {
+    Ref<AtspiValue> value(atspi_accessible_get_value_iface(element));
+    if (!value)
+        return std::nullopt;
+    const auto read = [&](gdouble (*getter)(AtspiValue*, GError**)) {
+        return query.call([&](GError** e) { return getter(value.get(), e); });
+    };
+    const std::optional<double> current = read(atspi_value_get_current_value);
+    const std::optional<double> minimum = read(atspi_value_get_minimum_value);
+    const std::optional<double> maximum = read(atspi_value_get_maximum_value);
+    if (!current || !minimum || !maximum)
+        return std::nullopt;
+    return Range{*current, *minimum, *maximum, read(atspi_value_get_minimum_increment).value_or(0)};
+}
+
+} // namespace
+
+void AtSpiInputMonitor::scrollBarChanged(AtspiAccessible* bar,
+                                         std::chrono::steady_clock::time_point heard) {
+    Query query(kReadBudgetMs);
+    const std::optional<Range> range = rangeOf(bar, query);
+    if (!range)
+        return;
+    const auto known =
+        std::find_if(m_bars.begin(), m_bars.end(), [&](const Bar& b) { return b.element == bar; });
+    if (known == m_bars.end()) {
+        if (m_bars.size() >= kMaxBars) {
+            g_object_unref(m_bars.front().element);
+            m_bars.pop_front();
+        }
+        m_bars.push_back(Bar{static_cast<AtspiAccessible*>(g_object_ref(bar)), range->value,
+                             range->minimum, range->maximum});
+        return;
+    }
+    const Bar before = *known;
+    known->value = range->value;
+    known->minimum = range->minimum;
+    known->maximum = range->maximum;
+    // New content moves the range.
+    if (before.minimum != range->minimum || before.maximum != range->maximum ||
+        before.value == range->value)
+        return;
+    // A key or a click just heard moves the view itself; keys typed just before may not have been
+    // taken in yet.
+    m_keys.deliverPending();
+    if (heard < m_quietUntil)
+        return;
+    const std::optional<Placed> placed = place(bar);
+    if (!placed)
+        return;
+    const Rect& frame = placed->frame;
+    // Along its long side: Qt says neither vertical nor horizontal.
+    const bool vertical = frame.size.height > frame.size.width;
+    const double steps = wayland::WheelSteps::between(
+        before.value, range->value,
+        {vertical ? frame.size.height : frame.size.width, range->increment,
+         placed->toolkit.startsWith(QLatin1String("Qt"))});
+    if (steps == 0)
+        return;
+    // What lies under the view's centre now has scrolled there, and a fresh window would not show
+    // it there: the scroll is over the bar, which scrolls its view by the same steps, or over the
+    // scroll pane that holds it (GTK), itself.
+    Point point{frame.origin.x + frame.size.width / 2, frame.origin.y + frame.size.height / 2};
+    std::optional<AXTarget> target = m_elements ? m_elements->describe(bar, point) : std::nullopt;
+    if (target && !target->axRole)
+        target.reset();
+    if (target)
+        overPane(bar, frame, *target, point);
+    // Growing values scroll down or right; the wheel counts up and left as positive.
+    const double dx = vertical ? 0 : -steps;
+    const double dy = vertical ? -steps : 0;
+    QMetaObject::invokeMethod(
+        this,
+        [=, this] {
+            setEventTime(heard);
+            setEventTarget(target);
+            emit scroll(point, dx, dy);
+            setEventTarget(std::nullopt);
+        },
+        Qt::QueuedConnection);
+}
+
+void AtSpiInputMonitor::overPane(AtspiAccessible* bar, const Rect& frame, AXTarget& target,
+                                 Point& point) {
+    // Its value is the scroll's doing, which replay finds not yet done.
+    target.axValue.reset();
+    Query query(kReadBudgetMs);
+    Accessible pane = query.accessible(atspi_accessible_get_parent, bar);
+    if (!pane || query.role(pane.get()) != ATSPI_ROLE_SCROLL_PANE)
+        return;
+    // Both in the same (window-local) coordinates: the pane's place beside the bar's.
+    const std::optional<Rect> barBox = query.extents(bar);
+    const std::optional<Rect> paneBox = query.extents(pane.get());
+    if (!barBox || !paneBox)
+        return;
+    const double dx = paneBox->origin.x - barBox->origin.x;
+    const double dy = paneBox->origin.y - barBox->origin.y;
+    point = Point{frame.origin.x + dx + paneBox->size.width / 2,
+                  frame.origin.y + dy + paneBox->size.height / 2};
+    target.axRole = roleName(ATSPI_ROLE_SCROLL_PANE);
+    target.axTitle = nonEmpty(
+        takeString(query.call([&](GError** e) { return atspi_accessible_get_name(pane.get(), e); })
+                       .value_or(nullptr)));
+    target.axSubrole.reset();
+    target.axIdentifier.reset();
+    target.axDescription.reset();
+    // Its place under its window, the top level just below the application.
+    Accessible window = retain(pane.get());
+    for (int i = 0; i < kMaxLevels && !query.stopped(); ++i) {
+        Accessible up = query.accessible(atspi_accessible_get_parent, window.get());
+        if (!up || query.role(up.get()) == ATSPI_ROLE_APPLICATION)
+            break;
+        window = std::move(up);
+    }
+    target.axPath = query.path(pane.get(), window.get());
+    if (target.frameInWindow) {
+        const Rect& was = *target.frameInWindow;
+        target.frameInWindow =
+            Rect(was.origin.x + dx, was.origin.y + dy, paneBox->size.width, paneBox->size.height);
+    }
+}
+
+void AtSpiInputMonitor::learnScrollBars(AtspiAccessible* window) {
+    Query query(kReadBudgetMs);
+    // Breadth first: a view's bars sit beside it, above its rows.
+    std::deque<Accessible> pending;
+    pending.push_back(retain(window));
+    for (int seen = 0; !pending.empty() && seen < kMaxBarSearch && !query.stopped(); ++seen) {
+        Accessible element = std::move(pending.front());
+        pending.pop_front();
+        if (query.role(element.get()) == ATSPI_ROLE_SCROLL_BAR) {
+            const std::optional<Range> range = rangeOf(element.get(), query);
+            const bool known = std::any_of(m_bars.begin(), m_bars.end(), [&](const Bar& b) {
+                return b.element == element.get();
+            });
+            if (range && !known && m_bars.size() < kMaxBars)
+                m_bars.push_back(Bar{static_cast<AtspiAccessible*>(g_object_ref(element.get())),
+                                     range->value, range->minimum, range->maximum});
+            continue;
+        }
+        for (Accessible& child : query.children(element.get()))
+            pending.push_back(std::move(child));
+    }
+}
+
+void AtSpiInputMonitor::learnActiveScrollBars() {
+    Accessible desktop(atspi_get_desktop(0));
+    Query query(kReadBudgetMs);
+    for (const Accessible& app : query.children(desktop.get())) {
+        const std::optional<qint64> pid =
+            query.call([&](GError** e) { return atspi_accessible_get_process_id(app.get(), e); });
+        if (!pid || *pid == QCoreApplication::applicationPid())
+            continue;
+        for (const Accessible& window : query.children(app.get()))
+            if (query.hasStates(window.get(), {ATSPI_STATE_ACTIVE}))
+                learnScrollBars(window.get());
+    }
+}
+
+void AtSpiInputMonitor::forgetScrollBars() {
+    for (const Bar& bar : m_bars)
+        g_object_unref(bar.element);
+    m_bars.clear();
+}
+
+void AtSpiInputMonitor::focusOn(AtspiAccessible* element, std::optional<AXTarget> target) {
+    auto* held = static_cast<AtspiAccessible*>(g_object_ref(element));
+    forgetFocus();
+    m_focus.element = held;
+    // Only the window: the keys' own read may do better.
+    if (target && target->axRole)
+        m_focus.target = std::move(target);
+}
+
+void AtSpiInputMonitor::forgetFocus() {
+    if (m_focus.element)
+        g_object_unref(m_focus.element);
+    m_focus = Focus{};
+}
+
+std::optional<AXTarget> AtSpiInputMonitor::focusTarget() {
+    if (!m_focus.target)
+        return std::nullopt;
+    AXTarget& target = m_focus.target.value();
+    // Typing changes what it holds, and the replay tells a field typed into empty by it. A
+    // password field's text is never read.
+    if (!target.isSecure) {
+        Query query(kReadBudgetMs);
+        const std::optional<QString> value =
+            query.value(m_focus.element, query.interfaces(m_focus.element), kMaxValueLength);
+        if (!query.stopped())
+            target.axValue = value;
+    }
+    return target;
 }
 
 void AtSpiInputMonitor::endDrag() {

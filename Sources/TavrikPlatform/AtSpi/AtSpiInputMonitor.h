@@ -31,10 +31,16 @@ namespace tavrik::atspi {
 // is recorded from them, as on X11, and nothing is inferred. A focused slider whose value no key
 // explains was dragged: the drag goes from where its handle stood when it took the focus (or
 // after its last drag) to where it stands at the last value, ended by whatever is heard next.
-// Tavrik's own windows are left out of what accessibility reports. An inferred click carries the
-// element it was inferred from (`eventTarget()`), described by `elements`. Keys come over another
-// connection than the events their application sent before them: each is handed on only after
-// those, so a key typed right after a click follows the click.
+// A view's scroll bar whose value moves with no key or click just before was scrolled: the
+// scroll is recorded over that bar or its scroll pane, in the wheel steps that repeat it (see
+// WheelSteps). Only bars whose value was known before count (those of each window as it becomes
+// active, and at start), and not a change that came with new content (its range changed). Tavrik's
+// own windows are left out of what accessibility reports. An inferred click carries the element it
+// was inferred from (`eventTarget()`), described by `elements`, and each key the element that had
+// the focus at its press, described when it took it (its value read again at the key): a read after
+// the fact may come too late under load. Keys come over another connection than the events their
+// application sent before them: each is handed on only after those, so a key typed right after a
+// click follows the click.
 class AtSpiInputMonitor final : public InputMonitor {
     Q_OBJECT
 public:
@@ -67,6 +73,15 @@ private:
     void valueChanged(AtspiAccessible* source, std::chrono::steady_clock::time_point heard);
     // Lets go of a drag in progress.
     void endDrag();
+    void scrollBarChanged(AtspiAccessible* bar, std::chrono::steady_clock::time_point heard);
+    // Makes `target`, `bar` described at `point` (its frame in global points), the scroll pane
+    // holding the bar when there is one, at the pane's centre.
+    static void overPane(AtspiAccessible* bar, const Rect& frame, AXTarget& target, Point& point);
+    // Learns the values of the scroll bars in `window`, so that their next change has a start.
+    void learnScrollBars(AtspiAccessible* window);
+    // The same for each application's active window.
+    void learnActiveScrollBars();
+    void forgetScrollBars();
     static void ping(const QSet<QByteArray>& peers);
     // Runs `deliver` once the accessibility events that reached the bus before this call have
     // been handled.
@@ -87,6 +102,29 @@ private:
     bool m_readsDevices = false;
     // Remembers where `slider`'s handle stands (a reference held).
     void know(AtspiAccessible* slider, Point handle);
+    // Remembers `element` as the focus, described by `target` (a reference held).
+    void focusOn(AtspiAccessible* element, std::optional<AXTarget> target);
+    void forgetFocus();
+    // The focus's description with its value as it is now; absent when none is known.
+    std::optional<AXTarget> focusTarget();
+
+    // The element last reported focused, and its description when it could be read.
+    struct Focus {
+        AtspiAccessible* element = nullptr;
+        std::optional<AXTarget> target;
+    };
+    Focus m_focus;
+
+    // A scroll bar's value and range as last seen (a reference held).
+    struct Bar {
+        AtspiAccessible* element = nullptr;
+        double value = 0;
+        double minimum = 0;
+        double maximum = 0;
+    };
+    std::deque<Bar> m_bars;
+    // Until then, a scroll bar's change is taken for the doing of a key or a click just heard.
+    std::chrono::steady_clock::time_point m_quietUntil;
 
     // The slider last seen and where its handle stood: the start of its next drag, since the
     // value reported first is already one step away, or, heard late, the last. While dragged,

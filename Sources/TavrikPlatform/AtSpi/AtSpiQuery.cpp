@@ -3,6 +3,7 @@
 // clang-format on
 
 #include "TavrikCore/Replay/AXPath.h"
+#include "TavrikPlatform/AtSpi/ToolkitTraits.h"
 
 #include <QHash>
 
@@ -21,6 +22,41 @@ AtspiRole roleNamed(const QString& name) {
         return byName;
     }();
     return roles.value(name, ATSPI_ROLE_INVALID);
+}
+
+QString Query::shownName(AtspiAccessible* element, bool labelled) {
+    QString name = takeString(
+        call([&](GError** e) { return atspi_accessible_get_name(element, e); }).value_or(nullptr));
+    // A name joined of two has a space: a single word needs no look at the labels.
+    if (labelled && name.contains(u' ')) {
+        QStringList labels;
+        GArray* relations = call([&](GError** e) {
+                                return atspi_accessible_get_relation_set(element, e);
+                            }).value_or(nullptr);
+        for (guint i = 0; relations && i < relations->len; ++i) {
+            AtspiRelation* relation = g_array_index(relations, AtspiRelation*, i);
+            if (atspi_relation_get_relation_type(relation) == ATSPI_RELATION_LABELLED_BY) {
+                for (gint t = 0; t < atspi_relation_get_n_targets(relation); ++t) {
+                    const Accessible label(atspi_relation_get_target(relation, t));
+                    const QString text =
+                        takeString(call([&](GError** e) {
+                                       return atspi_accessible_get_name(label.get(), e);
+                                   }).value_or(nullptr));
+                    if (!text.isEmpty()) {
+                        labels.append(text);
+                    }
+                }
+            }
+            g_object_unref(relation);
+        }
+        if (relations) {
+            g_array_free(relations, TRUE);
+        }
+        if (!labels.isEmpty()) {
+            name = labels.join(u' ');
+        }
+    }
+    return ToolkitTraits::isTypeName(name) ? QString() : name;
 }
 
 std::optional<QString> Query::path(AtspiAccessible* element, AtspiAccessible* window) {

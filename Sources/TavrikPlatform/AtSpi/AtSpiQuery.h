@@ -118,7 +118,12 @@ public:
 
     // Where the application's coordinates start on the screen, for a toolkit that reports them
     // relative to its window (every toolkit on Wayland): extents come back global all the same.
-    void setOrigin(std::optional<Point> origin) { m_origin = origin; }
+    // `asked` is what the application is asked for: GTK 4 answers only for window coordinates,
+    // and complains of every call for screen ones.
+    void setOrigin(std::optional<Point> origin, AtspiCoordType asked = ATSPI_COORD_TYPE_SCREEN) {
+        m_origin = origin;
+        m_asked = asked;
+    }
     // A global point in the application's own coordinates, for its hit test.
     Point local(Point global) const {
         return m_origin ? Point{global.x - m_origin->x, global.y - m_origin->y} : global;
@@ -183,7 +188,7 @@ public:
 
     std::optional<Rect> extents(AtspiAccessible* object) {
         auto rect = call([&](GError** e) {
-            return atspi_component_get_extents(ATSPI_COMPONENT(object), ATSPI_COORD_TYPE_SCREEN, e);
+            return atspi_component_get_extents(ATSPI_COMPONENT(object), m_asked, e);
         });
         if (!rect || !*rect) {
             return std::nullopt;
@@ -198,6 +203,15 @@ public:
             return std::nullopt;
         }
         return result;
+    }
+
+    // The application's own hit test: its child of `object` at the global point `at`.
+    Accessible childAt(AtspiAccessible* object, Point at) {
+        const Point p = local(at);
+        return Accessible(call([&](GError** e) {
+                              return atspi_component_get_accessible_at_point(
+                                  ATSPI_COMPONENT(object), int(p.x), int(p.y), m_asked, e);
+                          }).value_or(nullptr));
     }
 
     // Without a reply the set comes back empty, which reads as "none of these states".
@@ -277,6 +291,11 @@ public:
         return result;
     }
 
+    // The name a person sees on `element`; empty for none. With `labelled` the labels that label
+    // the element name it when it has any: GTK 4 joins them to the element's own label, so that a
+    // button showing "+" (its label mnemonic-parsed) is named "+ +".
+    QString shownName(AtspiAccessible* element, bool labelled);
+
     // The element's place under `window` (see AXPath.h), from its ancestors: empty for the window
     // itself; absent when the chain could not be read.
     std::optional<QString> path(AtspiAccessible* element, AtspiAccessible* window);
@@ -290,6 +309,7 @@ private:
     QElapsedTimer m_clock;
     bool m_stopped = false;
     std::optional<Point> m_origin;
+    AtspiCoordType m_asked = ATSPI_COORD_TYPE_SCREEN;
     bool m_unresponsive = false;
 };
 

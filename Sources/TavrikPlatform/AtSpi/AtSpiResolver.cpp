@@ -118,7 +118,7 @@ struct AtSpiResolver::Private {
     // by process: asked once.
     QHash<qint64, bool> localExtents;
     // GTK 4 marks only its windows showing: inside them a visible element with a place on screen
-    // counts as showing. Set for the window being read.
+    // counts as showing. Its names are joined to their labels too. Set for the window being read.
     bool visibleShows = false;
 
     // Names `window` as its application is named on X11 and makes the query's extents global.
@@ -142,7 +142,7 @@ struct AtSpiResolver::Private {
                                             ToolkitTraits::extentsInWindow(toolkit, version));
             }
             if (*known) {
-                query.setOrigin(window.frame.origin);
+                query.setOrigin(window.frame.origin, ATSPI_COORD_TYPE_WINDOW);
                 visibleShows = true;
             }
             return;
@@ -421,15 +421,8 @@ struct AtSpiResolver::Private {
 
     // The deepest element under the global point `at`, from `element` down.
     Accessible deepestAt(Accessible element, Point at, Query& query) {
-        const Point local = query.local(at);
         for (int i = 0; i < maxDescent && !query.stopped(); ++i) {
-            Accessible child(query
-                                 .call([&](GError** e) {
-                                     return atspi_component_get_accessible_at_point(
-                                         ATSPI_COMPONENT(element.get()), int(local.x), int(local.y),
-                                         ATSPI_COORD_TYPE_SCREEN, e);
-                                 })
-                                 .value_or(nullptr));
+            Accessible child = query.childAt(element.get(), at);
             if (!child || child.get() == element.get()) {
                 // Some toolkits' hit test stops at a container (a Qt list above its rows): one
                 // of its showing children may still hold the point.
@@ -482,12 +475,7 @@ struct AtSpiResolver::Private {
             target.isSecure = *role == ATSPI_ROLE_PASSWORD_TEXT;
             target.axRole = takeString(atspi_role_get_name(*role));
         }
-        target.axTitle = nonEmpty(
-            takeString(query.call([&](GError** e) { return atspi_accessible_get_name(element, e); })
-                           .value_or(nullptr)));
-        if (target.axTitle && ToolkitTraits::isTypeName(*target.axTitle)) {
-            target.axTitle.reset();
-        }
+        target.axTitle = nonEmpty(query.shownName(element, visibleShows));
         target.axIdentifier = nonEmpty(takeString(
             query.call([&](GError** e) { return atspi_accessible_get_accessible_id(element, e); })
                 .value_or(nullptr)));

@@ -56,13 +56,23 @@ namespace {
 // Where the compositor gives the pointer and its shortcuts but no input, the devices do.
 QString inputGroupHint() {
     return QStringLiteral(
-        "Clicks are recorded from what they change, so drags, scrolls and clicks that change "
-        "nothing are left out, and a double tap of Control does not start a recording: for "
-        "both, add yourself to the input group (\"sudo usermod -aG input $USER\"), then log out "
-        "and back in.");
+        "Clicks and scrolls are recorded from what they change, so drags that change no value, "
+        "scrolls in views without a scroll bar and clicks that change nothing are left out, and "
+        "a double tap of Control does not start a recording: for both, add yourself to the "
+        "input group (\"sudo usermod -aG input $USER\"), then log out and back in.");
 }
 
 } // namespace
+
+QString WaylandDesktop::unheardInput(bool pointerKnown) {
+    if (pointerKnown)
+        return inputGroupHint();
+    return QStringLiteral(
+        "sway tells no program where the pointer is, so clicks and scrolls are recorded from "
+        "what they change: a drag that changes no element's value (only a slider's is heard), a "
+        "scroll in a view without a scroll bar and a click that changes nothing are left out, "
+        "and no setting or permission brings them back.");
+}
 
 QStringList WaylandDesktop::missing(const Offer& offer) {
     if (offer.gnome && !offer.gnomeExtension) {
@@ -119,7 +129,7 @@ QStringList WaylandDesktop::missing(const Offer& offer) {
                 "then log out and back in.");
         return lines;
     }
-    QStringList lines;
+    QStringList lines{unheardInput(false)};
     if (!offer.grim)
         lines << QStringLiteral("Key frames of the screen need grim: install the grim package.");
     if (!offer.wtype)

@@ -30,6 +30,10 @@ public:
     // nothing is.
     static QStringList missing(const Offer& offer);
     static QString programPath(const QString& name);
+    // What a recording cannot hear where clicks and scrolls are known only from what they change,
+    // with the step that would let it (reading the input devices, where the compositor says where
+    // the pointer is; under sway nothing does).
+    static QString unheardInput(bool pointerKnown);
 };
 
 } // namespace tavrik::wayland

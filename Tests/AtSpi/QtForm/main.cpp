@@ -1,7 +1,8 @@
 // The Qt counterpart of form_app.py for the desktop tests: an entry, a password entry, a button
 // and, when asked, a list long enough to scroll (and to make the accessibility tree big). Prints
-// one JSON line with its pid and the screen rectangles of its widgets once shown, then "clicked"
-// when the button is pressed and "activated" when Return is pressed in the entry.
+// one JSON line with its pid and the screen rectangles of its widgets once the window manager has
+// placed it and made it active, then "clicked" when the button is pressed and "activated" when
+// Return is pressed in the entry.
 // Usage: QtForm [--title TITLE] [--rows N]
 #include <QApplication>
 #include <QCommandLineParser>
@@ -11,9 +12,9 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
-#include <QTimer>
 #include <QVBoxLayout>
 #include <QWidget>
+#include <QWindow>
 #include <cstdio>
 
 namespace {
@@ -69,7 +70,12 @@ int main(int argc, char** argv) {
     window.move(700, 200);
     window.show();
     entry->setFocus();
-    QTimer::singleShot(300, [&] {
+    // Until the window manager has placed the window, Qt leaves out the frame the manager adds.
+    bool reported = false;
+    QObject::connect(window.windowHandle(), &QWindow::activeChanged, &window, [&] {
+        if (reported || !window.isActiveWindow())
+            return;
+        reported = true;
         QJsonObject layoutInfo{{"pid", qint64(QCoreApplication::applicationPid())},
                                {"window", rect(&window)},
                                {"entry", rect(entry)},

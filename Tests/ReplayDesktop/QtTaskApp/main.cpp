@@ -1,5 +1,5 @@
 // The Qt counterpart of task_app.py for the replay tests, with the same widgets, options and
-// JSON lines: the layout once shown, then one line per thing that happens.
+// JSON lines: the layout once placed and active, then one line per thing that happens.
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
@@ -12,10 +12,12 @@
 #include <QListWidget>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QPlainTextEdit>
 #include <QPushButton>
-#include <QTimer>
+#include <QScrollBar>
 #include <QVBoxLayout>
 #include <QWidget>
+#include <QWindow>
 #include <cstdio>
 
 namespace {
@@ -43,7 +45,9 @@ int main(int argc, char** argv) {
     const QCommandLineOption title("title", "Window title.", "title", "Qt Order Form");
     const QCommandLineOption menu("menu", "A menu bar with a File menu.");
     const QCommandLineOption sizes("sizes", "A combo box of sizes above the form.");
-    parser.addOptions({at, size, fontSize, extraFruit, title, menu, sizes});
+    const QCommandLineOption longView("long-view",
+                                      "A read-only \"Log\" of 200 lines that scrolls.");
+    parser.addOptions({at, size, fontSize, extraFruit, title, menu, sizes, longView});
     parser.process(app);
     if (const int pt = parser.value(fontSize).toInt(); pt > 0) {
         QFont font = app.font();
@@ -98,6 +102,21 @@ int main(int argc, char** argv) {
                        static_cast<QWidget*>(fruits), static_cast<QWidget*>(choose),
                        static_cast<QWidget*>(save), static_cast<QWidget*>(remove)})
         layout->addWidget(w);
+    if (parser.isSet(longView)) {
+        auto* log = new QPlainTextEdit;
+        log->setReadOnly(true);
+        log->setAccessibleName("Log");
+        QStringList lines;
+        for (int i = 1; i <= 200; ++i)
+            lines << QStringLiteral("Line %1").arg(i);
+        log->setPlainText(lines.join(u'\n'));
+        log->setMinimumHeight(160);
+        QScrollBar* bar = log->verticalScrollBar();
+        QObject::connect(bar, &QScrollBar::valueChanged, [bar](int value) {
+            emitLine({{"event", "scrolled"}, {"value", value}, {"page", bar->pageStep()}});
+        });
+        layout->addWidget(log);
+    }
 
     QString colour = "none";
     QObject::connect(choose, &QPushButton::clicked, [&] {
@@ -128,7 +147,14 @@ int main(int argc, char** argv) {
     window.move(position.value(0).toInt(), position.value(1).toInt());
     window.show();
     name->setFocus();
-    QTimer::singleShot(300, [&] {
+    // Reported once the window manager has placed the window and handed it the focus: until
+    // then Qt puts the window where it asked to be, without the frame the manager adds above it,
+    // and a test would click a field too high.
+    bool reported = false;
+    QObject::connect(window.windowHandle(), &QWindow::activeChanged, &window, [&] {
+        if (reported || !window.isActiveWindow())
+            return;
+        reported = true;
         emitLine({{"pid", qint64(QCoreApplication::applicationPid())},
                   {"window", rect(&window)},
                   {"name", rect(name)},
