@@ -188,40 +188,24 @@ bool FakeDesktop::typeText(const QString& text) {
     return true;
 }
 
-void FakeDesktop::land(Point at) {
+bool FakeDesktop::click(Point at, Button button, int count) {
+    now += inputCostMs;
     QStringList landed;
-    for (LiveElement& e : elementList) {
-        const Rect& f = e.frame;
-        if (at.x >= f.origin.x && at.y >= f.origin.y && at.x < f.origin.x + f.size.width &&
-            at.y < f.origin.y + f.size.height && !covered.contains(e.name)) {
-            e.selected = e.selected || e.selectable;
-            if (e.checkable)
-                e.checked = !e.checked;
-            landed.append(e.name);
-        }
-    }
-    // A push button takes the keyboard as it goes down, as toolkits' buttons do.
-    for (const QString& name : std::as_const(landed))
-        if (LiveElement* e = find(name);
-            e && e->focusable && e->role == QStringLiteral("push button")) {
-            for (LiveElement& other : elementList)
-                other.focused = false;
-            e->focused = true;
+    if (clicksLand && button == Button::left && count == 1)
+        for (LiveElement& e : elementList) {
+            const Rect& f = e.frame;
+            if (at.x >= f.origin.x && at.y >= f.origin.y && at.x < f.origin.x + f.size.width &&
+                at.y < f.origin.y + f.size.height && !covered.contains(e.name)) {
+                e.selected = e.selected || e.selectable;
+                if (e.checkable)
+                    e.checked = !e.checked;
+                landed.append(e.name);
+            }
         }
     // After the loop: a press may close the window the element was in.
     if (onPress)
         for (const QString& name : std::as_const(landed))
             onPress(name);
-}
-
-bool FakeDesktop::click(Point at, Button button, int count) {
-    now += inputCostMs;
-    if (clicksLand && button == Button::left && count == 1) {
-        if (clicksLandAfterMs > 0)
-            m_pendingClicks.append({at, now + clicksLandAfterMs});
-        else
-            land(at);
-    }
     log.append(QStringLiteral("click %1,%2 %3 x%4")
                    .arg(qRound(at.x))
                    .arg(qRound(at.y))
@@ -259,8 +243,6 @@ bool FakeDesktop::scroll(Point at, int dx, int dy) {
 
 void FakeDesktop::sleepMs(int ms) {
     now += ms;
-    while (!m_pendingClicks.isEmpty() && m_pendingClicks.first().second <= now)
-        land(m_pendingClicks.takeFirst().first);
     if (onSleep)
         onSleep();
 }

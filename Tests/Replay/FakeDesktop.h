@@ -33,8 +33,6 @@ public:
     QStringList covered;
     // Whether a click lands: it selects the selectable row under it and turns a toggle there.
     bool clicksLand = true;
-    // How long after it is sent a click lands: a busy application takes it late.
-    qint64 clicksLandAfterMs = 0;
     bool activationWorks = true;
     // Whether a menu pressed through accessibility opens (shows as selected).
     bool menusOpenThroughActions = true;
@@ -75,8 +73,6 @@ public:
 
 private:
     LiveElement* byHandle(quint64 handle);
-    void land(Point at);
-    QList<std::pair<Point, qint64>> m_pendingClicks;
     quint64 m_nextHandle = 1;
 };
 

@@ -78,8 +78,6 @@ private:
     struct Outcome {
         bool ok = true;
         QString problem;
-        // A push button went down under the pointer: it is still to be seen to take the press.
-        bool pressedButton = false;
     };
 
     Located locate(const PlanStep& step, const AXTarget& expected, int waitMs);
@@ -87,7 +85,6 @@ private:
                 const QString& text);
     Outcome actPointer(const PlanStep& step, const Located& where);
     bool pressInPlace(const Located& where);
-    Outcome confirmPressed(const PlanStep& step, const Located& where);
     Outcome openMenu(const PlanStep& step, const Located& where, const QString& action);
     std::optional<LiveElement> rowHolding(const LiveElement& element);
     Outcome actTyping(const PlanStep& step, const Located& where, const QString& text);
