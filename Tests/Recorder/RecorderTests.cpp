@@ -777,8 +777,8 @@ TEST_F(RecorderTest, AScrollItsMonitorInfersKeepsItsView) {
     for (const double piece : {-0.4, -1.5, -1.1})
         emit monitor->scroll({50, 60}, 0, piece);
     monitor->setEventTarget(std::nullopt);
-    // A wheel the monitor says nothing of is read at its point.
-    type("a");
+    // A wheel the monitor says nothing of, after a key that ends the first, is read at its point.
+    emit monitor->key(KeyCodes::c, ModifierFlags::control, std::nullopt);
     emit monitor->scroll({50, 60}, 0, 1);
 
     const Recording r = stop();

@@ -106,13 +106,22 @@ class TaskWindow(Gtk.ApplicationWindow):
         self.widgets = {"name": self.name, "notes": self.notes, "password": self.password,
                         "subscribe": self.subscribe, "fruits": self.fruits, "choose": choose,
                         "save": save, "delete": delete, "pears": self.pears}
-        # Reported once the window manager has placed the window and handed it the focus: until
-        # then the window is where GTK asked it to be, not where it ends up.
+        # Reported once an X window manager has placed the window and handed it the focus (until
+        # then the window is where GTK asked it to be), and not before its first layout had time:
+        # sway hands the focus before it tiles the window, and weston may never hand it.
         self.reported = False
+        self.laid_out = False
+        self.placed_by_manager = self.get_window().__gtype__.name.startswith("GdkX11")
+        GLib.timeout_add(300, self.after_layout)
         self.connect("notify::is-active", self.report)
 
+    def after_layout(self):
+        self.laid_out = True
+        self.report()
+        return False
+
     def report(self, *_args):
-        if self.reported or not self.is_active():
+        if self.reported or not self.laid_out or (self.placed_by_manager and not self.is_active()):
             return
         self.reported = True
         layout = {"pid": os.getpid(), "window": rect(self.get_child(), self)}

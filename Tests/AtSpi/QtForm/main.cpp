@@ -12,6 +12,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
+#include <QTimer>
 #include <QVBoxLayout>
 #include <QWidget>
 #include <QWindow>
@@ -70,10 +71,14 @@ int main(int argc, char** argv) {
     window.move(700, 200);
     window.show();
     entry->setFocus();
-    // Until the window manager has placed the window, Qt leaves out the frame the manager adds.
+    // Reported once an X window manager has placed the window and made it active (until then Qt
+    // leaves out the frame the manager adds), and not before its first layout had time: sway
+    // hands the focus before it tiles the window, and weston may never hand it.
     bool reported = false;
-    QObject::connect(window.windowHandle(), &QWindow::activeChanged, &window, [&] {
-        if (reported || !window.isActiveWindow())
+    bool laidOut = false;
+    const bool placedByManager = QGuiApplication::platformName() == QLatin1String("xcb");
+    const auto report = [&] {
+        if (reported || !laidOut || (placedByManager && !window.isActiveWindow()))
             return;
         reported = true;
         QJsonObject layoutInfo{{"pid", qint64(QCoreApplication::applicationPid())},
@@ -85,6 +90,11 @@ int main(int argc, char** argv) {
             layoutInfo.insert("list", rect(list));
         std::printf("%s\n", QJsonDocument(layoutInfo).toJson(QJsonDocument::Compact).constData());
         std::fflush(stdout);
+    };
+    QObject::connect(window.windowHandle(), &QWindow::activeChanged, &window, report);
+    QTimer::singleShot(300, &window, [&] {
+        laidOut = true;
+        report();
     });
     return app.exec();
 }

@@ -15,6 +15,7 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScrollBar>
+#include <QTimer>
 #include <QVBoxLayout>
 #include <QWidget>
 #include <QWindow>
@@ -147,12 +148,15 @@ int main(int argc, char** argv) {
     window.move(position.value(0).toInt(), position.value(1).toInt());
     window.show();
     name->setFocus();
-    // Reported once the window manager has placed the window and handed it the focus: until
+    // Reported once an X window manager has placed the window and handed it the focus: until
     // then Qt puts the window where it asked to be, without the frame the manager adds above it,
-    // and a test would click a field too high.
+    // and a test would click a field too high. Nor before the first layout had time: sway hands
+    // the focus before it tiles the window, and weston may never hand it.
     bool reported = false;
-    QObject::connect(window.windowHandle(), &QWindow::activeChanged, &window, [&] {
-        if (reported || !window.isActiveWindow())
+    bool laidOut = false;
+    const bool placedByManager = QGuiApplication::platformName() == QLatin1String("xcb");
+    const auto report = [&] {
+        if (reported || !laidOut || (placedByManager && !window.isActiveWindow()))
             return;
         reported = true;
         emitLine({{"pid", qint64(QCoreApplication::applicationPid())},
@@ -172,6 +176,11 @@ int main(int argc, char** argv) {
                   {"choose", rect(choose)},
                   {"save", rect(save)},
                   {"delete", rect(remove)}});
+    };
+    QObject::connect(window.windowHandle(), &QWindow::activeChanged, &window, report);
+    QTimer::singleShot(300, &window, [&] {
+        laidOut = true;
+        report();
     });
     return app.exec();
 }
