@@ -611,10 +611,23 @@ bool AtSpiDesktopActor::reaches(const LiveElement& element, Point at) {
         d->finish(query, entry->pid);
         return false;
     }
+    // GTK 4 answers a hit test only in its window's coordinates. Other toolkits keep the global
+    // point: converting theirs too made a replay on GNOME press a Qt form's Save without effect,
+    // for a reason not yet found.
+    const auto windowEntry = d->entries.find(entry->window);
+    const bool inWindow = windowEntry != d->entries.end() && windowEntry->second.visibleShows;
     bool reached = false;
     Accessible current = retain(window);
     for (int depth = 0; depth < maxWalkDepth && !reached && !query.stopped(); ++depth) {
-        Accessible child = query.childAt(current.get(), at);
+        Accessible child = inWindow
+                               ? query.childAt(current.get(), at)
+                               : Accessible(query
+                                                .call([&](GError** e) {
+                                                    return atspi_component_get_accessible_at_point(
+                                                        ATSPI_COMPONENT(current.get()), int(at.x),
+                                                        int(at.y), ATSPI_COORD_TYPE_SCREEN, e);
+                                                })
+                                                .value_or(nullptr));
         if (!child || child.get() == current.get()) {
             break;
         }
