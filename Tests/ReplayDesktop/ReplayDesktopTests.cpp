@@ -216,7 +216,8 @@ TEST_P(ReplayDesktop, StopsAtAMissingTargetAndNeverGuessesADestructiveStep) {
         EXPECT_TRUE(
             result.lines.last().startsWith(QStringLiteral("✗ Step %1 (").arg(renamed.plan.size())))
             << result.lines.join(u'\n').toStdString();
-        EXPECT_TRUE(result.lines.last().contains(QStringLiteral("“Submit Order”")));
+        EXPECT_TRUE(result.lines.last().contains(QStringLiteral("“Submit Order”")))
+            << result.lines.join(u'\n').toStdString();
         EXPECT_FALSE(app.waitForEvent(QStringLiteral("saved"), 500));
     }
 
