@@ -656,21 +656,14 @@ std::optional<Point> AtSpiInputMonitor::sliderHandle(AtspiAccessible* slider) {
     if (!placed)
         return std::nullopt;
     Query query(kReadBudgetMs);
-    Ref<AtspiValue> value(atspi_accessible_get_value_iface(slider));
-    if (!value)
-        return std::nullopt;
-    const auto read = [&](gdouble (*getter)(AtspiValue*, GError**)) {
-        return query.call([&](GError** e) { return getter(value.get(), e); });
-    };
-    const std::optional<double> current = read(atspi_value_get_current_value);
-    const std::optional<double> minimum = read(atspi_value_get_minimum_value);
-    const std::optional<double> maximum = read(atspi_value_get_maximum_value);
-    if (!current || !minimum || !maximum)
+    const std::optional<Range> range = rangeOf(slider, query);
+    if (!range)
         return std::nullopt;
     const bool vertical = query.hasStates(slider, {ATSPI_STATE_VERTICAL});
     // GTK counts a vertical slider from the top, Qt from the bottom.
     const bool minimumAtTop = !placed->toolkit.startsWith(QLatin1String("Qt"));
-    return wayland::SliderGeometry::pointFor(placed->frame, *current, *minimum, *maximum,
+    return wayland::SliderGeometry::pointFor(placed->frame, range->value, range->minimum,
+                                             range->maximum,
                                              vertical ? wayland::SliderGeometry::Axis::vertical
                                                       : wayland::SliderGeometry::Axis::horizontal,
                                              minimumAtTop);
