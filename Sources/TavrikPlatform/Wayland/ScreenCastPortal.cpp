@@ -5,6 +5,7 @@
 #include <QDBusConnectionInterface>
 #include <QDBusObjectPath>
 #include <QDBusVariant>
+#include <atomic>
 
 namespace tavrik::wayland {
 
@@ -52,6 +53,14 @@ std::optional<std::pair<int, int>> pairOf(const QVariant& value) {
     return std::make_pair(a, b);
 }
 
+// The portal keeps each session and request object until it is closed, under the token we gave.
+// Tokens never repeat in a process: one made from an object's address came back with the next
+// object at that address while the last one's session was still open, and the portal refused it.
+QString nextToken(const QString& kind) {
+    static std::atomic<quint64> issued{0};
+    return QStringLiteral("tavrik_%1_%2").arg(kind).arg(++issued);
+}
+
 } // namespace
 
 ScreenCastPortal::ScreenCastPortal(QString restoreToken,
@@ -82,8 +91,7 @@ void ScreenCastPortal::start() {
     if (m_step != Step::none)
         return;
     QVariantMap options;
-    options.insert(QStringLiteral("session_handle_token"),
-                   QStringLiteral("tavrik_session_%1").arg(quintptr(this), 0, 16));
+    options.insert(QStringLiteral("session_handle_token"), nextToken(QStringLiteral("session")));
     request(Step::createSession, QStringLiteral("CreateSession"), {}, options);
 }
 
@@ -92,8 +100,7 @@ bool ScreenCastPortal::request(Step step, const QString& method, const QList<QVa
     QDBusConnection bus = QDBusConnection::sessionBus();
     // The portal answers on a request object whose path we can know before asking, so the
     // answer cannot come before we listen for it.
-    const QString token =
-        QStringLiteral("tavrik_%1_%2").arg(quintptr(this), 0, 16).arg(++m_requests);
+    const QString token = nextToken(QStringLiteral("request"));
     QString sender = bus.baseService().mid(1);
     sender.replace(u'.', u'_');
     unsubscribe();

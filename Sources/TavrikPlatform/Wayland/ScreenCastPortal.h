@@ -43,7 +43,6 @@ private:
     Step m_step = Step::none;
     QString m_requestPath;
     QString m_session;
-    int m_requests = 0;
 };
 
 } // namespace tavrik::wayland
