@@ -21,6 +21,9 @@ using wayland::ClickInference;
 // Each event's element is read within this; a slow application loses its click, never the
 // recording's pace.
 constexpr int kReadBudgetMs = 400;
+// Scroll bars get more time: finding them walks a window's tree and placing one walks up to its
+// window, in an application busy scrolling. A bar not known before its scroll loses that scroll.
+constexpr int kScrollBarBudgetMs = 1500;
 constexpr int kMaxLevels = 32;
 // How long after a key, and after a click, a scroll bar that moves is taken to have been moved by
 // them: a list keeps the selected row in view, a text view the caret.
@@ -386,8 +389,12 @@ void AtSpiInputMonitor::handle(const AtspiEvent& event) {
 
 void AtSpiInputMonitor::valueChanged(AtspiAccessible* source,
                                      std::chrono::steady_clock::time_point heard) {
+    // A bar already known needs no call to be told apart: under load every call counts.
+    const bool knownBar = std::any_of(m_bars.begin(), m_bars.end(),
+                                      [&](const Bar& b) { return b.element == source; });
     Query query(kReadBudgetMs);
-    const std::optional<AtspiRole> role = query.role(source);
+    const std::optional<AtspiRole> role =
+        knownBar ? std::optional(ATSPI_ROLE_SCROLL_BAR) : query.role(source);
     if (role == ATSPI_ROLE_SCROLL_BAR) {
         scrollBarChanged(source, heard);
         return;
@@ -481,21 +488,31 @@ void AtSpiInputMonitor::scrollBarChanged(AtspiAccessible* bar,
         return;
     }
     const Bar before = *known;
-    known->value = range->value;
-    known->minimum = range->minimum;
-    known->maximum = range->maximum;
+    // The new value is kept once the change is accounted for. A bar that cannot be placed in time
+    // (a busy application) keeps its old one, so the next event of the same scroll tries again
+    // with the whole distance.
+    const auto keep = [&] {
+        for (Bar& b : m_bars)
+            if (b.element == bar)
+                b = Bar{b.element, range->value, range->minimum, range->maximum};
+    };
     // New content moves the range.
     if (before.minimum != range->minimum || before.maximum != range->maximum ||
-        before.value == range->value)
+        before.value == range->value) {
+        keep();
         return;
+    }
     // A key or a click just heard moves the view itself; keys typed just before may not have been
     // taken in yet.
     m_keys.deliverPending();
-    if (heard < m_quietUntil)
+    if (heard < m_quietUntil) {
+        keep();
         return;
-    const std::optional<Placed> placed = place(bar);
+    }
+    const std::optional<Placed> placed = place(bar, kScrollBarBudgetMs);
     if (!placed)
         return;
+    keep();
     const Rect& frame = placed->frame;
     // Along its long side: Qt says neither vertical nor horizontal.
     const bool vertical = frame.size.height > frame.size.width;
@@ -569,7 +586,7 @@ void AtSpiInputMonitor::overPane(AtspiAccessible* bar, const Rect& frame, AXTarg
 }
 
 void AtSpiInputMonitor::learnScrollBars(AtspiAccessible* window) {
-    Query query(kReadBudgetMs);
+    Query query(kScrollBarBudgetMs);
     // Breadth first: a view's bars sit beside it, above its rows.
     std::deque<Accessible> pending;
     pending.push_back(retain(window));
@@ -593,7 +610,7 @@ void AtSpiInputMonitor::learnScrollBars(AtspiAccessible* window) {
 
 void AtSpiInputMonitor::learnActiveScrollBars() {
     Accessible desktop(atspi_get_desktop(0));
-    Query query(kReadBudgetMs);
+    Query query(kScrollBarBudgetMs);
     for (const Accessible& app : query.children(desktop.get())) {
         const std::optional<qint64> pid =
             query.call([&](GError** e) { return atspi_accessible_get_process_id(app.get(), e); });
@@ -652,7 +669,7 @@ void AtSpiInputMonitor::endDrag() {
 }
 
 std::optional<Point> AtSpiInputMonitor::sliderHandle(AtspiAccessible* slider) {
-    const std::optional<Placed> placed = place(slider);
+    const std::optional<Placed> placed = place(slider, kReadBudgetMs);
     if (!placed)
         return std::nullopt;
     Query query(kReadBudgetMs);
@@ -670,15 +687,16 @@ std::optional<Point> AtSpiInputMonitor::sliderHandle(AtspiAccessible* slider) {
 }
 
 std::optional<Point> AtSpiInputMonitor::centre(AtspiAccessible* element) {
-    const std::optional<Placed> placed = place(element);
+    const std::optional<Placed> placed = place(element, kReadBudgetMs);
     if (!placed)
         return std::nullopt;
     const Rect& frame = placed->frame;
     return Point{frame.origin.x + frame.size.width / 2, frame.origin.y + frame.size.height / 2};
 }
 
-std::optional<AtSpiInputMonitor::Placed> AtSpiInputMonitor::place(AtspiAccessible* element) {
-    Query query(kReadBudgetMs);
+std::optional<AtSpiInputMonitor::Placed> AtSpiInputMonitor::place(AtspiAccessible* element,
+                                                                  int budgetMs) {
+    Query query(budgetMs);
     const std::optional<Rect> frame = query.extents(element);
     const std::optional<qint64> pid =
         query.call([&](GError** e) { return atspi_accessible_get_process_id(element, e); });

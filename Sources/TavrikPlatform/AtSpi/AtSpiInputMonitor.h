@@ -67,7 +67,7 @@ private:
         Rect frame;
         QString toolkit;
     };
-    std::optional<Placed> place(AtspiAccessible* element);
+    std::optional<Placed> place(AtspiAccessible* element, int budgetMs);
     std::optional<Point> centre(AtspiAccessible* element);
     std::optional<Point> sliderHandle(AtspiAccessible* slider);
     void valueChanged(AtspiAccessible* source, std::chrono::steady_clock::time_point heard);
