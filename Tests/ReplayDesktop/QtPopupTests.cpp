@@ -96,7 +96,11 @@ TEST(ReplayQtPopups, AChoiceInAnOpenComboBoxIsRecordedAndReplayedByItsName) {
         ASSERT_TRUE(box);
         Demonstration demonstration(desktop);
         demonstration.start();
-        demonstration.click(centre(*box));
+        // Qt takes a release later than a double-click interval after its list opened as a
+        // choice of the item under the pointer, and the recorder's read at the press can hold the
+        // box that long on a loaded machine: the release is sent with the press, so it waits in
+        // the box's queue rather than arriving after the read.
+        demonstration.quickClick(centre(*box));
         const std::optional<Rect> large = Demonstration::find(*actor, QStringLiteral("list item"),
                                                               QStringLiteral("Large"), 15000);
         ASSERT_TRUE(large);
