@@ -619,15 +619,8 @@ bool AtSpiDesktopActor::reaches(const LiveElement& element, Point at) {
     bool reached = false;
     Accessible current = retain(window);
     for (int depth = 0; depth < maxWalkDepth && !reached && !query.stopped(); ++depth) {
-        Accessible child = inWindow
-                               ? query.childAt(current.get(), at)
-                               : Accessible(query
-                                                .call([&](GError** e) {
-                                                    return atspi_component_get_accessible_at_point(
-                                                        ATSPI_COMPONENT(current.get()), int(at.x),
-                                                        int(at.y), ATSPI_COORD_TYPE_SCREEN, e);
-                                                })
-                                                .value_or(nullptr));
+        Accessible child =
+            inWindow ? query.childAt(current.get(), at) : query.childAtOnScreen(current.get(), at);
         if (!child || child.get() == current.get()) {
             break;
         }

@@ -214,6 +214,16 @@ public:
                           }).value_or(nullptr));
     }
 
+    // The same hit test with `at` as the screen point, for toolkits whose window coordinates
+    // cannot be trusted.
+    Accessible childAtOnScreen(AtspiAccessible* object, Point at) {
+        return Accessible(call([&](GError** e) {
+                              return atspi_component_get_accessible_at_point(
+                                  ATSPI_COMPONENT(object), int(at.x), int(at.y),
+                                  ATSPI_COORD_TYPE_SCREEN, e);
+                          }).value_or(nullptr));
+    }
+
     // Without a reply the set comes back empty, which reads as "none of these states".
     bool hasStates(AtspiAccessible* object, std::initializer_list<AtspiStateType> states) {
         auto set = call([&](GError**) { return atspi_accessible_get_state_set(object); });
