@@ -319,12 +319,15 @@ TEST_F(RecorderDesktop, AKeyMappedDuringTheRecordingTypesItsTextIntoTheRun) {
     recorder.start();
     ASSERT_TRUE(recorder.monitor().isRunning()) << recorder.monitor().errorString().toStdString();
     type("ab");
-    {
-        const RemappedKey alpha(desktop.display(), 0x10003b1); // U+03B1, a Unicode keysym
-        ASSERT_NE(alpha.code(), 0) << "no free key code to map";
-        alpha.tap();
-        type("c");
+    // Mapped, pressed and given back before the recorder reads a thing, as a tool typing
+    // characters the layout lacks does: each key still has to be read with its own map. Both
+    // take the same free key code.
+    for (const KeySym unicode : {0x10003b1, 0x10003b2}) { // α, β
+        const RemappedKey key(desktop.display(), unicode);
+        ASSERT_NE(key.code(), 0) << "no free key code to map";
+        key.tap();
     }
+    type("c");
     QFuture<std::optional<Recording>> stopped = recorder.stop();
     ASSERT_TRUE(waitUntil([&] { return stopped.isFinished(); }, 20000));
     const std::optional<Recording> recording = stopped.result();
@@ -333,7 +336,7 @@ TEST_F(RecorderDesktop, AKeyMappedDuringTheRecordingTypesItsTextIntoTheRun) {
     for (const ActionEvent& e : recording->events)
         if (e.type == ActionType::keystroke)
             typed << e.typedText.value_or("<no text>");
-    EXPECT_EQ(typed, QStringList{"abαc"});
+    EXPECT_EQ(typed, QStringList{"abαβc"});
 }
 
 // A field keeps reporting focus after the keyboard left it (a toolkit telling the change late):

@@ -2,16 +2,23 @@
 
 #include "TavrikCore/Hotkeys/KeyCodes.h"
 
+#include <QtEndian>
 #include <X11/XKBlib.h>
 #include <X11/Xlib.h>
+#include <X11/Xproto.h>
 #include <X11/Xutil.h>
+#include <X11/extensions/XKB.h>
 #include <X11/keysym.h>
+#include <cstring>
 
 namespace tavrik::x11 {
 
 namespace K = KeyCodes;
 
 KeyMap::KeyMap(Display* display) : m_display(display) {
+    int event = 0, error = 0;
+    if (m_display && !XQueryExtension(m_display, "XKEYBOARD", &m_xkbOpcode, &event, &error))
+        m_xkbOpcode = -1;
     refresh();
 }
 
@@ -37,6 +44,41 @@ void KeyMap::followChanges() {
             XkbRefreshKeyboardMapping(reinterpret_cast<XkbMapNotifyEvent*>(&event));
     }
     refresh();
+}
+
+bool KeyMap::followRequest(const QByteArray& request, bool swapped) {
+    if (request.size() < 4)
+        return false;
+    const auto byte = [&](int i) { return quint8(request[i]); };
+    if (byte(0) == m_xkbOpcode && (byte(1) == X_kbSetMap || byte(1) == X_kbGetKbdByName)) {
+        // A whole new map: what the server says from now on is all there is.
+        m_requested.clear();
+        return true;
+    }
+    if (byte(0) != X_ChangeKeyboardMapping || request.size() < sz_xChangeKeyboardMappingReq)
+        return false;
+    const int count = byte(1);
+    const unsigned first = byte(4);
+    const int perCode = byte(5);
+    if (perCode == 0 || request.size() < sz_xChangeKeyboardMappingReq + 4 * count * perCode)
+        return false;
+    for (int code = 0; code < count; ++code) {
+        QList<unsigned long> syms;
+        for (int i = 0; i < perCode; ++i) {
+            quint32 sym = 0;
+            memcpy(&sym,
+                   request.constData() + sz_xChangeKeyboardMappingReq + 4 * (code * perCode + i),
+                   4);
+            syms.append(swapped ? qbswap(sym) : sym);
+        }
+        m_requested.insert(first + unsigned(code), syms);
+    }
+    return true;
+}
+
+const QList<unsigned long>* KeyMap::mapped(unsigned keycode) const {
+    const auto it = m_requested.constFind(keycode);
+    return it == m_requested.cend() ? nullptr : &*it;
 }
 
 void KeyMap::refresh() {
@@ -188,9 +230,11 @@ quint16 KeyMap::keyCodeForKeysym(unsigned long sym) {
 }
 
 quint16 KeyMap::keyCode(unsigned keycode) const {
-    if (m_display && keycode >= 8 && keycode <= 255) {
+    const QList<unsigned long>* requested = mapped(keycode);
+    if ((requested || m_display) && keycode >= 8 && keycode <= 255) {
         const quint16 code =
-            keyCodeForKeysym(XkbKeycodeToKeysym(m_display, KeyCode(keycode), 0, 0));
+            keyCodeForKeysym(requested ? requested->value(0, NoSymbol)
+                                       : XkbKeycodeToKeysym(m_display, KeyCode(keycode), 0, 0));
         if (code != K::unknown)
             return code;
     }
@@ -264,9 +308,28 @@ std::optional<QString> textOfKeysym(KeySym sym) {
     return std::nullopt;
 }
 
+// A key as a core map request gives it: the first two keysyms are the plain and the shifted
+// one, and a letter alone is both, in its two cases.
+std::optional<QString> textOfRequested(const QList<unsigned long>& syms, unsigned state) {
+    KeySym lower = NoSymbol, upper = NoSymbol;
+    XConvertCase(syms.value(0, NoSymbol), &lower, &upper);
+    const KeySym plain = syms.value(1, NoSymbol) == NoSymbol ? lower : syms.value(0);
+    const KeySym shifted = syms.value(1, NoSymbol) == NoSymbol ? upper : syms.value(1);
+    const bool letter = lower != upper;
+    const bool shift = (state & ShiftMask) != 0;
+    const bool lock = (state & LockMask) != 0 && letter;
+    const KeySym sym = shift != lock ? shifted : plain;
+    // Control on a letter types its control character, as Xlib's lookup does.
+    if ((state & ControlMask) && sym >= 0x40 && sym < 0x80)
+        return QString(QChar(char16_t(sym & 0x1f)));
+    return textOfKeysym(sym);
+}
+
 } // namespace
 
 std::optional<QString> KeyMap::text(unsigned keycode, unsigned state) const {
+    if (const QList<unsigned long>* requested = mapped(keycode))
+        return textOfRequested(*requested, state);
     if (!m_display)
         return std::nullopt;
     XKeyEvent event{};

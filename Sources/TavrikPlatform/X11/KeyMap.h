@@ -1,5 +1,8 @@
 #pragma once
 
+#include <QByteArray>
+#include <QHash>
+#include <QList>
 #include <QString>
 #include <optional>
 
@@ -36,9 +39,20 @@ public:
     // Takes in the changes the server has announced so far; call when one is known to have
     // happened, before translating the keys that follow it.
     void followChanges();
+    // A keyboard-map request some client sent, seen in order with the keys (a core
+    // ChangeKeyboardMapping, or an XKB request that loads a whole map). The keys after it are
+    // read with what it mapped, whatever the server's map is by the time they are read: a tool
+    // typing a character the layout lacks maps it on a free key, presses it and takes it back
+    // at once. Returns whether the request was one of these.
+    bool followRequest(const QByteArray& request, bool swapped);
 
 private:
+    // The key's keysyms as the last recorded request mapped them, if one did.
+    const QList<unsigned long>* mapped(unsigned keycode) const;
+
     Display* m_display;
+    int m_xkbOpcode = -1;
+    QHash<unsigned, QList<unsigned long>> m_requested;
     unsigned m_altMask = 0;
     unsigned m_superMask = 0;
     unsigned m_numLockMask = 0;

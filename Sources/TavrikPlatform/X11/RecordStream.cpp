@@ -25,6 +25,12 @@ void intercept(XPointer closure, XRecordInterceptData* data) {
         event.rootY = raw->u.keyButtonPointer.rootY;
         event.time = raw->u.keyButtonPointer.time;
         stream->received(event);
+    } else if (data->category == XRecordFromClient && data->data_len > 0) {
+        RecordStream::Event event;
+        event.request =
+            QByteArray(reinterpret_cast<const char*>(data->data), int(data->data_len) * 4);
+        event.swapped = data->client_swapped;
+        stream->received(event);
     }
     XRecordFreeData(data);
 }
@@ -66,23 +72,45 @@ bool RecordStream::start() {
         stop();
         return false;
     }
-    XRecordRange* range = XRecordAllocRange();
-    if (!range) {
+    // One range for the events, one for each request.
+    QList<XRecordRange*> ranges;
+    for (qsizetype i = 0; i <= m_requests.size(); ++i) {
+        XRecordRange* range = XRecordAllocRange();
+        if (!range)
+            break;
+        ranges.append(range);
+    }
+    if (ranges.size() != m_requests.size() + 1) {
+        for (XRecordRange* range : ranges)
+            XFree(range);
         m_error = tr("Out of memory.");
         stop();
         return false;
     }
-    range->device_events.first = m_firstType;
-    range->device_events.last = m_lastType;
-    range->delivered_events.first = range->delivered_events.last = m_deliveredType;
+    ranges[0]->device_events.first = m_firstType;
+    ranges[0]->device_events.last = m_lastType;
+    ranges[0]->delivered_events.first = ranges[0]->delivered_events.last = m_deliveredType;
+    for (qsizetype i = 0; i < m_requests.size(); ++i) {
+        const auto& [extension, opcode] = m_requests[i];
+        XRecordRange* range = ranges[i + 1];
+        int major = 0, event = 0, error = 0;
+        if (extension.isEmpty()) {
+            range->core_requests.first = range->core_requests.last = opcode;
+        } else if (XQueryExtension(control, extension.constData(), &major, &event, &error)) {
+            range->ext_requests.ext_major.first = range->ext_requests.ext_major.last = major;
+            range->ext_requests.ext_minor.first = range->ext_requests.ext_minor.last = opcode;
+        }
+    }
     XRecordClientSpec clients = XRecordAllClients;
     {
         ErrorTrap trap(control);
-        m_context = XRecordCreateContext(control, 0, &clients, 1, &range, 1);
+        m_context =
+            XRecordCreateContext(control, 0, &clients, 1, ranges.data(), int(ranges.size()));
         if (trap.sync() != 0)
             m_context = 0;
     }
-    XFree(range);
+    for (XRecordRange* range : ranges)
+        XFree(range);
     if (!m_context) {
         m_error = tr("The X server refused to record input.");
         stop();
@@ -156,7 +184,8 @@ void RecordStream::deliverPending(int maxWaitMs) {
 void RecordStream::received(const Event& event) {
     ++m_receivedCount;
     const bool delivered = m_deliveredType != 0 && event.type == m_deliveredType;
-    if (!delivered && (event.type < m_firstType || event.type > m_lastType))
+    if (event.request.isEmpty() && !delivered &&
+        (event.type < m_firstType || event.type > m_lastType))
         return;
     // Buttons 4 to 7 are the wheel's.
     const bool press = event.type == ButtonPress && (event.detail < 4 || event.detail > 7);

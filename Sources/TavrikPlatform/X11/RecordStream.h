@@ -2,7 +2,10 @@
 
 #include "TavrikPlatform/X11/XConnection.h"
 
+#include <QByteArray>
+#include <QList>
 #include <QObject>
+#include <QPair>
 #include <QString>
 #include <QThread>
 #include <QTimer>
@@ -26,6 +29,10 @@ public:
         int rootX = 0;
         int rootY = 0;
         quint32 time = 0; // server milliseconds
+        // A recorded client request instead: its bytes, in the order of the client that sent
+        // it (`swapped` when that is not ours). `type` is 0.
+        QByteArray request;
+        bool swapped = false;
     };
     using Handler = std::function<void(const Event&)>;
 
@@ -36,6 +43,12 @@ public:
 
     // Also records events of this type as the server sends them to any client (before start).
     void recordDelivered(int type) { m_deliveredType = type; }
+    // Also records the requests any client sends with this core opcode, or this minor opcode
+    // of the named extension, in order with the events (before start).
+    void recordRequest(int opcode) { m_requests.append({QByteArray(), opcode}); }
+    void recordRequest(const QByteArray& extension, int minor) {
+        m_requests.append({extension, minor});
+    }
     // Returns once the server records (or failed to).
     bool start();
     void stop();
@@ -58,6 +71,7 @@ private:
     int m_firstType;
     int m_lastType;
     int m_deliveredType = 0;
+    QList<QPair<QByteArray, int>> m_requests;
     Handler m_handler;
     std::unique_ptr<XConnection> m_control;
     std::unique_ptr<XConnection> m_data; // used only by the reader thread while it runs

@@ -9,6 +9,8 @@
 #include <QGuiApplication>
 #include <QStyleHints>
 #include <X11/Xlib.h>
+#include <X11/Xproto.h>
+#include <X11/extensions/XKB.h>
 
 namespace tavrik::x11 {
 
@@ -32,11 +34,20 @@ bool X11InputMonitor::start() {
     m_error.clear();
     m_record = std::make_unique<RecordStream>(
         KeyPress, MotionNotify, [this](const RecordStream::Event& e) {
-            onRecorded(e.type, e.detail, e.state, e.rootX, e.rootY, e.time);
+            if (!e.request.isEmpty()) {
+                if (m_keyMap)
+                    m_keyMap->followRequest(e.request, e.swapped);
+            } else {
+                onRecorded(e.type, e.detail, e.state, e.rootX, e.rootY, e.time);
+            }
         });
     // A remapped key or a new layout reaches every client as MappingNotify; recorded, it arrives
-    // in order with the keys, so each key is read with the map it was pressed under.
+    // in order with the keys, so each key is read with the map it was pressed under. A map
+    // changed again before the keys are read is told by the requests that change it.
     m_record->recordDelivered(MappingNotify);
+    m_record->recordRequest(X_ChangeKeyboardMapping);
+    m_record->recordRequest("XKEYBOARD", X_kbSetMap);
+    m_record->recordRequest("XKEYBOARD", X_kbGetKbdByName);
     if (!m_record->start()) {
         m_error = m_record->errorString();
         m_record.reset();
