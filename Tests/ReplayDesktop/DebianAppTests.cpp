@@ -50,20 +50,6 @@ protected:
         return found;
     }
 
-    static QString described(const Skill& skill) {
-        QStringList lines;
-        for (const PlanStep& step : skill.plan)
-            lines.append(step.intent + QStringLiteral(" → ") +
-                         (step.target
-                              ? step.target->axRole.value_or("-") + QStringLiteral(" “") +
-                                    step.target->axTitle.value_or(QString()) +
-                                    QStringLiteral("” in “") +
-                                    step.target->windowTitle.value_or(QString()) +
-                                    QStringLiteral("” of ") + step.target->appBundleID.value_or("-")
-                              : QStringLiteral("no target")));
-        return lines.join(u'\n');
-    }
-
     test::TempSupportFolder support;
     test::DesktopDriver desktop;
     std::unique_ptr<DesktopActor> actor = DesktopBackend::createDesktopActor();
@@ -87,7 +73,8 @@ TEST_F(ReplayDebianApps, ACalculatorAddsOtherNumbers) {
         skill = demonstration.save(QString::fromUtf8(debian::kSumSkill));
     }
     ASSERT_TRUE(skill);
-    ASSERT_EQ(CastRoute::method(*skill), CastMethod::replay) << described(*skill).toStdString();
+    ASSERT_EQ(CastRoute::method(*skill), CastMethod::replay)
+        << test::Demonstration::described(*skill);
 
     for (const bool moved : {false, true}) {
         SCOPED_TRACE(moved ? "moved and resized" : "unchanged");
@@ -100,7 +87,7 @@ TEST_F(ReplayDebianApps, ACalculatorAddsOtherNumbers) {
         const test::ReplayResult result = test::replay(
             Paths::skill(skill->id), {QStringLiteral("first=7"), QStringLiteral("second=5")});
         EXPECT_EQ(result.exitCode, 0) << result.transcript().toStdString() << '\n'
-                                      << described(*skill).toStdString();
+                                      << test::Demonstration::described(*skill);
         EXPECT_TRUE(waitUntil(
             [&] { return debian::display(*calculator, *actor) == QStringLiteral("12"); }, 5000))
             << debian::display(*calculator, *actor).value_or("-").toStdString();
@@ -126,10 +113,12 @@ TEST_F(ReplayDebianApps, AnEditorSavesOtherTextUnderAnotherNameThroughItsMenuAnd
         skill = demonstration.save(QString::fromUtf8(debian::kLetterSkill));
     }
     ASSERT_TRUE(skill);
-    ASSERT_EQ(CastRoute::method(*skill), CastMethod::replay) << described(*skill).toStdString();
+    ASSERT_EQ(CastRoute::method(*skill), CastMethod::replay)
+        << test::Demonstration::described(*skill);
     // The menu closes at the click: what was clicked is its item, not what lies beneath.
-    EXPECT_TRUE(described(*skill).contains(QStringLiteral("menu item “Save As...")))
-        << described(*skill).toStdString();
+    EXPECT_TRUE(QString::fromStdString(test::Demonstration::described(*skill))
+                    .contains(QStringLiteral("menu item “Save As...")))
+        << test::Demonstration::described(*skill);
 
     enum class Change { none, moved, biggerFont };
     for (const Change change : {Change::none, Change::moved, Change::biggerFont}) {
@@ -148,7 +137,7 @@ TEST_F(ReplayDebianApps, AnEditorSavesOtherTextUnderAnotherNameThroughItsMenuAnd
             test::replay(Paths::skill(skill->id),
                          {QStringLiteral("full_name=Grace"), QStringLiteral("file_name=") + name});
         EXPECT_EQ(result.exitCode, 0) << result.transcript().toStdString() << '\n'
-                                      << described(*skill).toStdString();
+                                      << test::Demonstration::described(*skill);
         QFile saved(folder.filePath(name + QStringLiteral(".txt")));
         ASSERT_TRUE(waitUntil([&] { return saved.exists() && saved.size() > 0; }, 5000))
             << result.transcript().toStdString();

@@ -148,7 +148,8 @@ TEST_P(ReplayDesktop, ADemonstrationReplaysWithOtherValuesInChangedWindows) {
     const TaskApp::Toolkit toolkit = GetParam();
     const QString folder = demonstrate(toolkit);
     ASSERT_FALSE(folder.isEmpty());
-    ASSERT_EQ(CastRoute::method(m_skill), CastMethod::replay);
+    ASSERT_EQ(CastRoute::method(m_skill), CastMethod::replay)
+        << test::Demonstration::described(m_skill);
     const QList<qsizetype> secretSteps = CastRoute::secretSteps(m_skill);
     QString steps; // what a failure under load needs to be understood
     for (const PlanStep& step : m_skill.plan)
@@ -412,7 +413,8 @@ TEST_P(ReplayDesktop, ADialogTaskIsRecordedInTheDialogAndReplays) {
         skill = demonstrateBlue(desktop, *probe, app, false, true);
     }
     ASSERT_FALSE(HasFailure());
-    ASSERT_EQ(CastRoute::method(*skill), CastMethod::replay);
+    ASSERT_EQ(CastRoute::method(*skill), CastMethod::replay)
+        << test::Demonstration::described(*skill);
 
     const QStringList moved = toolkit == TaskApp::Toolkit::gtk
                                   ? QStringList{"--at", "900", "300", "--size", "600", "640"}
@@ -606,7 +608,8 @@ TEST_F(ReplayDesktopPage, AFormOnAPageReplaysWithAnotherValue) {
         skill = demonstration.save(QString::fromUtf8(test::orderSkillText));
     }
     ASSERT_TRUE(skill);
-    ASSERT_EQ(CastRoute::method(*skill), CastMethod::replay);
+    ASSERT_EQ(CastRoute::method(*skill), CastMethod::replay)
+        << test::Demonstration::described(*skill);
     // Clicked on its text, recorded as the button with its place on the page.
     const std::optional<AXTarget>& save = skill->plan.last().target;
     ASSERT_TRUE(save);

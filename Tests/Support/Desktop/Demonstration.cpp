@@ -125,4 +125,27 @@ std::optional<Rect> Demonstration::find(DesktopActor& actor, const QString& role
     return found;
 }
 
+std::string Demonstration::described(const Skill& skill) {
+    QStringList lines;
+    for (const PlanStep& step : skill.plan) {
+        QString line = step.intent + QStringLiteral(" → ");
+        if (const std::optional<AXTarget>& t = step.target)
+            line += t->axRole.value_or("-") + QStringLiteral(" “") +
+                    t->axTitle.value_or(QString()) + QStringLiteral("” in “") +
+                    t->windowTitle.value_or(QString()) + QStringLiteral("” of ") +
+                    t->appBundleID.value_or("-") +
+                    (t->windowFrame ? QString() : QStringLiteral(", no window frame"));
+        else
+            line += QStringLiteral("no target");
+        if (step.action == ActionType::keystroke)
+            line += QStringLiteral(", text “%1”, key %2")
+                        .arg(step.text.value_or(QString()))
+                        .arg(step.keyCode ? QString::number(*step.keyCode) : QStringLiteral("-"));
+        else if (!step.location)
+            line += QStringLiteral(", no location");
+        lines.append(line);
+    }
+    return lines.join(u'\n').toStdString();
+}
+
 } // namespace tavrik::test

@@ -7,6 +7,7 @@
 #include <QString>
 #include <memory>
 #include <optional>
+#include <string>
 
 namespace tavrik {
 class DesktopActor;
@@ -38,6 +39,9 @@ public:
     // desktop; waits up to `timeoutMs` for it to show.
     static std::optional<Rect> find(DesktopActor& actor, const QString& role, const QString& name,
                                     int timeoutMs);
+
+    // A skill's plan a step a line, with each step's target, for a failure to show.
+    static std::string described(const Skill& skill);
 
 private:
     void settle();
