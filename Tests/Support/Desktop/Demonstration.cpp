@@ -134,6 +134,7 @@ std::string Demonstration::described(const Skill& skill) {
                     t->axTitle.value_or(QString()) + QStringLiteral("” in “") +
                     t->windowTitle.value_or(QString()) + QStringLiteral("” of ") +
                     t->appBundleID.value_or("-") +
+                    (t->isSecure ? QStringLiteral(", secure") : QString()) +
                     (t->windowFrame ? QString() : QStringLiteral(", no window frame"));
         else
             line += QStringLiteral("no target");

@@ -40,7 +40,8 @@ public:
     static std::optional<Rect> find(DesktopActor& actor, const QString& role, const QString& name,
                                     int timeoutMs);
 
-    // A skill's plan a step a line, with each step's target, for a failure to show.
+    // A skill's plan a step a line, with each step's target (secure or not), for a failure to
+    // show.
     static std::string described(const Skill& skill);
 
 private:
